@@ -1,0 +1,16 @@
+// Where the tuning files live and captures are written.
+#ifndef KELDA_PLATFORM_DATA_DIRECTORY_H_
+#define KELDA_PLATFORM_DATA_DIRECTORY_H_
+
+#include <string>
+
+namespace kelda {
+
+// The directory, without a trailing '/'. Control thread. Each platform has its
+// own version: the phone's is a constant, the workstation's can be pointed
+// elsewhere.
+std::string DataDirectory();
+
+}  // namespace kelda
+
+#endif  // KELDA_PLATFORM_DATA_DIRECTORY_H_
