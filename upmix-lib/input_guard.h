@@ -1,0 +1,42 @@
+// What keeps bad samples out and tiny values from lingering. Audio thread.
+//
+// Denormals are removed by arithmetic and not by the processor's flush-to-zero flag:
+// the flag belongs to the host's thread, and the results would depend on it.
+#ifndef KELDA_UPMIX_LIB_INPUT_GUARD_H_
+#define KELDA_UPMIX_LIB_INPUT_GUARD_H_
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace kelda::upmix_lib {
+
+// Larger samples (+96 dB re full scale) are no audio and are taken for silence.
+inline constexpr float kMaxSample = 65536.0f;
+
+// State below this magnitude (-300 dB re full scale) is taken for silence.
+inline constexpr double kTinyState = 1e-15;
+
+// `sample`, or 0 if it is NaN, infinite, huge or denormal.
+inline float GuardSample(float sample) {
+  const float magnitude = std::fabs(sample);
+  const bool sound = (magnitude <= kMaxSample) & (magnitude >= std::numeric_limits<float>::min());
+  return sound ? sample : 0.0f;
+}
+
+// Guards `count` samples; in and out are the same buffer or do not overlap.
+inline void GuardSamples(const float* in, float* out, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    out[i] = GuardSample(in[i]);
+  }
+}
+
+// For recursive state, once per block: ends a decay before it turns denormal.
+template <typename Float>
+Float DropTiny(Float state) {
+  return std::fabs(state) < static_cast<Float>(kTinyState) ? Float{0} : state;
+}
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_INPUT_GUARD_H_
