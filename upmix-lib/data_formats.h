@@ -179,16 +179,17 @@ inline constexpr ParameterField kLevelFields[] = {
 struct MusicParameters {
   DataHeader header;
   float centre_amount;           // share of centred direct sound that moves to FC
+  float centre_level_db;         // of FC
+  float wide_amount;             // share of what is left in FL and FR that moves to SL and SR
+  float direct_emphasis;         // more keeps direct sound out of the surround planes better
   float ambience_amount;         // share of the ambience that moves to the surround planes
-  float side_level_db;           // of the ambience in SL and SR
-  float back_level_db;           // of the ambience in BL and BR
-  float wide_amount;             // share of hard-panned direct sound that moves to the sides
-  float decorrelation;           // of the surround planes
+  float surround_level_db;       // of the surround planes
+  float back_share;              // of the surround power that goes to BL and BR
+  float decorrelation;           // of the surround planes from each other
+  float coherence_smoothing_ms;  // time constant of the direct-ambient estimate, at 1 kHz
   float gain_smoothing_ms;       // time constant of the per-band gains
-  float coherence_smoothing_ms;  // time constant of the direct-ambient estimate
-  float bass_crossover_hz;       // below it everything stays in front
+  float bass_crossover_hz;       // below it no ambience leaves the front; 0: none stays
   float output_gain_db;
-  float reserved[2];  // 0
 };
 static_assert(sizeof(MusicParameters) == 64);
 
@@ -196,18 +197,18 @@ inline constexpr DataKind kMusicKind = {{'K', 'M', 'U', 'P'}, 1, sizeof(MusicPar
 
 inline constexpr ParameterField kMusicFields[] = {
     {"centre_amount", offsetof(MusicParameters, centre_amount), 0.0f, 1.0f, 1.0f},
-    {"ambience_amount", offsetof(MusicParameters, ambience_amount), 0.0f, 1.0f, 1.0f},
-    {"side_level_db", offsetof(MusicParameters, side_level_db), -40.0f, 6.0f, 0.0f},
-    {"back_level_db", offsetof(MusicParameters, back_level_db), -40.0f, 6.0f, -3.0f},
+    {"centre_level_db", offsetof(MusicParameters, centre_level_db), -12.0f, 12.0f, 0.0f},
     {"wide_amount", offsetof(MusicParameters, wide_amount), 0.0f, 1.0f, 0.0f},
+    {"direct_emphasis", offsetof(MusicParameters, direct_emphasis), 1.0f, 16.0f, 6.0f},
+    {"ambience_amount", offsetof(MusicParameters, ambience_amount), 0.0f, 1.0f, 1.0f},
+    {"surround_level_db", offsetof(MusicParameters, surround_level_db), -24.0f, 12.0f, 0.0f},
+    {"back_share", offsetof(MusicParameters, back_share), 0.0f, 1.0f, 0.4f},
     {"decorrelation", offsetof(MusicParameters, decorrelation), 0.0f, 1.0f, 1.0f},
-    {"gain_smoothing_ms", offsetof(MusicParameters, gain_smoothing_ms), 1.0f, 500.0f, 20.0f},
-    {"coherence_smoothing_ms", offsetof(MusicParameters, coherence_smoothing_ms), 1.0f, 500.0f,
+    {"coherence_smoothing_ms", offsetof(MusicParameters, coherence_smoothing_ms), 5.0f, 500.0f,
      40.0f},
+    {"gain_smoothing_ms", offsetof(MusicParameters, gain_smoothing_ms), 1.0f, 500.0f, 15.0f},
     {"bass_crossover_hz", offsetof(MusicParameters, bass_crossover_hz), 0.0f, 500.0f, 120.0f},
     {"output_gain_db", offsetof(MusicParameters, output_gain_db), -24.0f, 12.0f, 0.0f},
-    {"reserved[0]", offsetof(MusicParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
-    {"reserved[1]", offsetof(MusicParameters, reserved[1]), 0.0f, 0.0f, 0.0f},
 };
 
 // ---- Cinema upmix -------------------------------------------------------------------
@@ -218,14 +219,14 @@ struct CinemaParameters {
   float dialogue_level_db;    // of FC
   float surround_amount;      // share of the ambience that moves to the surround planes
   float surround_level_db;    // of the surround planes
-  float width;                // of the front pair
+  float back_share;           // of the surround power that goes to BL and BR
+  float width;                // share of what is left in FL and FR that moves to SL and SR
   float bass_crossover_hz;    // below it the sound goes past the HRIRs, in mono
   float bass_level_db;        // of what is below the crossover
   float room_level_db;        // of the late tail
   float room_decay_s;         // RT60 of the late tail
   float room_early_level_db;  // of the early reflections
   float output_gain_db;
-  float reserved[1];  // 0
 };
 static_assert(sizeof(CinemaParameters) == 64);
 
@@ -236,14 +237,14 @@ inline constexpr ParameterField kCinemaFields[] = {
     {"dialogue_level_db", offsetof(CinemaParameters, dialogue_level_db), -12.0f, 12.0f, 1.5f},
     {"surround_amount", offsetof(CinemaParameters, surround_amount), 0.0f, 1.0f, 1.0f},
     {"surround_level_db", offsetof(CinemaParameters, surround_level_db), -40.0f, 12.0f, 1.5f},
-    {"width", offsetof(CinemaParameters, width), 0.0f, 1.0f, 0.5f},
-    {"bass_crossover_hz", offsetof(CinemaParameters, bass_crossover_hz), 0.0f, 300.0f, 100.0f},
+    {"back_share", offsetof(CinemaParameters, back_share), 0.0f, 1.0f, 0.5f},
+    {"width", offsetof(CinemaParameters, width), 0.0f, 1.0f, 0.3f},
+    {"bass_crossover_hz", offsetof(CinemaParameters, bass_crossover_hz), 40.0f, 300.0f, 100.0f},
     {"bass_level_db", offsetof(CinemaParameters, bass_level_db), -24.0f, 12.0f, 0.0f},
     {"room_level_db", offsetof(CinemaParameters, room_level_db), -80.0f, 0.0f, -18.0f},
     {"room_decay_s", offsetof(CinemaParameters, room_decay_s), 0.05f, 2.0f, 0.3f},
     {"room_early_level_db", offsetof(CinemaParameters, room_early_level_db), -80.0f, 0.0f, -12.0f},
     {"output_gain_db", offsetof(CinemaParameters, output_gain_db), -24.0f, 12.0f, 0.0f},
-    {"reserved[0]", offsetof(CinemaParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
 };
 
 }  // namespace kelda::upmix_lib
