@@ -11,6 +11,9 @@ namespace kelda {
 // elsewhere.
 std::string DataDirectory();
 
+// The path of a file in it.
+inline std::string DataPath(const std::string& name) { return DataDirectory() + "/" + name; }
+
 }  // namespace kelda
 
 #endif  // KELDA_PLATFORM_DATA_DIRECTORY_H_

@@ -1,0 +1,70 @@
+#include "diagnostics/pcm_dump.h"
+
+#include <android/log.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+namespace kelda {
+namespace {
+
+constexpr char kTag[] = "KelApsPcmd";
+constexpr uint32_t kFramesPerSecond = 48000;
+
+}  // namespace
+
+PcmDump::~PcmDump() {
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+std::string PcmDump::GenerateFileName() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char name[80];
+  std::snprintf(name, sizeof(name), "pcmdump_%d_%02d%02d_%02d%02d_%02d.pcm", local.tm_year + 1900,
+                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+  return name;
+}
+
+int PcmDump::Open(std::string path, uint32_t channels, uint32_t seconds) {
+  channels_ = channels;
+  frame_limit_ = seconds * kFramesPerSecond;
+  file_ = std::fopen(path.c_str(), "ab");
+  if (file_ == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to open: %s\n", std::strerror(errno));
+    return 0;
+  }
+  return 1;
+}
+
+int PcmDump::Write(const float& first_sample, uint32_t frames) {
+  if (file_ == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
+    return 0;
+  }
+  if (uint64_t{frames_written_} + frames > frame_limit_) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "Excess Dump Limit");
+    return 0;
+  }
+  std::fwrite(&first_sample, std::size_t{channels_} * kBitDepthBytes, frames, file_);
+  frames_written_ += frames;
+  return 1;
+}
+
+int PcmDump::Close() {
+  if (file_ == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
+    return 0;
+  }
+  const int result = std::fclose(file_);
+  file_ = nullptr;
+  if (result != 0) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to close: %s\n", std::strerror(errno));
+    return 0;
+  }
+  return 1;
+}
+
+}  // namespace kelda

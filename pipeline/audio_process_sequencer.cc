@@ -1,0 +1,193 @@
+#include "pipeline/audio_process_sequencer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "pipeline/matrix_conversion.h"
+
+namespace kelda {
+namespace {
+
+constexpr unsigned kFadeFrames = 4800;
+
+// Longer host blocks run through the rings in slices of this many periods.
+constexpr unsigned kSlicePeriods = 3;
+
+// Why the rings never overfill, with P the period, n <= 3P the slice, r < P the
+// frames waiting in the input ring and q those queued in the output ring:
+//
+// Input: before a slice r < P, after its enqueue r + n < 4P.
+//
+// Output: let T = q + r between slices. A delivered slice takes n frames in and n
+// frames out, so T stays. A silent one adds n to T, but it is only silent because
+// after its periods were processed q < n or q < 2P (not ready yet), so that
+// afterwards T = q + r < 3P + P. Hence T < 4P always, and the most that is queued
+// before a slice is delivered is T + n < 7P.
+//
+// Both bounds are strict, as a ring that is filled completely would read as empty.
+constexpr unsigned kInputRingPeriods = 4;
+constexpr unsigned kOutputRingPeriods = 8;
+constexpr unsigned kReadyPeriods = 2;
+
+constexpr int kSwapTable13[13] = {1, 2, 0, 3, 4, 6, 5, 7, 8, 9, 11, 10, 12};
+constexpr int kSwapTable16[16] = {1, 2, 0, 15, 13, 14, 3, 4, 6, 5, 7, 8, 9, 11, 10, 12};
+
+}  // namespace
+
+bool AudioProcessSequencer::SetProcessorChain(std::list<AudioProcessor*>* chain) {
+  if (chain == nullptr || chain->empty()) return false;
+  DestoryWorkBuffer();
+  chain_ = chain;
+  input_channels_ = chain->front()->GetInputChannelCount();
+  output_channels_ = chain->back()->GetOutputChannelCount();
+  work_channels_ = 0;
+  period_frames_ = 0;
+  for (const AudioProcessor* processor : *chain) {
+    work_channels_ = std::max(work_channels_, processor->GetInputChannelCount());
+    period_frames_ = std::max(period_frames_, processor->GetMinPeriodFrames());
+  }
+  input_period_bytes_ = input_channels_ * period_frames_ * unsigned{sizeof(float)};
+  output_period_bytes_ = output_channels_ * period_frames_ * unsigned{sizeof(float)};
+  CreateWorkBuffer();
+  return true;
+}
+
+void AudioProcessSequencer::CreateWorkBuffer() {
+  input_ring_ = std::make_unique<RingBuffer>(
+      static_cast<int>(kInputRingPeriods * input_period_bytes_), /*ready_threshold_bytes=*/0);
+  output_ring_ = std::make_unique<FadableRingBuffer>(
+      output_channels_, kOutputRingPeriods * output_period_bytes_,
+      static_cast<int>(kReadyPeriods * output_period_bytes_));
+  input_period_ = std::make_unique<float[]>(std::size_t{period_frames_} * input_channels_);
+  output_period_ = std::make_unique<float[]>(std::size_t{period_frames_} * output_channels_);
+  for (auto& buffer : work_) {
+    buffer = std::make_unique<float[]>(std::size_t{period_frames_} * work_channels_);
+  }
+}
+
+void AudioProcessSequencer::DestoryWorkBuffer() {
+  input_ring_.reset();
+  output_ring_.reset();
+  input_period_.reset();
+  output_period_.reset();
+  for (auto& buffer : work_) buffer.reset();
+}
+
+unsigned AudioProcessSequencer::GetDelayedFrames() const {
+  unsigned frames = 0;
+  for (const AudioProcessor* processor : *chain_) {
+    if (processor->IsEnabled()) frames += processor->GetDelayedFrames();
+  }
+  return frames;
+}
+
+void AudioProcessSequencer::SetParameters(const ParameterMap& params) {
+  for (AudioProcessor* processor : *chain_) processor->SetParameters(params);
+}
+
+bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames) {
+  input_frames_ += frames;
+  bool delivered = true;
+  if (frames == period_frames_) {
+    ProcessPeriod(in, out);
+    output_frames_ += frames;
+  } else {
+    const unsigned slice_frames = kSlicePeriods * period_frames_;
+    unsigned remaining = frames;
+    do {
+      const unsigned slice = std::min(remaining, slice_frames);
+      delivered &= ProcessBuffered(in, out, slice);
+      in += std::size_t{slice} * input_channels_;
+      out += std::size_t{slice} * output_channels_;
+      remaining -= slice;
+    } while (remaining > 0);
+    out -= std::size_t{frames} * output_channels_;
+  }
+  if (pcm_dump_) pcm_dump_->Write(*out, frames);
+  return delivered;
+}
+
+bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigned frames) {
+  if (fade_requested_) {
+    // Before new input is processed: the fade-out falls on output of the previous
+    // configuration, the silence and the fade-in on output of the new one.
+    output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
+    fade_requested_ = false;
+  }
+  input_ring_->Enqueue(reinterpret_cast<const char*>(in),
+                       static_cast<int>(frames * input_channels_ * sizeof(float)));
+  while (input_ring_->HaveData(static_cast<int>(input_period_bytes_))) {
+    input_ring_->Dequeue(reinterpret_cast<char*>(input_period_.get()),
+                         static_cast<int>(input_period_bytes_));
+    ProcessPeriod(input_period_.get(), output_period_.get());
+    output_ring_->FadableEnqueue(reinterpret_cast<char*>(output_period_.get()),
+                                 static_cast<int>(output_period_bytes_));
+  }
+  const std::size_t samples = std::size_t{frames} * output_channels_;
+  const int bytes = static_cast<int>(samples * sizeof(float));
+  if (!output_ring_->HaveData(bytes) || !output_ring_->IsReady()) {
+    std::fill_n(out, samples, 0.0f);
+    return false;
+  }
+  output_ring_->Dequeue(reinterpret_cast<char*>(out), bytes);
+  output_frames_ += frames;
+  return true;
+}
+
+// One interleaved period from `in` through the chain to `out`.
+void AudioProcessSequencer::ProcessPeriod(const float* in, float* out) {
+  processed_frames_ += period_frames_;
+  const int frames = static_cast<int>(period_frames_);
+  float* buffers[2] = {work_[0].get(), work_[1].get()};
+  MatrixConversion::ToPlanar(buffers[0], in, frames, static_cast<int>(input_channels_),
+                             GetSwapTable(input_channels_));
+  const int result = invokeProcessorChain(buffers, 0, period_frames_);
+  MatrixConversion::ToInterleave(out, buffers[result], frames, static_cast<int>(output_channels_),
+                                 nullptr);
+}
+
+int AudioProcessSequencer::invokeProcessorChain(float** buffers, int first, unsigned frames) {
+  int source = first;
+  for (AudioProcessor* processor : *chain_) {
+    if (!processor->IsEnabled()) continue;
+    // A processor that has nothing to process with leaves its output as it was;
+    // the chain goes on with that.
+    processor->Process(buffers[source], buffers[1 - source], frames);
+    source = 1 - source;
+  }
+  return source;
+}
+
+const int* AudioProcessSequencer::GetSwapTable(unsigned channels) {
+  switch (channels) {
+    case 13:
+      return kSwapTable13;
+    case 16:
+      return kSwapTable16;
+    default:
+      return nullptr;
+  }
+}
+
+void AudioProcessSequencer::FlushWorkBuffer() {
+  if (input_ring_) input_ring_->Init();
+  if (output_ring_) {
+    discarded_frames_ +=
+        static_cast<unsigned>(output_ring_->Size()) / (output_channels_ * unsigned{sizeof(float)});
+    output_ring_->Init();
+  }
+  fade_requested_ = false;
+}
+
+void AudioProcessSequencer::Flush() {
+  for (AudioProcessor* processor : *chain_) processor->Flush();
+  FlushWorkBuffer();
+}
+
+void AudioProcessSequencer::Restart() {
+  for (AudioProcessor* processor : *chain_) processor->Restart();
+  FlushWorkBuffer();
+}
+
+}  // namespace kelda

@@ -1,0 +1,105 @@
+#ifndef KELDA_PIPELINE_AUDIO_PROCESS_SEQUENCER_H_
+#define KELDA_PIPELINE_AUDIO_PROCESS_SEQUENCER_H_
+
+#include <list>
+#include <memory>
+#include <string>
+
+#include "diagnostics/pcm_dump.h"
+#include "pipeline/audio_processor.h"
+#include "pipeline/fadable_ring_buffer.h"
+#include "pipeline/ring_buffer.h"
+
+namespace kelda {
+
+// Runs a chain of processors over host blocks of any size.
+//
+//   host block     ──► input ring ──► period ──► planar ──► enabled processors
+//   (interleaved)                                            work 0 ⇄ work 1
+//   host block     ◄── output ring ◄── period ◄── interleaved ◄───┘
+//
+// A host block of exactly one period skips the rings. Every other block goes
+// through them: whole periods are processed as they fill, and output is released
+// once two periods are queued; until then, and whenever less is queued than the
+// host asks for, the host gets silence. A block is delivered whole or not at all,
+// so that nothing is lost or repeated.
+//
+// Threads: Process is called by the audio thread, everything else by the control
+// thread; the calls never overlap. Process does not allocate or lock.
+class AudioProcessSequencer {
+ public:
+  AudioProcessSequencer() = default;
+  AudioProcessSequencer(const AudioProcessSequencer&) = delete;
+  AudioProcessSequencer& operator=(const AudioProcessSequencer&) = delete;
+  ~AudioProcessSequencer() = default;
+
+  // Binds a chain, which stays the caller's and must outlive its use here, and
+  // rebuilds every buffer, zeroed; what was queued is dropped. Channel counts and
+  // the period are taken from the chain now: the widest input of all processors
+  // sizes the work buffers, so no processor may write more planes than that.
+  // Returns false and changes nothing if `chain` is null or empty.
+  bool SetProcessorChain(std::list<AudioProcessor*>* chain);
+  void CreateWorkBuffer();
+  void DestoryWorkBuffer();
+
+  // Latency of the enabled processors in frames, without that of the rings.
+  unsigned GetDelayedFrames() const;
+  // Hands the settings to every processor, enabled or not.
+  void SetParameters(const ParameterMap& params);
+
+  // Processes `frames` interleaved frames of the chain's input channel count from
+  // `in` to `out` (output channel count); `in` and `out` may be the same buffer.
+  // Returns false if any of `out` is silence because too little was queued.
+  bool Process(const float* in, float* out, unsigned frames);
+  // Runs the enabled processors over the planar block in buffers[first], using
+  // both buffers in turn; returns the index of the one that holds the result.
+  int invokeProcessorChain(float** buffers, int first, unsigned frames);
+  // The plane that receives each interleaved channel, or null for the identity.
+  static const int* GetSwapTable(unsigned channels);
+
+  // At the next block that goes through the rings: fade out what is queued,
+  // silence the new configuration's latency, fade in what follows.
+  void RequestFadeInOut() { fade_requested_ = true; }
+  // Empties the rings, counting dropped output as discarded, and forgets a
+  // requested fade. Flush and Restart first do the same to every processor.
+  void FlushWorkBuffer();
+  void Flush();
+  void Restart();
+
+  // Appends the frame counters and a line for each processor.
+  void Dumpsys(std::string* out) const;
+  // Captures what the host is given, silence included, to a new file in `dir`,
+  // for `seconds` seconds at most. Replaces a running capture.
+  void StartPcmDump(std::string dir, unsigned seconds);
+  // Ends the capture, if one is running.
+  void StopPcmDump();
+
+ private:
+  void ProcessPeriod(const float* in, float* out);
+  bool ProcessBuffered(const float* in, float* out, unsigned frames);
+
+  std::list<AudioProcessor*>* chain_ = nullptr;  // not owned
+  unsigned input_channels_ = 0;
+  unsigned output_channels_ = 0;
+  unsigned work_channels_ = 0;
+  unsigned period_frames_ = 0;
+
+  std::unique_ptr<RingBuffer> input_ring_;
+  unsigned input_period_bytes_ = 0;
+  std::unique_ptr<float[]> input_period_;  // interleaved
+  unsigned output_period_bytes_ = 0;
+  std::unique_ptr<float[]> output_period_;  // interleaved
+  std::unique_ptr<FadableRingBuffer> output_ring_;
+  std::unique_ptr<PcmDump> pcm_dump_;
+  std::unique_ptr<float[]> work_[2];  // planar, work channels x period
+
+  unsigned input_frames_ = 0;      // received
+  unsigned processed_frames_ = 0;  // run through the chain
+  unsigned output_frames_ = 0;     // delivered with content
+  unsigned discarded_frames_ = 0;  // dropped from the output ring by flushes
+  bool fade_requested_ = false;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PIPELINE_AUDIO_PROCESS_SEQUENCER_H_

@@ -1,0 +1,77 @@
+// The stage of the signal chain.
+#ifndef KELDA_PIPELINE_AUDIO_PROCESSOR_H_
+#define KELDA_PIPELINE_AUDIO_PROCESSOR_H_
+
+#include <map>
+#include <string>
+
+namespace kelda {
+
+// Settings by key. Every processor is given the whole map and reads the keys it
+// knows; the values are file paths.
+using ParameterMap = std::map<std::string, std::string>;
+
+// One stage of the chain. The engine owns the processors and switches them on
+// and off; the sequencer runs the enabled ones in order, one period at a time.
+//
+// Audio here is 32-bit float and PLANAR: a block of `frames` frames holds one
+// plane a channel, sample f of channel c at index c * frames + f.
+//
+// Threads: Process is called by the audio thread, everything else by the control
+// thread; the calls never overlap.
+class AudioProcessor {
+ public:
+  AudioProcessor(bool enabled, bool ready) : enabled_(enabled), ready_(ready) {}
+  AudioProcessor(const AudioProcessor&) = delete;
+  AudioProcessor& operator=(const AudioProcessor&) = delete;
+  virtual ~AudioProcessor() = default;
+
+  // Switches the stage on or off. Switching off a running stage that has latency
+  // flushes it first, so that what its delay lines hold does not reappear when
+  // it is switched on again. Returns true.
+  virtual bool SetEnabled(bool enable);
+
+  // Short static name for the report.
+  virtual const char* GetName() const = 0;
+  // Channels of the block that Process reads and of the one that it writes.
+  virtual unsigned GetInputChannelCount() const = 0;
+  virtual unsigned GetOutputChannelCount() const = 0;
+  // Smallest block, in frames, that Process must be called with. The sequencer's
+  // period is the largest over the chain.
+  virtual unsigned GetMinPeriodFrames() const = 0;
+  // Latency in frames.
+  virtual unsigned GetDelayedFrames() const = 0;
+  // Takes the settings it knows from `params`.
+  virtual void SetParameters(const ParameterMap& params) = 0;
+  // Processes `frames` frames from `in` to `out`, which do not overlap. Returns
+  // false, with `out` as it was or silenced, if there is nothing to process with.
+  virtual bool Process(float* in, float* out, unsigned frames) = 0;
+  // Drops signal history, keeps the settings.
+  virtual void Flush() = 0;
+  // Returns to the state after configuration.
+  virtual void Restart() = 0;
+  // Appends a line of diagnostics, with its newline, to *out.
+  virtual void Dumpsys(std::string* out) const = 0;
+
+  // The sequencer runs the stage and counts its latency only while this is true.
+  bool IsEnabled() const { return enabled_; }
+  // The stage has loaded all it needs to process.
+  bool IsReady() const { return ready_; }
+
+ protected:
+  // The value for `key`, or null.
+  static const std::string* GetValue(const ParameterMap& params, const std::string& key);
+  // Stores the value for `key` in *path and returns true if there is one that has to
+  // be loaded: it differs from *path, or what *path names is not loaded.
+  bool TakePath(const ParameterMap& params, const std::string& key, std::string* path) const;
+
+  void SetReady(bool ready) { ready_ = ready; }
+
+ private:
+  bool enabled_;
+  bool ready_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PIPELINE_AUDIO_PROCESSOR_H_

@@ -1,0 +1,48 @@
+#ifndef KELDA_PIPELINE_FADABLE_RING_BUFFER_H_
+#define KELDA_PIPELINE_FADABLE_RING_BUFFER_H_
+
+#include "pipeline/ring_buffer.h"
+
+namespace kelda {
+
+// A ring of interleaved 32-bit float frames that can fade out what is queued and
+// fade in, after a stretch of silence, what is queued next:
+//
+//   queued, fading out       silence              fade-in          unchanged
+//   ~~~~~~~~\___      ______________________     ___/~~~~~~~~   ~~~~~~~~~~~~~~
+//        fade_frames       silence_frames         fade_frames
+//
+// Both ramps are raised cosines, computed per frame. Capacity and every block
+// must be whole frames.
+class FadableRingBuffer : public RingBuffer {
+ public:
+  FadableRingBuffer(unsigned channels, unsigned capacity_bytes, int ready_threshold_bytes);
+
+  // Empties the buffer and cancels a fade-in.
+  void Init() override;
+
+  // Enqueues a block, faded in IN PLACE before if a fade-in is under way.
+  void FadableEnqueue(char* data, int bytes);
+  // Silences and ramps a block in place, as far as the fade-in has come.
+  void FadeIn(char* data, int bytes);
+  // Arms a fade-in of `silence_frames` zeros and a ramp of `fade_frames`, and
+  // fades out the newest of the queued frames, `fade_frames` at most.
+  void RequestFadingFrames(unsigned fade_frames, unsigned silence_frames);
+  // Fades out the newest `frames` frames, without looking at how many are queued.
+  void FadeOut(unsigned frames);
+  // The frame before `frame`, wrapping at the beginning.
+  float* PrevFrame(float* frame) const;
+
+ private:
+  int frame_bytes() const { return static_cast<int>(channels_ * sizeof(float)); }
+
+  const unsigned channels_;
+  bool fade_in_pending_ = false;
+  unsigned silence_remaining_ = 0;  // frames of zeros before the ramp
+  unsigned fade_length_ = 0;        // frames of the ramp
+  unsigned fade_position_ = 0;      // frames of the ramp applied
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PIPELINE_FADABLE_RING_BUFFER_H_

@@ -1,0 +1,59 @@
+#ifndef KELDA_PIPELINE_RING_BUFFER_H_
+#define KELDA_PIPELINE_RING_BUFFER_H_
+
+#include <memory>
+
+namespace kelda {
+
+// A FIFO of bytes with a latch that holds output back until enough has gathered.
+//
+//        begin                                            end
+//          |......[read ======== stored ======== write].....|
+//
+// Equal positions mean empty, so it never holds its whole capacity, and nothing
+// is checked on the way in: the owner sizes it so that it does not overfill.
+// One thread at a time. Allocates at construction only.
+class RingBuffer {
+ public:
+  // Sizes in bytes. IsReady first reports true at `ready_threshold_bytes`.
+  RingBuffer(int capacity_bytes, int ready_threshold_bytes);
+  RingBuffer(const RingBuffer&) = delete;
+  RingBuffer& operator=(const RingBuffer&) = delete;
+  virtual ~RingBuffer() = default;
+
+  // Empties the buffer and releases the ready latch. The bytes are not cleared.
+  virtual void Init();
+  // Appends `bytes` bytes; at most the capacity. More than FreeSize() overwrites
+  // what was not read, undetected.
+  virtual void Enqueue(const char* data, int bytes);
+
+  // Removes up to `bytes` bytes into `dest` and returns how many.
+  int Dequeue(char* dest, int bytes);
+  // Stored bytes.
+  int Size() const { return ReadAvail(); }
+  int ReadAvail() const;
+  bool HaveData(int bytes) const { return ReadAvail() >= bytes; }
+  int FreeSize() const { return capacity_ - ReadAvail(); }
+  // True once the stored amount has reached the threshold; stays true while it
+  // falls again, until Init.
+  bool IsReady();
+
+ protected:
+  char* begin() const { return begin_; }
+  char* end() const { return end_; }
+  char* write_position() const { return write_; }
+
+ private:
+  bool ready_ = false;
+  const int ready_threshold_;
+  const std::unique_ptr<char[]> storage_;
+  const int capacity_;
+  char* read_;
+  char* write_;
+  char* const begin_;
+  char* const end_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PIPELINE_RING_BUFFER_H_

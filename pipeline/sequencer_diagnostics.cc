@@ -1,0 +1,36 @@
+// The sequencer's report and its capture.
+#include <cstring>
+#include <utility>
+
+#include "pipeline/audio_process_sequencer.h"
+
+namespace kelda {
+
+void AudioProcessSequencer::Dumpsys(std::string* out) const {
+  constexpr std::size_t kNameWidth = 4;
+  out->append("  - AudioProcessSequencer:\n    input  : " + std::to_string(input_frames_) +
+              "\n    process: " + std::to_string(processed_frames_) +
+              "\n    output : " + std::to_string(output_frames_) +
+              "\n    discard: " + std::to_string(discarded_frames_) + "\n    processors:\n");
+  for (const AudioProcessor* processor : *chain_) {
+    std::string name = processor->GetName();
+    if (name.size() < kNameWidth) name.resize(kNameWidth, ' ');
+    out->append(std::string("      [") + (processor->IsEnabled() ? "*" : " ") + "] " + name + ": ");
+    processor->Dumpsys(out);
+  }
+}
+
+void AudioProcessSequencer::StartPcmDump(std::string dir, unsigned seconds) {
+  const std::string path = std::move(dir) + "/" + PcmDump::GenerateFileName();
+  pcm_dump_ = std::make_unique<PcmDump>();
+  pcm_dump_->Open(path, output_channels_, seconds);
+}
+
+void AudioProcessSequencer::StopPcmDump() {
+  if (!pcm_dump_) return;
+  pcm_dump_->Close();
+  // Dropped, so that the audio path does not go on offering it blocks.
+  pcm_dump_.reset();
+}
+
+}  // namespace kelda
