@@ -1,0 +1,47 @@
+#ifndef KELDA_PROCESSORS_LUM_HP_EQ_LIB_H_
+#define KELDA_PROCESSORS_LUM_HP_EQ_LIB_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "diagnostics/pcm_data_dump.h"
+
+namespace kelda {
+
+// Owns the signal library's headphone equalizer.
+class LumHpEqLib {
+ public:
+  LumHpEqLib();
+  LumHpEqLib(const LumHpEqLib&) = delete;
+  LumHpEqLib& operator=(const LumHpEqLib&) = delete;
+  ~LumHpEqLib();
+
+  // Replaces the instance by one made from the configuration file `path`, which
+  // needs a directory. Returns false on failure. Control.
+  bool LoadConfig(const std::string& path);
+  // Ends the instance, if there is one. Returns true. Control.
+  bool Finish();
+  // One block: in and out are planar stereo with planes of 1024 samples, and may be
+  // the same. Sets *out_frames to `frames` on success; on failure returns false
+  // and, if there is an instance, `out` holds the input. Audio.
+  bool Process(const float* in, unsigned frames, float* out, unsigned* out_frames);
+  // Clears the signal history. Control.
+  bool Reset();
+  // Detail code of the last error.
+  int getErrorDetail() const;
+  bool HasHandle() const { return handle_ != 0; }
+
+  // Raw capture of what Process puts out: successive planar pairs of the block.
+  void OpenPcmData(std::string name);
+  void ClosePcmData();
+
+ private:
+  bool initialized_ = false;  // for a debugger: the instance was initialised
+  uint32_t handle_ = 0;       // 0: no instance
+  std::unique_ptr<PcmDataDump> dump_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PROCESSORS_LUM_HP_EQ_LIB_H_

@@ -1,0 +1,99 @@
+#include "processors/lum_upmix_cinema_lib.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+
+#include "engine/tuning_files.h"
+#include "processors/config_path.h"
+#include "processors/processing_block.h"
+#include "processors/upmix_lib.h"
+
+namespace kelda {
+namespace {
+
+constexpr char kTag[] = "KelApUpmcLum";
+
+}  // namespace
+
+LumUpmixCinemaLib::LumUpmixCinemaLib() {
+  A0244();
+  if (const int32_t status = A0333(&param_size_)) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Failed to obtain memory size for the upm cinema library due to failure "
+                        "with error code %d.",
+                        status);
+    param_size_ = 0;
+  }
+}
+
+LumUpmixCinemaLib::~LumUpmixCinemaLib() { Finish(); }
+
+bool LumUpmixCinemaLib::Finish() {
+  if (instance_ == nullptr) return true;
+  if (const int32_t status = A0213(&instance_)) {
+    __android_log_print(
+        ANDROID_LOG_ERROR, kTag,
+        "Failed to destroy the upm cinema library due to failure with error code %d.", status);
+  } else {
+    instance_ = nullptr;
+  }
+  return true;
+}
+
+bool LumUpmixCinemaLib::LoadConfig(const std::string& config_path, const std::string& param_path) {
+  const std::optional<ConfigPath> config = SplitConfigPath(config_path);
+  if (!config) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Cinema processor fails to initialize due to missing root path: %s",
+                        BinFileReader::GetBasename(config_path).c_str());
+    return false;
+  }
+  if (ParamFileReader::GetParamData(param_path, &param_data_, param_size_) != param_size_) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Reloading Cinema Library failed due to read %s failed",
+                        BinFileReader::GetBasename(param_path).c_str());
+    return false;
+  }
+  instance_ = A0218(param_data_.data(), config->directory.c_str(), config->file.c_str());
+  if (instance_ == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Initialization of the upm cinema library failed due to a failure.");
+    return false;
+  }
+  return true;
+}
+
+bool LumUpmixCinemaLib::Process(const float* in, unsigned frames, float* out,
+                                unsigned* out_frames) {
+  if (instance_ == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Unable to process frames for upm cinema library because of null handle.");
+    std::fill_n(out, std::size_t{2} * frames, 0.0f);
+    return false;
+  }
+  const float* const in_planes[2] = {in, in + kBlockFrames};
+  float* const out_planes[2] = {out, out + kBlockFrames};
+  if (const int32_t status = A0238(in_planes, out_planes, instance_)) {
+    __android_log_print(
+        ANDROID_LOG_ERROR, kTag,
+        "Frame processing in the upm cinema library failed due to failure with error code %d.",
+        status);
+    std::fill_n(out, std::size_t{2} * kBlockFrames, 0.0f);
+    return false;
+  }
+  *out_frames = frames;
+  return true;
+}
+
+void LumUpmixCinemaLib::Flush() {
+  if (const int32_t status = A0593(instance_)) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Failed to flush the upm cinema library due to failure with error code %d.",
+                        status);
+  }
+}
+
+}  // namespace kelda

@@ -1,0 +1,37 @@
+#ifndef KELDA_PROCESSORS_LUM_UPMIX_LIB_H_
+#define KELDA_PROCESSORS_LUM_UPMIX_LIB_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kelda {
+
+// Owns the signal library's music upmix: stereo to seven channels, in chunks of 64
+// frames.
+class LumUpmixLib {
+ public:
+  static constexpr unsigned kChunkFrames = 64;
+  static constexpr unsigned kOutputChannels = 7;
+
+  LumUpmixLib();
+  LumUpmixLib(const LumUpmixLib&) = delete;
+  LumUpmixLib& operator=(const LumUpmixLib&) = delete;
+
+  // Initialises the instance from a parameter file, which must have exactly the
+  // size that the library asks for. Returns false on failure. Control.
+  bool LoadConfig(const std::string& path);
+  // Upmixes 64 INTERLEAVED stereo frames to 64 interleaved frames of 7 channels,
+  // whatever `frames` says. On failure returns false and silences `out`. Sets
+  // *out_count, on success, to `frames` x 28: a count of bytes. Audio.
+  bool Process(const float* in, unsigned frames, float* out, unsigned* out_count);
+
+ private:
+  uint32_t param_size_ = 0;
+  std::vector<char> work_;  // the instance
+  std::vector<char> param_data_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PROCESSORS_LUM_UPMIX_LIB_H_

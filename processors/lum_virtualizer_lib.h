@@ -1,0 +1,60 @@
+#ifndef KELDA_PROCESSORS_LUM_VIRTUALIZER_LIB_H_
+#define KELDA_PROCESSORS_LUM_VIRTUALIZER_LIB_H_
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace kelda {
+
+// Owns the signal library's virtualizer: seven channels to stereo, in blocks of
+// 1024 frames.
+class LumVirtualizerLib {
+ public:
+  static constexpr unsigned kInputChannels = 7;
+
+  // Renders the first `channels` input channels, 7 at most.
+  explicit LumVirtualizerLib(unsigned channels);
+  LumVirtualizerLib(const LumVirtualizerLib&) = delete;
+  LumVirtualizerLib& operator=(const LumVirtualizerLib&) = delete;
+  ~LumVirtualizerLib();
+
+  // Makes an instance from the configuration file `path`, which needs a directory.
+  // An earlier instance must have been finished. Returns false on failure. Control.
+  bool LoadConfig(const std::string& path);
+  // Ends the instance, if there is one. Returns true. Control.
+  bool Finish();
+  // Clears the signal history. Returns false on failure. Control.
+  bool Reset();
+  // The next block is the first of a stream. Returns true. Control.
+  bool Eof();
+  // One block: `in` is 1024 INTERLEAVED frames of 7 channels, whose tail beyond
+  // `frames` may be cleared, `out` 1024 interleaved stereo frames, silenced if
+  // rendering fails. `frames`, 1024 at most, is the count of valid frames; only the
+  // first block of a stream may have fewer. Sets *out_frames to 1024 and returns
+  // true. Audio.
+  bool Process(float* in, unsigned frames, float* out, unsigned* out_frames);
+  // The same block, with the kind and the count that the library is told. Audio.
+  bool VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
+                      const int32_t* channel_flags);
+  // Detail code of the last error.
+  int getErrorDetail() const;
+  bool HasHandle() const { return handle_ != 0; }
+
+ private:
+  // What the library must be told of the next block:
+  //
+  //   StreamStart ──block──► AfterBreak ──block──► Running ⟲
+  //    (kind 2)               (kind 1)              (kind 0)
+  //                              ▲── Reset, from any state
+  enum class BlockState : uint32_t { AfterBreak = 0, Running = 1, StreamStart = 2 };
+
+  bool initialized_ = false;  // for a debugger: the instance was initialised
+  uint32_t handle_ = 0;       // 0: no instance
+  BlockState block_state_ = BlockState::StreamStart;
+  std::array<int32_t, kInputChannels> channel_flags_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PROCESSORS_LUM_VIRTUALIZER_LIB_H_

@@ -1,0 +1,98 @@
+#include "processors/upl.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "engine/tuning_files.h"
+#include "processors/processing_block.h"
+#include "processors/upmix_lib.h"
+
+namespace kelda {
+namespace {
+
+constexpr char kTag[] = "KelApUplLum";
+constexpr int kProcessed = 0;
+constexpr int kNotProcessed = 2;
+
+// The library asks for 4; posix_memalign refuses less than a pointer's size.
+constexpr std::size_t kWorkAlignment = std::max(std::size_t{4}, sizeof(void*));
+
+}  // namespace
+
+Upl::Upl() {
+  uint32_t work_size = 0;
+  if (const int32_t status = A0557(&work_size, &param_size_)) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Failed to obtain memory size for the level contorl library due to failure "
+                        "with error code %d.",
+                        status);
+    param_size_ = 0;
+    return;
+  }
+  param_data_.resize(param_size_);
+  PrepareWorkMemory(static_cast<int>(work_size));
+  A0834();
+}
+
+void Upl::PrepareWorkMemory(int size) {
+  void* memory = nullptr;
+  if (const int error = posix_memalign(&memory, kWorkAlignment, static_cast<std::size_t>(size))) {
+    __android_log_print(
+        ANDROID_LOG_ERROR, kTag,
+        "Failed to allocate memory for the level contorl library due to failure with error code "
+        "%d.",
+        error);
+    return;
+  }
+  work_.reset(static_cast<char*>(memory));
+}
+
+bool Upl::LoadConfig(const std::string& path) {
+  configured_ = false;
+  if (!path.empty()) {
+    param_path_ = path;
+    if (ParamFileReader::GetParamData(param_path_, &param_data_, param_size_) == 0) {
+      __android_log_print(ANDROID_LOG_ERROR, kTag,
+                          "Loading Upl Library failed due to read %s failed",
+                          BinFileReader::GetBasename(param_path_).c_str());
+      return false;
+    }
+  }
+  if (const int32_t status = A0508(work_.get(), kBlockFrames)) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Initialization of the level contorl library failed due to a failure with "
+                        "error code %d.",
+                        status);
+    return false;
+  }
+  if (const int32_t status = A0122(work_.get(), param_data_.data())) {
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "Configuration of the level contorl library failed due to failure with "
+                        "error code %d.",
+                        status);
+    return false;
+  }
+  configured_ = true;
+  return true;
+}
+
+int Upl::ProcFrame(float* out, const float* in, int* frames) {
+  if (out == nullptr || in == nullptr) return kNotProcessed;
+  if (!configured_) {
+    if (in != out) std::copy_n(in, std::size_t{2} * static_cast<unsigned>(*frames), out);
+    return kNotProcessed;
+  }
+  if (const int32_t status = A0217(work_.get(), in, out)) {
+    __android_log_print(
+        ANDROID_LOG_ERROR, kTag,
+        "Frame processing in the level contorl library failed due to failure with error code %d.",
+        status);
+    return kNotProcessed;
+  }
+  *frames = kBlockFrames;
+  return kProcessed;
+}
+
+}  // namespace kelda

@@ -1,0 +1,42 @@
+#include "processors/upl_audio_processor.h"
+
+#include "engine/tuning_files.h"
+#include "pipeline/matrix_conversion.h"
+
+namespace kelda {
+
+UplAudioProcessor::UplAudioProcessor()
+    : AudioProcessor(/*enabled=*/true, /*ready=*/false), upl_(new Upl) {}
+
+void UplAudioProcessor::SetParameters(const ParameterMap& params) {
+  if (TakePath(params, "upl_param_bin_file", &upl_param_path_)) InitLib();
+}
+
+void UplAudioProcessor::InitLib() {
+  if (!upl_param_path_.empty()) SetReady(upl_->LoadConfig(upl_param_path_));
+}
+
+bool UplAudioProcessor::Process(float* in, float* out, unsigned) {
+  if (!IsReady()) return false;
+  float in_block[2 * kBlockFrames];
+  float out_block[2 * kBlockFrames] = {};
+  int frames = kBlockFrames;
+  MatrixConversion::ToInterleave(in_block, in, frames, 2, nullptr);
+  upl_->ProcFrame(out_block, in_block, &frames);
+  MatrixConversion::ToPlanar(out, out_block, kBlockFrames, 2, nullptr);
+  return true;
+}
+
+void UplAudioProcessor::Flush() {
+  if (IsReady()) upl_->LoadConfig("");
+}
+
+void UplAudioProcessor::Restart() {
+  if (!upl_param_path_.empty()) upl_->LoadConfig(upl_param_path_);
+}
+
+void UplAudioProcessor::Dumpsys(std::string* out) const {
+  out->append("bin=" + BinFileReader::GetBasename(upl_param_path_) + "\n");
+}
+
+}  // namespace kelda

@@ -1,0 +1,47 @@
+#ifndef KELDA_PROCESSORS_UPL_AUDIO_PROCESSOR_H_
+#define KELDA_PROCESSORS_UPL_AUDIO_PROCESSOR_H_
+
+#include <string>
+
+#include "pipeline/audio_processor.h"
+#include "processors/processing_block.h"
+#include "processors/upl.h"
+
+namespace kelda {
+
+// Level control, the last stage of the upmix modes. Reads the key
+// "upl_param_bin_file".
+class UplAudioProcessor : public AudioProcessor {
+ public:
+  UplAudioProcessor();
+
+  const char* GetName() const override { return "upl"; }
+  unsigned GetInputChannelCount() const override { return 2; }
+  unsigned GetOutputChannelCount() const override { return 2; }
+  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
+  unsigned GetDelayedFrames() const override { return Upl::GetUplDelay(); }
+  // Loads a path that differs from the current one, or any while not ready. An empty
+  // value only clears the path.
+  void SetParameters(const ParameterMap& params) override;
+  // Always handles a whole block of 1024 frames, silenced if the library fails;
+  // returns whether the processor is ready, `out` is untouched if not.
+  bool Process(float* in, float* out, unsigned frames) override;
+  // Initialises again from the parameters held.
+  void Flush() override;
+  // Loads the current file again, which leaves ready as it was.
+  void Restart() override;
+  void Dumpsys(std::string* out) const override;
+
+  // Loads the current file again, if there is one.
+  void InitLib();
+
+ private:
+  // Never released, on purpose: it lives as long as the chain of an instance, and
+  // whatever the signal library still holds of it stays valid.
+  Upl* const upl_;
+  std::string upl_param_path_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PROCESSORS_UPL_AUDIO_PROCESSOR_H_

@@ -1,0 +1,68 @@
+#include "processors/upmix_music_processor.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "engine/tuning_files.h"
+#include "pipeline/matrix_conversion.h"
+
+namespace kelda {
+
+UpmixMusicProcessor::UpmixMusicProcessor()
+    : AudioProcessor(/*enabled=*/true, /*ready=*/false),
+      upmix_(std::make_unique<LumUpmixLib>()),
+      virtualizer_(std::make_unique<LumVirtualizerLib>(LumVirtualizerLib::kInputChannels)),
+      stereo_scratch_(std::size_t{2} * kBlockFrames) {}
+
+void UpmixMusicProcessor::SetParameters(const ParameterMap& params) {
+  const bool hki_changed = TakePath(params, "ap_param_hki_config", &hki_config_path_);
+  const bool param_changed = TakePath(params, "music_param_bin_file", &music_param_path_);
+  if (hki_changed || param_changed) InitLib();
+}
+
+void UpmixMusicProcessor::InitLib() {
+  SetReady(upmix_->LoadConfig(music_param_path_));
+  if (!IsReady()) return;
+  virtualizer_->Finish();
+  SetReady(virtualizer_->LoadConfig(hki_config_path_));
+}
+
+bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
+  constexpr unsigned kChunkFrames = LumUpmixLib::kChunkFrames;
+  constexpr unsigned kChannels = LumUpmixLib::kOutputChannels;
+  if (!IsReady()) return false;
+  const std::size_t stereo_samples = std::size_t{2} * frames;
+  if (stereo_scratch_.size() < stereo_samples) stereo_scratch_.resize(stereo_samples);
+  MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames), 2, nullptr);
+
+  float surround[kChannels * kBlockFrames] = {};
+  const unsigned chunks = std::min(frames, kBlockFrames) / kChunkFrames;
+  for (unsigned k = 0; k < chunks; ++k) {
+    unsigned out_count = 0;
+    upmix_->Process(stereo_scratch_.data() + std::size_t{2} * kChunkFrames * k, kChunkFrames,
+                    surround + std::size_t{kChannels} * kChunkFrames * k, &out_count);
+  }
+
+  const unsigned upmixed_frames = kChunkFrames * chunks;
+  std::fill(stereo_scratch_.begin(), stereo_scratch_.end(), 0.0f);
+  unsigned out_frames = 0;
+  virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);
+  // The planes of `out` are `frames` apart, whatever was upmixed of them.
+  for (unsigned f = 0; f < upmixed_frames; ++f) {
+    out[f] = stereo_scratch_[std::size_t{2} * f];
+    out[frames + f] = stereo_scratch_[std::size_t{2} * f + 1];
+  }
+  return true;
+}
+
+void UpmixMusicProcessor::Flush() {
+  if (IsReady()) virtualizer_->Reset();
+}
+
+void UpmixMusicProcessor::Dumpsys(std::string* out) const {
+  out->append("hki=" + BinFileReader::GetBasename(hki_config_path_) + ":" +
+              ConfigFileReader::GetParamFilename(hki_config_path_) +
+              ", bin=" + BinFileReader::GetBasename(music_param_path_) + "\n");
+}
+
+}  // namespace kelda

@@ -1,0 +1,54 @@
+#ifndef KELDA_PROCESSORS_UPMIX_MUSIC_PROCESSOR_H_
+#define KELDA_PROCESSORS_UPMIX_MUSIC_PROCESSOR_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pipeline/audio_processor.h"
+#include "processors/lum_upmix_lib.h"
+#include "processors/lum_virtualizer_lib.h"
+#include "processors/processing_block.h"
+
+namespace kelda {
+
+// The music mode: stereo, upmixed to seven channels, rendered back to stereo.
+//
+//   planar 2 ─► interleaved 2 ─► upmix, 64 at a time ─► interleaved 7
+//                          planar 2 ◄─ interleaved 2 ◄─ virtualizer, 1024
+//
+// Reads the keys "ap_param_hki_config" and "music_param_bin_file".
+class UpmixMusicProcessor : public AudioProcessor {
+ public:
+  UpmixMusicProcessor();
+
+  const char* GetName() const override { return "upmm"; }
+  // Seven, so that the chain's buffers are wide enough for the inside of this
+  // stage; Process reads planes 0 and 1 only.
+  unsigned GetInputChannelCount() const override { return LumVirtualizerLib::kInputChannels; }
+  unsigned GetOutputChannelCount() const override { return 2; }
+  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
+  unsigned GetDelayedFrames() const override { return 96; }
+  // Loads both libraries if a path has changed, or if the last load failed.
+  void SetParameters(const ParameterMap& params) override;
+  // Returns whether the processor is ready; `out` is untouched if not. Whole chunks
+  // of 64 frames are processed, 16 at most; frames beyond them in `out` stay.
+  bool Process(float* in, float* out, unsigned frames) override;
+  void Flush() override;
+  void Restart() override { InitLib(); }
+  void Dumpsys(std::string* out) const override;
+
+  // Loads both libraries from the current paths.
+  void InitLib();
+
+ private:
+  std::unique_ptr<LumUpmixLib> upmix_;
+  std::unique_ptr<LumVirtualizerLib> virtualizer_;
+  std::string hki_config_path_;
+  std::string music_param_path_;
+  std::vector<float> stereo_scratch_;  // interleaved, one block
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_PROCESSORS_UPMIX_MUSIC_PROCESSOR_H_
