@@ -1,0 +1,42 @@
+#ifndef KELDA_ENGINE_TUNED_APP_LIST_H_
+#define KELDA_ENGINE_TUNED_APP_LIST_H_
+
+#include <map>
+#include <string>
+
+#include "engine/upmix_types.h"
+
+namespace kelda {
+
+// Which upmix mode each tuned application gets, read from the file
+// "tunedapp_list": one entry a line, the package name, a comma, and OFF, MUSIC or
+// CINEMA. Control thread.
+class TunedAppList {
+ public:
+  // An empty list; Reload fills it.
+  TunedAppList();
+
+  // Replaces the list by the file's entries; by none if it cannot be read. Lines
+  // that are not entries are skipped. The last of several lines for one package
+  // counts.
+  void Reload();
+  bool IsExist(const std::string& package) const;
+  // The package's mode; Off if it is not listed.
+  UpmixMode GetValue(const std::string& package) const;
+
+  // Takes an entry from `line`; `line_number`, from 1, is for messages. Returns
+  // whether the line is an entry.
+  bool IsValidKeyValue(int line_number, const std::string& line, std::string* key,
+                       UpmixMode* mode) const;
+  // Cuts blanks, tabs, line ends and double quotes from both ends. A text of
+  // nothing else is returned as it is.
+  std::string Trim(const std::string& text) const;
+
+ private:
+  std::map<std::string, UpmixMode> applications_;
+  const std::map<std::string, UpmixMode> mode_names_;
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_ENGINE_TUNED_APP_LIST_H_
