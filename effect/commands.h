@@ -1,0 +1,45 @@
+// What the commands with a payload do, once the dispatcher has checked its size.
+// Control thread. The int32_t results are the commands' status replies.
+#ifndef KELDA_EFFECT_COMMANDS_H_
+#define KELDA_EFFECT_COMMANDS_H_
+
+#include <hardware/audio_effect.h>
+
+#include <cstdint>
+
+#include "effect/instance.h"
+
+namespace kelda {
+
+// The effect's own parameters, by the identifier that the set and get parameter
+// commands carry.
+enum class UpmixParam : uint32_t {
+  Mode = 0,                // UpmixMode, 4 bytes; the only one that can be read
+  WiredHrtf = 1,           // HrtfType, 4 bytes
+  BluetoothHrtf = 2,       // HrtfType, 4 bytes
+  ReloadTunedAppList = 3,  // no value
+  AppPackage = 10,         // text: the package, '&', and '1' for the flag
+};
+
+// Replaces the engine by a new one; there are never two. Throws std::bad_alloc,
+// with no engine left.
+void UpmixCmd_Init(effect_module_s* module);
+
+// Accepts any sample rate with two output channels of float in and out, and
+// flushes the engine. Returns 0, or -EINVAL with nothing changed.
+int32_t UpmixCmd_SetConfig(effect_module_s* module, const effect_config_t& config);
+
+// `value` points at `vsize` bytes of any alignment. Returns 0, also for values and
+// identifiers that are ignored, or -EINVAL; nothing has changed then.
+int32_t UpmixCmd_SetParam(effect_context_s* context, UpmixParam param, uint32_t vsize,
+                          const void* value);
+
+// Writes the value, 4 bytes at most, and its size; size 0 if there is none.
+void UpmixCmd_GetParam(effect_context_s* context, UpmixParam param, uint32_t* vsize, void* value);
+
+// Tells the engine what kind of output `device` is.
+void UpmixCmd_SetDevice(effect_context_s* context, audio_devices_t device);
+
+}  // namespace kelda
+
+#endif  // KELDA_EFFECT_COMMANDS_H_
