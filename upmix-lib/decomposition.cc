@@ -1,0 +1,141 @@
+#include "upmix-lib/decomposition.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kelda::upmix_lib {
+namespace {
+
+// Powers below (-200 dB re full scale) are taken for silence, before they turn denormal.
+constexpr float kTinyPower = 1e-15f;
+// Where gains begin to hold their values: about -110 dB re full scale.
+constexpr float kQuietPower = 1e-7f;
+// A band whose power grows by more than this in one hop has an onset.
+constexpr float kOnsetRatio = 1.5f;
+
+void Follow(float* follower, const float* target, const float* step) {
+  for (int b = 0; b < kBands; ++b) {
+    const float next = follower[b] + step[b] * (target[b] - follower[b]);
+    follower[b] = std::fabs(next) < kTinyPower ? 0.0f : next;
+  }
+}
+
+}  // namespace
+
+float StepForTimeConstant(float milliseconds) {
+  constexpr float kHopMs = 1000.0f * kHopFrames / 48000.0f;
+  return 1.0f - std::exp(-kHopMs / milliseconds);
+}
+
+BandValues PowerSteps(float milliseconds_at_1khz) {
+  BandValues steps;
+  for (int b = 0; b < kBands; ++b) {
+    const float octaves = std::log2(std::max(BandHz(b), 1.0f) / 1000.0f);
+    const float stretch = std::clamp(std::exp2(-octaves / 3.0f), 0.5f, 1.6f);
+    steps[b] = StepForTimeConstant(milliseconds_at_1khz * stretch);
+  }
+  return steps;
+}
+
+BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
+  const float emphasis = 2.0f * tuning.direct_emphasis;
+  BandGains gains;
+  for (int b = 0; b < kBands; ++b) {
+    // In units of the band's power: the eigenvalues are (1 +- contrast) / 2, and
+    // (balance, cross) / contrast is (cos, sin) of twice the panning angle.
+    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyPower);
+    const float balance = (powers.left[b] - powers.right[b]) * scale;
+    const float cross = 2.0f * std::max(powers.cross[b], 0.0f) * scale;
+    const float contrast = std::min(std::sqrt(balance * balance + cross * cross), 1.0f);
+
+    const float direct_per_contrast = emphasis / (1.0f - contrast + emphasis * contrast);
+    const float direct = contrast * direct_per_contrast;
+    const float direct_aa = 0.5f * (direct + direct_per_contrast * balance);
+    const float direct_bb = 0.5f * (direct - direct_per_contrast * balance);
+    const float direct_ab = 0.5f * direct_per_contrast * cross;
+
+    const bool right_is_louder = balance < 0.0f;
+    const float centre = tuning.centre_amount[b];
+    gains.centre_left[b] = centre * (right_is_louder ? direct_aa : direct_ab);
+    gains.centre_right[b] = centre * (right_is_louder ? direct_ab : direct_bb);
+
+    const float ambience = tuning.ambience_amount[b];
+    gains.ambience_left[b] = ambience * (1.0f - direct_aa);
+    gains.ambience_right[b] = ambience * (1.0f - direct_bb);
+    gains.ambience_cross[b] = ambience * direct_ab;
+  }
+  return gains;
+}
+
+Decomposition::Decomposition(const DecompositionTuning& tuning) : tuning_(tuning) {
+  BandPowers mid;
+  std::fill_n(mid.left.value, kBands, 1.0f);
+  mid.right = mid.cross = mid.left;
+  gains_ = Steer(mid, tuning_);
+}
+
+void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
+                                 BandValues& gain_step) {
+  alignas(kSimdAlignment_bytes) float ll[kPaddedBins], rr[kPaddedBins], lr[kPaddedBins];
+  for (int k = 0; k < kPaddedBins; ++k) {
+    ll[k] = left.re[k] * left.re[k] + left.im[k] * left.im[k];
+    rr[k] = right.re[k] * right.re[k] + right.im[k] * right.im[k];
+    lr[k] = left.re[k] * right.re[k] + left.im[k] * right.im[k];
+  }
+  BandPowers now;
+  SumBins(ll, now.left);
+  SumBins(rr, now.right);
+  SumBins(lr, now.cross);
+
+  BandValues before;
+  for (int b = 0; b < kBands; ++b) {
+    before[b] = powers_.left[b] + powers_.right[b];
+  }
+  const float* step = tuning_.power_step.value;
+  Follow(powers_.left.value, now.left.value, step);
+  Follow(powers_.right.value, now.right.value, step);
+  Follow(powers_.cross.value, now.cross.value, step);
+
+  for (int b = 0; b < kBands; ++b) {
+    const float after = powers_.left[b] + powers_.right[b];
+    const float onset = std::max(0.0f, after - kOnsetRatio * before[b]) / (after + kTinyPower);
+    const float presence = after / (after + kQuietPower);
+    gain_step[b] = presence * (tuning_.gain_step + (1.0f - tuning_.gain_step) * onset);
+  }
+}
+
+void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectAndAmbience& out) {
+  BandValues step;
+  FollowPowers(left, right, step);
+  BandPowers smooth = powers_;
+  SmoothBands(smooth.left);
+  SmoothBands(smooth.right);
+  SmoothBands(smooth.cross);
+  const BandGains target = Steer(smooth, tuning_);
+
+  BandValues* const gains[] = {&gains_.centre_left, &gains_.centre_right, &gains_.ambience_left,
+                               &gains_.ambience_right, &gains_.ambience_cross};
+  const BandValues* const targets[] = {&target.centre_left, &target.centre_right,
+                                       &target.ambience_left, &target.ambience_right,
+                                       &target.ambience_cross};
+  alignas(kSimdAlignment_bytes) float spread[5][kPaddedBins];
+  for (int g = 0; g < 5; ++g) {
+    for (int b = 0; b < kBands; ++b) {
+      (*gains[g])[b] += step[b] * ((*targets[g])[b] - (*gains[g])[b]);
+    }
+    SpreadBands(*gains[g], spread[g]);
+  }
+
+  const auto mix = [&](const float* l, const float* r, float* common, float* left_ambience,
+                       float* right_ambience) {
+    for (int k = 0; k < kPaddedBins; ++k) {
+      common[k] = spread[0][k] * l[k] + spread[1][k] * r[k];
+      left_ambience[k] = spread[2][k] * l[k] - spread[4][k] * r[k];
+      right_ambience[k] = spread[3][k] * r[k] - spread[4][k] * l[k];
+    }
+  };
+  mix(left.re, right.re, out.common.re, out.left_ambience.re, out.right_ambience.re);
+  mix(left.im, right.im, out.common.im, out.left_ambience.im, out.right_ambience.im);
+}
+
+}  // namespace kelda::upmix_lib

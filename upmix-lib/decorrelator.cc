@@ -1,0 +1,67 @@
+#include "upmix-lib/decorrelator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace kelda::upmix_lib {
+namespace {
+
+// Of the filters that these seeds and their neighbours give, those with the flattest
+// third-octave response and the least in common.
+constexpr uint32_t kSeeds[2] = {1, 2};
+constexpr double kDecayDb = 20.0;  // over the filter's length
+
+// Uniform in [0, 1) (W. H. Press et al., "Numerical Recipes", quick and dirty generator).
+double Random(uint32_t& state) {
+  state = state * 1664525u + 1013904223u;
+  return state / 4294967296.0;
+}
+
+}  // namespace
+
+SparseFilter DecorrelationFilter(int side) {
+  uint32_t state = kSeeds[side] * 2654435769u;
+  SparseFilter filter;
+  constexpr double kSpacing = static_cast<double>(kDecorrelatorFrames) / kDecorrelatorTaps;
+  double energy = 0.0;
+  for (int i = 0; i < kDecorrelatorTaps; ++i) {
+    const double at = kSpacing * (i + Random(state));
+    const double size = std::pow(10.0, -kDecayDb / 20.0 * at / kDecorrelatorFrames);
+    filter.delay_frames[i] = std::min(static_cast<int>(at), kDecorrelatorFrames - 1);
+    filter.gain[i] = static_cast<float>(Random(state) < 0.5 ? -size : size);
+    energy += size * size;
+  }
+  const auto scale = static_cast<float>(1.0 / std::sqrt(energy));
+  for (float& gain : filter.gain) {
+    gain *= scale;
+  }
+  return filter;
+}
+
+Decorrelator::Decorrelator() : filters_{DecorrelationFilter(0), DecorrelationFilter(1)} {}
+
+void Decorrelator::Apply(const SparseFilter& filter, const float* newest, float* out) const {
+  std::fill_n(out, kHopFrames, 0.0f);
+  for (int i = 0; i < kDecorrelatorTaps; ++i) {
+    const float* from = newest - filter.delay_frames[i];
+    const float gain = filter.gain[i];
+    for (int n = 0; n < kHopFrames; ++n) {
+      out[n] += gain * from[n];
+    }
+  }
+}
+
+void Decorrelator::Process(const float* in, float* first, float* second) {
+  if (end_ == kHistoryFrames) {
+    std::copy(history_ + kHistoryFrames - kDecorrelatorFrames, history_ + kHistoryFrames, history_);
+    end_ = kDecorrelatorFrames;
+  }
+  float* newest = history_ + end_;
+  std::copy_n(in, kHopFrames, newest);
+  end_ += kHopFrames;
+  Apply(filters_[0], newest, first);
+  Apply(filters_[1], newest, second);
+}
+
+}  // namespace kelda::upmix_lib

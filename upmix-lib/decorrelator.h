@@ -1,0 +1,45 @@
+// Two signals out of one that sound alike but have nothing in common with it or with
+// each other: sparse random filters ("velvet noise") whose taps are +-1 under an
+// exponential decay. They have no feedback, so silence in is silence out one filter
+// length later. (B. Alary, A. Politis, V. Valimaki, "Velvet-noise decorrelator", DAFx
+// 2017.)
+#ifndef KELDA_UPMIX_LIB_DECORRELATOR_H_
+#define KELDA_UPMIX_LIB_DECORRELATOR_H_
+
+#include "upmix-lib/filter_bank.h"
+
+namespace kelda::upmix_lib {
+
+inline constexpr int kDecorrelatorFrames = 1024;  // length of the filters
+inline constexpr int kDecorrelatorTaps = 30;
+
+// A sparse filter of unit energy: the sum of gain[i] * x[n - delay_frames[i]].
+struct SparseFilter {
+  int delay_frames[kDecorrelatorTaps];
+  float gain[kDecorrelatorTaps];
+};
+
+// `side` is 0 or 1.
+SparseFilter DecorrelationFilter(int side);
+
+class Decorrelator {
+ public:
+  Decorrelator();
+
+  // kHopFrames frames in, and out twice; none overlap. Audio.
+  void Process(const float* in, float* first, float* second);
+
+ private:
+  void Apply(const SparseFilter& filter, const float* newest, float* out) const;
+
+  // Hops are appended to the history until it is full, then the part that is still
+  // needed moves to its start.
+  static constexpr int kHistoryFrames = kDecorrelatorFrames + 16 * kHopFrames;
+  alignas(kSimdAlignment_bytes) float history_[kHistoryFrames] = {};
+  int end_ = kDecorrelatorFrames;  // of what is filled
+  SparseFilter filters_[2];
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_DECORRELATOR_H_

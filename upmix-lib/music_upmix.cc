@@ -1,0 +1,37 @@
+#include "upmix-lib/music_upmix.h"
+
+#include <cmath>
+
+namespace kelda::upmix_lib {
+namespace {
+
+float GainFromDb(float db) { return std::pow(10.0f, db / 20.0f); }
+
+}  // namespace
+
+PlaneTuning MusicTuning(const MusicParameters& parameters) {
+  PlaneTuning tuning;
+  DecompositionTuning& decomposition = tuning.decomposition;
+  for (int b = 0; b < kBands; ++b) {
+    decomposition.centre_amount[b] = parameters.centre_amount;
+    decomposition.ambience_amount[b] =
+        parameters.ambience_amount * HighPassShare(BandHz(b), parameters.bass_crossover_hz);
+  }
+  decomposition.power_step = PowerSteps(parameters.coherence_smoothing_ms);
+  decomposition.gain_step = StepForTimeConstant(parameters.gain_smoothing_ms);
+  decomposition.direct_emphasis = parameters.direct_emphasis;
+  tuning.back_share = parameters.back_share;
+  tuning.decorrelation = parameters.decorrelation;
+  tuning.wide_amount = parameters.wide_amount;
+
+  const float output = GainFromDb(parameters.output_gain_db);
+  const float centre = output * GainFromDb(parameters.centre_level_db);
+  const float surround = output * GainFromDb(parameters.surround_level_db);
+  const float gains[kPlaneCount] = {output, output, centre, surround, surround, surround, surround};
+  for (int plane = 0; plane < kPlaneCount; ++plane) {
+    tuning.plane_gain[plane] = gains[plane];
+  }
+  return tuning;
+}
+
+}  // namespace kelda::upmix_lib
