@@ -5,7 +5,7 @@
 // floats IEEE 754 binary32, and every struct is written as it lies in memory.
 //
 //   kind                file            behind the header
-//   "KHKI" HRIR set     *.hki           HrirInfo, kPlanes HrirPlane, taps
+//   "KHKI" HRIR set     *.hki           HrirInfo, RoomParameters, kPlanes HrirPlane, taps
 //   "KHEQ" equalizer    *.ba            EqualizerInfo, bands or FIR taps
 //   "KMUP" music        upmix.music.*   the rest of MusicParameters
 //   "KCUP" cinema       upmix.cinema.*  the rest of CinemaParameters
@@ -52,7 +52,8 @@ struct ParameterField {
 
 // ---- HRIR set -----------------------------------------------------------------------
 //
-//   DataHeader | HrirInfo | HrirPlane x 7 | plane 0: left taps, right taps | plane 1 ...
+//   DataHeader | HrirInfo | RoomParameters | HrirPlane x 7
+//              | plane 0: left taps, right taps | plane 1: left taps, right taps | ...
 //
 // The interaural delay is part of the taps. Azimuth counts counter-clockwise from
 // straight ahead (+90 is the left ear's side), elevation upwards.
@@ -70,6 +71,30 @@ struct HrirInfo {
 };
 static_assert(sizeof(HrirInfo) == 208);
 
+// The room around the virtual loudspeakers; a level of kRoomOffDb leaves its part out.
+struct RoomParameters {
+  float early_level_db;  // energy of the first reflections, relative to the direct sound's
+  float late_level_db;   // energy of the late tail, relative to the direct sound's
+  float decay_s;         // RT60 of the late tail at low and middle frequencies
+  float size_m;          // length of the room: the reflections' delays follow from it
+  float damping_hz;      // where the tail decays twice as fast
+  float reserved[3];     // 0
+};
+static_assert(sizeof(RoomParameters) == 32);
+
+inline constexpr float kRoomOffDb = -80.0f;
+
+inline constexpr ParameterField kRoomFields[] = {
+    {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -12.0f},
+    {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -18.0f},
+    {"decay_s", offsetof(RoomParameters, decay_s), 0.05f, 2.0f, 0.25f},
+    {"size_m", offsetof(RoomParameters, size_m), 2.5f, 20.0f, 5.0f},
+    {"damping_hz", offsetof(RoomParameters, damping_hz), 500.0f, 20000.0f, 5000.0f},
+    {"reserved[0]", offsetof(RoomParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
+    {"reserved[1]", offsetof(RoomParameters, reserved[1]), 0.0f, 0.0f, 0.0f},
+    {"reserved[2]", offsetof(RoomParameters, reserved[2]), 0.0f, 0.0f, 0.0f},
+};
+
 struct HrirPlane {
   float azimuth_deg;    // -180..180
   float elevation_deg;  // -90..90
@@ -79,7 +104,7 @@ static_assert(sizeof(HrirPlane) == 8);
 inline constexpr DataKind kHrirKind = {
     {'K', 'H', 'K', 'I'},
     1,
-    sizeof(DataHeader) + sizeof(HrirInfo) +
+    sizeof(DataHeader) + sizeof(HrirInfo) + sizeof(RoomParameters) +
         kPlanes*(sizeof(HrirPlane) + 2 * kMaxHrirTaps * sizeof(float))};
 
 // The directions that the music upmix places its planes at.
