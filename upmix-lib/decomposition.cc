@@ -38,31 +38,38 @@ BandValues PowerSteps(float milliseconds_at_1khz) {
 }
 
 BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
+  // In units of the band's power: the eigenvalues are (1 +- contrast) / 2, and
+  // (balance, cross) / contrast is (cos, sin) of twice the panning angle.
+  BandValues balance, cross, contrast;
+  for (int b = 0; b < kBands; ++b) {
+    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyPower);
+    balance[b] = (powers.left[b] - powers.right[b]) * scale;
+    cross[b] = (powers.cross[b] + std::fabs(powers.cross[b])) * scale;  // 2 * max(cross, 0)
+    contrast[b] = std::sqrt(balance[b] * balance[b] + cross[b] * cross[b]);
+  }
+
+  // The direct share times aa, bb and ab.
+  BandValues direct_aa, direct_bb, direct_ab;
   const float emphasis = 2.0f * tuning.direct_emphasis;
+  for (int b = 0; b < kBands; ++b) {
+    const float half_slope = 0.5f * emphasis / (1.0f + (emphasis - 1.0f) * contrast[b]);
+    direct_aa[b] = half_slope * (contrast[b] + balance[b]);
+    direct_bb[b] = half_slope * (contrast[b] - balance[b]);
+    direct_ab[b] = half_slope * cross[b];
+  }
+
+  // min(a, b) (a, b), which is (ab, bb) for a source on the left.
   BandGains gains;
   for (int b = 0; b < kBands; ++b) {
-    // In units of the band's power: the eigenvalues are (1 +- contrast) / 2, and
-    // (balance, cross) / contrast is (cos, sin) of twice the panning angle.
-    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyPower);
-    const float balance = (powers.left[b] - powers.right[b]) * scale;
-    const float cross = 2.0f * std::max(powers.cross[b], 0.0f) * scale;
-    const float contrast = std::min(std::sqrt(balance * balance + cross * cross), 1.0f);
-
-    const float direct_per_contrast = emphasis / (1.0f - contrast + emphasis * contrast);
-    const float direct = contrast * direct_per_contrast;
-    const float direct_aa = 0.5f * (direct + direct_per_contrast * balance);
-    const float direct_bb = 0.5f * (direct - direct_per_contrast * balance);
-    const float direct_ab = 0.5f * direct_per_contrast * cross;
-
-    const bool right_is_louder = balance < 0.0f;
-    const float centre = tuning.centre_amount[b];
-    gains.centre_left[b] = centre * (right_is_louder ? direct_aa : direct_ab);
-    gains.centre_right[b] = centre * (right_is_louder ? direct_ab : direct_bb);
-
+    const float aa = direct_aa[b], bb = direct_bb[b], ab = direct_ab[b];
+    gains.centre_left[b] = tuning.centre_amount[b] * (aa < ab ? aa : ab);
+    gains.centre_right[b] = tuning.centre_amount[b] * (bb < ab ? bb : ab);
+  }
+  for (int b = 0; b < kBands; ++b) {
     const float ambience = tuning.ambience_amount[b];
-    gains.ambience_left[b] = ambience * (1.0f - direct_aa);
-    gains.ambience_right[b] = ambience * (1.0f - direct_bb);
-    gains.ambience_cross[b] = ambience * direct_ab;
+    gains.ambience_left[b] = ambience - ambience * direct_aa[b];
+    gains.ambience_right[b] = ambience - ambience * direct_bb[b];
+    gains.ambience_cross[b] = ambience * direct_ab[b];
   }
   return gains;
 }
