@@ -24,6 +24,7 @@ static_assert(std::endian::native == std::endian::little, "data files are used a
 inline constexpr uint32_t kSampleRateHz = 48000;
 inline constexpr uint32_t kBlockFrames = 1024;  // every component but the music upmix
 inline constexpr uint32_t kPlanes = 7;          // FL FR FC SL SR BL BR
+inline constexpr int kEars = 2;                 // left, right
 
 // ---- Container ----------------------------------------------------------------------
 
