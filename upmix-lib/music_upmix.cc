@@ -1,5 +1,6 @@
 #include "upmix-lib/music_upmix.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace kelda::upmix_lib {
@@ -27,10 +28,8 @@ PlaneTuning MusicTuning(const MusicParameters& parameters) {
   const float output = GainFromDb(parameters.output_gain_db);
   const float centre = output * GainFromDb(parameters.centre_level_db);
   const float surround = output * GainFromDb(parameters.surround_level_db);
-  const float gains[kPlaneCount] = {output, output, centre, surround, surround, surround, surround};
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
-    tuning.plane_gain[plane] = gains[plane];
-  }
+  const float gains[kPlanes] = {output, output, centre, surround, surround, surround, surround};
+  std::copy_n(gains, kPlanes, tuning.plane_gain);
   return tuning;
 }
 

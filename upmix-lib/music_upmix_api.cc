@@ -86,7 +86,7 @@ int32_t A0559(const void* params, void* work) {
 
 int32_t A0239(const float* const* in, float* const* out, void* work) {
   if (in == nullptr || out == nullptr || work == nullptr || AnyNull(in, 2) ||
-      AnyNull(out, kPlaneCount)) {
+      AnyNull(out, kPlanes)) {
     return kNullPointer;
   }
   MusicInstance* instance = Find(work);

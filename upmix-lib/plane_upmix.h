@@ -21,19 +21,21 @@
 #ifndef KELDA_UPMIX_LIB_PLANE_UPMIX_H_
 #define KELDA_UPMIX_LIB_PLANE_UPMIX_H_
 
+#include "upmix-lib/data_formats.h"
 #include "upmix-lib/decomposition.h"
 #include "upmix-lib/decorrelator.h"
 
 namespace kelda::upmix_lib {
 
-enum Plane { kFL, kFR, kFC, kSL, kSR, kBL, kBR, kPlaneCount };
+// In the order of data_formats.h.
+enum Plane { kFL, kFR, kFC, kSL, kSR, kBL, kBR };
 
 struct PlaneTuning {
   DecompositionTuning decomposition;
-  float back_share;               // s above, 0..1
-  float decorrelation;            // 0..1: of k above
-  float wide_amount;              // 0..1: share of FL and FR that moves to SL and SR
-  float plane_gain[kPlaneCount];  // linear, applied last
+  float back_share;           // s above, 0..1
+  float decorrelation;        // 0..1: of k above
+  float wide_amount;          // 0..1: share of FL and FR that moves to SL and SR
+  float plane_gain[kPlanes];  // linear, applied last
 };
 
 class PlaneUpmix {
