@@ -1,0 +1,41 @@
+// The sizes of the blocks in which the host hands over its audio.
+#ifndef KELDA_TOOLS_BLOCK_SIZES_H_
+#define KELDA_TOOLS_BLOCK_SIZES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string_view>
+
+namespace kelda::tools {
+
+// The effect's period. A host block of exactly this size takes a direct path
+// through the effect, without added latency.
+inline constexpr size_t kPeriodFrames = 1024;
+inline constexpr size_t kMaxBlockFrames = 65536;
+
+struct BlockRange {
+  size_t min_frames;
+  size_t max_frames;
+  bool random() const { return min_frames != max_frames; }
+};
+
+// Reads "N" or "random[:MIN-MAX]", 1 to 65536 frames each. Throws Failure (usage).
+BlockRange ParseBlockRange(std::string_view text);
+
+// A fixed size, or a repeatable random sequence. Random sequences leave out
+// kPeriodFrames: amid others such a block would overtake the audio that waits in
+// the effect's rings, which no host does that keeps its period.
+class BlockSizes {
+ public:
+  BlockSizes(BlockRange range, uint64_t seed) : range_(range), random_(seed) {}
+  size_t Next();
+
+ private:
+  BlockRange range_;
+  std::mt19937_64 random_;  // the same sequence with every standard library
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_BLOCK_SIZES_H_

@@ -1,0 +1,23 @@
+// Where the parts of an installation lie, relative to the running program:
+//
+//   PREFIX/bin/kelda    PREFIX/lib/kelda/*.so    PREFIX/share/kelda/tuning/
+//
+// The build tree has the same layout.
+#ifndef KELDA_TOOLS_INSTALLATION_H_
+#define KELDA_TOOLS_INSTALLATION_H_
+
+#include <filesystem>
+
+namespace kelda::tools {
+
+std::filesystem::path DefaultEffectLibrary();
+std::filesystem::path DefaultTuningDirectory();
+
+// Chooses the tuning directory of the effect libraries that are loaded from now
+// on: `directory` if not empty, else KELDA_DATA_DIR of the environment, else the
+// default set. Throws Failure (usage) if the chosen one is not a directory.
+void UseTuningDirectory(const std::filesystem::path& directory);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_INSTALLATION_H_

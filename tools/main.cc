@@ -1,0 +1,47 @@
+// kelda: the workstation's program around the effect library.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <string>
+
+#include "tools/command_render.h"
+#include "tools/failure.h"
+#include "tools/interruption.h"
+#include "tools/status_line.h"
+
+namespace kelda::tools {
+namespace {
+
+int Run(int argc, char** argv) {
+  CLI::App program("Kelda Upmix on a workstation.", "kelda");
+  program.require_subcommand(1);
+  program.set_version_flag("--version", KELDA_VERSION);
+  program.footer(std::string("Example:\n  kelda render song.flac out.wav\n\n") + kExitCodeHelp);
+  AddRenderCommand(&program);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const bool asked = error.get_exit_code() == 0;  // --help, --version
+    program.exit(error);
+    return static_cast<int>(asked ? ExitCode::kSuccess : ExitCode::kUsage);
+  }
+  return static_cast<int>(ExitCode::kSuccess);
+}
+
+}  // namespace
+}  // namespace kelda::tools
+
+int main(int argc, char** argv) {
+  using kelda::tools::ExitCode;
+  try {
+    kelda::tools::InstallSignalHandlers();
+    return kelda::tools::Run(argc, argv);
+  } catch (const kelda::tools::Interrupted& interrupted) {
+    return interrupted.exit_code();
+  } catch (const kelda::tools::Failure& failure) {
+    kelda::tools::ShowMessage(failure.what());
+    return static_cast<int>(failure.code());
+  } catch (const std::exception& error) {
+    kelda::tools::ShowMessage(error.what());
+    return static_cast<int>(ExitCode::kUnexpected);
+  }
+}

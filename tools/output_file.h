@@ -1,0 +1,36 @@
+// A file that appears under its name only when it is complete.
+#ifndef KELDA_TOOLS_OUTPUT_FILE_H_
+#define KELDA_TOOLS_OUTPUT_FILE_H_
+
+#include <filesystem>
+#include <string>
+
+namespace kelda::tools {
+
+// Written under a temporary name in the same folder; the destructor removes it
+// unless Commit was called. A file that stood under the name stays as it was
+// until then, so it may even be the input.
+class OutputFile {
+ public:
+  // Throws Failure (output) with the reason. A symbolic link is followed.
+  explicit OutputFile(const std::filesystem::path& path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Open for reading and writing, owned by this object.
+  int descriptor() const { return descriptor_; }
+  const std::filesystem::path& path() const { return path_; }
+
+  // Closes the file and gives it its name. Throws Failure (output).
+  void Commit();
+
+ private:
+  std::filesystem::path path_;
+  std::string temporary_;  // empty once committed
+  int descriptor_ = -1;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_OUTPUT_FILE_H_

@@ -1,0 +1,36 @@
+// Puts delivered audio back to where its input was.
+#ifndef KELDA_TOOLS_REALIGNER_H_
+#define KELDA_TOOLS_REALIGNER_H_
+
+#include <cstdint>
+#include <vector>
+
+namespace kelda::tools {
+
+// The effect's output with its buffering silence left out:
+//
+//   delivered  . . . . 0 1 2 . 3 4 ...    (. silence, else the input frame)
+//   latency 1          |/ / / / /
+//   output             1 2 3 4 ...
+//
+// Frame n of the input comes out as frame n - latency; what the effect dropped
+// (a reset in the middle) becomes zeros, so that all later audio keeps its place.
+class Realigner {
+ public:
+  // The processors' latency, in frames, which is taken off the front.
+  explicit Realigner(int64_t latency_frames) : next_input_(latency_frames) {}
+
+  // Appends to `*output` (interleaved stereo) what `delivered` completes:
+  // `block` holds delivered.size() interleaved stereo frames, of which
+  // `delivered` gives the input frames as FrameTracker does. Throws Failure
+  // (refused) if audio comes out of order.
+  void Push(const float* block, const std::vector<int64_t>& delivered, std::vector<float>* output);
+
+ private:
+  int64_t next_input_;  // the input frame that the next output frame belongs to
+  int64_t last_ = -1;   // the input frame delivered last
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_REALIGNER_H_

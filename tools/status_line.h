@@ -1,0 +1,35 @@
+// What a command tells the user on stderr: messages, the effect's log lines, and
+// at the bottom of a terminal one line that changes.
+#ifndef KELDA_TOOLS_STATUS_LINE_H_
+#define KELDA_TOOLS_STATUS_LINE_H_
+
+#include <string>
+
+namespace kelda::tools {
+
+// Sends the effect's log lines of `priority` (android_LogPriority) and above to
+// stderr, without tearing the status line.
+void ShowLog(int priority);
+
+// Prints "kelda: " and the message as a line of its own.
+void ShowMessage(const std::string& message);
+
+// The changing line. On anything but a terminal it does nothing. At most one
+// exists at a time; the destructor clears the line.
+class StatusLine {
+ public:
+  StatusLine();
+  ~StatusLine();
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+
+  bool visible() const { return visible_; }
+  void Show(const std::string& text);
+
+ private:
+  bool visible_;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_STATUS_LINE_H_
