@@ -1,0 +1,172 @@
+// What the program reads from its user: devices, settings, timelines, block sizes.
+#include <gtest/gtest.h>
+#include <system/audio.h>
+
+#include <string>
+
+#include "tests/tools/temporary_folder.h"
+#include "tools/block_sizes.h"
+#include "tools/device_name.h"
+#include "tools/failure.h"
+#include "tools/progress.h"
+#include "tools/timeline.h"
+
+namespace kelda::tools {
+namespace {
+
+// The message of the usage failure that `action` must throw.
+template <typename Action>
+std::string Refusal(Action action) {
+  try {
+    action();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(ExitCode::kUsage, failure.code());
+    return failure.what();
+  }
+  return "nothing was refused";
+}
+
+TEST(DeviceName, ReadsNamesAndNumbers) {
+  const struct {
+    const char* text;
+    audio_devices_t device;
+  } kCases[] = {
+      {"wired", AUDIO_DEVICE_OUT_WIRED_HEADPHONE},
+      {"Bluetooth", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP_HEADPHONES},
+      {"speaker", AUDIO_DEVICE_OUT_SPEAKER},
+      {"AUDIO_DEVICE_OUT_BLE_BROADCAST", AUDIO_DEVICE_OUT_BLE_BROADCAST},
+      {"audio_device_out_usb_headset", AUDIO_DEVICE_OUT_USB_HEADSET},
+      {"BLUETOOTH_A2DP", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP},
+      {"bluetooth_sco_carkit", AUDIO_DEVICE_OUT_BLUETOOTH_SCO_CARKIT},
+      {"line", AUDIO_DEVICE_OUT_LINE},
+      {"hearing_aid", 0x8000000},
+      {"8", 8},
+      {"0x84", 0x84},
+      {"0xFFFFFFFF", 0xFFFFFFFF},
+  };
+  for (const auto& [text, device] : kCases) {
+    EXPECT_EQ(device, ParseDevice(text)) << text;
+  }
+  for (const char* text : {"", "wire", "AUDIO_DEVICE_OUT_", "8x", "-1", "0x", "0x1ffffffff"}) {
+    EXPECT_FALSE(ParseDevice(text)) << text;
+  }
+}
+
+TEST(Setting, ReadsKeysAndValues) {
+  using Key = Setting::Key;
+  const struct {
+    const char* text;
+    Key key;
+    uint32_t number;
+    const char* value;
+  } kCases[] = {
+      {"mode=off", Key::kMode, 0, ""},
+      {"mode=auto", Key::kMode, 3, ""},
+      {"device=wired", Key::kDevice, 8, ""},
+      {"wired-hrtf=standard", Key::kWiredHrtf, 1, ""},
+      {"bluetooth-hrtf=personalized", Key::kBluetoothHrtf, 2, ""},
+      {"app=com.a.b", Key::kApp, 0, "com.a.b&0"},
+      {"app=com.a.b&1", Key::kApp, 0, "com.a.b&1"},
+      {"reload-apps", Key::kReloadApps, 0, ""},
+      {"property=a.b=c=d", Key::kProperty, 0, "a.b=c=d"},
+  };
+  for (const auto& [text, key, number, value] : kCases) {
+    const Setting setting = ParseSetting(text);
+    EXPECT_EQ(key, setting.key) << text;
+    EXPECT_EQ(number, setting.number) << text;
+    EXPECT_EQ(value, setting.text) << text;
+  }
+}
+
+TEST(Setting, RefusesWithTheValueAndWhatIsAllowed) {
+  const struct {
+    const char* text;
+    const char* message;
+  } kCases[] = {
+      {"mode=Music", "unknown mode 'Music' (off, music, cinema, auto)"},
+      {"mode", "'mode' needs a value (off|music|cinema|auto)"},
+      {"wired-hrtf=speaker", "unknown HRTF type 'speaker' (standard, personalized)"},
+      {"app=a&2", "unknown application flag '2' (0, 1)"},
+      {"reset=1", "'reset' takes no value, but was given '1'"},
+      {"property=x", "a property is NAME=VALUE, not 'x'"},
+      {"property=", "a property is NAME=VALUE, not ''"},
+  };
+  for (const auto& [text, message] : kCases) {
+    EXPECT_EQ(message, Refusal([&] { ParseSetting(text); }));
+  }
+  EXPECT_EQ(0U, Refusal([] { ParseSetting("volume=1"); }).find("unknown key 'volume' (mode, "));
+  EXPECT_EQ(0U, Refusal([] { ParseSetting("device=x"); }).find("unknown device 'x' (wired, "));
+}
+
+TEST(Timeline, ReadsAScenario) {
+  const TemporaryFolder folder;
+  folder.Write("scenario",
+               "# change of scene\n\n  2.5 mode=cinema # now\n0 device=wired\n1e-1\treset");
+  const auto changes = InOrder(ReadScenario(folder / "scenario"));
+  ASSERT_EQ(3U, changes.size());
+  EXPECT_EQ(0, changes[0].frame);
+  EXPECT_EQ(4800, changes[1].frame);
+  EXPECT_EQ(Setting::Key::kReset, changes[1].setting.key);
+  EXPECT_EQ(120000, changes[2].frame);
+  EXPECT_EQ(2U, changes[2].setting.number);
+}
+
+TEST(Timeline, KeepsTheOrderOfChangesAtTheSameTime) {
+  const auto changes =
+      InOrder({ParseTimedSetting("1", "mode=off", "a"), ParseTimedSetting("0", "mode=off", "b"),
+               ParseTimedSetting("1", "mode=auto", "c")});
+  EXPECT_EQ("bac", changes[0].origin + changes[1].origin + changes[2].origin);
+}
+
+TEST(Timeline, RefusesWithFileAndLine) {
+  const TemporaryFolder folder;
+  const std::string file = folder / "s";
+  const struct {
+    const char* text;
+    const char* message;
+  } kCases[] = {
+      {"0 mode=off\n-1 mode=off\n", ":2: not a time in seconds: '-1' (0 to 10000000)"},
+      {"nan mode=off\n", ":1: not a time in seconds: 'nan' (0 to 10000000)"},
+      {"1s mode=off\n", ":1: not a time in seconds: '1s' (0 to 10000000)"},
+      {"\n\n1\n", ":3: a line is 'SECONDS key=value', not '1'"},
+      {"1 mode=off mode=auto\n", ":1: a line is 'SECONDS key=value', not '1 mode=off mode=auto'"},
+      {"1 mode=x\n", ":1: unknown mode 'x' (off, music, cinema, auto)"},
+  };
+  for (const auto& [text, message] : kCases) {
+    folder.Write("s", text);
+    EXPECT_EQ(file + message, Refusal([&] { ReadScenario(file); }));
+  }
+  EXPECT_EQ(folder / "none" + ": cannot be read", Refusal([&] { ReadScenario(folder / "none"); }));
+  EXPECT_EQ(folder / "" + ": cannot be read", Refusal([&] { ReadScenario(folder / ""); }));
+}
+
+TEST(BlockSizes, ReadsAndRepeats) {
+  EXPECT_FALSE(ParseBlockRange("960").random());
+  EXPECT_EQ(65536U, ParseBlockRange("random:7-65536").max_frames);
+  for (const char* text : {"", "0", "65537", "-1", "9x", "random:", "random:5", "random:9-8",
+                           "random:0-8", "random:1-65537", "random 1-2"}) {
+    EXPECT_EQ(0U, Refusal([&] { ParseBlockRange(text); }).find("not a block size")) << text;
+  }
+  const BlockRange range = ParseBlockRange("random:1020-1028");
+  BlockSizes sizes(range, 5);
+  BlockSizes again(range, 5);
+  bool reached[9] = {};
+  for (int i = 0; i < 1000; ++i) {
+    const size_t frames = sizes.Next();
+    ASSERT_EQ(frames, again.Next());
+    ASSERT_TRUE(frames >= 1020 && frames <= 1028 && frames != kPeriodFrames) << frames;
+    reached[frames - 1020] = true;
+  }
+  EXPECT_TRUE(reached[0] && reached[8]);
+}
+
+TEST(Progress, SaysPartTimeSpeedAndRest) {
+  EXPECT_EQ("[=====>              ]  27%  4:05 of 15:00  98x real time  0:06 left",
+            FormatProgress(245.0, 900.0, 2.5));
+  EXPECT_EQ("[====================] 100%  0:10 of 0:10  4.0x real time  0:00 left",
+            FormatProgress(10.0, 10.0, 2.5));
+  EXPECT_EQ("1:00  240x real time", FormatProgress(60.0, std::nullopt, 0.25));
+}
+
+}  // namespace
+}  // namespace kelda::tools

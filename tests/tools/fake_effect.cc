@@ -1,0 +1,119 @@
+// An effect library that misbehaves on demand, and notes what it is told.
+//
+// KELDA_FAKE says how: wrong-tag, wrong-version, refuse-config (status reply),
+// fail-process, reorder, mute, slow. KELDA_FAKE_NOTES names a file for the
+// notes, one line a call, each with the number of the instance.
+#include <hardware/audio_effect.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+struct Instance {
+  const effect_interface_s* interface;
+  int number;
+  int blocks = 0;
+};
+
+bool Behaves(const char* behaviour) {
+  const char* wanted = std::getenv("KELDA_FAKE");
+  return wanted != nullptr && std::strcmp(wanted, behaviour) == 0;
+}
+
+void Note(effect_handle_t self, const std::string& text) {
+  if (const char* notes = std::getenv("KELDA_FAKE_NOTES")) {
+    std::ofstream(notes, std::ios::app)
+        << reinterpret_cast<Instance*>(self)->number << ' ' << text << '\n';
+  }
+}
+
+int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
+  auto* const instance = reinterpret_cast<Instance*>(self);
+  if (++instance->blocks == 1) {
+    Note(self, "process " + std::to_string(in->frameCount) +
+                   (in->f32 == out->f32 ? " in place" : " apart"));
+  }
+  if (Behaves("fail-process") && instance->blocks == 20) {
+    return -22;
+  }
+  if (Behaves("reorder")) {
+    std::swap_ranges(out->f32, out->f32 + 2, out->f32 + 2);
+  }
+  if (Behaves("mute")) {
+    std::fill_n(out->f32, 2 * out->frameCount, 0.0F);
+  }
+  if (Behaves("slow")) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return 0;
+}
+
+std::string Describe(uint32_t code, uint32_t bytes, const void* data) {
+  std::ostringstream text;
+  text << "command " << code << " of " << bytes;
+  if (code == EFFECT_CMD_SET_CONFIG) {
+    effect_config_t config;
+    std::memcpy(&config, data, sizeof(config));
+    for (const buffer_config_t& half : {config.inputCfg, config.outputCfg}) {
+      text << ' ' << half.samplingRate << ' ' << half.channels << ' ' << int{half.format};
+    }
+  } else if (code != EFFECT_CMD_DUMP) {  // a descriptor's number is nobody's business
+    for (uint32_t i = 0; i < bytes; i += 4) {
+      uint32_t word = 0;
+      std::memcpy(&word, static_cast<const char*>(data) + i, std::min(bytes - i, 4U));
+      text << ' ' << std::hex << word;
+    }
+  }
+  return text.str();
+}
+
+int32_t Command(effect_handle_t self, uint32_t code, uint32_t bytes, void* data, uint32_t*,
+                void* reply) {
+  Note(self, Describe(code, bytes, data));
+  if (code == EFFECT_CMD_SET_DEVICE) {  // the buffers hold 16 bytes; a sanitizer sees it
+    std::memcpy(reply, data, 16);
+  }
+  if (reply != nullptr) {
+    const int32_t status = code == EFFECT_CMD_SET_CONFIG && Behaves("refuse-config") ? -22 : 0;
+    std::memcpy(reply, &status, sizeof(status));
+  }
+  return 0;
+}
+
+constexpr effect_interface_s kInterface = {Process, Command, nullptr, nullptr};
+
+int32_t Create(const effect_uuid_t*, int32_t, int32_t, effect_handle_t* handle) {
+  static int count = 0;
+  *handle = reinterpret_cast<effect_handle_t>(new Instance{&kInterface, ++count});
+  Note(*handle, "create");
+  return 0;
+}
+
+int32_t Release(effect_handle_t self) {
+  Note(self, "release");
+  delete reinterpret_cast<Instance*>(self);
+  return 0;
+}
+
+int32_t GetDescriptor(const effect_uuid_t*, effect_descriptor_t*) { return -22; }
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) audio_effect_library_t AELI;
+audio_effect_library_t AELI = {
+    Behaves("wrong-tag") ? 1U : AUDIO_EFFECT_LIBRARY_TAG,
+    static_cast<uint32_t>(Behaves("wrong-version") ? EFFECT_MAKE_API_VERSION(2, 0)
+                                                   : EFFECT_LIBRARY_API_VERSION),
+    "Fake",
+    "Tests",
+    Create,
+    Release,
+    GetDescriptor,
+    nullptr};

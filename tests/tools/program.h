@@ -1,0 +1,49 @@
+// Runs the built `kelda` as a user would.
+#ifndef KELDA_TESTS_TOOLS_PROGRAM_H_
+#define KELDA_TESTS_TOOLS_PROGRAM_H_
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/tools/temporary_folder.h"
+
+namespace kelda::tools {
+
+struct ProgramResult {
+  int exit_code;  // 128 + signal if one killed it
+  std::string out;
+  std::string err;
+};
+
+struct ProgramSurroundings {
+  std::map<std::string, std::string> environment;  // added to the test's own
+  std::optional<uint64_t> file_size_limit_bytes;   // RLIMIT_FSIZE
+};
+
+// The words of `text`, separated by blanks.
+std::vector<std::string> Words(const std::string& text);
+
+// A program that runs; Wait must be called.
+class RunningProgram {
+ public:
+  explicit RunningProgram(const std::vector<std::string>& arguments,
+                          const ProgramSurroundings& surroundings = {});
+  void Signal(int signal) const;
+  ProgramResult Wait();
+
+ private:
+  TemporaryFolder folder_;
+  pid_t process_;
+};
+
+ProgramResult RunKelda(const std::vector<std::string>& arguments,
+                       const ProgramSurroundings& surroundings = {});
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TESTS_TOOLS_PROGRAM_H_

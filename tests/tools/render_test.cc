@@ -1,0 +1,201 @@
+// `kelda render` with the effect library as built: what comes out, and when.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "tests/tools/audio_files.h"
+#include "tests/tools/program.h"
+
+namespace kelda::tools {
+namespace {
+
+class Render : public testing::Test {
+ protected:
+  // Runs `kelda render input output ...`, which must succeed.
+  ProgramResult Run(const std::string& input, const std::string& output,
+                    std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"render", folder_ / input, folder_ / output});
+    const ProgramResult result = RunKelda(arguments);
+    EXPECT_EQ(0, result.exit_code) << result.err;
+    return result;
+  }
+
+  Audio Rendered(const Audio& input, const std::vector<std::string>& arguments) {
+    WriteAudio(folder_ / "in.wav", input);
+    Run("in.wav", "out.wav", arguments);
+    return ReadAudio(folder_ / "out.wav");
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Render, PassesTheInputThroughBitForBitInBlocksOfAnySize) {
+  const Audio input = Noise(20011);
+  for (const char* block :
+       {"1", "7", "480", "960", "1023", "1024", "1025", "2048", "3000", "3072", "3840", "65536"}) {
+    const Audio output = Rendered(input, {"--mode", "off", "--block", block});
+    EXPECT_EQ(SF_FORMAT_WAV | SF_FORMAT_FLOAT, output.format);
+    EXPECT_TRUE(input.samples == output.samples) << block;
+  }
+}
+
+TEST_F(Render, PassesTheInputThroughBitForBitInRandomBlocks) {
+  const Audio input = Noise(50000);
+  for (const char* block : {"random", "random:1-100", "random:900-1200", "random:1-20000"}) {
+    const std::string seed = std::to_string(std::random_device()());
+    const Audio output = Rendered(input, {"--mode", "off", "--block", block, "--seed", seed});
+    EXPECT_TRUE(input.samples == output.samples) << block << " --seed " << seed;
+  }
+}
+
+TEST_F(Render, PrintsTheSeedItDrew) {
+  WriteAudio(folder_ / "in.wav", Noise(5000));
+  const ProgramResult drawn =
+      Run("in.wav", "a.wav", {"--mode", "off", "--block", "random", "--raw-timing"});
+  const std::string text = "--seed ";
+  const size_t at = drawn.err.find(text);
+  ASSERT_NE(std::string::npos, at) << drawn.err;
+  const std::string seed = drawn.err.substr(at + text.size(), drawn.err.find('\n', at) - at - 7);
+  const ProgramResult given = Run("in.wav", "b.wav",
+                                  {"--mode", "off", "--block", "random", "--raw-timing", "--seed",
+                                   seed, "--log-level", "silent"});
+  EXPECT_EQ("", given.err);
+  EXPECT_EQ(folder_.Read("a.wav"), folder_.Read("b.wav"));
+}
+
+TEST_F(Render, KeepsTheTimingOfTheHostWhenAsked) {
+  const Audio input = Noise(10000);
+  // Two periods of 1024 are ready with the fifth block, so four were silent.
+  constexpr size_t kDelayFrames = 4 * 480;
+  const Audio output = Rendered(input, {"--mode", "off", "--block", "480", "--raw-timing"});
+  EXPECT_EQ(12000, output.frames());  // whole blocks
+  EXPECT_TRUE(std::all_of(output.samples.begin(), output.samples.begin() + 2 * kDelayFrames,
+                          [](float sample) { return sample == 0.0F; }));
+  EXPECT_TRUE(std::equal(input.samples.begin(), input.samples.end(),
+                         output.samples.begin() + 2 * kDelayFrames));
+  const Audio direct = Rendered(Noise(4096), {"--mode", "off", "--block", "1024", "--raw-timing"});
+  EXPECT_TRUE(Noise(4096).samples == direct.samples);
+}
+
+// A reset or a disable drops what waits in the effect. The gap must be where the
+// audio was, and everything after it in its place.
+TEST_F(Render, KeepsLaterAudioInPlaceAfterAReset) {
+  const Audio input = Noise(48000);
+  for (const char* change : {"reset", "disable"}) {
+    const Audio output = Rendered(input, {"--mode", "off", "--at", "0.5", change});
+    ASSERT_EQ(input.frames(), output.frames());
+    size_t zeros = 0;
+    for (size_t i = 0; i < input.samples.size(); ++i) {
+      const bool dropped = output.samples[i] == 0.0F;
+      zeros += dropped ? 1 : 0;
+      ASSERT_TRUE(dropped || output.samples[i] == input.samples[i]) << change << i;
+      ASSERT_FALSE(dropped && i >= size_t{2} * 24000) << change << i;
+    }
+    EXPECT_GT(zeros, 2U * 1024) << change;
+    EXPECT_LT(zeros, 2U * 4096) << change;
+  }
+}
+
+TEST_F(Render, ReadsEveryKindOfFile) {
+  const Audio noise = Noise(3000);
+  Audio input = noise;
+  for (const int format : {SF_FORMAT_WAV | SF_FORMAT_PCM_24, SF_FORMAT_FLAC | SF_FORMAT_PCM_24,
+                           SF_FORMAT_AIFF | SF_FORMAT_PCM_24}) {
+    input.format = format;
+    EXPECT_TRUE(noise.samples == Rendered(input, {"--mode", "off"}).samples) << format;
+  }
+  input.format = SF_FORMAT_OGG | SF_FORMAT_VORBIS;
+  EXPECT_EQ(3000, Rendered(input, {"--mode", "off"}).frames());
+}
+
+TEST_F(Render, PlaysMonoOnBothChannels) {
+  const Audio input = Noise(3000, 1);
+  const Audio output = Rendered(input, {"--mode", "off"});
+  ASSERT_EQ(3000, output.frames());
+  for (size_t i = 0; i < input.samples.size(); ++i) {
+    ASSERT_EQ(input.samples[i], output.samples[2 * i]);
+    ASSERT_EQ(input.samples[i], output.samples[2 * i + 1]);
+  }
+}
+
+TEST_F(Render, ConvertsOtherRates) {
+  constexpr double kPi = 3.141592653589793;
+  constexpr double kToneHz = 997.0;
+  for (const int rate_hz : {8000, 44100, 96000}) {
+    Audio input;
+    input.rate_hz = rate_hz;
+    for (int i = 0; i < rate_hz; ++i) {
+      const double phase = 2.0 * kPi * kToneHz * i / rate_hz;
+      input.samples.push_back(static_cast<float>(0.5 * std::sin(phase)));
+      input.samples.push_back(static_cast<float>(0.5 * std::cos(phase)));
+    }
+    const Audio output = Rendered(input, {"--mode", "off"});
+    EXPECT_EQ(48000, output.rate_hz);
+    ASSERT_EQ(48000, output.frames()) << rate_hz;
+    for (int i = 1000; i < 47000; ++i) {
+      const double phase = 2.0 * kPi * kToneHz * i / 48000.0;
+      ASSERT_NEAR(0.5 * std::sin(phase), output.samples[static_cast<size_t>(2 * i)], 1e-4) << i;
+      ASSERT_NEAR(0.5 * std::cos(phase), output.samples[static_cast<size_t>(2 * i + 1)], 1e-4) << i;
+    }
+  }
+}
+
+TEST_F(Render, WritesFlacOf24Bit) {
+  Audio input = Noise(3000);
+  WriteAudio(folder_ / "in.wav", input);
+  Run("in.wav", "out.flac", {"--mode", "off"});
+  const Audio output = ReadAudio(folder_ / "out.flac");
+  EXPECT_EQ(SF_FORMAT_FLAC | SF_FORMAT_PCM_24, output.format);
+  EXPECT_TRUE(input.samples == output.samples);
+
+  input.samples[100] = 1.5F;
+  input.samples[101] = -1.5F;
+  WriteAudio(folder_ / "in.wav", input);
+  const ProgramResult result = Run("in.wav", "out.flac", {"--mode", "off"});
+  EXPECT_NE(std::string::npos, result.err.find("2 samples beyond full scale were clipped"));
+  const Audio clipped = ReadAudio(folder_ / "out.flac");
+  EXPECT_NEAR(1.0F, clipped.samples[100], 1e-6);
+  EXPECT_NEAR(-1.0F, clipped.samples[101], 1e-6);
+  EXPECT_EQ(1.5F, Rendered(input, {"--mode", "off"}).samples[100]);
+}
+
+TEST_F(Render, TakesAnEmptyFile) {
+  for (const char* timing : {"--seed=1", "--raw-timing"}) {
+    EXPECT_EQ(0, Rendered(Noise(0), {"--mode", "music", timing}).frames());
+  }
+}
+
+TEST_F(Render, MayReplaceItsInput) {
+  const Audio input = Noise(30000);
+  WriteAudio(folder_ / "song.wav", input);
+  Run("song.wav", "song.wav", {"--mode", "off"});
+  EXPECT_TRUE(input.samples == ReadAudio(folder_ / "song.wav").samples);
+  std::filesystem::create_symlink("song.wav", folder_ / "link.wav");
+  Run("song.wav", "link.wav", {"--mode", "off"});
+  EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "link.wav"));
+  EXPECT_TRUE(input.samples == ReadAudio(folder_ / "song.wav").samples);
+  EXPECT_EQ((std::set<std::string>{"link.wav", "song.wav"}), folder_.Names());
+}
+
+TEST_F(Render, DumpsTheEffectsReport) {
+  WriteAudio(folder_ / "in.wav", Noise(9600));
+  const ProgramResult result =
+      Run("in.wav", "out.wav", {"--mode", "off", "--at", "0.1", "mode=cinema", "--dump"});
+  EXPECT_EQ(0U, result.out.find("Upmix:\n    enableCount: 1\n    disableCount: 0\n"));
+  EXPECT_NE(std::string::npos, result.out.find("[*] upmc"));
+  EXPECT_NE(std::string::npos, result.out.find("[ ] pass"));
+}
+
+TEST_F(Render, ReportsAChangeAfterTheEnd) {
+  WriteAudio(folder_ / "in.wav", Noise(9600));
+  folder_.Write("s", "0.1 mode=off\n0.2 mode=off\n");
+  const ProgramResult result = Run(
+      "in.wav", "out.wav", {"--mode", "off", "--scenario", folder_ / "s", "--log-level", "silent"});
+  EXPECT_EQ("kelda: warning: " + (folder_ / "s:2") + ": not reached, the audio ended before\n",
+            result.err);
+}
+
+}  // namespace
+}  // namespace kelda::tools
