@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "upmix-lib/simd.h"
+
 namespace kelda::upmix_lib {
 
 // Larger samples (+96 dB re full scale) are no audio and are taken for silence.
@@ -24,9 +26,22 @@ inline float GuardSample(float sample) {
   return sound ? sample : 0.0f;
 }
 
+// GuardSample for each lane of a vector of floats. Spelt out, since compilers leave the
+// comparisons of a loop in branches.
+template <typename V>
+V Guarded(V samples) {
+  const V magnitudes = samples < 0.0f ? -samples : samples;
+  const auto sound = (magnitudes <= kMaxSample) & (magnitudes >= std::numeric_limits<float>::min());
+  return sound ? samples : V{};
+}
+
 // Guards `count` samples; in and out are the same buffer or do not overlap.
 inline void GuardSamples(const float* in, float* out, size_t count) {
-  for (size_t i = 0; i < count; ++i) {
+  const size_t whole = count - count % kLanes;
+  for (size_t i = 0; i < whole; i += kLanes) {
+    Store(out + i, Guarded(Load<Vec>(in + i)));
+  }
+  for (size_t i = whole; i < count; ++i) {
     out[i] = GuardSample(in[i]);
   }
 }
