@@ -41,14 +41,23 @@ SparseFilter DecorrelationFilter(int side) {
 
 Decorrelator::Decorrelator() : filters_{DecorrelationFilter(0), DecorrelationFilter(1)} {}
 
-void Decorrelator::Apply(const SparseFilter& filter, const float* newest, float* out) const {
-  std::fill_n(out, kHopFrames, 0.0f);
-  for (int i = 0; i < kDecorrelatorTaps; ++i) {
-    const float* from = newest - filter.delay_frames[i];
-    const float gain = filter.gain[i];
-    for (int n = 0; n < kHopFrames; ++n) {
-      out[n] += gain * from[n];
+// Four vectors of sums at a time, so that they stay in registers.
+void Decorrelator::Apply(const SparseFilter& filter, const float* newest, float* out) {
+  static_assert(kHopFrames % (4 * kLanes) == 0);
+  for (int n = 0; n < kHopFrames; n += 4 * kLanes) {
+    Vec sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {};
+    for (int i = 0; i < kDecorrelatorTaps; ++i) {
+      const float* from = newest + n - filter.delay_frames[i];
+      const float gain = filter.gain[i];
+      sum0 += gain * Load<Vec>(from);
+      sum1 += gain * Load<Vec>(from + kLanes);
+      sum2 += gain * Load<Vec>(from + 2 * kLanes);
+      sum3 += gain * Load<Vec>(from + 3 * kLanes);
     }
+    Store(out + n, sum0);
+    Store(out + n + kLanes, sum1);
+    Store(out + n + 2 * kLanes, sum2);
+    Store(out + n + 3 * kLanes, sum3);
   }
 }
 

@@ -30,7 +30,7 @@ class Decorrelator {
   void Process(const float* in, float* first, float* second);
 
  private:
-  void Apply(const SparseFilter& filter, const float* newest, float* out) const;
+  static void Apply(const SparseFilter& filter, const float* newest, float* out);
 
   // Hops are appended to the history until it is full, then the part that is still
   // needed moves to its start.
