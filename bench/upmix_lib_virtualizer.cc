@@ -1,0 +1,70 @@
+// The virtualizer per period, without and with its room. Compare with MemoryCopy, and
+// with FloorTransforms: the nine transforms that no virtualizer of this length does
+// without (one for each plane, one for each ear).
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <random>
+#include <vector>
+
+#include "upmix-lib/fft.h"
+#include "upmix-lib/virtualizer.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr double kPeriod_ns = 1e9 * kBlockFrames / kSampleRateHz;
+
+std::vector<float> Noise(std::size_t count) {
+  std::mt19937 generator(1);
+  std::uniform_real_distribution<float> uniform(-0.1f, 0.1f);
+  std::vector<float> noise(count);
+  for (float& sample : noise) sample = uniform(generator);
+  return noise;
+}
+
+void Virtualize(benchmark::State& state, float early_db, float late_db) {
+  HrirSet hrirs;
+  hrirs.taps = static_cast<int>(state.range(0));
+  hrirs.responses = Noise(static_cast<std::size_t>(hrirs.taps) * kPlanes * kEars);
+  hrirs.room = {early_db, late_db, 0.25f, 5.0f, 5000.0f, {}};
+  std::copy_n(kPlaneDirections, kPlanes, hrirs.directions.begin());
+  Virtualizer virtualizer(hrirs);
+
+  const std::vector<float> in = Noise(kPlanes * kBlockFrames);
+  const std::array<int32_t, kPlanes> flags{};
+  std::vector<float> left(kBlockFrames), right(kBlockFrames);
+  for (auto _ : state) {
+    virtualizer.Process(kBlockFrames, in.data(), flags.data(), left.data(), right.data());
+    benchmark::DoNotOptimize(left.data());
+    benchmark::ClobberMemory();
+  }
+  state.counters["x_realtime"] = benchmark::Counter(
+      static_cast<double>(state.iterations()) * kPeriod_ns * 1e-9, benchmark::Counter::kIsRate);
+}
+
+void VirtualizerDry(benchmark::State& state) { Virtualize(state, kRoomOffDb, kRoomOffDb); }
+BENCHMARK(VirtualizerDry)->ArgName("taps")->Arg(128)->Arg(256)->Arg(512)->Arg(1024);
+
+void VirtualizerRoom(benchmark::State& state) { Virtualize(state, -12.0f, -18.0f); }
+BENCHMARK(VirtualizerRoom)->ArgName("taps")->Arg(256);
+
+void FloorTransforms(benchmark::State& state) {
+  const RealFft& fft = SharedRealFft<1280>();
+  AlignedBuffer signal(1280), re(641), im(641);
+  AlignedBuffer scratch(static_cast<std::size_t>(fft.scratch_floats()));
+  for (auto _ : state) {
+    for (uint32_t plane = 0; plane < kPlanes; ++plane) {
+      fft.Forward(signal.data(), re.data(), im.data(), scratch.data());
+      benchmark::ClobberMemory();
+    }
+    for (int ear = 0; ear < kEars; ++ear) {
+      fft.Inverse(re.data(), im.data(), signal.data(), scratch.data());
+      benchmark::ClobberMemory();
+    }
+  }
+}
+BENCHMARK(FloorTransforms);
+
+}  // namespace
+}  // namespace kelda::upmix_lib
