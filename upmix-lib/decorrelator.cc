@@ -7,9 +7,9 @@
 namespace kelda::upmix_lib {
 namespace {
 
-// Of the filters that these seeds and their neighbours give, those with the flattest
-// third-octave response and the least in common.
-constexpr uint32_t kSeeds[2] = {1, 2};
+// Of the seeds 1 to 6000 a pair with flat third-octave responses (standard deviation 0.6 dB above
+// 400 Hz) and little coherence with each other and with the input.
+constexpr uint32_t kSeeds[2] = {4898, 4274};
 constexpr double kDecayDb = 20.0;  // over the filter's length
 
 // Uniform in [0, 1) (W. H. Press et al., "Numerical Recipes", quick and dirty generator).
