@@ -59,18 +59,14 @@ void AudioProcessSequencer::CreateWorkBuffer() {
   output_ring_ = std::make_unique<FadableRingBuffer>(
       output_channels_, kOutputRingPeriods * output_period_bytes_,
       static_cast<int>(kReadyPeriods * output_period_bytes_));
-  input_period_ = std::make_unique<float[]>(std::size_t{period_frames_} * input_channels_);
-  output_period_ = std::make_unique<float[]>(std::size_t{period_frames_} * output_channels_);
   for (auto& buffer : work_) {
-    buffer = std::make_unique<float[]>(std::size_t{period_frames_} * work_channels_);
+    buffer = MakeCacheAligned<float>(std::size_t{period_frames_} * work_channels_);
   }
 }
 
 void AudioProcessSequencer::DestoryWorkBuffer() {
   input_ring_.reset();
   output_ring_.reset();
-  input_period_.reset();
-  output_period_.reset();
   for (auto& buffer : work_) buffer.reset();
 }
 
@@ -115,14 +111,17 @@ bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigne
     output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
     fade_requested_ = false;
   }
-  input_ring_->Enqueue(reinterpret_cast<const char*>(in),
-                       static_cast<int>(frames * input_channels_ * sizeof(float)));
-  while (input_ring_->HaveData(static_cast<int>(input_period_bytes_))) {
-    input_ring_->Dequeue(reinterpret_cast<char*>(input_period_.get()),
-                         static_cast<int>(input_period_bytes_));
-    ProcessPeriod(input_period_.get(), output_period_.get());
-    output_ring_->FadableEnqueue(reinterpret_cast<char*>(output_period_.get()),
-                                 static_cast<int>(output_period_bytes_));
+  // Input is taken up to the end of each period, so that the input ring is empty
+  // after every period and begins anew.
+  for (unsigned remaining = frames; remaining > 0;) {
+    const unsigned missing = period_frames_ - static_cast<unsigned>(input_ring_->Size()) /
+                                                  (input_channels_ * unsigned{sizeof(float)});
+    const unsigned taken = std::min(remaining, missing);
+    input_ring_->Enqueue(reinterpret_cast<const char*>(in),
+                         static_cast<int>(taken * input_channels_ * sizeof(float)));
+    in += std::size_t{taken} * input_channels_;
+    remaining -= taken;
+    if (taken == missing) ProcessQueuedPeriod();
   }
   const std::size_t samples = std::size_t{frames} * output_channels_;
   const int bytes = static_cast<int>(samples * sizeof(float));
@@ -133,6 +132,17 @@ bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigne
   output_ring_->Dequeue(reinterpret_cast<char*>(out), bytes);
   output_frames_ += frames;
   return true;
+}
+
+// One period from ring to ring. What leaves the input ring and enters the output
+// ring is whole periods, which divide both capacities: none wraps, so they are
+// converted where they lie.
+void AudioProcessSequencer::ProcessQueuedPeriod() {
+  char* const output_period = output_ring_->write_position();
+  ProcessPeriod(reinterpret_cast<const float*>(input_ring_->read_position()),
+                reinterpret_cast<float*>(output_period));
+  input_ring_->Dequeue(nullptr, static_cast<int>(input_period_bytes_));
+  output_ring_->FadableEnqueue(output_period, static_cast<int>(output_period_bytes_));
 }
 
 // One interleaved period from `in` through the chain to `out`.

@@ -7,6 +7,7 @@
 
 #include "diagnostics/pcm_dump.h"
 #include "pipeline/audio_processor.h"
+#include "pipeline/cache_aligned.h"
 #include "pipeline/fadable_ring_buffer.h"
 #include "pipeline/ring_buffer.h"
 
@@ -14,9 +15,9 @@ namespace kelda {
 
 // Runs a chain of processors over host blocks of any size.
 //
-//   host block     ──► input ring ──► period ──► planar ──► enabled processors
-//   (interleaved)                                            work 0 ⇄ work 1
-//   host block     ◄── output ring ◄── period ◄── interleaved ◄───┘
+//   host block    ──► input ring ──► a period, made planar ──► enabled processors
+//   (interleaved)                                              work 0 ⇄ work 1
+//   host block    ◄── output ring ◄── a period, interleaved ◄──────┘
 //
 // A host block of exactly one period skips the rings. Every other block goes
 // through them: whole periods are processed as they fill, and output is released
@@ -76,6 +77,7 @@ class AudioProcessSequencer {
 
  private:
   void ProcessPeriod(const float* in, float* out);
+  void ProcessQueuedPeriod();
   bool ProcessBuffered(const float* in, float* out, unsigned frames);
 
   std::list<AudioProcessor*>* chain_ = nullptr;  // not owned
@@ -86,12 +88,10 @@ class AudioProcessSequencer {
 
   std::unique_ptr<RingBuffer> input_ring_;
   unsigned input_period_bytes_ = 0;
-  std::unique_ptr<float[]> input_period_;  // interleaved
   unsigned output_period_bytes_ = 0;
-  std::unique_ptr<float[]> output_period_;  // interleaved
   std::unique_ptr<FadableRingBuffer> output_ring_;
   std::unique_ptr<PcmDump> pcm_dump_;
-  std::unique_ptr<float[]> work_[2];  // planar, work channels x period
+  CacheAlignedArray<float> work_[2];  // planar, work channels x period
 
   unsigned input_frames_ = 0;      // received
   unsigned processed_frames_ = 0;  // run through the chain

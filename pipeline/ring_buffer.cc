@@ -8,7 +8,7 @@ namespace kelda {
 
 RingBuffer::RingBuffer(int capacity_bytes, int ready_threshold_bytes)
     : ready_threshold_(ready_threshold_bytes),
-      storage_(std::make_unique<char[]>(static_cast<std::size_t>(capacity_bytes))),
+      storage_(MakeCacheAligned<char>(static_cast<std::size_t>(capacity_bytes))),
       capacity_(capacity_bytes),
       read_(storage_.get()),
       write_(storage_.get()),
@@ -24,8 +24,10 @@ void RingBuffer::Init() {
 void RingBuffer::Enqueue(const char* data, int bytes) {
   const int first = std::min(bytes, static_cast<int>(end_ - write_));
   const int second = bytes - first;
-  std::memcpy(write_, data, static_cast<std::size_t>(first));
-  std::memcpy(begin_, data + first, static_cast<std::size_t>(second));
+  if (data != write_) {
+    std::memcpy(write_, data, static_cast<std::size_t>(first));
+    std::memcpy(begin_, data + first, static_cast<std::size_t>(second));
+  }
   write_ = bytes < end_ - write_ ? write_ + bytes : begin_ + second;
 }
 
@@ -33,9 +35,13 @@ int RingBuffer::Dequeue(char* dest, int bytes) {
   const int count = std::min(ReadAvail(), bytes);
   const int first = std::min(count, static_cast<int>(end_ - read_));
   const int second = count - first;
-  std::memcpy(dest, read_, static_cast<std::size_t>(first));
-  std::memcpy(dest + first, begin_, static_cast<std::size_t>(second));
+  if (dest != nullptr) {
+    std::memcpy(dest, read_, static_cast<std::size_t>(first));
+    std::memcpy(dest + first, begin_, static_cast<std::size_t>(second));
+  }
   read_ = count < end_ - read_ ? read_ + count : begin_ + second;
+  // An empty buffer starts over, so that one that is emptied often stays in the cache.
+  if (read_ == write_) read_ = write_ = begin_;
   return count;
 }
 

@@ -1,7 +1,7 @@
 #ifndef KELDA_PIPELINE_RING_BUFFER_H_
 #define KELDA_PIPELINE_RING_BUFFER_H_
 
-#include <memory>
+#include "pipeline/cache_aligned.h"
 
 namespace kelda {
 
@@ -24,11 +24,20 @@ class RingBuffer {
   // Empties the buffer and releases the ready latch. The bytes are not cleared.
   virtual void Init();
   // Appends `bytes` bytes; at most the capacity. More than FreeSize() overwrites
-  // what was not read, undetected.
+  // what was not read, undetected. `data` may be write_position(): the bytes are in
+  // place already.
   virtual void Enqueue(const char* data, int bytes);
 
-  // Removes up to `bytes` bytes into `dest` and returns how many.
+  // Removes up to `bytes` bytes into `dest`, or drops them if `dest` is null;
+  // returns how many.
   int Dequeue(char* dest, int bytes);
+
+  // Where the oldest byte lies and where the next one goes. An owner that moves
+  // only blocks of one size, which divides the capacity, finds each in one piece
+  // here and need not copy it.
+  const char* read_position() const { return read_; }
+  char* write_position() const { return write_; }
+
   // Stored bytes.
   int Size() const { return ReadAvail(); }
   int ReadAvail() const;
@@ -41,12 +50,11 @@ class RingBuffer {
  protected:
   char* begin() const { return begin_; }
   char* end() const { return end_; }
-  char* write_position() const { return write_; }
 
  private:
   bool ready_ = false;
   const int ready_threshold_;
-  const std::unique_ptr<char[]> storage_;
+  const CacheAlignedArray<char> storage_;
   const int capacity_;
   char* read_;
   char* write_;
