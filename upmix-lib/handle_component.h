@@ -25,6 +25,10 @@ namespace kelda::upmix_lib {
 //   static Status Load(const std::string& path, std::unique_ptr<Processor>& processor);
 //       reads a data file; may throw std::bad_alloc
 //   void Flush();  clears the signal history
+// and may have
+//   void CrossfadeTo(std::unique_ptr<Processor> next);
+//       takes over the data of `next` without a click; Initialize of a ready instance
+//       then reads the files again, and on failure leaves the instance as it was
 template <typename Processor>
 class HandleComponent {
  public:
@@ -39,6 +43,8 @@ class HandleComponent {
         return status;
       }
       auto instance = std::make_unique<Instance>();
+      instance->directory = directory;
+      instance->file = file;
       if (const Status status = Processor::Load(path, instance->processor); status != kOk) {
         return status;
       }
@@ -58,6 +64,11 @@ class HandleComponent {
     Instance* instance = instances_.Find(handle);
     if (instance == nullptr) {
       return kBadHandle;
+    }
+    if constexpr (kReloads) {
+      if (instance->stage == Stage::kReady) {
+        return instance->last_failure = Reload(*instance);
+      }
     }
     instance->processor->Flush();
     instance->stage = Stage::kReady;
@@ -128,13 +139,38 @@ class HandleComponent {
   }
 
  private:
+  static constexpr bool kReloads =
+      requires(Processor & processor, std::unique_ptr<Processor> next) {
+    processor.CrossfadeTo(std::move(next));
+  };
+
   enum class Stage { kCreated, kReady, kClosed };
 
   struct Instance {
+    std::string directory, file;  // as created from
     std::unique_ptr<Processor> processor;
     Stage stage = Stage::kCreated;
     std::atomic<Status> last_failure{kOk};
   };
+
+  static Status Reload(Instance& instance) {
+    try {
+      std::string path;
+      const Status named = ReadConfigFile(instance.directory.c_str(), instance.file.c_str(), path);
+      if (named != kOk) {
+        return named;
+      }
+      std::unique_ptr<Processor> next;
+      const Status loaded = Processor::Load(path, next);
+      if (loaded != kOk) {
+        return loaded;
+      }
+      instance.processor->CrossfadeTo(std::move(next));
+      return kOk;
+    } catch (const std::bad_alloc&) {
+      return kOutOfMemory;
+    }
+  }
 
   HandleTable<Instance> instances_;
 };

@@ -12,8 +12,11 @@ namespace {
 constexpr int kBlock = kBlockFrames;
 constexpr int kPlaneCount = kPlanes;
 
-// 1 / kBlock .. 1 over the block.
-float Rise(int n) { return static_cast<float>(n + 1) / static_cast<float>(kBlock); }
+// 0 to 1 over the block, level at both ends: a fade without a corner.
+float Rise(int n) {
+  const float t = (static_cast<float>(n) + 0.5f) / static_cast<float>(kBlock);
+  return t * t * (3.0f - 2.0f * t);
+}
 
 }  // namespace
 
@@ -59,10 +62,6 @@ void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
   previous_ = std::move(renderer_);
   renderer_ = std::move(next->renderer_);
   fading_ = running_;
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
-    std::copy_n(previous_->input(plane), kBlock, renderer_->input(plane));
-  }
-  renderer_->Process(fading_out_.data(), fading_out_.data() + kBlock);
 }
 
 void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted) {

@@ -48,8 +48,8 @@ class Virtualizer {
   // Clears the signal history. Control.
   void Flush();
 
-  // Takes over the HRIRs of `next` and fades to them during the next block. The new
-  // HRIRs know the last block, the new room starts with it. Control.
+  // Takes over the HRIRs and the room of `next` and fades to them during the next block,
+  // with which their history begins. Control.
   void CrossfadeTo(std::unique_ptr<Virtualizer> next);
 
   // Renders kBlockFrames frames. `planes`: kPlanes contiguous planes of kBlockFrames
