@@ -33,8 +33,10 @@ void FrameTracker::Apply(const Setting& setting) {
 const std::vector<int64_t>& FrameTracker::Advance(size_t frames) {
   block_.resize(frames * kChannels);
   for (size_t i = 0; i < frames; ++i, ++next_frame_) {
-    block_[kChannels * i] = static_cast<float>(1 + next_frame_ % kLowRange);
-    block_[kChannels * i + 1] = static_cast<float>(1 + next_frame_ / kLowRange);
+    const int64_t low = next_frame_ % kLowRange;
+    const int64_t high = next_frame_ / kLowRange;
+    block_[kChannels * i] = static_cast<float>(1 + low);
+    block_[kChannels * i + 1] = static_cast<float>(1 + high);
   }
   session_->Process(block_.data(), frames);
   delivered_.resize(frames);

@@ -117,7 +117,7 @@ class Renderer {
 
   // Guards the end: an effect that stops delivering would keep us waiting.
   void NoteDelivery(const std::vector<int64_t>& delivered) {
-    constexpr int64_t kPatienceFrames = 10 * kSampleRateHz;
+    constexpr int64_t kPatienceFrames = int64_t{10} * kSampleRateHz;
     const int64_t last = *std::max_element(delivered.begin(), delivered.end());
     silent_frames_ = last < 0 ? silent_frames_ + static_cast<int64_t>(delivered.size()) : 0;
     delivered_frames_ = std::max(delivered_frames_, last + 1);

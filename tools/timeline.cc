@@ -42,8 +42,9 @@ std::vector<TimedSetting> ReadScenario(const std::filesystem::path& file) {
     }
     const std::string origin = file.string() + ":" + std::to_string(number);
     if (!(words >> setting) || words >> surplus) {
-      throw Failure(ExitCode::kUsage,
-                    origin + ": a line is 'SECONDS key=value', not '" + line + "'");
+      std::string message = origin;
+      message.append(": a line is 'SECONDS key=value', not '").append(line).append("'");
+      throw Failure(ExitCode::kUsage, message);
     }
     changes.push_back(ParseTimedSetting(seconds, setting, origin));
   }

@@ -91,8 +91,8 @@ TEST(Setting, RefusesWithTheValueAndWhatIsAllowed) {
       {"property=x", "a property is NAME=VALUE, not 'x'"},
       {"property=", "a property is NAME=VALUE, not ''"},
   };
-  for (const auto& [text, message] : kCases) {
-    EXPECT_EQ(message, Refusal([&] { ParseSetting(text); }));
+  for (const auto& refused : kCases) {
+    EXPECT_EQ(refused.message, Refusal([&] { ParseSetting(refused.text); }));
   }
   EXPECT_EQ(0U, Refusal([] { ParseSetting("volume=1"); }).find("unknown key 'volume' (mode, "));
   EXPECT_EQ(0U, Refusal([] { ParseSetting("device=x"); }).find("unknown device 'x' (wired, "));

@@ -66,6 +66,7 @@ TEST(Log, KeepsTheLinesOfThreadsApart) {
   constexpr int kLines = 500;
   testing::internal::CaptureStderr();
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([thread] {
       for (int line = 0; line < kLines; ++line) {

@@ -17,7 +17,7 @@ class Render : public testing::Test {
   ProgramResult Run(const std::string& input, const std::string& output,
                     std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"render", folder_ / input, folder_ / output});
-    const ProgramResult result = RunKelda(arguments);
+    ProgramResult result = RunKelda(arguments);
     EXPECT_EQ(0, result.exit_code) << result.err;
     return result;
   }
@@ -68,7 +68,7 @@ TEST_F(Render, PrintsTheSeedItDrew) {
 TEST_F(Render, KeepsTheTimingOfTheHostWhenAsked) {
   const Audio input = Noise(10000);
   // Two periods of 1024 are ready with the fifth block, so four were silent.
-  constexpr size_t kDelayFrames = 4 * 480;
+  constexpr size_t kDelayFrames = size_t{4} * 480;
   const Audio output = Rendered(input, {"--mode", "off", "--block", "480", "--raw-timing"});
   EXPECT_EQ(12000, output.frames());  // whole blocks
   EXPECT_TRUE(std::all_of(output.samples.begin(), output.samples.begin() + 2 * kDelayFrames,
