@@ -131,6 +131,34 @@ TEST(MusicRobustness, SilenceComesOutExactlySilentAfterTheTail) {
   }
 }
 
+// Words of the work memory that are denormal when read as floats; small integers are.
+int CountDenormals(Music& music) {
+  uint32_t work_bytes = 0, param_bytes = 0;
+  A0511(&work_bytes, &param_bytes);
+  int count = 0;
+  const uintptr_t odd = reinterpret_cast<uintptr_t>(music.work()) % sizeof(float);
+  for (size_t at = (sizeof(float) - odd) % sizeof(float); at + 4 <= work_bytes; at += 4) {
+    float word;
+    std::memcpy(&word, static_cast<char*>(music.work()) + at, sizeof(word));
+    count += std::fpclassify(word) == FP_SUBNORMAL;
+  }
+  return count;
+}
+
+// Denormals make every operation slow: a decay has to end before it gets there.
+TEST(MusicRobustness, LongSilenceLeavesNoDenormals) {
+  const Signal loud = PinkNoise(5, 64 * 100);
+  Signal silence(48000 * 10);
+  Music fresh, faded;
+  const Stereo nothing = {Signal(64), Signal(64)};
+  fresh.Upmix(nothing);
+  faded.Upmix({loud, loud});
+  for (int i = 0; i < 10; ++i) {
+    faded.Upmix({silence, silence});
+    EXPECT_EQ(CountDenormals(faded), CountDenormals(fresh)) << i;
+  }
+}
+
 // Where the hops lie must not be heard: against a run whose borders lie elsewhere, and by
 // what a pure tone leaves beside itself.
 TEST(MusicRobustness, HopBordersAreInaudible) {

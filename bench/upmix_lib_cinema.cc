@@ -1,0 +1,68 @@
+// The cinema upmix per period, with its room and without. Compare with MemoryCopy,
+// MusicTransforms (the upmix's) and FloorTransforms (the HRIRs').
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "upmix-lib/cinema.h"
+#include "upmix-lib/data_file.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+std::vector<float> Noise(size_t count, unsigned seed) {
+  std::mt19937 random(seed);
+  std::normal_distribution<float> normal(0.0f, 0.1f);
+  std::vector<float> noise(count);
+  for (float& sample : noise) {
+    sample = normal(random);
+  }
+  return noise;
+}
+
+void RunCinema(benchmark::State& state, bool with_room) {
+  auto parameters = DefaultParameters<CinemaParameters>(kCinemaKind, kCinemaFields);
+  if (!with_room) {
+    parameters.room_level_db = parameters.room_early_level_db = kRoomOffDb;
+  }
+  HrirSet hrirs;
+  hrirs.taps = 256;
+  hrirs.responses = Noise(kPlanes * kEars * 256, 1);
+  std::copy_n(kPlaneDirections, kPlanes, hrirs.directions.begin());
+  const auto cinema = std::make_unique<Cinema>(parameters, hrirs);
+  const std::vector<float> left = Noise(kBlockFrames, 2), right = Noise(kBlockFrames, 3);
+  std::vector<float> out_left(kBlockFrames), out_right(kBlockFrames);
+  const float* in[2] = {left.data(), right.data()};
+  float* out[2] = {out_left.data(), out_right.data()};
+  for (auto _ : state) {
+    cinema->Process(in, out);
+    benchmark::ClobberMemory();
+  }
+  state.counters["x_realtime"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * kBlockFrames / kSampleRateHz,
+                         benchmark::Counter::kIsRate);
+}
+
+void CinemaRoom(benchmark::State& state) { RunCinema(state, true); }
+BENCHMARK(CinemaRoom);
+
+void CinemaDry(benchmark::State& state) { RunCinema(state, false); }
+BENCHMARK(CinemaDry);
+
+void CinemaBass(benchmark::State& state) {
+  BassSplitter splitter(100.0f);
+  const std::vector<float> left = Noise(kBlockFrames, 2), right = Noise(kBlockFrames, 3);
+  std::vector<float> high_left(kBlockFrames), high_right(kBlockFrames), bass(kBlockFrames);
+  for (auto _ : state) {
+    splitter.Process(left.data(), right.data(), kBlockFrames, high_left.data(), high_right.data(),
+                     bass.data());
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(CinemaBass);
+
+}  // namespace
+}  // namespace kelda::upmix_lib
