@@ -13,7 +13,7 @@ constexpr char kTag[] = "kelda_upm";
 
 PcmDataDump::~PcmDataDump() { Close(); }
 
-void PcmDataDump::Open(std::string suffix, std::string name) {
+void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
   if (file_ != nullptr) return;
   const std::string file_name = "rawfile_" + name + "_" + suffix + ".raw";
   file_ = std::fopen(DataPath(file_name).c_str(), "wb");

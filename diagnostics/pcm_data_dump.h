@@ -17,7 +17,7 @@ class PcmDataDump {
 
   // Opens rawfile_<name>_<suffix>.raw, truncating it. Does nothing while a file is
   // open; a failure is logged and leaves none open. Control.
-  void Open(std::string suffix, std::string name);
+  void Open(const std::string& suffix, const std::string& name);
   // Appends `bytes` bytes if a file is open. Audio.
   void Write(const float* buffer, uint32_t bytes);
   // Closes the file if one is open. Control.

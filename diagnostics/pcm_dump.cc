@@ -28,7 +28,7 @@ std::string PcmDump::GenerateFileName() {
   return name;
 }
 
-int PcmDump::Open(std::string path, uint32_t channels, uint32_t seconds) {
+int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) {
   channels_ = channels;
   frame_limit_ = seconds * kFramesPerSecond;
   file_ = std::fopen(path.c_str(), "ab");

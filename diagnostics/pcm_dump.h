@@ -23,7 +23,7 @@ class PcmDump {
   static std::string GenerateFileName();
 
   // Opens `path` for appending. Returns 1, or 0 if it cannot be opened. Control.
-  int Open(std::string path, uint32_t channels, uint32_t seconds);
+  int Open(const std::string& path, uint32_t channels, uint32_t seconds);
   // Appends `frames` frames that start at `first_sample`. Returns 1, or 0 with
   // nothing written if no file is open or the block would pass the limit. Audio:
   // one buffered write.

@@ -60,10 +60,9 @@ int32_t UpmixLib_Create(const audio_uuid_t* uuid, int32_t /*sessionId*/, int32_t
     module->itfe = &kInterface;
     module->context.engine = new KeldaUpmix;
     module->context.state = EffectState::Initialized;
-    *pHandle = reinterpret_cast<effect_handle_t>(module.get());
+    *pHandle = reinterpret_cast<effect_handle_t>(module.release());
     __android_log_print(ANDROID_LOG_INFO, kTag, "Upm lib created: %p, size: %zu",
-                        static_cast<void*>(module.get()), sizeof(effect_module_s));
-    module.release();
+                        static_cast<void*>(*pHandle), sizeof(effect_module_s));
     return 0;
   } catch (const std::exception& exception) {
     __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Failed to create upm lib: %s",

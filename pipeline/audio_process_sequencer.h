@@ -71,7 +71,7 @@ class AudioProcessSequencer {
   void Dumpsys(std::string* out) const;
   // Captures what the host is given, silence included, to a new file in `dir`,
   // for `seconds` seconds at most. Replaces a running capture.
-  void StartPcmDump(std::string dir, unsigned seconds);
+  void StartPcmDump(const std::string& dir, unsigned seconds);
   // Ends the capture, if one is running.
   void StopPcmDump();
 

@@ -1,6 +1,5 @@
 // The sequencer's report and its capture.
-#include <cstring>
-#include <utility>
+#include <cstddef>
 
 #include "pipeline/audio_process_sequencer.h"
 
@@ -20,8 +19,8 @@ void AudioProcessSequencer::Dumpsys(std::string* out) const {
   }
 }
 
-void AudioProcessSequencer::StartPcmDump(std::string dir, unsigned seconds) {
-  const std::string path = std::move(dir) + "/" + PcmDump::GenerateFileName();
+void AudioProcessSequencer::StartPcmDump(const std::string& dir, unsigned seconds) {
+  const std::string path = dir + "/" + PcmDump::GenerateFileName();
   pcm_dump_ = std::make_unique<PcmDump>();
   pcm_dump_->Open(path, output_channels_, seconds);
 }

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
-#include <utility>
 
 #include "engine/tuning_files.h"
 #include "processors/config_path.h"
@@ -115,7 +114,7 @@ int LumHpEqLib::getErrorDetail() const {
   return detail;
 }
 
-void LumHpEqLib::OpenPcmData(std::string name) { dump_->Open("hpeq", std::move(name)); }
+void LumHpEqLib::OpenPcmData(const std::string& name) { dump_->Open("hpeq", name); }
 
 void LumHpEqLib::ClosePcmData() { dump_->Close(); }
 

@@ -33,7 +33,7 @@ class LumHpEqLib {
   bool HasHandle() const { return handle_ != 0; }
 
   // Raw capture of what Process puts out: successive planar pairs of the block.
-  void OpenPcmData(std::string name);
+  void OpenPcmData(const std::string& name);
   void ClosePcmData();
 
  private:
