@@ -88,7 +88,7 @@ inline constexpr float kRoomOffDb = -80.0f;
 inline constexpr ParameterField kRoomFields[] = {
     {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -12.0f},
     {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -18.0f},
-    {"decay_s", offsetof(RoomParameters, decay_s), 0.05f, 2.0f, 0.25f},
+    {"decay_s", offsetof(RoomParameters, decay_s), 0.05f, 2.0f, 0.2f},
     {"size_m", offsetof(RoomParameters, size_m), 2.5f, 20.0f, 5.0f},
     {"damping_hz", offsetof(RoomParameters, damping_hz), 500.0f, 20000.0f, 5000.0f},
     {"reserved[0]", offsetof(RoomParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
@@ -174,12 +174,13 @@ struct LevelParameters {
   float strength;            // share of the distance to the target that is corrected
   float max_boost_db;        // most that levelling amplifies
   float max_cut_db;          // most that levelling attenuates
+  float max_limiting_db;     // most that a boost makes the limiter take off the peaks
   float boost_db_per_s;      // fastest rise of the levelling gain
   float cut_db_per_s;        // fastest fall of the levelling gain
   float window_s;            // length of the programme that the loudness is measured over
   float ceiling_dbtp;        // true-peak ceiling of the output
   float limiter_release_ms;  // time constant of the limiter's recovery
-  float reserved[3];         // 0
+  float reserved[2];         // 0
 };
 static_assert(sizeof(LevelParameters) == 64);
 
@@ -190,14 +191,14 @@ inline constexpr ParameterField kLevelFields[] = {
     {"strength", offsetof(LevelParameters, strength), 0.0f, 1.0f, 1.0f},
     {"max_boost_db", offsetof(LevelParameters, max_boost_db), 0.0f, 24.0f, 15.0f},
     {"max_cut_db", offsetof(LevelParameters, max_cut_db), 0.0f, 40.0f, 24.0f},
+    {"max_limiting_db", offsetof(LevelParameters, max_limiting_db), 0.0f, 24.0f, 8.0f},
     {"boost_db_per_s", offsetof(LevelParameters, boost_db_per_s), 0.05f, 20.0f, 3.0f},
     {"cut_db_per_s", offsetof(LevelParameters, cut_db_per_s), 0.05f, 40.0f, 6.0f},
-    {"window_s", offsetof(LevelParameters, window_s), 3.0f, 60.0f, 10.0f},
+    {"window_s", offsetof(LevelParameters, window_s), 3.0f, 60.0f, 30.0f},
     {"ceiling_dbtp", offsetof(LevelParameters, ceiling_dbtp), -20.0f, 0.0f, -1.0f},
     {"limiter_release_ms", offsetof(LevelParameters, limiter_release_ms), 5.0f, 1000.0f, 80.0f},
     {"reserved[0]", offsetof(LevelParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
     {"reserved[1]", offsetof(LevelParameters, reserved[1]), 0.0f, 0.0f, 0.0f},
-    {"reserved[2]", offsetof(LevelParameters, reserved[2]), 0.0f, 0.0f, 0.0f},
 };
 
 // ---- Music upmix --------------------------------------------------------------------
