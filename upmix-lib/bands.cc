@@ -19,18 +19,26 @@ void ForEachOctave(F&& f) {
   f.template operator()<16>(40, 128);
 }
 
-// Fills the kWidth bins of a band on straight lines from the centre of the band below
-// to its own and on to the band above. `below_width` is that of the band below, the
-// band above is as wide as this one or twice (`above_width`).
-template <int kWidth>
-void SpreadBand(float below, float own, float above, int below_width, int above_width,
-                float* bins) {
-  const float rise = 2.0f * (own - below) / static_cast<float>(kWidth + below_width);
-  const float fall = 2.0f * (above - own) / static_cast<float>(kWidth + above_width);
+// Fills the kWidth bins of a band on straight lines from the centre of the band below,
+// kBelowWidth bins wide, to its own and on to that of the band above.
+template <int kWidth, int kBelowWidth, int kAboveWidth>
+void SpreadBand(float below, float own, float above, float* bins) {
+  constexpr float kPerBinBelow = 2.0f / (kWidth + kBelowWidth);
+  constexpr float kPerBinAbove = 2.0f / (kWidth + kAboveWidth);
   constexpr int kHalf = kWidth / 2;
-  for (int j = 0; j < kHalf; ++j) {
-    bins[j] = own + rise * (static_cast<float>(j - kHalf) + 0.5f);
-    bins[kHalf + j] = own + fall * (static_cast<float>(j) + 0.5f);
+  const float rise = kPerBinBelow * (own - below), fall = kPerBinAbove * (above - own);
+  if constexpr (kHalf % 4 == 0) {
+    const Vec4 upwards = {0.5f, 1.5f, 2.5f, 3.5f};
+    for (int j = 0; j < kHalf; j += 4) {
+      const Vec4 offset = upwards + static_cast<float>(j);
+      Store<Vec4>(bins + j, own + rise * (offset - static_cast<float>(kHalf)));
+      Store<Vec4>(bins + kHalf + j, own + fall * offset);
+    }
+  } else {
+    for (int j = 0; j < kHalf; ++j) {
+      bins[j] = own + rise * (static_cast<float>(j - kHalf) + 0.5f);
+      bins[kHalf + j] = own + fall * (static_cast<float>(j) + 0.5f);
+    }
   }
 }
 
@@ -74,14 +82,17 @@ void SumBins(const float* bins, BandValues& bands) {
 void SpreadBands(const BandValues& bands, float* bins) {
   std::copy_n(bands.value, kSingleBins, bins);
   ForEachOctave([&]<int kWidth>(int band, int bin) {
-    for (int b = 0; b < kBandsPerOctave; ++b) {
-      const int at = band + b;
-      const int below_width = b == 0 ? kWidth / 2 : kWidth;
-      const int above_width = b + 1 == kBandsPerOctave && kWidth < kWidest ? 2 * kWidth : kWidth;
-      const float above = at + 1 < kBands ? bands[at + 1] : bands[at];
-      SpreadBand<kWidth>(bands[at - 1], bands[at], above, below_width, above_width,
-                         bins + bin + b * kWidth);
+    constexpr bool kIsLast = kWidth == kWidest;
+    const float* v = bands.value + band;
+    float* to = bins + bin;
+    SpreadBand<kWidth, kWidth / 2, kWidth>(v[-1], v[0], v[1], to);
+    for (int b = 1; b + 1 < kBandsPerOctave; ++b) {
+      SpreadBand<kWidth, kWidth, kWidth>(v[b - 1], v[b], v[b + 1], to + b * kWidth);
     }
+    constexpr int kTop = kBandsPerOctave - 1;
+    const float above = kIsLast ? v[kTop] : v[kTop + 1];
+    SpreadBand<kWidth, kWidth, kIsLast ? kWidth : 2 * kWidth>(v[kTop - 1], v[kTop], above,
+                                                              to + kTop * kWidth);
   });
   std::fill(bins + kBins - 1, bins + kPaddedBins, bands[kBands - 1]);
 }

@@ -133,16 +133,16 @@ void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectA
     SpreadBands(*gains[g], spread[g]);
   }
 
-  const auto mix = [&](const float* l, const float* r, float* common, float* left_ambience,
-                       float* right_ambience) {
-    for (int k = 0; k < kPaddedBins; ++k) {
-      common[k] = spread[0][k] * l[k] + spread[1][k] * r[k];
-      left_ambience[k] = spread[2][k] * l[k] - spread[4][k] * r[k];
-      right_ambience[k] = spread[3][k] * r[k] - spread[4][k] * l[k];
-    }
-  };
-  mix(left.re, right.re, out.common.re, out.left_ambience.re, out.right_ambience.re);
-  mix(left.im, right.im, out.common.im, out.left_ambience.im, out.right_ambience.im);
+  for (int k = 0; k < kPaddedBins; ++k) {
+    const float left_re = left.re[k], left_im = left.im[k];
+    const float right_re = right.re[k], right_im = right.im[k];
+    out.common.re[k] = spread[0][k] * left_re + spread[1][k] * right_re;
+    out.common.im[k] = spread[0][k] * left_im + spread[1][k] * right_im;
+    out.left_ambience.re[k] = spread[2][k] * left_re - spread[4][k] * right_re;
+    out.left_ambience.im[k] = spread[2][k] * left_im - spread[4][k] * right_im;
+    out.right_ambience.re[k] = spread[3][k] * right_re - spread[4][k] * left_re;
+    out.right_ambience.im[k] = spread[3][k] * right_im - spread[4][k] * left_im;
+  }
 }
 
 }  // namespace kelda::upmix_lib

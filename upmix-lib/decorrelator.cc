@@ -62,15 +62,9 @@ void Decorrelator::Apply(const SparseFilter& filter, const float* newest, float*
 }
 
 void Decorrelator::Process(const float* in, float* first, float* second) {
-  if (end_ == kHistoryFrames) {
-    std::copy(history_ + kHistoryFrames - kDecorrelatorFrames, history_ + kHistoryFrames, history_);
-    end_ = kDecorrelatorFrames;
-  }
-  float* newest = history_ + end_;
-  std::copy_n(in, kHopFrames, newest);
-  end_ += kHopFrames;
-  Apply(filters_[0], newest, first);
-  Apply(filters_[1], newest, second);
+  history_.Append(in);
+  Apply(filters_[0], history_.newest(), first);
+  Apply(filters_[1], history_.newest(), second);
 }
 
 }  // namespace kelda::upmix_lib

@@ -6,7 +6,7 @@
 #ifndef KELDA_UPMIX_LIB_DECORRELATOR_H_
 #define KELDA_UPMIX_LIB_DECORRELATOR_H_
 
-#include "upmix-lib/filter_bank.h"
+#include "upmix-lib/hop_history.h"
 
 namespace kelda::upmix_lib {
 
@@ -32,11 +32,7 @@ class Decorrelator {
  private:
   static void Apply(const SparseFilter& filter, const float* newest, float* out);
 
-  // Hops are appended to the history until it is full, then the part that is still
-  // needed moves to its start.
-  static constexpr int kHistoryFrames = kDecorrelatorFrames + 16 * kHopFrames;
-  alignas(kSimdAlignment_bytes) float history_[kHistoryFrames] = {};
-  int end_ = kDecorrelatorFrames;  // of what is filled
+  HopHistory<kDecorrelatorFrames> history_;
   SparseFilter filters_[2];
 };
 

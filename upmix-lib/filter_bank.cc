@@ -69,14 +69,13 @@ void PrepareFilterBank() {
 }
 
 void Analysis::Process(const float* in, Spectrum& spectrum) {
-  std::copy(history_ + kHopFrames, history_ + kTransformFrames, history_);
-  std::copy_n(in, kHopFrames, history_ + kTransformFrames - kHopFrames);
-
+  history_.Append(in);
   alignas(kSimdAlignment_bytes) float windowed[kTransformFrames];
   alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
   const float* window = SharedWindows().analysis;
+  const float* last = history_.newest() - kPastFrames;
   for (int n = 0; n < kTransformFrames; ++n) {
-    windowed[n] = window[n] * history_[n];
+    windowed[n] = window[n] * last[n];
   }
   Fft().Forward(windowed, spectrum.re, spectrum.im, scratch);
   std::fill(spectrum.re + kBins, spectrum.re + kPaddedBins, 0.0f);

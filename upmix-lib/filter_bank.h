@@ -18,11 +18,11 @@
 #ifndef KELDA_UPMIX_LIB_FILTER_BANK_H_
 #define KELDA_UPMIX_LIB_FILTER_BANK_H_
 
+#include "upmix-lib/hop_history.h"
 #include "upmix-lib/simd.h"
 
 namespace kelda::upmix_lib {
 
-inline constexpr int kHopFrames = 64;
 inline constexpr int kTransformFrames = 512;
 inline constexpr int kSynthesisFrames = 160;
 inline constexpr int kFilterBankDelayFrames = kSynthesisFrames - kHopFrames;
@@ -38,7 +38,7 @@ struct alignas(kSimdAlignment_bytes) Spectrum {
 // Builds what all filter banks share. Control thread, before the first Process.
 void PrepareFilterBank();
 
-// One signal's way into the spectrum. All zero is its cleared state.
+// One signal's way into the spectrum.
 class Analysis {
  public:
   // Takes the next kHopFrames frames and writes the spectrum of the last
@@ -47,15 +47,14 @@ class Analysis {
 
   // The input of kFilterBankDelayFrames ago: kHopFrames frames, in step with the
   // output of Synthesis.
-  const float* Delayed() const {
-    return history_ + kTransformFrames - kHopFrames - kFilterBankDelayFrames;
-  }
+  const float* Delayed() const { return history_.newest() - kFilterBankDelayFrames; }
 
  private:
-  alignas(kSimdAlignment_bytes) float history_[kTransformFrames] = {};
+  static constexpr int kPastFrames = kTransformFrames - kHopFrames;
+  HopHistory<kPastFrames> history_;
 };
 
-// One signal's way back. All zero is its cleared state.
+// One signal's way back.
 class Synthesis {
  public:
   // Writes the next kHopFrames frames. Audio.

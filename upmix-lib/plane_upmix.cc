@@ -43,12 +43,13 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   for (int ear = 0; ear < 2; ++ear) {
     const float* dry = ear == 0 ? left_analysis_.Delayed() : right_analysis_.Delayed();
     float *front_out = out[kFL + ear], *side_out = out[kSL + ear], *back_out = out[kBL + ear];
-    for (int n = 0; n < kHopFrames; ++n) {
-      const float front = dry[n] - common[n] - ambience[ear][n];
-      const float spread = diffuse_gain * diffuse[ear][n];
-      front_out[n] = gain[kFL + ear] * narrow * front;
-      side_out[n] = gain[kSL + ear] * (side * ambience[ear][n] + spread + wide * front);
-      back_out[n] = gain[kBL + ear] * (back * ambience[ear][n] - spread);
+    for (int n = 0; n < kHopFrames; n += kLanes) {
+      const Vec ambient = Load<Vec>(ambience[ear] + n);
+      const Vec front = Load<Vec>(dry + n) - Load<Vec>(common + n) - ambient;
+      const Vec spread = diffuse_gain * Load<Vec>(diffuse[ear] + n);
+      Store<Vec>(front_out + n, gain[kFL + ear] * narrow * front);
+      Store<Vec>(side_out + n, gain[kSL + ear] * (side * ambient + spread + wide * front));
+      Store<Vec>(back_out + n, gain[kBL + ear] * (back * ambient - spread));
     }
   }
   for (int n = 0; n < kHopFrames; ++n) {

@@ -148,14 +148,14 @@ int CountDenormals(Music& music) {
 // Denormals make every operation slow: a decay has to end before it gets there.
 TEST(MusicRobustness, LongSilenceLeavesNoDenormals) {
   const Signal loud = PinkNoise(5, 64 * 100);
-  Signal silence(48000 * 10);
-  Music fresh, faded;
-  const Stereo nothing = {Signal(64), Signal(64)};
-  fresh.Upmix(nothing);
-  faded.Upmix({loud, loud});
+  const Signal silence(48000 * 10);
+  Music music;
+  music.Upmix({Signal(64), Signal(64)});
+  const int denormals_at_first = CountDenormals(music);
+  music.Upmix({loud, loud});
   for (int i = 0; i < 10; ++i) {
-    faded.Upmix({silence, silence});
-    EXPECT_EQ(CountDenormals(faded), CountDenormals(fresh)) << i;
+    music.Upmix({silence, silence});
+    EXPECT_EQ(CountDenormals(music), denormals_at_first) << i;
   }
 }
 
