@@ -269,7 +269,7 @@ inline constexpr ParameterField kCinemaFields[] = {
     {"bass_crossover_hz", offsetof(CinemaParameters, bass_crossover_hz), 40.0f, 300.0f, 100.0f},
     {"bass_level_db", offsetof(CinemaParameters, bass_level_db), -24.0f, 12.0f, 0.0f},
     {"room_level_db", offsetof(CinemaParameters, room_level_db), -80.0f, 0.0f, -18.0f},
-    {"room_decay_s", offsetof(CinemaParameters, room_decay_s), 0.05f, 2.0f, 0.3f},
+    {"room_decay_s", offsetof(CinemaParameters, room_decay_s), 0.05f, 2.0f, 0.25f},
     {"room_early_level_db", offsetof(CinemaParameters, room_early_level_db), -80.0f, 0.0f, -12.0f},
     {"output_gain_db", offsetof(CinemaParameters, output_gain_db), -24.0f, 12.0f, 0.0f},
 };

@@ -107,7 +107,7 @@ TEST(CinemaRobustness, BadSamplesCountAsSilence) {
 TEST(CinemaRobustness, SilenceComesOutExactlySilentAfterTheTail) {
   Stereo in = Film(50);
   constexpr size_t kLoud = 1024 * 10;
-  constexpr size_t kTail = 48000;  // Room of 0.3 s, bass filters at 100 Hz.
+  constexpr size_t kTail = 48000;  // Room of 0.25 s, bass filters at 100 Hz.
   std::fill(in.left.begin() + kLoud, in.left.end(), 0.0f);
   std::fill(in.right.begin() + kLoud, in.right.end(), 0.0f);
   const Stereo out = CinemaInstance(CinemaDefaults()).Upmix(in);
