@@ -9,9 +9,6 @@
 namespace kelda::upmix_lib {
 namespace {
 
-typedef double DoubleVec2 __attribute__((vector_size(16)));
-typedef int64_t Mask4 __attribute__((vector_size(32)));
-
 // Pairs that one pass takes at most. More do not fit the vector registers of AVX, and
 // four to a pass are fastest when there are many.
 constexpr size_t kMaxPassPairs = 5;
@@ -20,8 +17,8 @@ constexpr size_t kManyPassPairs = 4;
 constexpr int64_t kFrames = kBlockFrames;
 
 // The lanes of a pair whose band has a frame at step t: band n takes frame t - n.
-Mask4 BandsWithAFrame(int64_t t, int64_t pair) {
-  const Mask4 frame = t - 2 * pair - Mask4{0, 0, 1, 1};
+DoubleMask4 BandsWithAFrame(int64_t t, int64_t pair) {
+  const DoubleMask4 frame = t - 2 * pair - DoubleMask4{0, 0, 1, 1};
   return (frame >= 0) & (frame < kFrames);
 }
 
@@ -54,24 +51,13 @@ BandCascade::BandCascade(std::span<const Biquad> left, std::span<const Biquad> r
   for (size_t i = 0; i < 2 * pairs_.size(); ++i) {
     for (const size_t channel : {0u, 1u}) {
       const std::span<const Biquad> bands = channel == 0 ? left : right;
-      const Biquad& band = i < bands.size() ? bands[i] : identity;
-      Pair& pair = pairs_[i / 2];
-      const size_t lane = 2 * (i % 2) + channel;
-      pair.b0[lane] = band.b0;
-      pair.c1[lane] = band.b1 - band.a1 * band.b0;
-      pair.c2[lane] = band.b2 - band.a2 * band.b0;
-      pair.a1[lane] = band.a1;
-      pair.a2[lane] = band.a2;
+      const int lane = 2 * (static_cast<int>(i) % 2) + static_cast<int>(channel);
+      pairs_[i / 2].biquads.Set(lane, i < bands.size() ? bands[i] : identity);
     }
   }
 }
 
 // Runs kPairs pairs over a block of interleaved stereo frames, in place.
-//
-// The section is the transposed direct form II with the output eliminated from the state
-// update (c1 = b1 - a1 b0, c2 = b2 - a2 b0), so that a frame waits for one multiply-add of
-// the frame before and not for two:
-//   y = b0 x + s1,  s1' = c1 x - a1 s1 + s2,  s2' = c2 x - a2 s1
 template <int kPairs>
 void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames) {
   constexpr int64_t kLag = 2 * kPairs - 1;  // of the last band behind the first
@@ -97,13 +83,13 @@ void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames)
       }
 #pragma GCC unroll 8
       for (int k = 0; k < kPairs; ++k) {
-        const Pair& p = pairs[k];
+        const FourBiquads& p = pairs[k].biquads;
         y[k] = p.b0 * x[k] + s1[k];
         const DoubleVec4 pushed = p.c1 * x[k] + s2[k];
         const DoubleVec4 next_s2 = p.c2 * x[k] - p.a2 * s1[k];
         const DoubleVec4 next_s1 = pushed - p.a1 * s1[k];
         if constexpr (kPartial) {
-          const Mask4 active = BandsWithAFrame(t, k);
+          const DoubleMask4 active = BandsWithAFrame(t, k);
           s1[k] = active ? next_s1 : s1[k];
           s2[k] = active ? next_s2 : s2[k];
         } else {
@@ -157,12 +143,7 @@ void BandCascade::Process(float* left, float* right) {
     done += count;
   }
   for (Pair& pair : pairs_) {
-    // Both states of a section together: dropping one alone would excite it again.
-    const DoubleVec4 tiny = DoubleVec4{} + kTinyState;
-    const Mask4 sounds =
-        (pair.s1 > tiny) | (pair.s1 < -tiny) | (pair.s2 > tiny) | (pair.s2 < -tiny);
-    pair.s1 = sounds ? pair.s1 : DoubleVec4{};
-    pair.s2 = sounds ? pair.s2 : DoubleVec4{};
+    DropTiny(pair.s1, pair.s2);
   }
   for (size_t i = 0; i < kBlockFrames; i += 4) {
     Deinterleave(&frames_[i / 2], left + i, right + i);

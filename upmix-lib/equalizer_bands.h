@@ -6,10 +6,9 @@
 #include <vector>
 
 #include "upmix-lib/biquad_design.h"
+#include "upmix-lib/double_vec.h"
 
 namespace kelda::upmix_lib {
-
-typedef double DoubleVec4 __attribute__((vector_size(32)));
 
 // A cascade of second-order sections on two channels, without latency.
 //
@@ -41,8 +40,8 @@ class BandCascade {
  private:
   // Two bands of both channels: lanes L, R of the first, L, R of the second.
   struct Pair {
-    DoubleVec4 b0, c1, c2, a1, a2;  // see RunPass
-    DoubleVec4 s1{}, s2{};          // state
+    FourBiquads biquads;
+    DoubleVec4 s1{}, s2{};  // state
   };
 
   template <int kPairs>

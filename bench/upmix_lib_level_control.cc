@@ -1,0 +1,60 @@
+// The level control, per period of 1024 stereo frames.
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "upmix-lib/data_file.h"
+#include "upmix-lib/level_control.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+// Noise of range(0) percent of full scale: below the ceiling, and limited all the time.
+void LevelControlBlock(benchmark::State& state) {
+  const auto control =
+      std::make_unique<LevelControl>(DefaultParameters<LevelParameters>(kLevelKind, kLevelFields));
+  const float amplitude = static_cast<float>(state.range(0)) / 100;
+  std::mt19937 random(1);
+  std::uniform_real_distribution<float> noise(-amplitude, amplitude);
+  constexpr size_t kBlocks = 16;
+  std::vector<float> in(2 * kBlocks * kBlockFrames), out(2 * kBlockFrames);
+  for (float& sample : in) {
+    sample = noise(random);
+  }
+  size_t block = 0;
+  for (auto _ : state) {
+    control->Process(&in[2 * kBlockFrames * (block++ % kBlocks)], out.data());
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+  const double periods_per_s = static_cast<double>(kSampleRateHz) / kBlockFrames;
+  state.counters["x_real_time"] = benchmark::Counter(
+      static_cast<double>(state.iterations()) / periods_per_s, benchmark::Counter::kIsRate);
+}
+BENCHMARK(LevelControlBlock)->Arg(5)->Arg(400);
+
+void LoudnessMeterBlock(benchmark::State& state) {
+  LoudnessMeter meter(30);
+  const std::vector<float> in(2 * kBlockFrames, 0.1f);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(meter.Process(in.data(), kBlockFrames));
+  }
+}
+BENCHMARK(LoudnessMeterBlock);
+
+void LimiterBlock(benchmark::State& state) {
+  Limiter limiter(-1, 80);
+  std::vector<float> out(2 * kBlockFrames);
+  std::fill_n(limiter.input(), out.size(), 0.1f);
+  for (auto _ : state) {
+    limiter.Process(out.data());
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(LimiterBlock);
+
+}  // namespace
+}  // namespace kelda::upmix_lib
