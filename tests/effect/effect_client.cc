@@ -1,0 +1,139 @@
+#include "tests/effect/effect_client.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+
+namespace kelda::test {
+
+const audio_effect_library_t& Library() {
+  static const auto* const library = [] {
+    void* const handle = dlopen(KELDA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+      ADD_FAILURE() << dlerror();
+      std::abort();
+    }
+    return static_cast<const audio_effect_library_t*>(
+        dlsym(handle, AUDIO_EFFECT_LIBRARY_INFO_SYM_AS_STR));
+  }();
+  return *library;
+}
+
+uint32_t Reply::Word(size_t offset) const {
+  uint32_t word = 0;
+  bytes.copy(reinterpret_cast<char*>(&word), sizeof(word), offset);
+  return word;
+}
+
+std::string Bytes(uint32_t word) { return {reinterpret_cast<const char*>(&word), sizeof(word)}; }
+
+std::string Param(uint32_t id, const std::string& value, std::optional<uint32_t> vsize,
+                  uint32_t psize) {
+  return Bytes(0x5A5A5A5A) + Bytes(psize) +
+         Bytes(vsize.value_or(static_cast<uint32_t>(value.size()))) + Bytes(id) + value;
+}
+
+effect_config_t StereoConfig() {
+  effect_config_t config{};
+  for (buffer_config_t* const half : {&config.inputCfg, &config.outputCfg}) {
+    half->samplingRate = 48000;
+    half->channels = AUDIO_CHANNEL_OUT_STEREO;
+    half->format = AUDIO_FORMAT_PCM_FLOAT;
+    half->mask = EFFECT_CONFIG_ALL;
+  }
+  return config;
+}
+
+Effect::Effect() { EXPECT_EQ(Library().create_effect(&kUuid, 1, 2, &handle_), 0); }
+
+Effect::~Effect() {
+  if (handle_ == nullptr) return;
+  EXPECT_EQ(Library().release_effect(handle_), 0);
+}
+
+Reply Effect::Command(const Request& request, size_t offset) {
+  // On the heap and no byte longer than declared, so that a sanitizer bites.
+  const size_t data_size = request.data.size();
+  const auto data = std::make_unique<char[]>(offset + data_size);
+  request.data.copy(data.get() + offset, data_size);
+  Reply reply{0, std::string(request.reply_room.value_or(request.reply_size), '\xAA'),
+              request.reply_size};
+  const auto room = std::make_unique<char[]>(offset + reply.bytes.size());
+  reply.bytes.copy(room.get() + offset, reply.bytes.size());
+  reply.result = (*handle_)->command(handle_, request.code,
+                                     request.cmd_size.value_or(static_cast<uint32_t>(data_size)),
+                                     request.null_data ? nullptr : data.get() + offset,
+                                     request.null_reply_size ? nullptr : &reply.size,
+                                     request.null_reply ? nullptr : room.get() + offset);
+  reply.bytes.assign(room.get() + offset, reply.bytes.size());
+  return reply;
+}
+
+void Effect::Status(const Request& request) {
+  const Reply reply = Command(request);
+  EXPECT_EQ(reply.result, 0) << "command " << request.code;
+  EXPECT_EQ(reply.status(), 0) << "command " << request.code;
+}
+
+void Effect::SetDevice(uint32_t device) {
+  Status({.code = EFFECT_CMD_SET_DEVICE,
+          .data = Bytes(device) + std::string(12, 'd'),
+          .cmd_size = 4,
+          .reply_room = 16});
+}
+
+void Effect::SetText(uint32_t id, const std::string& value) {
+  Status({.code = EFFECT_CMD_SET_PARAM, .data = Param(id, value)});
+}
+
+int32_t Effect::SetConfig(const effect_config_t& config) {
+  const Reply reply =
+      Command({.code = EFFECT_CMD_SET_CONFIG,
+               .data = std::string(reinterpret_cast<const char*>(&config), sizeof(config))});
+  EXPECT_EQ(reply.result, 0);
+  return reply.status();
+}
+
+std::string Effect::Dump() {
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
+  EXPECT_EQ(
+      Command({.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(ends[1]))}).result, 0);
+  close(ends[1]);
+  std::array<char, 65536> text;
+  std::string dump;
+  while (const ssize_t count = read(ends[0], text.data(), text.size())) {
+    dump.append(text.data(), static_cast<size_t>(count));
+  }
+  close(ends[0]);
+  return dump;
+}
+
+std::string Effect::Stages() {
+  const std::string dump = Dump();
+  std::string stages;
+  for (const auto& [letter, name] :
+       {std::pair{'P', "pass"}, {'M', "upmm"}, {'C', "upmc"}, {'E', "hpeq"}, {'L', "upl "}}) {
+    const bool on = dump.find("[*] " + std::string(name)) != std::string::npos;
+    const bool off = dump.find("[ ] " + std::string(name)) != std::string::npos;
+    stages += on == off ? '?' : on ? letter : '-';
+  }
+  return stages;
+}
+
+int32_t Effect::Process(const std::vector<float>& in, std::vector<float>* out, bool in_place) {
+  std::vector<float> input = in;
+  out->assign(in.size(), 12345.0f);
+  audio_buffer_t in_buffer{}, out_buffer{};
+  in_buffer.frameCount = out_buffer.frameCount = in.size() / 2;
+  in_buffer.f32 = input.data();
+  out_buffer.f32 = in_place ? input.data() : out->data();
+  const int32_t result = (*handle_)->process(handle_, &in_buffer, &out_buffer);
+  if (in_place) *out = input;
+  return result;
+}
+
+}  // namespace kelda::test

@@ -1,0 +1,90 @@
+// The effect as the framework drives it: loaded by dlopen, through AELI, and with
+// every buffer of exactly the size that is declared.
+#ifndef KELDA_TESTS_EFFECT_EFFECT_CLIENT_H_
+#define KELDA_TESTS_EFFECT_EFFECT_CLIENT_H_
+
+#include <hardware/audio_effect.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/effect/test_support.h"
+
+namespace kelda::test {
+
+// The record of the library under test. Loads it once; never unloads it.
+const audio_effect_library_t& Library();
+
+inline constexpr audio_uuid_t kUuid = {
+    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
+
+// One call of the command entry.
+struct Request {
+  uint32_t code;
+  std::string data{};
+  std::optional<uint32_t> cmd_size{};  // that of `data`, unless given
+  bool null_data = false;
+  uint32_t reply_size = 4;
+  std::optional<uint32_t> reply_room{};  // reply_size, unless given
+  bool null_reply = false;
+  bool null_reply_size = false;
+};
+
+struct Reply {
+  int32_t result;
+  std::string bytes;  // the whole room; 0xAA where nothing was written
+  uint32_t size;
+
+  uint32_t Word(size_t offset = 0) const;
+  int32_t status() const { return static_cast<int32_t>(Word()); }
+  bool untouched() const { return bytes.find_first_not_of('\xAA') == std::string::npos; }
+};
+
+std::string Bytes(uint32_t word);
+// The payload of a set or get parameter command.
+std::string Param(uint32_t id, const std::string& value, std::optional<uint32_t> vsize = {},
+                  uint32_t psize = 4);
+// float stereo at 48 kHz.
+effect_config_t StereoConfig();
+
+// One instance. The commands named after what they do expect to be accepted.
+class Effect {
+ public:
+  Effect();
+  ~Effect();
+  Effect(const Effect&) = delete;
+  Effect& operator=(const Effect&) = delete;
+
+  effect_handle_t handle() const { return handle_; }
+
+  // `offset` shifts payload and reply away from their natural alignment.
+  Reply Command(const Request& request, size_t offset = 0);
+
+  void Init() { Status({.code = EFFECT_CMD_INIT}); }
+  void Enable() { Status({.code = EFFECT_CMD_ENABLE}); }
+  void Disable() { Status({.code = EFFECT_CMD_DISABLE}); }
+  void Reset() { Command({.code = EFFECT_CMD_RESET}); }
+  void SetDevice(uint32_t device);
+  void SetParam(uint32_t id, uint32_t value) { SetText(id, Bytes(value)); }
+  void SetText(uint32_t id, const std::string& value);
+  void SetMode(uint32_t mode) { SetParam(0, mode); }
+  int32_t SetConfig(const effect_config_t& config);
+  std::string Dump();
+  // One letter for each stage, '-' for those that are off: P pass-through, M music,
+  // C cinema, E equalizer, L level control.
+  std::string Stages();
+
+  // Processes a block of interleaved stereo and returns the output; in place on request.
+  int32_t Process(const std::vector<float>& in, std::vector<float>* out, bool in_place = false);
+
+ private:
+  void Status(const Request& request);
+
+  effect_handle_t handle_ = nullptr;
+};
+
+}  // namespace kelda::test
+
+#endif  // KELDA_TESTS_EFFECT_EFFECT_CLIENT_H_

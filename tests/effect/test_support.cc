@@ -1,0 +1,113 @@
+#include "tests/effect/test_support.h"
+
+#include <cutils/properties.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <utility>
+
+#include "tests/effect/fake_upmix_lib.h"
+
+namespace kelda::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+Lines g_log;
+
+}  // namespace
+
+void CaptureLog(const __android_log_message* message) {
+  g_log.push_back(std::string(1, "??VDIWEFS"[message->priority]) + "/" + message->tag + ": " +
+                  message->message);
+}
+
+Lines TakeLog() { return std::exchange(g_log, {}); }
+
+DataDirTest::DataDirTest() {
+  dir_ = (fs::temp_directory_path() / "kelda-effect-XXXXXX").string();
+  if (mkdtemp(dir_.data()) == nullptr) std::abort();
+  setenv("KELDA_DATA_DIR", dir_.c_str(), 1);
+  __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+  __android_log_set_logger(CaptureLog);
+  TakeLog();
+  fake::Reset();
+  property_set("vendor.kelda.effect", "1");
+  property_set("vendor.kelda.pcmdump", "");
+  property_set("ro.debuggable", "");
+}
+
+DataDirTest::~DataDirTest() {
+  __android_log_set_logger(__android_log_stderr_logger);
+  unsetenv("KELDA_DATA_DIR");
+  fs::remove_all(dir_);
+}
+
+void DataDirTest::Write(const std::string& name, const std::string& content) const {
+  std::ofstream(Path(name), std::ios::binary) << content;
+}
+
+std::string DataDirTest::Read(const std::string& name) const {
+  std::ostringstream content;
+  content << std::ifstream(Path(name), std::ios::binary).rdbuf();
+  return content.str();
+}
+
+Lines DataDirTest::Files() const {
+  Lines names;
+  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+void DataDirTest::WriteTuning(const std::string& hrtf) const {
+  const std::pair<std::string, uint32_t> binaries[] = {
+      {"upmix.music.hps.bin", fake::kMusicParamBytes},
+      {"upmix.music.hpp.bin", fake::kMusicParamBytes},
+      {"upmix.cinema.hps.bin", fake::kCinemaParamBytes},
+      {"upmix.cinema.hpp.bin", fake::kCinemaParamBytes},
+      {"upl.music.bin", fake::kLevelParamBytes},
+      {"upl.cinema.bin", fake::kLevelParamBytes},
+  };
+  for (auto [name, bytes] : binaries) {
+    std::string content = name;
+    content.resize(bytes, '\0');
+    Write(name, content);
+  }
+  for (const char* const device : {"wired", "bluetooth"}) {
+    Write(std::string(device) + ".hki.config", hrtf + "\n");
+    Write(std::string(device) + ".ba.config", std::string(device) + ".ba\n");
+  }
+}
+
+Lines DataDirTest::TakeCalls() const {
+  Lines calls = fake::TakeCalls();
+  for (std::string& call : calls) {
+    const size_t at = call.find(dir_);
+    if (at != std::string::npos) call.replace(at, dir_.size(), "DIR");
+  }
+  return calls;
+}
+
+std::vector<float> Ramp(unsigned frames, unsigned channels, unsigned first_frame) {
+  std::vector<float> block(size_t{frames} * channels);
+  for (size_t i = 0; i < block.size(); ++i) {
+    const auto value = static_cast<float>(first_frame + i / channels + 1);
+    block[i] = i % channels % 2 == 0 ? value : -value;
+  }
+  return block;
+}
+
+uint32_t NewSeed() {
+  const uint32_t seed = std::random_device{}();
+  std::cout << "seed " << seed << '\n';
+  return seed;
+}
+
+}  // namespace kelda::test
