@@ -36,6 +36,8 @@ int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) 
     __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to open: %s\n", std::strerror(errno));
     return 0;
   }
+  // Left alone, the stream allocates its buffer at the first write.
+  std::setvbuf(file_, buffer_, _IOFBF, sizeof(buffer_));
   return 1;
 }
 

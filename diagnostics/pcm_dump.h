@@ -34,6 +34,7 @@ class PcmDump {
 
  private:
   FILE* file_ = nullptr;
+  char buffer_[64 * 1024];  // the stream's
   uint32_t channels_ = 0;
   uint32_t frame_limit_ = 0;
   uint32_t frames_written_ = 0;
