@@ -2,8 +2,10 @@
 
 #include <android/log.h>
 
+#include <algorithm>
 #include <cstddef>
-#include <sstream>
+#include <optional>
+#include <string_view>
 
 #include "engine/tuning_files.h"
 #include "platform/data_directory.h"
@@ -14,6 +16,15 @@ namespace {
 constexpr char kTag[] = "EffectUpmix";
 constexpr char kTrimmed[] = " \"\t\v\r\n";
 
+// Takes what precedes the next `separator`, or the end, off the front of *rest,
+// separator included; nothing if nothing is left.
+std::optional<std::string_view> TakePiece(std::string_view* rest, char separator) {
+  if (rest->empty()) return std::nullopt;
+  const std::string_view piece = rest->substr(0, rest->find(separator));
+  rest->remove_prefix(std::min(piece.size() + 1, rest->size()));
+  return piece;
+}
+
 }  // namespace
 
 TunedAppList::TunedAppList()
@@ -22,12 +33,13 @@ TunedAppList::TunedAppList()
 
 void TunedAppList::Reload() {
   applications_.clear();
-  std::istringstream text(ReadText(DataPath("tunedapp_list")).value_or(""));
-  std::string line;
-  for (int line_number = 1; std::getline(text, line); ++line_number) {
+  const std::string text = ReadText(DataPath("tunedapp_list")).value_or("");
+  std::string_view rest = text;
+  int line_number = 0;
+  while (const auto line = TakePiece(&rest, '\n')) {
     std::string key;
     UpmixMode mode = UpmixMode::Off;
-    if (IsValidKeyValue(line_number, line, &key, &mode)) applications_[key] = mode;
+    if (IsValidKeyValue(++line_number, std::string(*line), &key, &mode)) applications_[key] = mode;
   }
 }
 
@@ -42,12 +54,13 @@ UpmixMode TunedAppList::GetValue(const std::string& package) const {
 
 bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std::string* key,
                                    UpmixMode* mode) const {
-  std::istringstream fields(line);
-  std::string field;
-  if (!std::getline(fields, field, ',')) return false;
-  *key = Trim(field);
-  if (!std::getline(fields, field, ',')) return false;
-  const std::string mode_name = Trim(field);
+  std::string_view rest = line;
+  const auto package = TakePiece(&rest, ',');
+  if (!package) return false;
+  *key = Trim(std::string(*package));
+  const auto mode_word = TakePiece(&rest, ',');
+  if (!mode_word) return false;
+  const std::string mode_name = Trim(std::string(*mode_word));
   const auto entry = mode_names_.find(mode_name);
   if (entry == mode_names_.end()) {
     __android_log_print(ANDROID_LOG_WARN, kTag, "Line(%d): Invalid mode was specified. '%s'",
@@ -55,7 +68,7 @@ bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std
     return false;
   }
   *mode = entry->second;
-  if (std::getline(fields, field, ',')) {
+  if (TakePiece(&rest, ',')) {
     __android_log_print(ANDROID_LOG_WARN, kTag,
                         "Line(%d): There are more separator descriptions than expected.",
                         line_number);

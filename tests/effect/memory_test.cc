@@ -86,5 +86,92 @@ TEST_F(MemoryTest, ProcessAllocatesNothing) {
   }
 }
 
+TEST_F(MemoryTest, CreateWithoutMemory) {
+  const auto sentinel = reinterpret_cast<effect_handle_t>(this);
+  int32_t result = -12;
+  uint64_t n = 0;
+  while (result != 0) {
+    ASSERT_LT(++n, 1000u);
+    effect_handle_t handle = sentinel;
+    fake::Reset();
+    test::TakeLog();
+    const int64_t live = test::LiveBlocks();
+    test::FailNew(n);
+    result = test::Library().create_effect(&test::kUuid, 0, 0, &handle);
+    test::FailNew(0);
+    if (result == 0) {
+      EXPECT_EQ(test::Library().release_effect(handle), 0);
+    } else {
+      ASSERT_EQ(result, -12) << n;
+      EXPECT_EQ(handle, sentinel) << n;
+      EXPECT_EQ(test::TakeLog(), Lines{"E/KelUpm: ERROR: Failed to create upm lib: std::bad_alloc"})
+          << n;
+    }
+    test::TakeLog();
+    // A level control that was made stays, with its parameter data.
+    EXPECT_EQ(test::LiveBlocks() - live, fake::Count("A0834") > 0 ? 2 : 0) << n;
+    EXPECT_EQ(fake::LiveInstances(), 0);
+  }
+  EXPECT_GT(n, 20u);
+}
+
+TEST_F(MemoryTest, CommandsWithoutMemory) {
+  property_set("ro.debuggable", "1");
+  property_set("vendor.kelda.pcmdump", "1");
+  FILE* const nowhere = std::fopen("/dev/null", "w");
+  const auto null = static_cast<uint32_t>(fileno(nowhere));
+  using test::Request;
+  const Request kRequests[] = {
+      {.code = EFFECT_CMD_INIT},
+      {.code = EFFECT_CMD_ENABLE},
+      {.code = EFFECT_CMD_SET_PARAM, .data = Param(0, Bytes(1))},
+      {.code = EFFECT_CMD_SET_PARAM, .data = Param(1, Bytes(1))},
+      {.code = EFFECT_CMD_SET_PARAM, .data = Param(3, "")},
+      {.code = EFFECT_CMD_SET_PARAM, .data = Param(10, "com.some.other.package.with.a.name&1")},
+      {.code = EFFECT_CMD_SET_PARAM, .data = Param(10, "com.some.other.package.with.a.name")},
+      {.code = EFFECT_CMD_SET_DEVICE,
+       .data = Bytes(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP) + std::string(12, ' '),
+       .cmd_size = 4,
+       .reply_room = 16},
+      {.code = EFFECT_CMD_DUMP, .data = Bytes(null)},
+  };
+  for (const Request& request : kRequests) {
+    const std::string error =
+        "E/KelUpm: ERROR: command " + std::to_string(request.code) + " failed: std::bad_alloc";
+    bool refused = true;
+    for (uint64_t n = 1; refused; ++n) {
+      ASSERT_LT(n, 1000u);
+      fake::Reset();
+      Effect effect;
+      effect.SetMode(3);
+      effect.SetDevice(kWired);
+      test::TakeLog();
+      // Made ahead, so that the call that fails is the library's.
+      std::string data = request.data, reply(16, '\xAA');
+      uint32_t reply_size = request.reply_size;
+      const auto command = (*effect.handle())->command;
+      const uint64_t before = test::NewCalls();
+      test::FailNew(n);
+      const int32_t result = command(effect.handle(), request.code,
+                                     request.cmd_size.value_or(static_cast<uint32_t>(data.size())),
+                                     data.data(), &reply_size, reply.data());
+      test::FailNew(0);
+      refused = test::NewCalls() - before >= n;
+      if (!refused) break;
+      ASSERT_EQ(result, -22) << request.code << ", allocation " << n;
+      EXPECT_EQ(test::TakeLog(), Lines{error}) << n;
+      if (request.code == EFFECT_CMD_SET_DEVICE) reply.assign(16, '\xAA');  // copied before
+      EXPECT_EQ(reply, std::string(16, '\xAA'));
+      // Whatever was not done: what comes next is.
+      effect.Init();
+      effect.SetMode(2);
+      effect.SetDevice(kWired);
+      EXPECT_EQ(effect.Stages(), "--CEL") << request.code << ", allocation " << n;
+    }
+    EXPECT_EQ(fake::LiveInstances(), 0) << request.code;
+  }
+  std::fclose(nowhere);
+}
+
 }  // namespace
 }  // namespace kelda
