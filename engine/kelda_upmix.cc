@@ -109,12 +109,13 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
                           static_cast<unsigned>(effective));
       return 0;
   }
+  // Before anything can run out of memory: the mode is what the stages are set for.
+  actual_mode_ = effective;
   // Off is immediate: nothing is faded and nothing is loaded.
   if (upl_file != nullptr) {
     sequencer_.RequestFadeInOut();
     sequencer_.SetParameters({{"upl_param_bin_file", DataPath(upl_file)}});
   }
-  actual_mode_ = effective;
   return 0;
 }
 

@@ -173,5 +173,25 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
   std::fclose(nowhere);
 }
 
+TEST_F(MemoryTest, OffIsOffAfterAModeThatMemoryWasMissingFor) {
+  for (uint64_t n = 1; n < 12; ++n) {
+    Effect effect;
+    effect.SetDevice(kWired);
+    effect.SetParam(1, 1);
+    const std::string data = Param(0, Bytes(1));
+    int32_t status = 0;
+    uint32_t size = 4;
+    test::FailNew(n);
+    (*effect.handle())
+        ->command(effect.handle(), EFFECT_CMD_SET_PARAM, 20, const_cast<char*>(data.data()), &size,
+                  &status);
+    test::FailNew(0);
+    effect.SetMode(0);
+    EXPECT_EQ(effect.Stages(), "P----") << n;
+    effect.SetMode(1);
+    EXPECT_EQ(effect.Stages(), "-M--L") << n;
+  }
+}
+
 }  // namespace
 }  // namespace kelda
