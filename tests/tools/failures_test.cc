@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -133,6 +134,31 @@ TEST_F(Failures, InterruptionLeavesNothing) {
     EXPECT_EQ(128 + signal, program.Wait().exit_code);
     EXPECT_EQ(Names{"in.wav"}, folder_.Names());
   }
+}
+
+// What a line of the screen shows in the end: all after the last clearing of it.
+std::string Visible(const std::string& line) {
+  const std::string clear = "\r\033[K";
+  const size_t at = line.rfind(clear);
+  return at == std::string::npos ? line : line.substr(at + clear.size());
+}
+
+TEST_F(Failures, LogLinesAndProgressShareATerminal) {
+  ProgramSurroundings terminal;
+  terminal.terminal = true;
+  const ProgramResult result = RunKelda(Command({"--at", "1", "enable"}), terminal);
+  EXPECT_EQ(6, result.exit_code);
+  EXPECT_NE(std::string::npos, result.err.find("% ")) << "no progress was shown";
+  std::vector<std::string> lines;
+  std::istringstream screen(result.err);
+  for (std::string line; std::getline(screen, line);) {
+    lines.push_back(Visible(line));
+  }
+  ASSERT_GE(lines.size(), 2U);
+  const std::regex log_line(R"(\d\d-\d\d [\d:.]+ +\d+ +\d+ E KelUpm  : ERROR: ebable at .*\r)");
+  EXPECT_TRUE(std::regex_match(lines[lines.size() - 2], log_line)) << lines[lines.size() - 2];
+  EXPECT_EQ("kelda: --at 1 enable: the effect refused EFFECT_CMD_ENABLE (status -38)\r",
+            lines.back());
 }
 
 // The conversation with the library, word by word. Instance 1 renders, 2 follows

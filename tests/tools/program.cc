@@ -1,6 +1,7 @@
 #include "tests/tools/program.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,25 +45,46 @@ std::vector<std::string> Words(const std::string& text) {
 }
 
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
-                               const ProgramSurroundings& surroundings)
-    : process_(fork()) {
+                               const ProgramSurroundings& surroundings) {
+  int program_side = -1;
+  if (surroundings.terminal && openpty(&terminal_, &program_side, nullptr, nullptr, nullptr) != 0) {
+    throw std::runtime_error("cannot open a terminal");
+  }
+  process_ = fork();
   if (process_ < 0) {
     throw std::runtime_error("cannot fork");
   }
   if (process_ == 0) {
     Redirect(folder_ / "out", STDOUT_FILENO);
-    Redirect(folder_ / "err", STDERR_FILENO);
+    if (surroundings.terminal) {
+      dup2(program_side, STDERR_FILENO);
+      close(terminal_);
+      close(program_side);
+    } else {
+      Redirect(folder_ / "err", STDERR_FILENO);
+    }
     Execute(arguments, surroundings);
+  }
+  if (surroundings.terminal) {
+    close(program_side);
   }
 }
 
 void RunningProgram::Signal(int signal) const { kill(process_, signal); }
 
 ProgramResult RunningProgram::Wait() {
+  std::string screen;
+  if (terminal_ >= 0) {
+    char bytes[4096];
+    for (ssize_t count = 0; (count = read(terminal_, bytes, sizeof(bytes))) > 0;) {
+      screen.append(bytes, static_cast<size_t>(count));
+    }
+    close(terminal_);
+  }
   int status = 0;
   waitpid(process_, &status, 0);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), folder_.Read("out"),
-          folder_.Read("err")};
+          terminal_ >= 0 ? screen : folder_.Read("err")};
 }
 
 ProgramResult RunKelda(const std::vector<std::string>& arguments,

@@ -23,6 +23,7 @@ struct ProgramResult {
 struct ProgramSurroundings {
   std::map<std::string, std::string> environment;  // added to the test's own
   std::optional<uint64_t> file_size_limit_bytes;   // RLIMIT_FSIZE
+  bool terminal = false;                           // stderr is one
 };
 
 // The words of `text`, separated by blanks.
@@ -38,6 +39,7 @@ class RunningProgram {
 
  private:
   TemporaryFolder folder_;
+  int terminal_ = -1;
   pid_t process_;
 };
 

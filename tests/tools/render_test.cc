@@ -7,6 +7,7 @@
 
 #include "tests/tools/audio_files.h"
 #include "tests/tools/program.h"
+#include "tools/audio_sink.h"
 
 namespace kelda::tools {
 namespace {
@@ -63,6 +64,7 @@ TEST_F(Render, PrintsTheSeedItDrew) {
                                    seed, "--log-level", "silent"});
   EXPECT_EQ("", given.err);
   EXPECT_EQ(folder_.Read("a.wav"), folder_.Read("b.wav"));
+  EXPECT_EQ(std::string::npos, folder_.Read("a.wav").find("PEAK"));  // it holds the time of day
 }
 
 TEST_F(Render, KeepsTheTimingOfTheHostWhenAsked) {
@@ -77,6 +79,87 @@ TEST_F(Render, KeepsTheTimingOfTheHostWhenAsked) {
                          output.samples.begin() + 2 * kDelayFrames));
   const Audio direct = Rendered(Noise(4096), {"--mode", "off", "--block", "1024", "--raw-timing"});
   EXPECT_TRUE(Noise(4096).samples == direct.samples);
+}
+
+// The processors' latency is 96 frames of upmix and 48 of level control; the tool
+// measures it, here it is known.
+TEST_F(Render, TakesTheLatencyOfTheProcessorsOff) {
+  const Audio input = Noise(20000);
+  constexpr size_t kBufferFrames = size_t{4} * 480;
+  const struct {
+    std::vector<std::string> arguments;
+    size_t latency_frames;
+  } kCases[] = {
+      {{"--mode", "off"}, 0},
+      {{"--mode", "music"}, 96 + 48},
+      {{"--mode", "cinema", "--device", "bluetooth"}, 96 + 48},
+      {{"--mode", "auto", "--app", "not.listed", "--app-flag", "1"}, 96 + 48},
+      {{"--mode", "music", "--device", "speaker"}, 0},
+      {{"--mode", "off", "--at", "0", "mode=music", "--at", "0", "reset"}, 96 + 48},
+      {{"--mode", "off", "--at", "0.1", "mode=music"}, 0},
+  };
+  for (const auto& [arguments, latency_frames] : kCases) {
+    std::vector<std::string> options = arguments;
+    options.insert(options.end(), {"--block", "480"});
+    const Audio aligned = Rendered(input, options);
+    options.emplace_back("--raw-timing");
+    const Audio raw = Rendered(input, options);
+    ASSERT_EQ(input.frames(), aligned.frames());
+    ASSERT_GE(raw.samples.size() / 2, 20000 + kBufferFrames + latency_frames);
+    EXPECT_TRUE(std::equal(
+        aligned.samples.begin(), aligned.samples.end(),
+        raw.samples.begin() + static_cast<ptrdiff_t>(2 * (kBufferFrames + latency_frames))))
+        << testing::PrintToString(arguments);
+  }
+}
+
+// The rendered sound itself is in time with the input: the sum of both ears
+// correlates best with a centred input where it was.
+TEST_F(Render, IsInTimeWithItsInput) {
+  const Audio mono = Noise(48000, 1);
+  for (const char* mode : {"music", "cinema"}) {
+    for (const char* block : {"960", "1024", "random"}) {
+      const Audio output = Rendered(mono, {"--mode", mode, "--block", block, "--seed", "3"});
+      ASSERT_EQ(mono.frames(), output.frames());
+      int best_lag = 0;
+      double best = 0.0;
+      for (int lag = -400; lag <= 400; ++lag) {
+        double sum = 0.0;
+        for (int i = 10000; i < 40000; ++i) {
+          const auto at = static_cast<size_t>(2 * (i + lag));
+          sum +=
+              mono.samples[static_cast<size_t>(i)] * (output.samples[at] + output.samples[at + 1]);
+        }
+        if (std::abs(sum) > best) {
+          best = std::abs(sum);
+          best_lag = lag;
+        }
+      }
+      EXPECT_EQ(0, best_lag) << mode << " " << block;
+    }
+  }
+}
+
+// The instances that measure must not touch the capture of the one that renders.
+TEST_F(Render, CapturesWhatTheHostGets) {
+  WriteAudio(folder_ / "in.wav", Noise(9600));
+  std::filesystem::create_directory(folder_ / "tuning");
+  Run("in.wav", "out.wav",
+      Words("--mode off --raw-timing --log-level silent --property ro.debuggable=1 "
+            "--property vendor.kelda.pcmdump=10 --tuning " +
+            (folder_ / "tuning")));
+  std::vector<std::filesystem::path> captures;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_ / "tuning")) {
+    captures.push_back(entry.path());
+  }
+  ASSERT_EQ(1U, captures.size());
+  const Audio output = ReadAudio(folder_ / "out.wav");
+  std::vector<float> captured(output.samples.size());
+  ASSERT_EQ(captured.size() * sizeof(float), std::filesystem::file_size(captures[0]));
+  std::ifstream(captures[0], std::ios::binary)
+      .read(reinterpret_cast<char*>(captured.data()),
+            static_cast<std::streamsize>(captured.size() * sizeof(float)));
+  EXPECT_TRUE(captured == output.samples);
 }
 
 // A reset or a disable drops what waits in the effect. The gap must be where the
@@ -159,6 +242,19 @@ TEST_F(Render, WritesFlacOf24Bit) {
   EXPECT_NEAR(1.0F, clipped.samples[100], 1e-6);
   EXPECT_NEAR(-1.0F, clipped.samples[101], 1e-6);
   EXPECT_EQ(1.5F, Rendered(input, {"--mode", "off"}).samples[100]);
+}
+
+TEST_F(Render, WritesRf64BeyondTheLimitOfWav) {
+  const Audio noise = Noise(1000);
+  for (const int64_t expected_frames : {int64_t{500'000'000}, int64_t{600'000'000}}) {
+    AudioSink sink(folder_ / "out.wav", expected_frames);
+    sink.Write(noise.samples.data(), 1000);
+    sink.Finish();
+    const Audio output = ReadAudio(folder_ / "out.wav");
+    EXPECT_EQ((expected_frames > 530'000'000 ? SF_FORMAT_RF64 : SF_FORMAT_WAV) | SF_FORMAT_FLOAT,
+              output.format & (SF_FORMAT_TYPEMASK | SF_FORMAT_SUBMASK));
+    EXPECT_TRUE(noise.samples == output.samples);
+  }
 }
 
 TEST_F(Render, TakesAnEmptyFile) {
