@@ -1,0 +1,27 @@
+#ifndef KELDA_TOOLS_TUNING_DIRECTORY_H_
+#define KELDA_TOOLS_TUNING_DIRECTORY_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace kelda::tools {
+
+struct TuningFile {
+  std::string name;  // without a directory
+  std::vector<std::byte> bytes;
+};
+
+// Makes `directory` hold exactly `files`. The set is written beside it and takes its place
+// by renames, so that a reader finds the old set, the new one or for an instant none, but
+// never a mixture.
+//
+// A directory that stands there is replaced only if it holds nothing but files of these
+// names: another's files are never lost. Throws Failure (output) and leaves what was there.
+void WriteTuningDirectory(const std::filesystem::path& directory,
+                          const std::vector<TuningFile>& files);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TUNING_DIRECTORY_H_
