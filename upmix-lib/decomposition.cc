@@ -50,9 +50,11 @@ BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
 
   // The direct share times aa, bb and ab.
   BandValues direct_aa, direct_bb, direct_ab;
-  const float emphasis = 2.0f * tuning.direct_emphasis;
+  const float emphasis = tuning.direct_emphasis;
   for (int b = 0; b < kBands; ++b) {
-    const float half_slope = 0.5f * emphasis / (1.0f + (emphasis - 1.0f) * contrast[b]);
+    const float ambient = 1.0f - contrast[b];  // Ps : Pn is 2 contrast : ambient
+    const float weighted = 2.0f * emphasis * contrast[b];
+    const float half_slope = weighted / (ambient * ambient + 2.0f * weighted * contrast[b]);
     direct_aa[b] = half_slope * (contrast[b] + balance[b]);
     direct_bb[b] = half_slope * (contrast[b] - balance[b]);
     direct_ab[b] = half_slope * cross[b];
