@@ -38,7 +38,7 @@ TEST(MusicUpmix, PlanesAddUpToTheInput) {
   MusicParameters tuned = MusicDefaults();
   tuned.centre_level_db = 3.0f;
   tuned.surround_level_db = -6.0f;
-  tuned.wide_amount = 0.0f;
+  tuned.wide_amount = 0.3f;
   tuned.ambience_amount = 0.7f;
   tuned.decorrelation = 0.5f;
   SealMusic(tuned);
