@@ -111,10 +111,10 @@ TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
   const uint32_t seed = test::NewSeed();
   std::mt19937 random(seed);
   const std::pair<const char*, uint32_t> kApps[] = {
-      {"com.film&0", kCinema}, {"com.film&1", kCinema},   {"com.song&1", kMusic},
-      {"com.game&1", kOff},    {"com.other&1", kCinema},  {"com.other&", kMusic},
-      {"com.other&0", kMusic}, {"com.other&11", kCinema}, {"&1", kCinema},
-      {"com.film2&", kMusic}};
+      {"com.film&0", kCinema},  {"com.film&1", kCinema},   {"com.song&1", kMusic},
+      {"com.game&1", kOff},     {"com.other&1", kCinema},  {"com.other&", kMusic},
+      {"com.other&0", kMusic},  {"com.other&11", kCinema}, {"&1", kCinema},
+      {"com.other&01", kMusic}, {"com.other&&1", kMusic},  {"com.film2&", kMusic}};
   std::map<uint32_t, uint32_t> hrtf;
   uint32_t requested = 0, actual = 0, app = 0, device = 0;
   bool equalizer = false;
