@@ -66,9 +66,11 @@ int32_t A0333(uint32_t* param_bytes) {
 void* A0218(const void* params, const char* directory, const char* file) {
   try {
     uint32_t handle = 0;
-    return Create(params, directory, file, handle) == kOk
-               ? reinterpret_cast<void*>(static_cast<uintptr_t>(handle))
-               : nullptr;
+    if (Create(params, directory, file, handle) != kOk) {
+      return nullptr;
+    }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): never dereferenced
+    return reinterpret_cast<void*>(static_cast<uintptr_t>(handle));
   } catch (const std::bad_alloc&) {
     return nullptr;
   }

@@ -58,7 +58,8 @@ TEST(Cinema, CrossoverIsFlatForCentredSound) {
   const Signal in = PinkNoise(9, 2 * kFrames, 20.0f, 8000.0f);
   HrirSet delayed = Probe({});
   for (int ear = 0; ear < kEars; ++ear) {
-    delayed.responses[static_cast<size_t>((kFC * 2 + ear) * 32 + 20)] = 0.5f;
+    const int tap = (kFC * kEars + ear) * delayed.taps + 20;
+    delayed.responses[static_cast<size_t>(tap)] = 0.5f;
   }
   const Signal out = CinemaInstance(dry, delayed).Upmix({in, in}).left;
   for (float hz : {30.0f, 60.0f, 80.0f, 100.0f, 125.0f, 160.0f, 250.0f, 1000.0f, 4000.0f}) {

@@ -37,7 +37,7 @@ TEST(FilterBank, ResolvesLikeALongWindow) {
     constexpr double kBin = 40.0;
     Signal tone(kTransformFrames);
     Analysis analysis;
-    Spectrum spectrum;
+    Spectrum spectrum = {};
     for (size_t at = 0; at < tone.size(); at += kHopFrames) {
       for (size_t n = at; n < at + kHopFrames; ++n) {
         tone[n] = static_cast<float>(

@@ -43,7 +43,8 @@ Signal PinkNoise(uint32_t seed, int frames, float low_hz, float high_hz) {
   const RealFft& fft = SharedRealFft<kSize>();
   std::mt19937 random(seed);
   std::normal_distribution<float> normal;
-  Signal noise(static_cast<size_t>(frames + kSize));
+  const auto length = static_cast<size_t>(frames);
+  Signal noise(length + kSize);
   std::vector<float> re(kSize / 2 + 1), im(re.size()), block(kSize);
   std::vector<float> scratch(static_cast<size_t>(fft.scratch_floats()));
   for (int start = 0; start < frames; start += kSize / 2) {
@@ -59,7 +60,7 @@ Signal PinkNoise(uint32_t seed, int frames, float low_hz, float high_hz) {
       noise[static_cast<size_t>(start + n)] += window * block[static_cast<size_t>(n)];
     }
   }
-  noise.resize(static_cast<size_t>(frames));
+  noise.resize(length);
   ScaleToUnitPower(noise);
   return noise;
 }
@@ -164,9 +165,10 @@ int LatencyFrames(const Signal& impulse, const Signal& out) {
 Signal BandLimitedImpulse(int frames, int at) {
   Signal impulse(static_cast<size_t>(frames));
   for (int n = -32; n <= 32; ++n) {
+    const int frame = at + n;
     const double x = 0.5 * std::numbers::pi * n;  // A quarter of the sample rate.
     const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * n / 33.0);
-    impulse[static_cast<size_t>(at + n)] =
+    impulse[static_cast<size_t>(frame)] =
         static_cast<float>(window * (n == 0 ? 1.0 : std::sin(x) / x));
   }
   return impulse;
