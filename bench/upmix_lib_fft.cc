@@ -69,7 +69,7 @@ void FftwForward(benchmark::State& state) {
   const int size = static_cast<int>(state.range(0));
   AlignedBuffer signal(static_cast<std::size_t>(size));
   AlignedBuffer spectrum(static_cast<std::size_t>(size + 2));
-  const fftwf_plan plan = fftwf_plan_dft_r2c_1d(
+  fftwf_plan plan = fftwf_plan_dft_r2c_1d(
       size, signal.data(), reinterpret_cast<fftwf_complex*>(spectrum.data()), FFTW_MEASURE);
   Run(state, spectrum.data(), [&] { fftwf_execute(plan); });
   fftwf_destroy_plan(plan);
@@ -80,7 +80,7 @@ void KissFftForward(benchmark::State& state) {
   const int size = static_cast<int>(state.range(0));
   AlignedBuffer signal(static_cast<std::size_t>(size));
   std::vector<kiss_fft_cpx> spectrum(static_cast<std::size_t>(size / 2 + 1));
-  const kiss_fftr_cfg config = kiss_fftr_alloc(size, 0, nullptr, nullptr);
+  kiss_fftr_cfg config = kiss_fftr_alloc(size, 0, nullptr, nullptr);
   Run(state, signal.data(), [&] { kiss_fftr(config, signal.data(), spectrum.data()); });
   kiss_fftr_free(config);
 }

@@ -155,10 +155,10 @@ double PureDelay_s(std::span<const float> taps, double sample_rate_hz) {
     return sum;
   };
   double peak = 0.0, peak_correlation = 0.0;
-  for (double delay = 0.0; delay < static_cast<double>(taps.size()) / 2; delay += 1.0) {
-    if (const double c = correlation(delay); c > peak_correlation) {
+  for (std::size_t delay = 0; delay < taps.size() / 2; ++delay) {
+    if (const double c = correlation(static_cast<double>(delay)); c > peak_correlation) {
       peak_correlation = c;
-      peak = delay;
+      peak = static_cast<double>(delay);
     }
   }
   // Band-limited to 3 kHz, the peak is a parabola across a sample on either side.

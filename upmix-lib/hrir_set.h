@@ -22,8 +22,9 @@ struct HrirSet {
   std::vector<float> responses;  // [plane][ear][tap]; the interaural delay included.
 
   std::span<const float> response(int plane, int ear) const {
-    return std::span(responses).subspan(static_cast<std::size_t>((plane * kEars + ear) * taps),
-                                        static_cast<std::size_t>(taps));
+    const auto count = static_cast<std::size_t>(taps);
+    const auto row = static_cast<std::size_t>(plane) * kEars + static_cast<std::size_t>(ear);
+    return std::span(responses).subspan(row * count, count);
   }
 };
 

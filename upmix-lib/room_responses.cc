@@ -36,7 +36,8 @@ Shoebox ShoeboxOf(double size_m) {
 
 // One coordinate of the `order`-th image between walls at -`low` and `high`.
 double ImageCoordinate(double source, int order, double low, double high) {
-  const double pair = order / 2 * 2 * (low + high);  // whole back-and-forth trips
+  const int trips = order / 2;  // there and back
+  const double pair = 2 * trips * (low + high);
   if (order % 2 == 0) return source + pair;
   return (order > 0 ? 2 * high : -2 * low) - source + pair;
 }

@@ -83,7 +83,7 @@ TEST(RealFft, AgreesWithKissFft) {
     const std::vector<float> in = Noise(static_cast<std::size_t>(size), kSeed);
     Buffers b(fft);
     std::vector<kiss_fft_cpx> kiss(b.re.size());
-    const kiss_fftr_cfg config = kiss_fftr_alloc(size, 0, nullptr, nullptr);
+    kiss_fftr_cfg config = kiss_fftr_alloc(size, 0, nullptr, nullptr);
     kiss_fftr(config, in.data(), kiss.data());
     kiss_fftr_free(config);
     std::vector<float> kiss_re, kiss_im;

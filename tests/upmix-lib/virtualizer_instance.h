@@ -25,8 +25,7 @@ inline HrirSet NoiseHrirs(int taps, uint32_t seed) {
   set.taps = taps;
   set.room = {kRoomOffDb, kRoomOffDb, 0.1f, 3.0f, 5000.0f, {}};
   std::copy_n(kPlaneDirections, kPlanes, set.directions.begin());
-  set.responses =
-      Noise(static_cast<std::size_t>(kPlanes * kEars * static_cast<uint32_t>(taps)), seed);
+  set.responses = Noise(std::size_t{kPlanes} * kEars * static_cast<std::size_t>(taps), seed);
   for (std::size_t i = 0; i < set.responses.size(); ++i) {
     const double tap = static_cast<double>(i % static_cast<std::size_t>(taps));
     set.responses[i] *= static_cast<float>(std::exp(-4.0 * tap / taps));
