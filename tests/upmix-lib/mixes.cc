@@ -57,7 +57,8 @@ Signal PinkNoise(uint32_t seed, int frames, float low_hz, float high_hz) {
     fft.Inverse(re.data(), im.data(), block.data(), scratch.data());
     for (int n = 0; n < kSize; ++n) {
       const auto window = static_cast<float>(std::sin(std::numbers::pi * (n + 0.5) / kSize));
-      noise[static_cast<size_t>(start + n)] += window * block[static_cast<size_t>(n)];
+      const int frame = start + n;
+      noise[static_cast<size_t>(frame)] += window * block[static_cast<size_t>(n)];
     }
   }
   noise.resize(length);
