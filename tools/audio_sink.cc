@@ -10,7 +10,6 @@
 #include <cstring>
 #include <string>
 
-#include "tools/effect_session.h"
 #include "tools/failure.h"
 
 namespace kelda::tools {
@@ -19,10 +18,10 @@ namespace {
 bool IsFlac(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
 // A WAV file counts its bytes in 32 bits; the header takes far less than 1 MiB.
-int LargeFormat(int format, std::optional<int64_t> frames) {
-  constexpr int64_t kWavLimitFrames =
-      ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(kChannels * sizeof(float));
-  const bool large = !IsFlac(format) && frames.value_or(0) > kWavLimitFrames;
+int LargeFormat(int format, std::optional<int64_t> frames, size_t channels) {
+  const int64_t wav_limit_frames =
+      ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(channels * sizeof(float));
+  const bool large = !IsFlac(format) && frames.value_or(0) > wav_limit_frames;
   return large ? SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK) : format;
 }
 
@@ -77,13 +76,15 @@ SF_VIRTUAL_IO AudioSink::StreamFunctions() {
   return functions;
 }
 
-AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames)
-    : format_(LargeFormat(AudioFormat(path), expected_frames)),
+AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
+                     size_t channels)
+    : channels_(channels),
+      format_(LargeFormat(AudioFormat(path), expected_frames, channels)),
       output_(path),
       stream_{output_.descriptor()} {
   SF_INFO info{};
   info.samplerate = static_cast<int>(kSampleRateHz);
-  info.channels = static_cast<int>(kChannels);
+  info.channels = static_cast<int>(channels_);
   info.format = format_;
   SF_VIRTUAL_IO functions = StreamFunctions();
   file_.reset(sf_open_virtual(&functions, SFM_WRITE, &info, &stream_));
@@ -102,13 +103,13 @@ void AudioSink::Fail() {
                     (stream_.error != 0 ? std::strerror(stream_.error) : sf_strerror(file_.get())));
 }
 
-void AudioSink::Write(const float* stereo, size_t frames) {
+void AudioSink::Write(const float* interleaved, size_t frames) {
   if (IsFlac(format_)) {
-    clipped_samples_ += std::count_if(stereo, stereo + frames * kChannels,
+    clipped_samples_ += std::count_if(interleaved, interleaved + frames * channels_,
                                       [](float sample) { return std::abs(sample) > 1.0F; });
   }
   const auto count = static_cast<sf_count_t>(frames);
-  if (sf_writef_float(file_.get(), stereo, count) != count || stream_.error != 0) {
+  if (sf_writef_float(file_.get(), interleaved, count) != count || stream_.error != 0) {
     Fail();
   }
 }

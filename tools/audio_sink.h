@@ -1,4 +1,4 @@
-// The audio file that a command writes: 48 kHz stereo, WAV or FLAC.
+// The audio file that a command writes: 48 kHz, stereo if nothing else is said, WAV or FLAC.
 #ifndef KELDA_TOOLS_AUDIO_SINK_H_
 #define KELDA_TOOLS_AUDIO_SINK_H_
 
@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "tools/effect_session.h"
 #include "tools/output_file.h"
 
 namespace kelda::tools {
@@ -22,11 +23,12 @@ class AudioSink {
  public:
   // `expected_frames`, if known, lets a WAV file that would pass its format's
   // limit of 4 GiB become an RF64 one. Throws Failure (usage, output).
-  AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames);
+  AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
+            size_t channels = kChannels);
 
-  // Writes interleaved stereo frames. Throws Failure (output), a full disk
+  // Writes interleaved frames. Throws Failure (output), a full disk
   // included. FLAC clips samples beyond full scale.
-  void Write(const float* stereo, size_t frames);
+  void Write(const float* interleaved, size_t frames);
 
   // Completes the file and gives it its name. Throws Failure (output).
   void Finish();
@@ -48,6 +50,7 @@ class AudioSink {
   };
   static SF_VIRTUAL_IO StreamFunctions();
 
+  size_t channels_;
   int format_;
   OutputFile output_;
   Stream stream_;

@@ -3,6 +3,7 @@
 #include <exception>
 #include <string>
 
+#include "tools/command_capture.h"
 #include "tools/command_render.h"
 #include "tools/failure.h"
 #include "tools/interruption.h"
@@ -17,6 +18,7 @@ int Run(int argc, char** argv) {
   program.set_version_flag("--version", KELDA_VERSION);
   program.footer(std::string("Example:\n  kelda render song.flac out.wav\n\n") + kExitCodeHelp);
   AddRenderCommand(&program);
+  AddCaptureCommand(&program);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,0 +1,46 @@
+// How the samples of a raw capture are arranged: it has no header that says so.
+#ifndef KELDA_TOOLS_CAPTURE_LAYOUT_H_
+#define KELDA_TOOLS_CAPTURE_LAYOUT_H_
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+namespace kelda::tools {
+
+inline constexpr int kMaxCaptureChannels = 8;
+
+// 32-bit float samples, little-endian.
+//
+//   interleaved   ch 0, ch 1 of frame 0 | ch 0, ch 1 of frame 1 | ...
+//   planar        1024 frames of ch 0, the same 1024 frames of ch 1 | the next 1024 ...
+struct CaptureLayout {
+  int channels = 2;
+  bool planar = false;
+
+  static constexpr size_t kPlaneFrames = 1024;
+  // The frames that lie together, and so have to be read together.
+  size_t group_frames() const { return planar ? kPlaneFrames : 1; }
+
+  bool operator==(const CaptureLayout&) const = default;
+};
+
+struct LayoutGuess {
+  CaptureLayout layout;
+  std::string reason;
+};
+
+// Guesses the layout from the capture's name and its first samples; a few thousand
+// of them tell. What neither tells is taken as the effect delivers it: interleaved
+// stereo.
+//
+// Sound moves little from one frame to the next: of all numbers of channels the true
+// one makes the steps between neighbouring samples of a channel smallest.
+LayoutGuess GuessLayout(const std::string& name, std::span<const float> samples);
+
+// "2 channels, interleaved", "2 channels, planar in blocks of 1024 frames".
+std::string Describe(const CaptureLayout& layout);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_CAPTURE_LAYOUT_H_

@@ -1,0 +1,64 @@
+// Finds the steps in a signal that do not fit in with what is around them.
+#ifndef KELDA_TOOLS_STEP_DETECTOR_H_
+#define KELDA_TOOLS_STEP_DETECTOR_H_
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace kelda::tools {
+
+struct Step {
+  int64_t frame;  // the first one behind the step
+  double size;    // by how much the signal jumps
+};
+
+// Looks at the second difference d[n] = x[n] - 2 x[n-1] + x[n-2], which is small where
+// sound goes on smoothly and takes a step's full height:
+//
+//   kWindow frames   kGuard      step      kGuard   kWindow frames
+//   ---- before ---|---------|-----x-----|--------|---- after ----
+//
+// A step is reported if |d| is kFactor times the RMS of d before it and behind it. The
+// attack of a drum is no step: what follows it is as rough as the attack. Noise does not
+// reach the factor (8 standard deviations).
+class StepDetector {
+ public:
+  static constexpr int kWindow = 64;
+  static constexpr int kGuard = 4;
+  static constexpr double kFactor = 8;
+  static constexpr double kSmallest = 1e-3;  // -60 dBFS; smaller ones cannot be heard
+  static constexpr double kLargest = 100;    // of d
+
+  // Takes the next sample, finite; returns a step that lies kWindow + kGuard frames back.
+  std::optional<Step> Add(double sample);
+
+  // Takes the place of a next sample behind the last one: kFlushFrames calls return the
+  // steps that are still to come.
+  std::optional<Step> Flush();
+  static constexpr int kFlushFrames = kWindow + kGuard;
+
+ private:
+  static constexpr int kHistory = 256;
+  static_assert(kHistory > 2 * (kWindow + kGuard) + 1);
+
+  struct Frame {
+    double sample = 0;
+    double difference = 0;
+  };
+  Frame& At(int64_t frame) { return history_[static_cast<uint64_t>(frame) % kHistory]; }
+  double Energy(int64_t frame) {
+    return frame < 0 ? 0 : At(frame).difference * At(frame).difference;
+  }
+  std::optional<Step> Judge();
+
+  std::array<Frame, kHistory> history_{};
+  int64_t frames_ = 0;
+  double before_ = 0;  // sums of d * d over the windows
+  double after_ = 0;
+  int64_t last_step_ = -kHistory;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_STEP_DETECTOR_H_
