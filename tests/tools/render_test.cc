@@ -126,7 +126,7 @@ TEST_F(Render, IsInTimeWithItsInput) {
       for (int lag = -400; lag <= 400; ++lag) {
         double sum = 0.0;
         for (int i = 10000; i < 40000; ++i) {
-          const auto at = static_cast<size_t>(2 * (i + lag));
+          const auto at = size_t{2} * static_cast<size_t>(i + lag);
           sum +=
               mono.samples[static_cast<size_t>(i)] * (output.samples[at] + output.samples[at + 1]);
         }
@@ -219,8 +219,11 @@ TEST_F(Render, ConvertsOtherRates) {
     ASSERT_EQ(48000, output.frames()) << rate_hz;
     for (int i = 1000; i < 47000; ++i) {
       const double phase = 2.0 * kPi * kToneHz * i / 48000.0;
-      ASSERT_NEAR(0.5 * std::sin(phase), output.samples[static_cast<size_t>(2 * i)], 1e-4) << i;
-      ASSERT_NEAR(0.5 * std::cos(phase), output.samples[static_cast<size_t>(2 * i + 1)], 1e-4) << i;
+      ASSERT_NEAR(0.5 * std::sin(phase), output.samples[size_t{2} * static_cast<size_t>(i)], 1e-4)
+          << i;
+      ASSERT_NEAR(0.5 * std::cos(phase), output.samples[size_t{2} * static_cast<size_t>(i) + 1],
+                  1e-4)
+          << i;
     }
   }
 }
