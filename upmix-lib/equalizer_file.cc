@@ -1,5 +1,6 @@
 #include "upmix-lib/equalizer_file.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
@@ -70,7 +71,8 @@ Status CheckInfo(const EqualizerInfo& info, size_t behind_bytes) {
 // Copies `items` to the front of `bytes`, which has room, and moves behind them.
 template <typename Item>
 void PutItems(std::span<const Item> items, std::span<std::byte>& bytes) {
-  std::memcpy(bytes.data(), items.data(), items.size_bytes());
+  const auto source = std::as_bytes(items);
+  std::copy(source.begin(), source.end(), bytes.begin());
   bytes = bytes.subspan(items.size_bytes());
 }
 

@@ -111,7 +111,8 @@ TEST(EqualizerResponse, IsTheAnalyticOneAtAnyNumberOfBands) {
   constexpr uint32_t kSeed = 20240611;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  for (const size_t count : {0, 1, 2, 3, 4, 5, 7, 9, 10, 11, 12, 13, 19, 33, 63, 64}) {
+  for (const size_t count :
+       {0u, 1u, 2u, 3u, 4u, 5u, 7u, 9u, 10u, 11u, 12u, 13u, 19u, 33u, 63u, 64u}) {
     EqualizerTuning tuning;
     tuning.preamp_db = -3.5f;
     tuning.curves = {{RandomBands(count, random), {}}, {RandomBands(count, random), {}}};
@@ -167,7 +168,7 @@ TEST(EqualizerResponse, BandsEqualTheTextbookSampleForSample) {
   constexpr uint32_t kSeed = 7;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  for (const size_t count : {1, 2, 3, 10, 11, 17, 64}) {
+  for (const size_t count : {1u, 2u, 3u, 10u, 11u, 17u, 64u}) {
     EqualizerTuning tuning;
     tuning.curves = {{RandomBands(count, random), {}}, {RandomBands(count, random), {}}};
     std::vector<float> planes[2] = {Noise(5 * kBlockFrames, random),
