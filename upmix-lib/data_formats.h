@@ -59,7 +59,7 @@ struct ParameterField {
 // The interaural delay is part of the taps. Azimuth counts counter-clockwise from
 // straight ahead (+90 is the left ear's side), elevation upwards.
 
-inline constexpr uint32_t kMaxHrirTaps = 1024;
+inline constexpr uint32_t kMaxHrirTaps = 8192;  // room responses fit
 inline constexpr float kMaxHrirTap = 16.0f;  // magnitude
 
 struct HrirInfo {
@@ -86,8 +86,8 @@ static_assert(sizeof(RoomParameters) == 32);
 inline constexpr float kRoomOffDb = -80.0f;
 
 inline constexpr ParameterField kRoomFields[] = {
-    {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -12.0f},
-    {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -18.0f},
+    {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -15.0f},
+    {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -20.0f},
     {"decay_s", offsetof(RoomParameters, decay_s), 0.05f, 2.0f, 0.2f},
     {"size_m", offsetof(RoomParameters, size_m), 2.5f, 20.0f, 5.0f},
     {"damping_hz", offsetof(RoomParameters, damping_hz), 500.0f, 20000.0f, 5000.0f},

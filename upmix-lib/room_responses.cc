@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <numbers>
 #include <random>
+#include <utility>
 
+#include "upmix-lib/biquad_design.h"
 #include "upmix-lib/fft.h"
 #include "upmix-lib/room.h"
 
@@ -107,6 +109,23 @@ std::vector<double> Damped(std::span<const float> taps, double corner_hz, int or
 
 using Responses = std::vector<double>;  // [side][ear][tap]
 
+// Below this the room stays out of the sound: reflections arrive in phase there, and a
+// room of headphones that booms cannot be told from a headphone that does.
+constexpr float kLowCut_hz = 250.0f;
+
+// A Butterworth high-pass of the second order.
+void CutLows(double* taps, int count) {
+  const Biquad section = DesignBiquad({BandType::kHighPass, kLowCut_hz, 0.0f, 0.70710678f});
+  double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
+  for (int n = 0; n < count; ++n) {
+    const double x = taps[n];
+    taps[n] =
+        section.b0 * x + section.b1 * x1 + section.b2 * x2 - section.a1 * y1 - section.a2 * y2;
+    x2 = std::exchange(x1, x);
+    y2 = std::exchange(y1, taps[n]);
+  }
+}
+
 void ScaleToEnergy(double energy, Responses* responses) {
   double sum = 0.0;
   for (const double tap : *responses) sum += tap * tap;
@@ -130,6 +149,7 @@ Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int t
         }
       }
     }
+    for (int ear = 0; ear < kEars; ++ear) CutLows(&early[(side * kEars + ear) * taps], taps);
   }
   return early;
 }
@@ -168,7 +188,6 @@ double DiffuseCoherence(double freq_hz) {
 // coherence cos 2t.
 void AddLateSide(const RoomParameters& room, int grains, std::mt19937* generator, double* left,
                  double* right) {
-  constexpr double kLowCut_hz = 120.0;
   const RealFft fft(kGrain_frames);
   const auto bins = static_cast<std::size_t>(fft.bins());
   std::vector<float> re(bins), im(bins), scratch(static_cast<std::size_t>(fft.scratch_floats()));
