@@ -4,8 +4,12 @@
 #include <string>
 
 #include "tools/command_capture.h"
+#include "tools/command_doctor.h"
+#include "tools/command_inspect.h"
 #include "tools/command_render.h"
+#include "tools/command_tune.h"
 #include "tools/failure.h"
+#include "tools/file_problems.h"
 #include "tools/interruption.h"
 #include "tools/status_line.h"
 
@@ -18,7 +22,10 @@ int Run(int argc, char** argv) {
   program.set_version_flag("--version", KELDA_VERSION);
   program.footer(std::string("Example:\n  kelda render song.flac out.wav\n\n") + kExitCodeHelp);
   AddRenderCommand(&program);
+  AddDoctorCommand(&program);
+  AddTuneCommand(&program);
   AddCaptureCommand(&program);
+  AddInspectCommand(&program);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -39,6 +46,9 @@ int main(int argc, char** argv) {
     return kelda::tools::Run(argc, argv);
   } catch (const kelda::tools::Interrupted& interrupted) {
     return interrupted.exit_code();
+  } catch (const kelda::tools::FileFailure& failure) {
+    kelda::tools::ShowLines(failure.what());
+    return static_cast<int>(failure.code());
   } catch (const kelda::tools::Failure& failure) {
     kelda::tools::ShowMessage(failure.what());
     return static_cast<int>(failure.code());

@@ -44,8 +44,10 @@ void ShowLog(int priority) {
   __android_log_set_logger(Log);
 }
 
-void ShowMessage(const std::string& message) {
-  PrintAbove([&] { Write("kelda: " + message + "\n"); });
+void ShowMessage(const std::string& message) { ShowLines("kelda: " + message); }
+
+void ShowLines(const std::string& lines) {
+  PrintAbove([&] { Write(lines + "\n"); });
 }
 
 StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}

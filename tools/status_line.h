@@ -14,6 +14,9 @@ void ShowLog(int priority);
 // Prints "kelda: " and the message as a line of its own.
 void ShowMessage(const std::string& message);
 
+// Prints whole lines as they are; `lines` has no line end after the last.
+void ShowLines(const std::string& lines);
+
 // The changing line. On anything but a terminal it does nothing. At most one
 // exists at a time; the destructor clears the line.
 class StatusLine {

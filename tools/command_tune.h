@@ -1,0 +1,33 @@
+// kelda tune: from the files that people have to the files that the phone reads.
+#ifndef KELDA_TOOLS_COMMAND_TUNE_H_
+#define KELDA_TOOLS_COMMAND_TUNE_H_
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <filesystem>
+#include <span>
+#include <string>
+
+namespace kelda::tools {
+
+// Adds the command and its sub-commands to the program; each runs when the arguments are
+// parsed and throws Failure or Interrupted.
+void AddTuneCommand(CLI::App* program);
+
+// The sub-commands, each in a file of its name.
+void AddTuneEqCommand(CLI::App* tune);
+void AddTunePresetCommands(CLI::App* tune);  // upmix, cinema, level
+void AddTuneHrtfCommand(CLI::App* tune);
+void AddTuneAppsCommand(CLI::App* tune);
+void AddTuneBuildCommand(CLI::App* tune);
+
+// What they share: the option -o, the end of a help text, and the file that appears
+// complete or not at all (throws Failure).
+CLI::Option* AddOutputOption(CLI::App* command, std::filesystem::path* output,
+                             const std::string& help);
+std::string TuneFooter(const std::string& text, const std::string& example);
+void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte> bytes);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_COMMAND_TUNE_H_

@@ -1,0 +1,54 @@
+// The tuning parameters as their users know them: key, unit, meaning, range, default.
+//
+// Ranges, defaults and places in the file are the signal library's own tables; this adds
+// what a person needs. Presets are read and templates printed by these sets, and files are
+// shown by them.
+#ifndef KELDA_TOOLS_PARAMETER_SETS_H_
+#define KELDA_TOOLS_PARAMETER_SETS_H_
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "upmix-lib/data_formats.h"
+
+namespace kelda::tools {
+
+struct ParameterMeaning {
+  const char* key;  // the library's name of the field, and the key in a preset
+  const char* unit;
+  const char* text;
+};
+
+// A struct of floats that is tuned as a whole. `meanings` has the fields' order and leaves
+// the reserved ones, at the struct's end, out.
+struct ParameterSet {
+  const char* name;                 // "upmix", as in `kelda tune upmix`
+  const char* title;                // "Music upmix"
+  const upmix_lib::DataKind* kind;  // of its file; null: part of an HRIR set
+  std::size_t size_bytes;           // of the struct, with the header if it has one
+  std::span<const upmix_lib::ParameterField> fields;
+  std::span<const ParameterMeaning> meanings;
+};
+
+// In the order: music upmix, cinema, level control, and the room of an HRIR set.
+std::span<const ParameterSet> ParameterSets();
+const ParameterSet& MusicParameterSet();
+const ParameterSet& CinemaParameterSet();
+const ParameterSet& LevelParameterSet();
+const ParameterSet& RoomParameterSet();
+
+// The value of a field in `parameters`, a whole struct.
+float ReadParameter(std::span<const std::byte> parameters, const upmix_lib::ParameterField& field);
+void WriteParameter(std::span<std::byte> parameters, const upmix_lib::ParameterField& field,
+                    float value);
+
+// The shortest decimal that reads back as `value`.
+std::string FormatFloat(float value);
+
+// "-12 to 12 dB", "0 to 1" for a share.
+std::string FormatRange(const upmix_lib::ParameterField& field, const ParameterMeaning& meaning);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_PARAMETER_SETS_H_

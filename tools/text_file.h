@@ -1,0 +1,25 @@
+// Text that the user wrote, read whole.
+#ifndef KELDA_TOOLS_TEXT_FILE_H_
+#define KELDA_TOOLS_TEXT_FILE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace kelda::tools {
+
+// Reads a regular file of at most `max_bytes`, byte for byte. Throws FileFailure.
+std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes);
+
+// Likewise, but takes a UTF-8 byte order mark off and refuses what is no text of a byte
+// encoding: other byte order marks, and NUL bytes.
+std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes);
+
+// `text` between quotes, cut to 40 bytes, with control characters as '?': for messages.
+std::string Quoted(std::string_view text);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TEXT_FILE_H_

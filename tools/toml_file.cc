@@ -1,0 +1,36 @@
+#include "tools/toml_file.h"
+
+#include <sstream>
+
+#include "tools/file_problems.h"
+#include "tools/text_file.h"
+
+namespace kelda::tools {
+
+toml::table ReadToml(const std::filesystem::path& path) {
+  constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
+  const std::string text = ReadTextFile(path, kMaxBytes);
+  try {
+    return toml::parse(text, path.string());
+  } catch (const toml::parse_error& error) {
+    FileProblems problems(path.string());
+    problems.Add(error.source().begin.line, std::string(error.description()));
+    throw FileFailure(problems.Text());
+  }
+}
+
+std::size_t LineOf(const toml::node& node) { return node.source().begin.line; }
+
+std::string Shown(const toml::node& node) {
+  if (node.is_table()) return "a table";
+  if (node.is_array()) return "an array";
+  if (const auto* text = node.as_string()) return Quoted(text->get());
+  std::ostringstream stream;
+  stream << std::boolalpha;
+  node.visit([&](const auto& value) {
+    if constexpr (toml::is_value<decltype(value)>) stream << value.get();
+  });
+  return stream.str();
+}
+
+}  // namespace kelda::tools
