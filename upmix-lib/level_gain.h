@@ -16,7 +16,7 @@ double WantedGainDb(const LevelParameters& parameters, double loudness_lufs, dou
 // never exceeds the limits of the parameters. At rest it stays exactly where it is.
 class LevelGain {
  public:
-  static constexpr double kStartDb = 0.5;
+  static constexpr double kStartDb = 0.3;
   static constexpr double kStopDb = 0.05;
   static constexpr double kEaseS = 1.0;  // time constant of the last part of the way
 

@@ -175,7 +175,7 @@ TEST(LevelControl, TheGainKeepsItsSpeedAndComesToRest) {
   EXPECT_NEAR(run(14, 10).first, parameters.boost_db_per_s, 1e-3);
   EXPECT_NEAR(gain.gain_db(), 14, 0.06);
   const double at_rest = gain.gain_db();
-  run(at_rest + 0.49, 10);
+  run(at_rest + 0.29, 10);
   EXPECT_EQ(gain.gain_db(), at_rest);
   EXPECT_NEAR(run(-20, 10).second, parameters.cut_db_per_s, 1e-3);
 }
