@@ -1,0 +1,23 @@
+#ifndef KELDA_TOOLS_ELF_LIBRARY_H_
+#define KELDA_TOOLS_ELF_LIBRARY_H_
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+namespace kelda::tools {
+
+// What a shared library says about itself without being loaded; it may be for another
+// processor.
+struct ElfLibrary {
+  std::string processor;            // "ARM, 32 bit"
+  bool for_this_processor;          // this program's
+  std::set<std::string> functions;  // that it exports
+};
+
+// Throws Failure (input) if the file cannot be read or is no shared library.
+ElfLibrary ReadElfLibrary(const std::filesystem::path& path);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_ELF_LIBRARY_H_
