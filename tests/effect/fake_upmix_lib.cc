@@ -1,12 +1,11 @@
 #include "tests/effect/fake_upmix_lib.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 
 #include "processors/upmix_lib.h"
 
@@ -43,20 +42,30 @@ int32_t Called(const char* entry) {
   return Entry(entry).status;
 }
 
-__attribute__((format(printf, 2, 3))) int32_t Recorded(const char* entry, const char* format, ...) {
+void Append(char* call, std::string_view word) {
+  const size_t length = std::strlen(call);
+  call[length + word.copy(call + length, sizeof(g_calls[0]) - 1 - length)] = '\0';
+}
+
+// Called, with a record of the entry and of `words`, which are texts or numbers.
+template <class... Words>
+int32_t Recorded(const char* entry, const Words&... words) {
   if (g_call_count < std::size(g_calls)) {
-    char* const text = g_calls[g_call_count++];
-    const int length = std::snprintf(text, sizeof(g_calls[0]), "%s", entry);
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text + length, sizeof(g_calls[0]) - static_cast<size_t>(length), format,
-                   arguments);
-    va_end(arguments);
+    char* const call = g_calls[g_call_count++];
+    call[0] = '\0';
+    Append(call, entry);
+    [[maybe_unused]] const auto append = [call](const auto& word) {
+      Append(call, " ");
+      if constexpr (std::is_arithmetic_v<std::decay_t<decltype(word)>>) {
+        Append(call, std::to_string(word));  // short enough to need no allocation
+      } else {
+        Append(call, word);
+      }
+    };
+    (append(words), ...);
   }
   return Called(entry);
 }
-
-int32_t Recorded(const char* entry) { return Recorded(entry, "%s", ""); }
 
 // ---- The arithmetic.
 
@@ -96,7 +105,7 @@ struct HandleComponent {
   }
 
   int32_t Create(const char* entry, uint32_t* handle, const char* directory, const char* file) {
-    if (const int32_t status = Recorded(entry, " %s %s", directory, file)) return status;
+    if (const int32_t status = Recorded(entry, directory, file)) return status;
     if (created == std::size(instances)) return -1000;
     instances[created] = {true, false, 0, {}};
     *handle = first_handle + created++;
@@ -106,7 +115,7 @@ struct HandleComponent {
   // For the calls that need nothing but a live handle. A misused handle is no
   // success: -1001.
   int32_t Use(const char* entry, uint32_t handle) {
-    const int32_t status = Recorded(entry, " %u", handle);
+    const int32_t status = Recorded(entry, handle);
     Instance* const instance = Find(handle);
     if (instance == nullptr) return -1001;
     instance->last_detail = Entry(entry).detail;
@@ -168,7 +177,7 @@ constexpr char kMusicMagic[] = "music work memory";
 
 // Parameter data starts with text in the tests. Reads all of it, so that a sanitizer
 // notices data that is too short.
-std::string_view ParamText(const void* params, uint32_t bytes) {
+const char* ParamText(const void* params, uint32_t bytes) {
   static char text[128];
   std::memcpy(text, params, bytes);
   text[bytes] = '\0';
@@ -248,8 +257,8 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
   return Sizes("A0511", fake::kMusicWorkBytes, fake::kMusicParamBytes, work_bytes, param_bytes);
 }
 int32_t A0559(const void* params, void* work) {
-  if (params == nullptr || work == nullptr) return Recorded("A0559", " null"), -1002;
-  const int32_t status = Recorded("A0559", " %s", ParamText(params, fake::kMusicParamBytes).data());
+  if (params == nullptr || work == nullptr) return Recorded("A0559", "null"), -1002;
+  const int32_t status = Recorded("A0559", ParamText(params, fake::kMusicParamBytes));
   std::memset(work, 0, fake::kMusicWorkBytes);
   if (status == 0) std::memcpy(work, kMusicMagic, sizeof(kMusicMagic));
   return status;
@@ -273,7 +282,7 @@ int32_t A0556(uint32_t handle) { return g_virtualizer.Initialize("A0556", handle
 int32_t A0236(uint32_t handle) { return g_virtualizer.Flush("A0236", handle); }
 int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, const float* in,
               const int32_t* channel_flags) {
-  const int32_t status = Recorded("A0560", " %d %d", kind, frames);
+  const int32_t status = Recorded("A0560", kind, frames);
   auto* const instance = g_virtualizer.Find(handle);
   if (instance == nullptr || !instance->initialized) return -1001;
   instance->last_detail = Entry("A0560").detail;
@@ -304,9 +313,8 @@ int32_t A0333(uint32_t* param_bytes) {
   return Recorded("A0333");
 }
 void* A0218(const void* params, const char* directory, const char* file) {
-  if (params == nullptr) return Recorded("A0218", " null"), nullptr;
-  if (Recorded("A0218", " %s %s %s", ParamText(params, fake::kCinemaParamBytes).data(), directory,
-               file) != 0) {
+  if (params == nullptr) return Recorded("A0218", "null"), nullptr;
+  if (Recorded("A0218", ParamText(params, fake::kCinemaParamBytes), directory, file) != 0) {
     return nullptr;
   }
   if (g_cinema_created == kMaxInstances) return nullptr;
@@ -325,14 +333,14 @@ int32_t A0238(const float* const* in, float* const* out, void* instance) {
 }
 int32_t A0593(void* instance) {
   auto* const cinema = static_cast<Cinema*>(instance);
-  if (cinema == nullptr) return Recorded("A0593", " null"), -1001;
-  if (const int32_t status = Recorded("A0593", " %d", cinema->id)) return status;
+  if (cinema == nullptr) return Recorded("A0593", "null"), -1001;
+  if (const int32_t status = Recorded("A0593", cinema->id)) return status;
   cinema->delay = {};
   return 0;
 }
 int32_t A0213(void** instance) {
   auto* const cinema = static_cast<Cinema*>(*instance);
-  if (const int32_t status = Recorded("A0213", " %d", cinema->id)) return status;
+  if (const int32_t status = Recorded("A0213", cinema->id)) return status;
   cinema->exists = false;  // and leaves *instance to the caller
   return 0;
 }
@@ -344,16 +352,15 @@ int32_t A0557(uint32_t* work_bytes, uint32_t* param_bytes) {
   return Sizes("A0557", fake::kLevelWorkBytes, fake::kLevelParamBytes, work_bytes, param_bytes);
 }
 int32_t A0508(void* work, int32_t block_frames) {
-  if (work == nullptr) return Recorded("A0508", " null"), -1002;
-  if (const int32_t status = Recorded("A0508", " %d", block_frames)) return status;
+  if (work == nullptr) return Recorded("A0508", "null"), -1002;
+  if (const int32_t status = Recorded("A0508", block_frames)) return status;
   const Level level{kLevelMagic, false, {}};
   std::memset(work, 0, fake::kLevelWorkBytes);
   std::memcpy(work, &level, sizeof(level));
   return 0;
 }
 int32_t A0122(void* work, const void* params) {
-  if (const int32_t status =
-          Recorded("A0122", " %s", ParamText(params, fake::kLevelParamBytes).data())) {
+  if (const int32_t status = Recorded("A0122", ParamText(params, fake::kLevelParamBytes))) {
     return status;
   }
   Level level;

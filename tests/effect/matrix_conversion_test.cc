@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <numeric>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "pipeline/audio_process_sequencer.h"
@@ -16,34 +15,28 @@ namespace {
 
 TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   std::mt19937 random(test::NewSeed());
-  for (const int frames : {1, 2, 3, 7, 8, 31, 64, 65, 1000, 1023, 1024}) {
-    for (const int channels : {1, 2, 3, 6, 7, 13, 16}) {
-      std::vector<int> table(static_cast<size_t>(channels));
+  for (const unsigned frames : {1u, 2u, 3u, 7u, 8u, 31u, 64u, 65u, 1000u, 1023u, 1024u}) {
+    for (const unsigned channels : {1u, 2u, 3u, 6u, 7u, 13u, 16u}) {
+      std::vector<int> table(channels);
       std::iota(table.begin(), table.end(), 0);
-      for (const int* used : {static_cast<const int*>(nullptr), std::as_const(table).data()}) {
-        std::shuffle(table.begin(), table.end(), random);
-        const size_t samples = static_cast<size_t>(frames) * table.size();
-        const auto in = test::Ramp(static_cast<unsigned>(samples), 1);
-        std::vector<float> planar(samples), interleaved(samples), expected(samples);
-        for (int f = 0; f < frames; ++f) {
-          for (int c = 0; c < channels; ++c) {
-            const int to = used != nullptr ? used[c] : c;
-            expected[static_cast<size_t>(to * frames + f)] =
-                in[static_cast<size_t>(f * channels + c)];
+      for (const bool reordered : {false, true}) {
+        if (reordered) std::shuffle(table.begin(), table.end(), random);
+        const int* const used = reordered ? table.data() : nullptr;
+        const auto in = test::Ramp(frames * channels, 1);
+        std::vector<float> planar(in.size()), interleaved(in.size());
+        std::vector<float> expected_planar(in.size()), expected_interleaved(in.size());
+        for (unsigned f = 0; f < frames; ++f) {
+          for (unsigned c = 0; c < channels; ++c) {
+            const auto to = static_cast<unsigned>(table[c]);
+            expected_planar[to * frames + f] = in[f * channels + c];
+            expected_interleaved[f * channels + to] = in[c * frames + f];
           }
         }
-        MatrixConversion::ToPlanar(planar.data(), in.data(), frames, channels, used);
-        ASSERT_EQ(planar, expected) << frames << " frames, " << channels << " channels";
-        // Back without a table: the planes in their order; with one: plane c to slot table[c].
-        for (int f = 0; f < frames; ++f) {
-          for (int c = 0; c < channels; ++c) {
-            const int to = used != nullptr ? used[c] : c;
-            expected[static_cast<size_t>(f * channels + to)] =
-                planar[static_cast<size_t>(c * frames + f)];
-          }
-        }
-        MatrixConversion::ToInterleave(interleaved.data(), planar.data(), frames, channels, used);
-        ASSERT_EQ(interleaved, expected) << frames << " frames, " << channels << " channels";
+        const int f = static_cast<int>(frames), c = static_cast<int>(channels);
+        MatrixConversion::ToPlanar(planar.data(), in.data(), f, c, used);
+        ASSERT_EQ(planar, expected_planar) << f << " frames, " << c << " channels";
+        MatrixConversion::ToInterleave(interleaved.data(), in.data(), f, c, used);
+        ASSERT_EQ(interleaved, expected_interleaved) << f << " frames, " << c << " channels";
       }
     }
   }

@@ -16,7 +16,6 @@ using test::Bytes;
 using test::Effect;
 using test::Lines;
 using test::Param;
-using test::Reply;
 
 constexpr uint32_t kWired = AUDIO_DEVICE_OUT_WIRED_HEADSET;
 

@@ -24,12 +24,11 @@ class ProcessorsTest : public test::DataDirTest {
 
   // The calls that `params` lead to. An empty value stays empty; any other is a
   // file of the tuning directory.
-  Lines Set(AudioProcessor* processor, ParameterMap params) {
+  Lines Set(AudioProcessor* processor, const ParameterMap& params) {
     fake::TakeCalls();
-    for (auto& [key, value] : params) {
-      if (!value.empty()) value = Path(value);
-    }
-    processor->SetParameters(params);
+    ParameterMap paths;
+    for (const auto& [key, value] : params) paths[key] = value.empty() ? value : Path(value);
+    processor->SetParameters(paths);
     return TakeCalls();
   }
   Lines CallsOf(const std::function<void()>& action) {

@@ -99,7 +99,7 @@ TEST_F(FadableRingBufferTest, FadesOutTheNewestFramesWhereverTheyLie) {
       for (int f = 0; f < queued; ++f) {
         const int age = queued - 1 - f;
         const float gain = age < n ? FadeOutGain(age, n) : 1.0f;
-        const auto i = static_cast<size_t>(2 * f);
+        const auto i = size_t{2} * static_cast<unsigned>(f);
         ASSERT_EQ(out[i], block[i] * gain) << "start " << start << " n " << n << " frame " << f;
         ASSERT_EQ(out[i + 1], block[i + 1] * gain);
       }

@@ -12,7 +12,6 @@ namespace {
 
 using test::Lines;
 using test::Ramp;
-using test::Script;
 using test::ScriptedProcessor;
 
 TEST(SequencerTest, BindsCountsAndPeriodOfTheWholeChain) {

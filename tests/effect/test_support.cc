@@ -98,7 +98,8 @@ Lines DataDirTest::TakeCalls() const {
 std::vector<float> Ramp(unsigned frames, unsigned channels, unsigned first_frame) {
   std::vector<float> block(size_t{frames} * channels);
   for (size_t i = 0; i < block.size(); ++i) {
-    const auto value = static_cast<float>(first_frame + i / channels + 1);
+    const size_t frame = first_frame + i / channels + 1;
+    const auto value = static_cast<float>(frame);
     block[i] = i % channels % 2 == 0 ? value : -value;
   }
   return block;

@@ -35,7 +35,7 @@ class WrappersTest : public test::DataDirTest {
       life();
       Lines expected = failure.log;
       for (std::string& line : expected) {
-        if (!line.starts_with("E/")) line = "E/" + tag + ": " + line;
+        if (!line.starts_with("E/")) line.insert(0, "E/" + tag + ": ");
       }
       EXPECT_EQ(test::TakeLog(), expected)
           << (failure.entry != nullptr ? failure.entry : "nothing") << " fails";
@@ -235,6 +235,8 @@ TEST_F(WrappersTest, MusicUpmixFailuresAndChunks) {
 }
 
 TEST_F(WrappersTest, CinemaFailures) {
+  const std::string sizes =
+      "Failed to obtain memory size for the upm cinema library due to failure with error code ";
   const std::string create = "Initialization of the upm cinema library failed due to a failure.";
   const std::string null =
       "Unable to process frames for upm cinema library because of null handle.";
@@ -247,9 +249,8 @@ TEST_F(WrappersTest, CinemaFailures) {
       {{nullptr, {}},
        {"A0244", {}},
        {"A0333",
-        {"Failed to obtain memory size for the upm cinema library due to failure with error code "
-         "-7.",
-         TooBig("upmix.cinema.hps.bin", fake::kCinemaParamBytes), create, null, flush + "-1001."}},
+        {sizes + "-7.", TooBig("upmix.cinema.hps.bin", fake::kCinemaParamBytes), create, null,
+         flush + "-1001."}},
        {"A0218", {create, null, flush + "-1001."}},
        {"A0238",
         {"Frame processing in the upm cinema library failed due to failure with error code -7."}},
