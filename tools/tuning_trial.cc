@@ -74,7 +74,8 @@ TuningTrial TryTuning(const EffectLibrary& library) {
   TuningTrial trial;
   const auto keep_log = [&] {
     for (const auto& [tag, message] : Lines()) {
-      const std::string line = tag + ": " + message;
+      // One of the effect's messages ends its line itself.
+      const std::string line = tag + ": " + message.substr(0, message.find_last_not_of('\n') + 1);
       if (std::find(trial.log.begin(), trial.log.end(), line) == trial.log.end()) {
         trial.log.push_back(line);
       }

@@ -29,11 +29,15 @@ void Redirect(const std::string& file, int descriptor) {
     setrlimit(RLIMIT_FSIZE, &limit);
   }
   std::vector<char*> argv{const_cast<char*>(KELDA_PROGRAM)};
+  // Built for another processor: the program runs where this test runs, in an emulator.
+  if constexpr (sizeof(KELDA_EMULATOR) > 1) {
+    argv.insert(argv.begin(), const_cast<char*>(KELDA_EMULATOR));
+  }
   for (const std::string& argument : arguments) {
     argv.push_back(const_cast<char*>(argument.c_str()));
   }
   argv.push_back(nullptr);
-  execv(KELDA_PROGRAM, argv.data());
+  execvp(argv.front(), argv.data());
   _exit(127);
 }
 

@@ -1,0 +1,13 @@
+# The 32-bit phones (armeabi-v7a), stood in for by Debian's armhf under qemu-user.
+#
+# Compiled by clang, as the phone's libraries are: on this processor g++ turns float
+# vectors into scalar code unless it may flush denormals, so that nothing of what a
+# phone runs would be tested. The flags are those that the NDK passes.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7-a)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_CXX_COMPILER_TARGET arm-linux-gnueabihf)
+set(CMAKE_CXX_FLAGS_INIT "-march=armv7-a -mfpu=neon -mthumb")
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+set(PKG_CONFIG_EXECUTABLE arm-linux-gnueabihf-pkg-config)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm)
