@@ -17,7 +17,7 @@ void Run(benchmark::State& state, const EqualizerTuning& tuning) {
   for (size_t i = 0; i < in.size(); ++i) {
     in[i] = std::sin(0.1f * static_cast<float>(i));
   }
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     block = in;
     equalizer->Process(block.data(), block.data() + kBlockFrames);
     benchmark::DoNotOptimize(block.data());
@@ -62,7 +62,7 @@ void PlainBiquads(benchmark::State& state) {
   double states[2][10][2] = {};
   const std::vector<float> in(2 * kBlockFrames, 0.5f);
   std::vector<float> block(in.size());
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     block = in;
     for (size_t channel = 0; channel < 2; ++channel) {
       for (size_t band = 0; band < biquads.size(); ++band) {

@@ -24,7 +24,7 @@ void LevelControlBlock(benchmark::State& state) {
     sample = noise(random);
   }
   size_t block = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     control->Process(&in[2 * kBlockFrames * (block++ % kBlocks)], out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
@@ -38,7 +38,7 @@ BENCHMARK(LevelControlBlock)->Arg(5)->Arg(400);
 void LoudnessMeterBlock(benchmark::State& state) {
   LoudnessMeter meter(30);
   const std::vector<float> in(2 * kBlockFrames, 0.1f);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(meter.Process(in.data(), kBlockFrames));
   }
 }
@@ -48,7 +48,7 @@ void LimiterBlock(benchmark::State& state) {
   Limiter limiter(-1, 80);
   std::vector<float> out(2 * kBlockFrames);
   std::fill_n(limiter.input(), out.size(), 0.1f);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     limiter.Process(out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();

@@ -13,7 +13,7 @@ namespace {
 void MemoryCopy(benchmark::State& state) {
   const std::vector<float> in(2 * kBlockFrames, 0.5f);
   std::vector<float> out(in.size());
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     std::memcpy(out.data(), in.data(), in.size() * sizeof(float));
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();

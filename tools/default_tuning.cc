@@ -53,7 +53,8 @@ EqualizerTuning HeadphoneCurve() {
                     {}}};
   // The preamp takes back the largest boost, so that no sine comes out louder than it was.
   double largest_db = 0;
-  for (double freq_hz = 10; freq_hz < 24000; freq_hz *= 1.01) {
+  for (int i = 0; i < 1000; ++i) {
+    const double freq_hz = 10 * std::pow(2400.0, i / 1000.0);
     double gain_db = 0;
     for (const EqualizerBand& band : tuning.curves[0].bands) {
       gain_db += upmix_lib::ResponseDb(upmix_lib::DesignBiquad(band), freq_hz);

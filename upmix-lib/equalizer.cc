@@ -17,10 +17,8 @@ namespace {
 double AmplitudeOf(float level_db) { return std::pow(10.0, static_cast<double>(level_db) / 20); }
 
 std::vector<Biquad> DesignAll(const std::vector<EqualizerBand>& bands) {
-  std::vector<Biquad> biquads;
-  for (const EqualizerBand& band : bands) {
-    biquads.push_back(DesignBiquad(band));
-  }
+  std::vector<Biquad> biquads(bands.size());
+  std::transform(bands.begin(), bands.end(), biquads.begin(), DesignBiquad);
   return biquads;
 }
 

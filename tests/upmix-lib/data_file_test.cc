@@ -84,7 +84,11 @@ void ExpectFieldsAreGuarded(const DataKind& kind, std::span<const ParameterField
   const auto defaults = DefaultParameters<Parameters>(kind, fields);
   Parameters loaded{};
   ASSERT_EQ(load(defaults, loaded), kOk);
-  EXPECT_EQ(std::memcmp(&loaded, &defaults, sizeof(loaded)), 0);
+  const auto bytes_of = [](const Parameters& parameters) {
+    const auto bytes = std::as_bytes(std::span(&parameters, 1));
+    return std::vector<std::byte>(bytes.begin(), bytes.end());
+  };
+  EXPECT_EQ(bytes_of(loaded), bytes_of(defaults));
   EXPECT_EQ(fields.size_bytes() / sizeof(ParameterField),
             (sizeof(Parameters) - sizeof(DataHeader)) / sizeof(float))
       << "a member without a field would go unchecked";

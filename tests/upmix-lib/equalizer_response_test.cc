@@ -59,9 +59,9 @@ double DftDb(std::span<const float> signal, double freq_hz) {
 }
 
 std::vector<double> TestFrequencies(int count) {
-  std::vector<double> freqs_hz;
-  for (int i = 0; i < count; ++i) {
-    freqs_hz.push_back(20 * std::pow(1000.0, static_cast<double>(i) / (count - 1)));
+  std::vector<double> freqs_hz(static_cast<size_t>(count));
+  for (size_t i = 0; i < freqs_hz.size(); ++i) {
+    freqs_hz[i] = 20 * std::pow(1000.0, static_cast<double>(i) / (count - 1));
   }
   return freqs_hz;
 }

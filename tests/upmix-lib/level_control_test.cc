@@ -164,7 +164,7 @@ TEST(LevelControl, TheGainKeepsItsSpeedAndComesToRest) {
   LevelGain gain;
   const auto run = [&](double wanted_db, double seconds) {
     double fastest_rise = 0, fastest_fall = 0;
-    for (double t = 0; t < seconds; t += 0.02) {
+    for (int step = 0; step < std::lround(seconds / 0.02); ++step) {
       const double before = gain.gain_db();
       gain.Approach(wanted_db, 0.02, parameters);
       fastest_rise = std::max(fastest_rise, (gain.gain_db() - before) / 0.02);
