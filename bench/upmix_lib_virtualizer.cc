@@ -5,8 +5,10 @@
 
 #include <array>
 #include <random>
+#include <span>
 #include <vector>
 
+#include "upmix-lib/data_file.h"
 #include "upmix-lib/fft.h"
 #include "upmix-lib/virtualizer.h"
 
@@ -23,11 +25,11 @@ std::vector<float> Noise(std::size_t count) {
   return noise;
 }
 
-void Virtualize(benchmark::State& state, float early_db, float late_db) {
+void Virtualize(benchmark::State& state, const RoomParameters& room) {
   HrirSet hrirs;
   hrirs.taps = static_cast<int>(state.range(0));
   hrirs.responses = Noise(static_cast<std::size_t>(hrirs.taps) * kPlanes * kEars);
-  hrirs.room = {early_db, late_db, 0.25f, 5.0f, 5000.0f, {}};
+  hrirs.room = room;
   std::copy_n(kPlaneDirections, kPlanes, hrirs.directions.begin());
   Virtualizer virtualizer(hrirs);
 
@@ -43,10 +45,21 @@ void Virtualize(benchmark::State& state, float early_db, float late_db) {
       static_cast<double>(state.iterations()) * kPeriod_ns * 1e-9, benchmark::Counter::kIsRate);
 }
 
-void VirtualizerDry(benchmark::State& state) { Virtualize(state, kRoomOffDb, kRoomOffDb); }
+RoomParameters DefaultRoom() {
+  RoomParameters room;
+  SetDefaults(std::as_writable_bytes(std::span(&room, 1)), kRoomFields);
+  return room;
+}
+
+void VirtualizerDry(benchmark::State& state) {
+  RoomParameters room = DefaultRoom();
+  room.early_level_db = room.late_level_db = kRoomOffDb;
+  Virtualize(state, room);
+}
 BENCHMARK(VirtualizerDry)->ArgName("taps")->Arg(128)->Arg(256)->Arg(512)->Arg(1024);
 
-void VirtualizerRoom(benchmark::State& state) { Virtualize(state, -12.0f, -18.0f); }
+// 256 taps: the default tuning.
+void VirtualizerRoom(benchmark::State& state) { Virtualize(state, DefaultRoom()); }
 BENCHMARK(VirtualizerRoom)->ArgName("taps")->Arg(256);
 
 void FloorTransforms(benchmark::State& state) {

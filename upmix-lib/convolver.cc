@@ -90,9 +90,10 @@ void Convolver::SumProducts() {
     // Sums of re x re and im x im, re x im and im x re, apart: chains half as long.
     Vec left_rr{}, left_ii{}, left_ri{}, left_ir{};
     Vec right_rr{}, right_ii{}, right_ri{}, right_ir{};
+    int slot = newest_slot_;
     for (int partition = 0; partition < partition_count_; ++partition) {
-      const int slot = (newest_slot_ + partition) % partition_count_;
       const float* input = spectrum(slot, 0) + bin;
+      slot = slot + 1 == partition_count_ ? 0 : slot + 1;
       for (int i = 0; i < input_count_; ++i) {
         const auto x = Complex<Vec>{Load<Vec>(input), Load<Vec>(input + plane_floats_)};
         const auto left = Complex<Vec>::LoadFrom(response);

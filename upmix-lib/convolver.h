@@ -41,7 +41,7 @@ class Convolver {
 
  private:
   float* window(int index) { return windows_.data() + index * fft_.size(); }
-  // Both take a slot of 0 .. partition_count_-1; spectra are split.
+  // `slot`: 0 .. partition_count_-1.
   float* spectrum(int slot, int index) {
     return spectra_.data() + (slot * input_count_ + index) * 2 * plane_floats_;
   }
