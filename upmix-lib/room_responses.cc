@@ -190,19 +190,19 @@ void AddLateSide(const RoomParameters& room, int grains, std::mt19937* generator
                  double* right) {
   const RealFft fft(kGrain_frames);
   const auto bins = static_cast<std::size_t>(fft.bins());
-  std::vector<float> re(bins), im(bins), scratch(static_cast<std::size_t>(fft.scratch_floats()));
+  std::vector<float> scratch(static_cast<std::size_t>(fft.scratch_floats()));
   std::vector<float> grain(kGrain_frames);
+  std::vector<float> ear_re[kEars], ear_im[kEars];
+  for (int ear = 0; ear < kEars; ++ear) {
+    ear_re[ear].resize(bins);
+    ear_im[ear].resize(bins);
+  }
   const auto random = [&] {  // uniform, portable: std's distributions are not
     return static_cast<double>((*generator)()) / 4294967296.0 - 0.5;
   };
 
   for (int g = 0; g < grains; ++g) {
     const double time_s = static_cast<double>(g) * kHop_frames / kSampleRateHz;
-    std::vector<double> ear_re[kEars], ear_im[kEars];
-    for (int ear = 0; ear < kEars; ++ear) {
-      ear_re[ear].resize(bins);
-      ear_im[ear].resize(bins);
-    }
     for (std::size_t bin = 1; bin + 1 < bins; ++bin) {
       const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrain_frames;
       const double decay_s = room.decay_s / (1.0 + freq_hz / room.damping_hz);
@@ -212,15 +212,13 @@ void AddLateSide(const RoomParameters& room, int grains, std::mt19937* generator
       const double a = gain * std::cos(angle), b = gain * std::sin(angle);
       const double a_re = a * random(), a_im = a * random();
       const double b_re = b * random(), b_im = b * random();
-      ear_re[0][bin] = a_re + b_re;
-      ear_im[0][bin] = a_im + b_im;
-      ear_re[1][bin] = a_re - b_re;
-      ear_im[1][bin] = a_im - b_im;
+      ear_re[0][bin] = static_cast<float>(a_re + b_re);
+      ear_im[0][bin] = static_cast<float>(a_im + b_im);
+      ear_re[1][bin] = static_cast<float>(a_re - b_re);
+      ear_im[1][bin] = static_cast<float>(a_im - b_im);
     }
     for (int ear = 0; ear < kEars; ++ear) {
-      std::copy(ear_re[ear].begin(), ear_re[ear].end(), re.begin());
-      std::copy(ear_im[ear].begin(), ear_im[ear].end(), im.begin());
-      fft.Inverse(re.data(), im.data(), grain.data(), scratch.data());
+      fft.Inverse(ear_re[ear].data(), ear_im[ear].data(), grain.data(), scratch.data());
       double* to = (ear == 0 ? left : right) + g * kHop_frames;
       for (int n = 0; n < kGrain_frames; ++n) {
         // Half sine: overlapping noise keeps its power.
