@@ -37,6 +37,7 @@ void AddTuneCommand(CLI::App* program) {
   CLI::App* const tune = program->add_subcommand("tune", "Make tuning files");
   tune->require_subcommand(1);
   tune->footer(TuneFooter("", "kelda tune eq ParametricEQ.txt -o personalized.ba"));
+  AddTuneHrtfCommand(tune);
   AddTuneEqCommand(tune);
   AddTunePresetCommands(tune);
 }

@@ -1,0 +1,143 @@
+#include "tools/hrir_spectra.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdlib>
+#include <numbers>
+
+#include "upmix-lib/data_formats.h"
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::kSampleRateHz;
+
+constexpr double kTwoPi = 2.0 * std::numbers::pi;
+
+// Falls to -60 dB between 20 kHz and half of the sampling rate: what a delay by a part of
+// a frame would do to frequencies there rings for long.
+double Taper(double freq_hz) {
+  constexpr double kFrom_hz = 20000.0, kTo_hz = 0.5 * kSampleRateHz, kDepth_db = 60.0;
+  const double part = std::clamp((freq_hz - kFrom_hz) / (kTo_hz - kFrom_hz), 0.0, 1.0);
+  return std::pow(10.0, -0.1 * kDepth_db * (0.5 - 0.5 * std::cos(std::numbers::pi * part)));
+}
+
+}  // namespace
+
+Power Smoothed(const Power& power) {
+  const double half_band = std::exp2(1.0 / 12.0);
+  std::vector<double> sums(power.size() + 1);
+  for (std::size_t k = 0; k < power.size(); ++k) sums[k + 1] = sums[k] + power[k];
+  Power smooth(power.size());
+  for (std::size_t k = 0; k < power.size(); ++k) {
+    const auto low = static_cast<std::size_t>(static_cast<double>(k) / half_band);
+    const auto high =
+        std::min(power.size(), static_cast<std::size_t>(static_cast<double>(k) * half_band) + 1);
+    smooth[k] = (sums[high] - sums[low]) / static_cast<double>(high - low);
+  }
+  return smooth;
+}
+
+double PureDelay_s(const SpectrumAnalysis& analysis, std::span<const float> taps,
+                   double sample_rate_hz) {
+  constexpr double kLow_hz = 200.0, kHigh_hz = 3000.0;
+  const Spectrum measured = analysis.Forward(std::vector<double>(taps.begin(), taps.end()));
+  Power power(measured.size());
+  std::transform(measured.begin(), measured.end(), power.begin(),
+                 [](std::complex<double> x) { return std::max(std::norm(x), 1e-30); });
+  const Spectrum minimum = analysis.MinimumPhase(power);
+  const double bin_hz = sample_rate_hz / static_cast<double>(analysis.size());
+  const auto correlation = [&](double delay) {
+    double sum = 0.0;
+    for (auto k = static_cast<std::size_t>(kLow_hz / bin_hz) + 1;
+         static_cast<double>(k) * bin_hz <= kHigh_hz; ++k) {
+      const std::complex<double> cross = measured[k] * std::conj(minimum[k]);
+      const double angle =
+          kTwoPi * static_cast<double>(k) * delay / static_cast<double>(analysis.size());
+      sum += std::cos(std::arg(cross) + angle);
+    }
+    return sum;
+  };
+  // The delay ends near the largest tap; the search goes on for 0.7 ms.
+  const auto largest = std::max_element(
+      taps.begin(), taps.end(), [](float a, float b) { return std::fabs(a) < std::fabs(b); });
+  double peak = 0.0, peak_correlation = 0.0;
+  const std::ptrdiff_t last = largest - taps.begin() + std::lround(0.0007 * sample_rate_hz);
+  for (std::ptrdiff_t delay = 0; delay <= last; ++delay) {
+    if (const double c = correlation(static_cast<double>(delay)); c > peak_correlation) {
+      peak_correlation = c;
+      peak = static_cast<double>(delay);
+    }
+  }
+  // Band-limited to 3 kHz, the peak is a parabola across a sample on either side.
+  const double before = correlation(peak - 1.0), after = correlation(peak + 1.0);
+  const double bend = before - 2.0 * peak_correlation + after;
+  const double offset = bend < 0 ? std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0;
+  return (peak + offset) / sample_rate_hz;
+}
+
+Power Equalized(const Power& power, const Power& diffuse, const SpectrumAnalysis& measured,
+                double sample_rate_hz, const SpectrumAnalysis& tapped) {
+  constexpr double kFlatBelow_hz = 150.0, kMeasuredFrom_hz = 300.0, kMeasuredTo_hz = 17000.0;
+  const double highest_hz = std::min(kMeasuredTo_hz, 0.42 * sample_rate_hz);
+  Power equalized(tapped.bins());
+  for (std::size_t k = 0; k < equalized.size(); ++k) {
+    const double freq_hz =
+        static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
+    const double at = std::clamp(freq_hz, kFlatBelow_hz, highest_hz) *
+                      static_cast<double>(measured.size()) / sample_rate_hz;
+    const auto bin = static_cast<std::size_t>(at);
+    const double between = at - static_cast<double>(bin);
+    const auto ratio_at = [&](std::size_t b) {
+      constexpr double kLeast = 1e-12;  // a response may have a zero
+      return std::log(std::max(power[b] / std::max(diffuse[b], 1e-30), kLeast));
+    };
+    const double log_ratio = (1.0 - between) * ratio_at(bin) + between * ratio_at(bin + 1);
+    const double trusted = std::clamp(std::log2(std::max(freq_hz, 1.0) / kFlatBelow_hz) /
+                                          std::log2(kMeasuredFrom_hz / kFlatBelow_hz),
+                                      0.0, 1.0);
+    equalized[k] = std::exp(trusted * log_ratio);
+  }
+  return equalized;
+}
+
+void TameColour(double share, Power* one_ear, Power* other_ear) {
+  for (std::size_t k = 0; k < one_ear->size(); ++k) {
+    const double both = 0.5 * ((*one_ear)[k] + (*other_ear)[k]);
+    const double gain = std::pow(both, -share);
+    (*one_ear)[k] *= gain;
+    (*other_ear)[k] *= gain;
+  }
+}
+
+CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Power& power, double delay_s,
+                 std::size_t count) {
+  Power tapered = power;
+  for (std::size_t k = 0; k < tapered.size(); ++k) {
+    tapered[k] *=
+        Taper(static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size()));
+  }
+  Spectrum spectrum = tapped.MinimumPhase(tapered);
+  for (std::size_t k = 0; k < spectrum.size(); ++k) {
+    const double freq_hz =
+        static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
+    spectrum[k] *= std::polar(std::numbers::sqrt2 / 2.0, -kTwoPi * freq_hz * delay_s);
+  }
+  const std::vector<double> whole = tapped.Inverse(spectrum);
+  const std::size_t fade = count / 8;
+  CutTaps cut{std::vector<float>(count), 0};
+  double energy = 0, kept = 0;
+  for (std::size_t n = 0; n < whole.size(); ++n) {
+    energy += whole[n] * whole[n];
+    if (n >= count) continue;
+    const double phase = (static_cast<double>(count - n) - 0.5) / static_cast<double>(fade);
+    const double gain = count - n > fade ? 1 : 0.5 - 0.5 * std::cos(std::numbers::pi * phase);
+    cut.taps[n] = static_cast<float>(gain * whole[n]);
+    kept += std::pow(gain * whole[n], 2);
+  }
+  cut.lost = std::max(0.0, 1 - kept / energy);
+  return cut;
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,44 @@
+// Which measurements stand for a direction that may lie between them.
+#ifndef KELDA_TOOLS_HRTF_DIRECTIONS_H_
+#define KELDA_TOOLS_HRTF_DIRECTIONS_H_
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "upmix-lib/data_formats.h"
+
+namespace kelda::tools {
+
+// Great-circle distance, 0..180 degrees.
+double Distance_deg(const upmix_lib::HrirPlane& a, const upmix_lib::HrirPlane& b);
+
+struct WeightedMeasurement {
+  std::size_t index;
+  double weight;  // above 0; those of one direction add up to 1
+  double distance_deg;
+};
+
+inline constexpr double kSameDirection_deg = 0.5;
+inline constexpr double kFarthestNeighbour_deg = 15.0;
+inline constexpr double kFarthestAlone_deg = 5.0;
+
+// One measurement if it is within kSameDirection_deg of `direction`; else the two or three
+// whose arc or triangle on the sphere holds it, each within kFarthestNeighbour_deg, and
+// the closest of such (weights as in V. Pulkki, "Virtual sound source positioning using
+// vector base amplitude panning", 1997); else the nearest within kFarthestAlone_deg.
+// Nearest first. Empty if there is none.
+std::vector<WeightedMeasurement> MeasurementsAt(std::span<const upmix_lib::HrirPlane> measured,
+                                                const upmix_lib::HrirPlane& direction);
+
+// The share of the sphere that each measurement is the nearest to, and with them the share
+// of the sphere that is within kFarthestNeighbour_deg of any.
+struct SphereShares {
+  std::vector<double> of_measurement;
+  double covered;  // their sum, 0..1
+};
+SphereShares ShareSphere(std::span<const upmix_lib::HrirPlane> measured);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_HRTF_DIRECTIONS_H_

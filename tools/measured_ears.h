@@ -1,0 +1,42 @@
+// Head-related impulse responses as measured, read from a SOFA file (AES69).
+#ifndef KELDA_TOOLS_MEASURED_EARS_H_
+#define KELDA_TOOLS_MEASURED_EARS_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "upmix-lib/data_formats.h"
+
+namespace kelda::tools {
+
+struct MeasuredEars {
+  std::string database, listener, author, licence;  // as the file names them, or empty
+  double sample_rate_hz = 0;
+  double distance_m = 0;                         // of the farthest source
+  std::size_t taps = 0;                          // per response
+  std::vector<upmix_lib::HrirPlane> directions;  // of every measurement
+  std::vector<float> responses;                  // [measurement][ear][tap]
+  std::vector<double> delays_s;                  // [measurement][ear], on top of the taps'
+
+  std::span<const float> response(std::size_t measurement, std::size_t ear) const {
+    return std::span(responses).subspan((measurement * upmix_lib::kEars + ear) * taps, taps);
+  }
+  double delay_s(std::size_t measurement, std::size_t ear) const {
+    return delays_s[measurement * upmix_lib::kEars + ear];
+  }
+};
+
+// Reads a file of the conventions SimpleFreeFieldHRIR: finite responses of two ears, one
+// of them at least not silent, 32 to 384 kHz, 16 to 16384 taps, delays for the whole file
+// or for each measurement, spherical or Cartesian positions. Of sources at several
+// distances only those within a tenth of the farthest are kept. The first receiver is the
+// left ear unless the receivers' positions say otherwise. Throws FileFailure with the
+// reason and the limit.
+MeasuredEars ReadMeasuredEars(const std::filesystem::path& path);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_MEASURED_EARS_H_
