@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "tests/tools/program.h"
@@ -93,6 +94,67 @@ TEST(LibraryDoctor, RefusesWhatIsNoWholeLibrary) {
   }
   EXPECT_EQ(RunKelda({"doctor"}).exit_code, 2);
   EXPECT_EQ(RunKelda({"doctor", "--tuning", folder / "none"}).exit_code, 2);
+}
+
+// A copy of the default tuning to damage.
+class TuningDoctor : public testing::Test {
+ protected:
+  TuningDoctor() { std::filesystem::copy(KELDA_TUNING, folder_ / "tuning"); }
+  std::string Path(const std::string& name) const { return folder_ / ("tuning/" + name); }
+  ProgramResult Diagnose() const { return RunKelda({"doctor", "--tuning", folder_ / "tuning"}); }
+  // What is heard in a situation.
+  static std::string Heard(const ProgramResult& result, const std::string& situation) {
+    const size_t begin = result.out.find("  " + situation + " ");
+    if (begin == std::string::npos) return "";
+    return result.out.substr(begin, result.out.find('\n', begin) - begin);
+  }
+
+ private:
+  TemporaryFolder folder_;
+};
+
+TEST_F(TuningDoctor, FindsTheDefaultTuningWhole) {
+  const ProgramResult result = Diagnose();
+  EXPECT_EQ(result.exit_code, 0) << Lines(result);
+  for (const std::string mode : {"music", "cinema"}) {
+    for (const std::string output : {"wired", "bluetooth"}) {
+      for (const std::string ears : {"standard", "personalized"}) {
+        std::string situation = mode;
+        situation.append(", ").append(output).append(", ").append(ears).append(" ears");
+        EXPECT_TRUE(Has(Heard(result, situation), "as it should be")) << Lines(result);
+      }
+    }
+  }
+  EXPECT_FALSE(Has(result.out, "the effect's log")) << result.out;
+}
+
+TEST_F(TuningDoctor, TellsWhatAMissingFileTakesAway) {
+  std::filesystem::remove(Path("upl.music.bin"));
+  std::filesystem::remove(Path("tunedapp_list"));  // which a whole tuning may lack
+  const ProgramResult result = Diagnose();
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_TRUE(Has(result.out, "MISSING  upl.music.bin")) << result.out;
+  EXPECT_TRUE(Has(Heard(result, "music, wired, standard ears"), "without level control"));
+  EXPECT_TRUE(Has(Heard(result, "cinema, wired, standard ears"), "as it should be"));
+  EXPECT_TRUE(Has(result.out, "Loading Upl Library failed due to read upl.music.bin failed\n"));
+}
+
+TEST_F(TuningDoctor, TellsWhatADamagedFileTakesAway) {
+  std::fstream file(Path("standard.hki"), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(3000);
+  file.put('\x55');
+  file.close();
+  std::filesystem::resize_file(Path("personalized.ba"), 40);
+  std::ofstream(Path("tunedapp_list"), std::ios::app) << "com.a,MUSIK\n";
+  const ProgramResult result = Diagnose();
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_TRUE(Has(result.out, "DAMAGED  standard.hki")) << result.out;
+  EXPECT_TRUE(Has(result.out, "checksum does not match (status 309)")) << result.out;
+  EXPECT_TRUE(Has(result.out, "DAMAGED  personalized.ba")) << result.out;
+  EXPECT_TRUE(Has(Heard(result, "music, bluetooth, standard ears"), "without music upmix"));
+  EXPECT_TRUE(Has(Heard(result, "cinema, bluetooth, personalized ears"),
+                  "without cinema upmix, headphone equalizer"));
+  EXPECT_TRUE(Has(result.out, "Invalid mode was specified. 'MUSIK'")) << result.out;
 }
 
 }  // namespace
