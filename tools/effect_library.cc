@@ -18,7 +18,10 @@ void EffectLibrary::Closer::operator()(void* handle) const { dlclose(handle); }
 
 EffectLibrary::EffectLibrary(const std::filesystem::path& path) {
   // A name without a '/' would be looked up in the system's library path.
-  handle_.reset(dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL));
+  // It stays mapped after it is closed, so that a sanitizer's report at the end of
+  // the process can name its functions.
+  handle_.reset(
+      dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
   if (handle_ == nullptr) {
     throw Failure(ExitCode::kLibrary, std::string("cannot load the effect library: ") + dlerror());
   }
