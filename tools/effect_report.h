@@ -1,0 +1,41 @@
+// The text of the effect's dump, taken apart.
+#ifndef KELDA_TOOLS_EFFECT_REPORT_H_
+#define KELDA_TOOLS_EFFECT_REPORT_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelda::tools {
+
+// A file of a stage. A configuration file ("hki", "ba") names the data file to load; of the
+// others ("bin") the file is the data.
+struct StageFile {
+  std::string role;
+  std::string file;
+  std::string names;  // the first line of a configuration file
+
+  bool operator==(const StageFile&) const = default;
+};
+
+struct Stage {
+  std::string name;  // "pass", "upmm", "upmc", "hpeq", "upl"
+  bool runs = false;
+  std::vector<StageFile> files;  // those that are set
+
+  bool operator==(const Stage&) const = default;
+};
+
+// The stages of the chain, in its order, from lines like
+//       [*] upmm: hki=wired.hki.config:standard.hki, bin=upmix.music.hps.bin
+std::vector<Stage> ParseStages(std::string_view dump);
+
+// The mode that the stages are: "music", "cinema", else "off".
+std::string RunningMode(const std::vector<Stage>& stages);
+
+// What a stage does: "music upmix".
+std::string StageTitle(const std::string& name);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_EFFECT_REPORT_H_

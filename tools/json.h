@@ -1,0 +1,20 @@
+#ifndef KELDA_TOOLS_JSON_H_
+#define KELDA_TOOLS_JSON_H_
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace kelda::tools {
+
+// Members stay in the order in which they are written.
+using Json = nlohmann::ordered_json;
+
+// As text, with a line end. Bytes that are no UTF-8, as file names may hold, are replaced;
+// NaN and infinity become null.
+inline std::string ToText(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_JSON_H_

@@ -1,0 +1,31 @@
+// Keeps what the effect logs instead of showing it.
+#ifndef KELDA_TOOLS_LOG_CAPTURE_H_
+#define KELDA_TOOLS_LOG_CAPTURE_H_
+
+#include <string>
+#include <vector>
+
+namespace kelda::tools {
+
+struct LogLine {
+  int priority;  // android_LogPriority
+  std::string tag;
+  std::string message;
+};
+
+// While it lives, lines of warnings and errors are kept. At most one exists at a time; a
+// thread. Its end restores the status line's logger.
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  // The lines since the last call.
+  std::vector<LogLine> Take();
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_LOG_CAPTURE_H_
