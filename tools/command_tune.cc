@@ -40,6 +40,8 @@ void AddTuneCommand(CLI::App* program) {
   AddTuneHrtfCommand(tune);
   AddTuneEqCommand(tune);
   AddTunePresetCommands(tune);
+  AddTuneAppsCommand(tune);
+  AddTuneBuildCommand(tune);
 }
 
 }  // namespace kelda::tools

@@ -46,13 +46,12 @@ std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_byte
   return text;
 }
 
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kMaxBytes = 40;
+std::string Quoted(std::string_view text, std::size_t max_bytes) {
   std::string quoted = "'";
-  for (const char c : text.substr(0, kMaxBytes)) {
+  for (const char c : text.substr(0, max_bytes)) {
     quoted += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
   }
-  return quoted + (text.size() > kMaxBytes ? "...'" : "'");
+  return quoted + (text.size() > max_bytes ? "...'" : "'");
 }
 
 }  // namespace kelda::tools

@@ -3,7 +3,6 @@
 #define KELDA_TOOLS_TEXT_FILE_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -17,8 +16,8 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 // encoding: other byte order marks, and NUL bytes.
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes);
 
-// `text` between quotes, cut to 40 bytes, with control characters as '?': for messages.
-std::string Quoted(std::string_view text);
+// `text` between quotes, cut to `max_bytes`, with control characters as '?': for messages.
+std::string Quoted(std::string_view text, std::size_t max_bytes = 40);
 
 }  // namespace kelda::tools
 

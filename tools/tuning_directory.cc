@@ -1,9 +1,13 @@
 #include "tools/tuning_directory.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <fstream>
+#include <string_view>
 #include <system_error>
 
 #include "tools/failure.h"
@@ -35,14 +39,25 @@ class SiblingDirectory {
   fs::path path_;
 };
 
+// Whether a tuning directory may hold a file of this name.
+bool IsTuningFile(std::string_view name) {
+  constexpr std::string_view kEndings[] = {".hki", ".ba", ".hki.config", ".ba.config"};
+  constexpr std::string_view kNames[] = {
+      "tunedapp_list",        "upmix.music.hps.bin", "upmix.music.hpp.bin", "upmix.cinema.hps.bin",
+      "upmix.cinema.hpp.bin", "upl.music.bin",       "upl.cinema.bin"};
+  return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames) ||
+         std::any_of(std::begin(kEndings), std::end(kEndings),
+                     [&](std::string_view ending) { return name.ends_with(ending); });
+}
+
 void RefuseForeignFiles(const fs::path& directory, const std::vector<TuningFile>& files) {
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     const std::string name = entry.path().filename().string();
     const bool ours = std::any_of(files.begin(), files.end(),
                                   [&](const TuningFile& file) { return file.name == name; });
-    if (!ours) {
+    if (!ours && !(IsTuningFile(name) && entry.is_regular_file())) {
       throw Failure(ExitCode::kOutput, directory.string() + ": not replaced, it holds \"" + name +
-                                           "\", which is no file of the default tuning");
+                                           "\", which is no tuning file");
     }
   }
 }
@@ -53,6 +68,30 @@ void WriteFile(const fs::path& path, const std::vector<std::byte>& bytes) {
   file.close();
   if (!file) {
     throw Failure(ExitCode::kOutput, path.string() + ": cannot be written");
+  }
+}
+
+// Gives `fresh` the place of `target`, and `target`, if it is there, the name `old`.
+void TakePlace(const fs::path& fresh, const fs::path& target, const fs::path& old) {
+  if (!fs::exists(target)) {
+    fs::rename(fresh, target);
+    return;
+  }
+  if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
+    fs::rename(fresh, old);
+    return;
+  }
+  if (errno != EINVAL && errno != ENOSYS) {
+    throw fs::filesystem_error("cannot be replaced", target,
+                               std::error_code(errno, std::generic_category()));
+  }
+  // A file system that cannot exchange.
+  fs::rename(target, old);
+  std::error_code failure;
+  fs::rename(fresh, target, failure);
+  if (failure) {
+    fs::rename(old, target);
+    throw fs::filesystem_error("cannot be replaced", target, failure);
   }
 }
 
@@ -72,17 +111,8 @@ void WriteTuningDirectory(const fs::path& directory, const std::vector<TuningFil
     for (const TuningFile& file : files) {
       WriteFile(fresh.path() / file.name, file.bytes);
     }
-    if (replaces) {
-      fs::rename(target, old.path());
-    }
-    std::error_code failure;
-    fs::rename(fresh.path(), target, failure);
-    if (failure) {
-      if (replaces) {
-        fs::rename(old.path(), target);
-      }
-      throw Failure(ExitCode::kOutput, target.string() + ": " + failure.message());
-    }
+    if (replaces) fs::permissions(fresh.path(), fs::status(target).permissions());
+    TakePlace(fresh.path(), target, old.path());
   } catch (const fs::filesystem_error& error) {
     throw Failure(ExitCode::kOutput, error.what());
   }

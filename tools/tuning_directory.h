@@ -13,12 +13,13 @@ struct TuningFile {
   std::vector<std::byte> bytes;
 };
 
-// Makes `directory` hold exactly `files`. The set is written beside it and takes its place
-// by renames, so that a reader finds the old set, the new one or for an instant none, but
-// never a mixture.
+// Makes `directory` hold exactly `files`. The set is written beside it and exchanged with
+// it, so that a reader finds the old set or the new one, but never a mixture. (Where the
+// file system cannot exchange, for an instant it finds none.)
 //
-// A directory that stands there is replaced only if it holds nothing but files of these
-// names: another's files are never lost. Throws Failure (output) and leaves what was there.
+// A directory that stands there is replaced only if it holds nothing but tuning files and
+// files of these names: another's files are never lost. Throws Failure (output) and leaves
+// what was there.
 void WriteTuningDirectory(const std::filesystem::path& directory,
                           const std::vector<TuningFile>& files);
 

@@ -6,14 +6,16 @@
 #include <numbers>
 
 #include "tests/upmix-lib/virtualizer_instance.h"
-#include "tools/failure.h"
-#include "tools/kemar_hrirs.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
-const HrirSet& Kemar() {
-  static const HrirSet set = tools::MakeKemarHrirs(KELDA_KEMAR_SOFA);
+const HrirSet& DefaultEars() {
+  static const HrirSet set = [] {
+    HrirSet loaded;
+    EXPECT_EQ(LoadHrirSet(KELDA_DEFAULT_TUNING "/standard.hki", loaded), kOk);
+    return loaded;
+  }();
   return set;
 }
 
@@ -79,9 +81,9 @@ Ears Impulse(const HrirSet& set, std::size_t plane, std::size_t blocks) {
 
 constexpr double kOctaves_hz[] = {250, 500, 1000, 2000, 4000, 8000};
 
-TEST(KemarHrirs, HaveTheDifferencesOfAHead) {
-  const HrirSet& set = Kemar();
-  ASSERT_EQ(set.taps, tools::kKemarTaps);
+TEST(DefaultHrirs, HaveTheDifferencesOfAHead) {
+  const HrirSet& set = DefaultEars();
+  ASSERT_EQ(set.taps, 256);
   // Planes 0, 3, 5; Woodworth's sphere of 8.75 cm: 261, 656, 381 us (low frequencies,
   // as measured here, up to half as much again: Kuhn, 1977).
   const std::pair<int, std::pair<double, double>> expected_us[] = {
@@ -105,8 +107,8 @@ TEST(KemarHrirs, HaveTheDifferencesOfAHead) {
 }
 
 // Both ears together: no direction is coloured by more than a good loudspeaker in a room.
-TEST(KemarHrirs, AreNeutral) {
-  const HrirSet& set = Kemar();
+TEST(DefaultHrirs, AreNeutral) {
+  const HrirSet& set = DefaultEars();
   double mean_power = 0.0;
   for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
     for (const double centre_hz : kOctaves_hz) {
@@ -119,17 +121,8 @@ TEST(KemarHrirs, AreNeutral) {
   EXPECT_NEAR(10.0 * std::log10(mean_power), 0.0, 1.0);
 }
 
-TEST(KemarHrirs, MissingFileIsNamed) {
-  try {
-    tools::MakeKemarHrirs("none.sofa");
-    FAIL();
-  } catch (const tools::Failure& failure) {
-    EXPECT_NE(std::string(failure.what()).find("none.sofa"), std::string::npos);
-  }
-}
-
 TEST(Localisation, CuesAtTheOutputAreThoseOfTheHrirs) {
-  HrirSet set = Kemar();
+  HrirSet set = DefaultEars();
   set.room.early_level_db = set.room.late_level_db = kRoomOffDb;
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const Ears ears = Impulse(set, plane, 1);
@@ -146,7 +139,7 @@ TEST(Localisation, CuesAtTheOutputAreThoseOfTheHrirs) {
 
 // With the room, the cues are blurred but stay.
 TEST(Localisation, RoomKeepsTheCues) {
-  const HrirSet& set = Kemar();
+  const HrirSet& set = DefaultEars();
   ASSERT_GT(set.room.early_level_db, kRoomOffDb);
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const Ears ears = Impulse(set, plane, 12);
@@ -176,12 +169,12 @@ TEST(Localisation, DefaultEarsAddNoLatency) {
     impulse.push_back(static_cast<float>(window * (low_pass(16000) - low_pass(100))));
   }
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    const VirtualizerInstance instance(Kemar());
+    const VirtualizerInstance instance(DefaultEars());
     std::vector<float> in(kPlanes * kBlock);
     std::copy(impulse.begin(), impulse.end(), &in[plane * kBlock + 200]);
     Ears ears;
     instance.Process(in, &ears, 2);
-    const auto& nearer = Kemar().directions[plane].azimuth_deg < 0 ? ears.right : ears.left;
+    const auto& nearer = DefaultEars().directions[plane].azimuth_deg < 0 ? ears.right : ears.left;
     constexpr std::size_t kStart = 200, kFarthest = 500;
     double peak = 0.0;
     std::size_t peak_at = 0;
