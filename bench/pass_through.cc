@@ -83,7 +83,7 @@ void PassThrough(benchmark::State& state) {
   Time(kBatch, process);
   std::vector<double> copies;
   std::vector<double> hot_copies;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const double chain_time = Time(kBatch, copy_chain);
     const double process_time = Time(kBatch, process);
     const double hot_time = Time(kBatch, [&] { copy(0, kCopies); });

@@ -37,7 +37,7 @@ void RunCinema(benchmark::State& state, bool with_room) {
   std::vector<float> out_left(kBlockFrames), out_right(kBlockFrames);
   const float* in[2] = {left.data(), right.data()};
   float* out[2] = {out_left.data(), out_right.data()};
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     cinema->Process(in, out);
     benchmark::ClobberMemory();
   }
@@ -56,7 +56,7 @@ void CinemaBass(benchmark::State& state) {
   BassSplitter splitter(100.0f);
   const std::vector<float> left = Noise(kBlockFrames, 2), right = Noise(kBlockFrames, 3);
   std::vector<float> high_left(kBlockFrames), high_right(kBlockFrames), bass(kBlockFrames);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     splitter.Process(left.data(), right.data(), kBlockFrames, high_left.data(), high_right.data(),
                      bass.data());
     benchmark::ClobberMemory();

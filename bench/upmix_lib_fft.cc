@@ -22,7 +22,7 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 
 template <typename Transform>
 void Run(benchmark::State& state, float* touched, Transform transform) {
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     transform();
     benchmark::DoNotOptimize(touched);
     benchmark::ClobberMemory();

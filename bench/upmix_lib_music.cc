@@ -37,7 +37,7 @@ void MusicUpmix(benchmark::State& state) {
       MusicTuning(DefaultParameters<MusicParameters>(kMusicKind, kMusicFields)));
   const std::vector<float> left = Noise(kBlockFrames, 1), right = Noise(kBlockFrames, 2);
   std::vector<float> planes(kPlanes * kBlockFrames);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (size_t at = 0; at < kBlockFrames; at += kHopFrames) {
       const float* in[2] = {&left[at], &right[at]};
       float* out[kPlanes];
@@ -57,7 +57,7 @@ void MusicTransforms(benchmark::State& state) {
   const std::vector<float> noise = Noise(kTransformFrames, 1);
   AlignedBuffer signal(kTransformFrames), re(kPaddedBins), im(kPaddedBins);
   AlignedBuffer scratch(static_cast<size_t>(fft.scratch_floats()));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < 2 * kHops; ++i) {
       fft.Forward(noise.data(), re.data(), im.data(), scratch.data());
       benchmark::ClobberMemory();
@@ -81,7 +81,7 @@ void MusicDecomposition(benchmark::State& state) {
     analysis[1].Process(&noise[kTransformFrames - kHopFrames - at], right);
   }
   DirectAndAmbience out;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < kHops; ++i) {
       decomposition.Process(left, right, out);
       benchmark::ClobberMemory();
@@ -94,7 +94,7 @@ void MusicDecorrelation(benchmark::State& state) {
   Decorrelator decorrelator;
   const std::vector<float> noise = Noise(kHopFrames, 1);
   float out[2][kHopFrames];
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < kHops; ++i) {
       decorrelator.Process(noise.data(), out[0], out[1]);
       benchmark::ClobberMemory();

@@ -36,7 +36,7 @@ void Virtualize(benchmark::State& state, const RoomParameters& room) {
   const std::vector<float> in = Noise(kPlanes * kBlockFrames);
   const std::array<int32_t, kPlanes> flags{};
   std::vector<float> left(kBlockFrames), right(kBlockFrames);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     virtualizer.Process(kBlockFrames, in.data(), flags.data(), left.data(), right.data());
     benchmark::DoNotOptimize(left.data());
     benchmark::ClobberMemory();
@@ -66,7 +66,7 @@ void FloorTransforms(benchmark::State& state) {
   const RealFft& fft = SharedRealFft<1280>();
   AlignedBuffer signal(1280), re(641), im(641);
   AlignedBuffer scratch(static_cast<std::size_t>(fft.scratch_floats()));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (uint32_t plane = 0; plane < kPlanes; ++plane) {
       fft.Forward(signal.data(), re.data(), im.data(), scratch.data());
       benchmark::ClobberMemory();

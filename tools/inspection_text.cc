@@ -78,7 +78,8 @@ std::string FormatDecisions(const DecisionTable& table) {
     alike = alike && (decision.device != "other" || SameOutcome(decision, other));
   }
   if (alike) {
-    text += "  " + Column("other", 9) + Column("any", 14) + Column("any", 6) + FormatDecision(other);
+    text +=
+        "  " + Column("other", 9) + Column("any", 14) + Column("any", 6) + FormatDecision(other);
   }
   for (const char* device : {"other", "wired", "bluetooth"}) {
     const std::string tuned = TunedHrtf(table, device);

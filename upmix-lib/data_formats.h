@@ -60,7 +60,7 @@ struct ParameterField {
 // straight ahead (+90 is the left ear's side), elevation upwards.
 
 inline constexpr uint32_t kMaxHrirTaps = 8192;  // room responses fit
-inline constexpr float kMaxHrirTap = 16.0f;  // magnitude
+inline constexpr float kMaxHrirTap = 16.0f;     // magnitude
 
 struct HrirInfo {
   uint32_t sample_rate_hz;  // kSampleRateHz
