@@ -16,7 +16,8 @@ constexpr unsigned kSlicePeriods = 3;
 // Why the rings never overfill, with P the period, n <= 3P the slice, r < P the
 // frames waiting in the input ring and q those queued in the output ring:
 //
-// Input: before a slice r < P, after its enqueue r + n < 4P.
+// Input: what completes a period is taken from the host's block directly; only the
+// rest, r < P, is enqueued. Were a whole slice enqueued, r + n < 4P would fit, too.
 //
 // Output: let T = q + r between slices. A delivered slice takes n frames in and n
 // frames out, so T stays. A silent one adds n to T, but it is only silent because
@@ -85,7 +86,8 @@ bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames
   input_frames_ += frames;
   bool delivered = true;
   if (frames == period_frames_) {
-    ProcessPeriod(in, out);
+    TakeInput(0, in, frames);
+    RunChain(out);
     output_frames_ += frames;
   } else {
     const unsigned slice_frames = kSlicePeriods * period_frames_;
@@ -110,18 +112,16 @@ bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigne
     output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
     fade_requested_ = false;
   }
-  // Input is taken up to the end of each period, so that the input ring is empty
-  // after every period and begins anew.
-  for (unsigned remaining = frames; remaining > 0;) {
-    const unsigned missing = period_frames_ - static_cast<unsigned>(input_ring_->Size()) /
-                                                  (input_channels_ * unsigned{sizeof(float)});
-    const unsigned taken = std::min(remaining, missing);
-    input_ring_->Enqueue(reinterpret_cast<const char*>(in),
-                         static_cast<int>(taken * input_channels_ * sizeof(float)));
-    in += std::size_t{taken} * input_channels_;
-    remaining -= taken;
-    if (taken == missing) ProcessQueuedPeriod();
+  const float* rest = in;
+  unsigned rest_frames = frames;
+  for (unsigned waiting = WaitingFrames(); waiting + rest_frames >= period_frames_; waiting = 0) {
+    const unsigned missing = period_frames_ - waiting;
+    ProcessPeriodToRing(waiting, rest);
+    rest += std::size_t{missing} * input_channels_;
+    rest_frames -= missing;
   }
+  input_ring_->Enqueue(reinterpret_cast<const char*>(rest),
+                       static_cast<int>(rest_frames * input_channels_ * sizeof(float)));
   const std::size_t samples = std::size_t{frames} * output_channels_;
   const int bytes = static_cast<int>(samples * sizeof(float));
   if (!output_ring_->HaveData(bytes) || !output_ring_->IsReady()) {
@@ -133,27 +133,38 @@ bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigne
   return true;
 }
 
-// One period from ring to ring. What leaves the input ring and enters the output
-// ring is whole periods, which divide both capacities: none wraps, so they are
-// converted where they lie.
-void AudioProcessSequencer::ProcessQueuedPeriod() {
-  char* const output_period = output_ring_->write_position();
-  ProcessPeriod(reinterpret_cast<const float*>(input_ring_->read_position()),
-                reinterpret_cast<float*>(output_period));
-  input_ring_->Dequeue(nullptr, static_cast<int>(input_period_bytes_));
-  output_ring_->FadableEnqueue(output_period, static_cast<int>(output_period_bytes_));
+unsigned AudioProcessSequencer::WaitingFrames() const {
+  return static_cast<unsigned>(input_ring_->Size()) / (input_channels_ * unsigned{sizeof(float)});
 }
 
-// One interleaved period from `in` through the chain to `out`.
-void AudioProcessSequencer::ProcessPeriod(const float* in, float* out) {
-  processed_frames_ += period_frames_;
-  const int frames = static_cast<int>(period_frames_);
-  float* buffers[2] = {work_[0].get(), work_[1].get()};
-  MatrixConversion::ToPlanar(buffers[0], in, frames, static_cast<int>(input_channels_),
+// One period, made of the `waiting` frames that the input ring holds and of what is
+// missing, from `in`, to the output ring. The input ring is empty afterwards and begins
+// anew, so what it holds never wraps; neither do the output ring's whole periods, which
+// divide its capacity. Both are converted where they lie.
+void AudioProcessSequencer::ProcessPeriodToRing(unsigned waiting, const float* in) {
+  TakeInput(0, reinterpret_cast<const float*>(input_ring_->read_position()), waiting);
+  TakeInput(waiting, in, period_frames_ - waiting);
+  input_ring_->Dequeue(nullptr, input_ring_->Size());
+  char* const period = output_ring_->write_position();
+  RunChain(reinterpret_cast<float*>(period));
+  output_ring_->FadableEnqueue(period, static_cast<int>(output_period_bytes_));
+}
+
+// Makes `frames` interleaved frames planar, as the frames from `first` on of the period
+// that RunChain processes.
+void AudioProcessSequencer::TakeInput(unsigned first, const float* in, unsigned frames) {
+  MatrixConversion::ToPlanes(work_[0].get() + first, static_cast<int>(period_frames_), in,
+                             static_cast<int>(frames), static_cast<int>(input_channels_),
                              GetSwapTable(input_channels_));
+}
+
+// Runs the chain over the period in the first work buffer; `out` is interleaved.
+void AudioProcessSequencer::RunChain(float* out) {
+  processed_frames_ += period_frames_;
+  float* buffers[2] = {work_[0].get(), work_[1].get()};
   const int result = invokeProcessorChain(buffers, 0, period_frames_);
-  MatrixConversion::ToInterleave(out, buffers[result], frames, static_cast<int>(output_channels_),
-                                 nullptr);
+  MatrixConversion::ToInterleave(out, buffers[result], static_cast<int>(period_frames_),
+                                 static_cast<int>(output_channels_), nullptr);
 }
 
 int AudioProcessSequencer::invokeProcessorChain(float** buffers, int first, unsigned frames) {

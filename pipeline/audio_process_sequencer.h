@@ -76,8 +76,10 @@ class AudioProcessSequencer {
   void StopPcmDump();
 
  private:
-  void ProcessPeriod(const float* in, float* out);
-  void ProcessQueuedPeriod();
+  unsigned WaitingFrames() const;
+  void TakeInput(unsigned first, const float* in, unsigned frames);
+  void RunChain(float* out);
+  void ProcessPeriodToRing(unsigned waiting, const float* in);
   bool ProcessBuffered(const float* in, float* out, unsigned frames);
 
   std::list<AudioProcessor*>* chain_ = nullptr;  // not owned

@@ -1,5 +1,6 @@
 #include "pipeline/matrix_conversion.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace kelda {
@@ -30,16 +31,16 @@ void StereoToInterleave(float* __restrict interleaved, const float* __restrict l
 
 }  // namespace
 
-void MatrixConversion::ToPlanar(float* planar, const float* interleaved, int frames, int channels,
-                                const int* table) {
+void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* interleaved,
+                                int frames, int channels, const int* table) {
   if (frames < 1 || channels < 1) return;
-  AbortUnlessIndexable(frames, channels);
+  AbortUnlessIndexable(std::max(frames, plane_frames), channels);
   if (channels == 2 && table == nullptr) {
-    StereoToPlanar(planar, planar + frames, interleaved, frames);
+    StereoToPlanar(planar, planar + plane_frames, interleaved, frames);
     return;
   }
   for (int c = 0; c < channels; ++c) {
-    float* __restrict plane = planar + (table != nullptr ? table[c] : c) * frames;
+    float* __restrict plane = planar + (table != nullptr ? table[c] : c) * plane_frames;
     const float* __restrict slot = interleaved + c;
     for (int f = 0; f < frames; ++f) plane[f] = slot[f * channels];
   }

@@ -17,7 +17,13 @@ class MatrixConversion {
  public:
   // Channel c of the interleaved block becomes plane table[c].
   static void ToPlanar(float* planar, const float* interleaved, int frames, int channels,
-                       const int* table);
+                       const int* table) {
+    ToPlanes(planar, frames, interleaved, frames, channels, table);
+  }
+  // The same into a part of longer planes, which are `plane_frames` apart; `planar` is
+  // the place of the first frame in plane 0.
+  static void ToPlanes(float* planar, int plane_frames, const float* interleaved, int frames,
+                       int channels, const int* table);
   // Plane c becomes channel table[c] of the interleaved block.
   static void ToInterleave(float* interleaved, const float* planar, int frames, int channels,
                            const int* table);

@@ -48,10 +48,8 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   unsigned out_frames = 0;
   virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);
   // The planes of `out` are `frames` apart, whatever was upmixed of them.
-  for (unsigned f = 0; f < upmixed_frames; ++f) {
-    out[f] = stereo_scratch_[std::size_t{2} * f];
-    out[frames + f] = stereo_scratch_[std::size_t{2} * f + 1];
-  }
+  MatrixConversion::ToPlanes(out, static_cast<int>(frames), stereo_scratch_.data(),
+                             static_cast<int>(upmixed_frames), 2, nullptr);
   return true;
 }
 
