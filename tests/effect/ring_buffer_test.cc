@@ -169,28 +169,5 @@ TEST_F(FadableRingBufferTest, ANewRequestRestartsAndInitCancels) {
   EXPECT_EQ(Dequeue(&ring), in);
 }
 
-TEST_F(FadableRingBufferTest, FadeOutArmsNothingAndPrevFrameWraps) {
-  FadableRingBuffer ring(2, 10 * kFrame, 0);
-  auto block = test::Ramp(4);
-  Enqueue(&ring, &block);
-  ring.FadeOut(0);
-  ring.FadeOut(2);
-  Enqueue(&ring, &block);
-  const auto out = Dequeue(&ring);
-  const std::vector<float> expected = {
-      1, -1, 2, -2, 3 * FadeOutGain(1, 2), -3 * FadeOutGain(1, 2), 0, 0, 1, -1, 2, -2,
-      3, -3, 4, -4};
-  EXPECT_EQ(out, expected);
-
-  struct Probe : FadableRingBuffer {
-    using FadableRingBuffer::FadableRingBuffer;
-    float* FirstFrame() const { return reinterpret_cast<float*>(begin()); }
-  };
-  Probe probe(2, 10 * kFrame, 0);
-  float* const first = probe.FirstFrame();
-  EXPECT_EQ(probe.PrevFrame(first + 2), first);
-  EXPECT_EQ(probe.PrevFrame(first), first + 18);
-}
-
 }  // namespace
 }  // namespace kelda

@@ -157,13 +157,5 @@ TEST(SequencerTest, RebindingDropsWhatWasQueuedButKeepsTheCounters) {
   EXPECT_EQ(report, head + head + "      [ ] x   : ten\n");
 }
 
-TEST(SequencerTest, CountersAndCallsBeforeBindingAreHarmless) {
-  AudioProcessSequencer sequencer;
-  sequencer.FlushWorkBuffer();
-  sequencer.StopPcmDump();
-  sequencer.RequestFadeInOut();
-  sequencer.DestoryWorkBuffer();
-}
-
 }  // namespace
 }  // namespace kelda
