@@ -84,6 +84,9 @@ TEST(AndroidBp, InstallsWhereTheFrameworkLooks) {
   EXPECT_NE(defaults.find("\n    compile_multilib: \"both\","), std::string::npos);
   EXPECT_EQ(List("libkelupmix", "shared_libs"), (Files{"libcutils", "liblog", "libupmix-lib"}));
   EXPECT_EQ((effect + defaults + Module("libupmix-lib")).find("-ffast-math"), std::string::npos);
+  // Counters wrap on purpose: the check of unsigned overflow would end the service.
+  EXPECT_EQ(Blueprint().find("integer_overflow:"), std::string::npos);
+  EXPECT_EQ(Blueprint().find("\"unsigned-integer-overflow\""), std::string::npos);
   for (const std::string& file : List("libkelupmix", "init_rc")) {
     EXPECT_NE(ProjectFile(file), "") << file;
   }
