@@ -173,7 +173,7 @@ TEST_F(Capture, FindsClipping) {
   samples[2 * 40000] = 1.0F;  // full scale, once, is none
   const json found = Examine(Bytes(samples), "--channels 2");
   EXPECT_EQ(10, found["channels"][0]["beyond_full_scale"]);
-  const json clipping = found["clipping"];
+  const json& clipping = found["clipping"];
   ASSERT_EQ(2, clipping["count"]);
   EXPECT_EQ(5000, clipping["events"][0]["frame"]);
   EXPECT_EQ(10, clipping["events"][0]["frames"]);
