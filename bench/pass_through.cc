@@ -5,20 +5,20 @@
 #include <cutils/properties.h>
 #include <hardware/audio_effect.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
+#include "bench/against_copy.h"
 #include "pipeline/cache_aligned.h"
 
 extern "C" audio_effect_library_t AELI;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using kelda::bench::Median;
+using kelda::bench::Time;
 
 constexpr audio_uuid_t kUuid = {
     0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
@@ -32,20 +32,6 @@ effect_handle_t CreateEnabled() {
   uint32_t status_size = sizeof(status);
   (*effect)->command(effect, EFFECT_CMD_ENABLE, 0, nullptr, &status_size, &status);
   return effect;
-}
-
-// Seconds that `batch` calls of `call` take.
-template <typename Call>
-double Time(int batch, Call call) {
-  const Clock::time_point start = Clock::now();
-  for (int i = 0; i < batch; ++i) call();
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 // Arguments: frames a host block; whether input and output are the same buffer, as
