@@ -83,6 +83,7 @@ void AudioProcessSequencer::SetParameters(const ParameterMap& params) {
 }
 
 bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames) {
+  if (frames == 0) return true;  // the buffers may be null then
   input_frames_ += frames;
   bool delivered = true;
   if (frames == period_frames_) {

@@ -79,9 +79,7 @@ void CheckStream(const Script& script, const std::vector<unsigned>& sizes, bool 
       if (!silent) delivered_frames += slice;
       expect_all = expect_all && !silent;
     }
-    if (frames > 0) {
-      ASSERT_EQ(delivered, expect_all) << "block of " << frames;
-    }
+    ASSERT_EQ(delivered, expect_all) << "block of " << frames;
   }
   std::string report;
   stream.sequencer.Dumpsys(&report);
