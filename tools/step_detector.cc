@@ -35,6 +35,11 @@ std::optional<Step> StepDetector::Judge() {
   if (difference < kSmallest || difference < kFactor * around || middle - last_step_ < kGuard) {
     return std::nullopt;
   }
+  // A step goes and stays: the next difference takes it back. Of a mere bend, as at the
+  // sudden start of a tone, there is no such difference.
+  if (At(middle + 1).difference * At(middle).difference > -0.5 * difference * difference) {
+    return std::nullopt;
+  }
   last_step_ = middle;
   return Step{middle, At(middle).sample - At(middle - 1).sample};
 }

@@ -19,7 +19,8 @@ struct Step {
 //   kWindow frames   kGuard      step      kGuard   kWindow frames
 //   ---- before ---|---------|-----x-----|--------|---- after ----
 //
-// A step is reported if |d| is kFactor times the RMS of d before it and behind it. The
+// A step is reported if |d| is kFactor times the RMS of d before it and behind it, and the
+// next d is its opposite. The
 // attack of a drum is no step: what follows it is as rough as the attack. Noise does not
 // reach the factor (8 standard deviations).
 class StepDetector {

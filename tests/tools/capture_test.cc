@@ -11,6 +11,7 @@
 
 #include "tests/tools/audio_files.h"
 #include "tests/tools/program.h"
+#include "tools/step_detector.h"
 
 namespace kelda::tools {
 namespace {
@@ -262,6 +263,35 @@ TEST_F(Capture, ListsForAReader) {
         "784 frames into a period", "  and 1 more\n", "Clipping: none"}) {
     EXPECT_NE(std::string::npos, result.out.find(text)) << text << "\n" << result.out;
   }
+}
+
+TEST(StepDetector, TellsStepsFromSound) {
+  const auto steps = [](auto signal) {
+    StepDetector detector;
+    std::vector<int64_t> frames;
+    for (int i = 0; i < 4800; ++i) {
+      if (const auto step = detector.Add(signal(i))) {
+        frames.push_back(step->frame);
+      }
+    }
+    for (int i = 0; i < StepDetector::kFlushFrames; ++i) {
+      if (const auto step = detector.Flush()) {
+        frames.push_back(step->frame);
+      }
+    }
+    return frames;
+  };
+  const auto tone = [](int i) { return 0.5 * std::sin(0.05 * i + 1); };
+  EXPECT_EQ((std::vector<int64_t>{}), steps(tone));
+  EXPECT_EQ((std::vector<int64_t>{2000, 4790}),
+            steps([&](int i) { return i >= 2000 && i < 4790 ? 0 : tone(i); }));
+  EXPECT_EQ((std::vector<int64_t>{}),
+            steps([&](int i) { return i < 2000 ? 0 : std::sin(0.05 * (i - 2000)) * 0.5; }));
+  EXPECT_EQ((std::vector<int64_t>{3000}),
+            steps([&](int i) { return tone(i) + (i >= 3000 ? 0.05 : 0); }));
+  // One absurd sample, and a step long after it.
+  EXPECT_EQ((std::vector<int64_t>{300, 3000}),
+            steps([&](int i) { return i == 300 ? 1e30 : tone(i) + (i >= 3000 ? 0.05 : 0); }));
 }
 
 }  // namespace
