@@ -48,7 +48,7 @@ void AddTuneHrtfCommand(CLI::App* tune) {
       ->type_name("ROOM.toml");
   command->add_option("--taps", options.taps, "Length of each response, 64 to 1024 (256)")
       ->type_name("COUNT")
-      ->check(CLI::Range(kMinHrirTaps, static_cast<int>(upmix_lib::kMaxHrirTaps)));
+      ->check(CLI::Range(kMinHrirTaps, kMaxFreeFieldTaps));
   command->add_flag("--symmetric", options.symmetric,
                     "Make the left and the right half of the head alike");
   command

@@ -1,6 +1,7 @@
 #include "tools/equalizer_response.h"
 
 #include <cmath>
+#include <limits>
 
 namespace kelda::tools {
 
@@ -20,13 +21,15 @@ double EqualizerResponse::GainDb(double freq_hz) const {
 }
 
 EqualizerResponse::Peak EqualizerResponse::FindPeak() const {
-  Peak peak{0, -INFINITY};
+  Peak peak{0, -std::numeric_limits<double>::infinity()};
   const auto look_at = [&](double freq_hz) {
     if (const double gain_db = GainDb(freq_hz); gain_db > peak.gain_db) peak = {freq_hz, gain_db};
   };
   constexpr double kLowest_hz = 10, kHighest_hz = 24000;
-  const double step = std::exp2(1.0 / 96);
-  for (double freq_hz = kLowest_hz; freq_hz < kHighest_hz; freq_hz *= step) look_at(freq_hz);
+  constexpr int kSteps = 1100;  // 98 an octave
+  for (int step = 0; step < kSteps; ++step) {
+    look_at(kLowest_hz * std::pow(kHighest_hz / kLowest_hz, double(step) / kSteps));
+  }
   look_at(kHighest_hz);
   // Bells may be narrower than the steps, and points of a curve anywhere.
   for (const upmix_lib::EqualizerBand& band : text_.bands) look_at(band.freq_hz);

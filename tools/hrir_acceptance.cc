@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <span>
 
@@ -21,12 +20,10 @@ constexpr std::array<const char*, kPlanes> kNames = {"FL", "FR", "FC", "SL", "SR
 constexpr std::array<int, kPlanes> kMirrored = {1, 0, 2, 4, 3, 6, 5};
 constexpr std::size_t kFftSize = 4096;
 
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
+template <typename... Values>
+std::string Format(const char* format, Values... values) {
   char text[512];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
+  std::snprintf(text, sizeof(text), format, values...);
   return text;
 }
 
@@ -76,14 +73,7 @@ class Gains {
   std::vector<Power> gains_db_;  // [plane][ear]
 };
 
-double Delay_us(const HrirPlaneOrigin& origin, std::size_t ear) {
-  return 1e6 * origin.delay_s[ear];
-}
-
-// How much later the right ear hears it.
-double Interaural_us(const HrirPlaneOrigin& origin) {
-  return Delay_us(origin, 1) - Delay_us(origin, 0);
-}
+double Interaural_us(const HrirPlaneOrigin& origin) { return 1e6 * origin.interaural_s; }
 
 void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
                 FileProblems* problems) {
@@ -145,16 +135,16 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
   text += Format("responses       %u x 2 of %d taps at %u Hz\n\n", kPlanes, set.taps,
                  upmix_lib::kSampleRateHz);
   text +=
-      "speaker  azimuth  made of  nearest  farthest   peak gain, dB    delay, us     cut off, dB\n"
-      "             deg              deg       deg     left   right   left right    left   right\n";
-  double worst_db = 0, worst_us = 0, longest_us = 0, shortest_us = 1e9, peak_db = -INFINITY;
+      "speaker  azimuth  made of  nearest  farthest   peak gain, dB   right ear     cut off, dB\n"
+      "             deg              deg       deg     left   right   later, us    left   right\n";
+  double worst_db = 0, worst_us = 0, longest_us = 0, shortest_us = 1e9, peak_db = -1000;
   for (std::size_t p = 0; p < kPlanes; ++p) {
     const HrirPlaneOrigin& origin = design.origins[p];
-    text += Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %5.0f %5.0f  %6.0f  %6.0f\n",
-                   kNames[p], double{set.directions[p].azimuth_deg}, origin.measurements,
-                   origin.nearest_deg, origin.farthest_deg, gains.Peak_db(p, 0),
-                   gains.Peak_db(p, 1), Delay_us(origin, 0), Delay_us(origin, 1),
-                   Decibels(origin.lost[0]), Decibels(origin.lost[1]));
+    text +=
+        Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n", kNames[p],
+               double{set.directions[p].azimuth_deg}, origin.measurements, origin.nearest_deg,
+               origin.farthest_deg, gains.Peak_db(p, 0), gains.Peak_db(p, 1), Interaural_us(origin),
+               Decibels(origin.lost[0]), Decibels(origin.lost[1]));
     worst_db = std::max(worst_db, gains.Asymmetry_db(p));
     const HrirPlaneOrigin& mirrored = design.origins[static_cast<std::size_t>(kMirrored[p])];
     worst_us = std::max(worst_us, std::abs(Interaural_us(origin) + Interaural_us(mirrored)));

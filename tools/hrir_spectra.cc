@@ -15,14 +15,6 @@ using upmix_lib::kSampleRateHz;
 
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 
-// Falls to -60 dB between 20 kHz and half of the sampling rate: what a delay by a part of
-// a frame would do to frequencies there rings for long.
-double Taper(double freq_hz) {
-  constexpr double kFrom_hz = 20000.0, kTo_hz = 0.5 * kSampleRateHz, kDepth_db = 60.0;
-  const double part = std::clamp((freq_hz - kFrom_hz) / (kTo_hz - kFrom_hz), 0.0, 1.0);
-  return std::pow(10.0, -0.1 * kDepth_db * (0.5 - 0.5 * std::cos(std::numbers::pi * part)));
-}
-
 }  // namespace
 
 Power Smoothed(const Power& power) {
@@ -39,42 +31,33 @@ Power Smoothed(const Power& power) {
   return smooth;
 }
 
-double PureDelay_s(const SpectrumAnalysis& analysis, std::span<const float> taps,
-                   double sample_rate_hz) {
-  constexpr double kLow_hz = 200.0, kHigh_hz = 3000.0;
-  const Spectrum measured = analysis.Forward(std::vector<double>(taps.begin(), taps.end()));
-  Power power(measured.size());
-  std::transform(measured.begin(), measured.end(), power.begin(),
-                 [](std::complex<double> x) { return std::max(std::norm(x), 1e-30); });
-  const Spectrum minimum = analysis.MinimumPhase(power);
-  const double bin_hz = sample_rate_hz / static_cast<double>(analysis.size());
-  const auto correlation = [&](double delay) {
+double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz) {
+  constexpr double kLow_hz = 200.0, kHigh_hz = 1500.0, kStep_s = 10e-6;
+  std::vector<std::complex<double>> phases;
+  const auto first = static_cast<std::size_t>(kLow_hz / bin_hz) + 1;
+  for (std::size_t k = first; static_cast<double>(k) * bin_hz <= kHigh_hz; ++k) {
+    phases.push_back(std::polar(1.0, std::arg(right[k] * std::conj(left[k]))));
+  }
+  const auto correlation = [&](double lag_s) {
     double sum = 0.0;
-    for (auto k = static_cast<std::size_t>(kLow_hz / bin_hz) + 1;
-         static_cast<double>(k) * bin_hz <= kHigh_hz; ++k) {
-      const std::complex<double> cross = measured[k] * std::conj(minimum[k]);
-      const double angle =
-          kTwoPi * static_cast<double>(k) * delay / static_cast<double>(analysis.size());
-      sum += std::cos(std::arg(cross) + angle);
+    for (std::size_t i = 0; i < phases.size(); ++i) {
+      const double freq_hz = static_cast<double>(first + i) * bin_hz;
+      sum += (phases[i] * std::polar(1.0, kTwoPi * freq_hz * lag_s)).real();
     }
     return sum;
   };
-  // The delay ends near the largest tap; the search goes on for 0.7 ms.
-  const auto largest = std::max_element(
-      taps.begin(), taps.end(), [](float a, float b) { return std::fabs(a) < std::fabs(b); });
-  double peak = 0.0, peak_correlation = 0.0;
-  const std::ptrdiff_t last = largest - taps.begin() + std::lround(0.0007 * sample_rate_hz);
-  for (std::ptrdiff_t delay = 0; delay <= last; ++delay) {
-    if (const double c = correlation(static_cast<double>(delay)); c > peak_correlation) {
-      peak_correlation = c;
-      peak = static_cast<double>(delay);
+  double peak_s = 0.0, peak = correlation(0.0);
+  constexpr int kSteps = static_cast<int>(kMaxLag_s / kStep_s);
+  for (int step = -kSteps; step <= kSteps; ++step) {
+    if (const double c = correlation(step * kStep_s); c > peak) {
+      peak = c;
+      peak_s = step * kStep_s;
     }
   }
-  // Band-limited to 3 kHz, the peak is a parabola across a sample on either side.
-  const double before = correlation(peak - 1.0), after = correlation(peak + 1.0);
-  const double bend = before - 2.0 * peak_correlation + after;
-  const double offset = bend < 0 ? std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0;
-  return (peak + offset) / sample_rate_hz;
+  // Band-limited to 1.5 kHz, the peak is a parabola across a step on either side.
+  const double before = correlation(peak_s - kStep_s), after = correlation(peak_s + kStep_s);
+  const double bend = before - 2.0 * peak + after;
+  return peak_s + (bend < 0 ? kStep_s * std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0);
 }
 
 Power Equalized(const Power& power, const Power& diffuse, const SpectrumAnalysis& measured,
@@ -111,20 +94,28 @@ void TameColour(double share, Power* one_ear, Power* other_ear) {
   }
 }
 
-CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Power& power, double delay_s,
-                 std::size_t count) {
-  Power tapered = power;
-  for (std::size_t k = 0; k < tapered.size(); ++k) {
-    tapered[k] *=
-        Taper(static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size()));
-  }
-  Spectrum spectrum = tapped.MinimumPhase(tapered);
-  for (std::size_t k = 0; k < spectrum.size(); ++k) {
+Spectrum SoftMinimumPhase(const SpectrumAnalysis& tapped, const Power& power) {
+  constexpr double kFrom_hz = 20000.0, kTo_hz = 0.5 * kSampleRateHz, kDepth_db = 60.0;
+  Power softened = power;
+  for (std::size_t k = 0; k < softened.size(); ++k) {
     const double freq_hz =
         static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
-    spectrum[k] *= std::polar(std::numbers::sqrt2 / 2.0, -kTwoPi * freq_hz * delay_s);
+    const double part = std::clamp((freq_hz - kFrom_hz) / (kTo_hz - kFrom_hz), 0.0, 1.0);
+    const double fall_db = kDepth_db * (0.5 - 0.5 * std::cos(std::numbers::pi * part));
+    softened[k] *= std::pow(10.0, -0.1 * fall_db);
   }
-  const std::vector<double> whole = tapped.Inverse(spectrum);
+  return tapped.MinimumPhase(softened);
+}
+
+CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, double delay_s,
+                 std::size_t count) {
+  Spectrum late = spectrum;
+  for (std::size_t k = 0; k < late.size(); ++k) {
+    const double freq_hz =
+        static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
+    late[k] *= std::polar(std::numbers::sqrt2 / 2.0, -kTwoPi * freq_hz * delay_s);
+  }
+  const std::vector<double> whole = tapped.Inverse(late);
   const std::size_t fade = count / 8;
   CutTaps cut{std::vector<float>(count), 0};
   double energy = 0, kept = 0;

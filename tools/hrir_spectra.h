@@ -15,11 +15,12 @@ namespace kelda::tools {
 // than that are too fine for the ear's filters.
 Power Smoothed(const Power& power);
 
-// How much later than its minimum-phase part a response comes, in seconds: the peak of
-// their cross-correlation, over the frequencies at which the ear uses the delay (Nam et
-// al., "On the minimum-phase nature of head-related transfer functions", 2008).
-double PureDelay_s(const SpectrumAnalysis& analysis, std::span<const float> taps,
-                   double sample_rate_hz);
+// How much later `right` comes than `left`, in seconds, at most kMaxLag_s either way: the
+// peak of the cross-correlation of their phases below 1.5 kHz, where the delay between the
+// ears rules localisation (Wightman and Kistler, "The dominant role of low-frequency
+// interaural time differences in sound localization", 1992).
+inline constexpr double kMaxLag_s = 0.002;
+double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz);
 
 // Equalises `power` by `diffuse`, both of `measured` bins at `sample_rate_hz`, and brings
 // it to the bins of `tapped` at 48 kHz. Outside the range in which loudspeaker and
@@ -39,9 +40,14 @@ struct CutTaps {
   double lost;  // share of the response's energy that the cut took off
 };
 
-// Minimum-phase taps of `power`, `delay_s` late, cut to `count` with a fade over the last
+// The minimum-phase spectrum of `power`, which is made to fall by 60 dB from 20 kHz to half
+// of the sampling rate: what a delay by a part of a frame does to frequencies there would
+// ring for long.
+Spectrum SoftMinimumPhase(const SpectrumAnalysis& tapped, const Power& power);
+
+// The response of `spectrum`, `delay_s` late, cut to `count` taps with a fade over the last
 // eighth.
-CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Power& power, double delay_s,
+CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, double delay_s,
                  std::size_t count);
 
 }  // namespace kelda::tools

@@ -114,12 +114,15 @@ double Distance_deg(const HrirPlane& a, const HrirPlane& b) {
 std::vector<WeightedMeasurement> MeasurementsAt(std::span<const HrirPlane> measured,
                                                 const HrirPlane& direction) {
   constexpr std::size_t kMaxCandidates = 48;
+  constexpr double kRounding_deg = 1e-4;  // positions are floats
   const Vector target = UnitVector(direction);
   std::vector<Candidate> candidates;
   for (std::size_t m = 0; m < measured.size(); ++m) {
     const Vector at = UnitVector(measured[m]);
     const double distance_deg = Angle_deg(at, target);
-    if (distance_deg <= kFarthestNeighbour_deg) candidates.push_back({m, at, distance_deg});
+    if (distance_deg <= kFarthestNeighbour_deg + kRounding_deg) {
+      candidates.push_back({m, at, distance_deg});
+    }
   }
   std::stable_sort(
       candidates.begin(), candidates.end(),

@@ -33,17 +33,15 @@ void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
     if (key != set.meanings[i].key) continue;
     const ParameterField& field = set.fields[i];
     const std::string allowed = FormatRange(field, set.meanings[i]);
-    const std::string what = std::string(key) + " is ";
-    if (!node.is_number()) {
-      problems->Add(LineOf(node), what + "not a number (" + Shown(node) + ", " + allowed + ")");
-      return;
-    }
+    const auto refuse = [&](const char* why) {
+      std::string what(key);
+      what.append(" is ").append(why).append(" (").append(Shown(node)).append(", ");
+      problems->Add(LineOf(node), what + allowed + ")");
+    };
+    if (!node.is_number()) return refuse("not a number");
     // As a float, which the file holds: so a limit that is none in binary can be reached.
-    const auto value = static_cast<float>(*node.value<double>());
-    if (!(value >= field.min && value <= field.max)) {
-      problems->Add(LineOf(node), what + "out of range (" + Shown(node) + ", " + allowed + ")");
-      return;
-    }
+    const auto value = static_cast<float>(NumberOf(node));
+    if (!(value >= field.min && value <= field.max)) return refuse("out of range");
     WriteParameter(parameters, field, value);
     return;
   }

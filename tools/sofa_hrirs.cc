@@ -28,10 +28,10 @@ std::size_t MeasuredFftSize(const MeasuredEars& sofa) {
   return std::bit_ceil(std::max(as_narrow, 2 * sofa.taps));
 }
 
-// What a direction has at one ear, before it is equalised.
+// What a direction has, before it is equalised.
 struct Measured {
-  Power power;
-  double delay_s;
+  Power power[kEars];
+  double interaural_s;  // how much later the right ear hears it
 };
 
 class Designer {
@@ -94,55 +94,65 @@ class Designer {
     throw FileFailure(name_ + ": " + text);
   }
 
-  Measured At(const std::vector<WeightedMeasurement>& measurements, std::size_t ear) const {
-    Measured at{Power(measured_.bins()), 0};
+  Measured At(const std::vector<WeightedMeasurement>& measurements) const {
+    const double bin_hz = sofa_.sample_rate_hz / static_cast<double>(measured_.size());
+    Measured at{{Power(measured_.bins()), Power(measured_.bins())}, 0};
     for (const WeightedMeasurement& m : measurements) {
-      const auto taps = sofa_.response(m.index, ear);
-      const Power power = measured_.PowerOf(taps);
-      for (std::size_t k = 0; k < power.size(); ++k) at.power[k] += m.weight * power[k];
-      at.delay_s += m.weight * (sofa_.delay_s(m.index, ear) +
-                                PureDelay_s(measured_, taps, sofa_.sample_rate_hz));
+      Spectrum spectra[kEars];
+      for (std::size_t ear = 0; ear < kEars; ++ear) {
+        const auto taps = sofa_.response(m.index, ear);
+        spectra[ear] = measured_.Forward(std::vector<double>(taps.begin(), taps.end()));
+        for (std::size_t k = 0; k < spectra[ear].size(); ++k) {
+          at.power[ear][k] += m.weight * std::norm(spectra[ear][k]);
+        }
+      }
+      at.interaural_s += m.weight * (sofa_.delay_s(m.index, 1) - sofa_.delay_s(m.index, 0) +
+                                     Lag_s(spectra[0], spectra[1], bin_hz));
     }
     return at;
   }
 
-  // The mean of a direction's ear and the other ear of the mirrored direction.
-  static Measured Mean(const Measured& a, const Measured& b) {
+  // The mean of a direction and the mirrored one, whose ears are exchanged.
+  static Measured Mean(const Measured& a, const Measured& mirrored) {
     Measured mean = a;
-    for (std::size_t k = 0; k < mean.power.size(); ++k) {
-      mean.power[k] = 0.5 * (a.power[k] + b.power[k]);
+    for (std::size_t ear = 0; ear < kEars; ++ear) {
+      for (std::size_t k = 0; k < mean.power[ear].size(); ++k) {
+        mean.power[ear][k] = 0.5 * (a.power[ear][k] + mirrored.power[1 - ear][k]);
+      }
     }
-    mean.delay_s = 0.5 * (a.delay_s + b.delay_s);
+    mean.interaural_s = 0.5 * (a.interaural_s - mirrored.interaural_s);
     return mean;
   }
 
   // Adds the taps of the left and of the right ear to `responses`.
   HrirPlaneOrigin AddPlane(const HrirPlane& direction, std::vector<float>* responses) const {
     const auto here = Near(direction);
-    HrirPlaneOrigin origin{static_cast<int>(here.size()), 360, 0, {}, {}};
+    Measured measured = At(here);
+    if (options_.symmetric) {
+      measured = Mean(measured, At(Near({-direction.azimuth_deg, direction.elevation_deg})));
+    }
+    Power powers[kEars];
+    for (std::size_t ear = 0; ear < kEars; ++ear) {
+      powers[ear] = Equalized(Smoothed(measured.power[ear]), diffuse_, measured_,
+                              sofa_.sample_rate_hz, tapped_);
+    }
+    TameColour(options_.colour_removed, &powers[0], &powers[1]);
+    const Spectrum spectra[kEars] = {SoftMinimumPhase(tapped_, powers[0]),
+                                     SoftMinimumPhase(tapped_, powers[1])};
+
+    HrirPlaneOrigin origin{static_cast<int>(here.size()), 360, 0, measured.interaural_s, {}};
     for (const WeightedMeasurement& m : here) {
       origin.nearest_deg = std::min(origin.nearest_deg, m.distance_deg);
       origin.farthest_deg = std::max(origin.farthest_deg, m.distance_deg);
     }
-    Measured ears[kEars] = {At(here, 0), At(here, 1)};
-    if (options_.symmetric) {
-      const auto mirrored = Near({-direction.azimuth_deg, direction.elevation_deg});
-      ears[0] = Mean(ears[0], At(mirrored, 1));
-      ears[1] = Mean(ears[1], At(mirrored, 0));
-      // Measured apart, each from its own loudspeaker position: only differences count.
-      if (direction.azimuth_deg == 0.0f) ears[0].delay_s = ears[1].delay_s;
-    }
-    Power powers[kEars];
+    // Minimum phases of different magnitudes have a delay between them already.
+    const double right_later_s =
+        measured.interaural_s -
+        Lag_s(spectra[0], spectra[1], double{kSampleRateHz} / static_cast<double>(tapped_.size()));
+    const double delays_s[kEars] = {std::max(0.0, -right_later_s), std::max(0.0, right_later_s)};
     for (std::size_t ear = 0; ear < kEars; ++ear) {
-      powers[ear] =
-          Equalized(Smoothed(ears[ear].power), diffuse_, measured_, sofa_.sample_rate_hz, tapped_);
-    }
-    TameColour(options_.colour_removed, &powers[0], &powers[1]);
-    const double earlier_s = std::min(ears[0].delay_s, ears[1].delay_s);
-    for (std::size_t ear = 0; ear < kEars; ++ear) {
-      origin.delay_s[ear] = ears[ear].delay_s - earlier_s;
-      const CutTaps cut = MakeTaps(tapped_, powers[ear], origin.delay_s[ear],
-                                   static_cast<std::size_t>(options_.taps));
+      const CutTaps cut =
+          MakeTaps(tapped_, spectra[ear], delays_s[ear], static_cast<std::size_t>(options_.taps));
       origin.lost[ear] = cut.lost;
       responses->insert(responses->end(), cut.taps.begin(), cut.taps.end());
     }

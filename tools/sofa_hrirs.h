@@ -11,7 +11,8 @@
 
 namespace kelda::tools {
 
-inline constexpr int kMinHrirTaps = 64;  // to upmix_lib::kMaxHrirTaps
+// Of a free field; the library takes more, for rooms.
+inline constexpr int kMinHrirTaps = 64, kMaxFreeFieldTaps = 1024;
 inline constexpr int kDefaultHrirTaps = 256;
 
 struct HrirOptions {
@@ -28,8 +29,8 @@ struct HrirPlaneOrigin {
   int measurements;    // that it was made from, for one ear
   double nearest_deg;  // from its direction
   double farthest_deg;
-  double delay_s[upmix_lib::kEars];  // one of them 0
-  double lost[upmix_lib::kEars];     // share of the energy that was cut off
+  double interaural_s;            // how much later the right ear hears it
+  double lost[upmix_lib::kEars];  // share of the energy that was cut off
 };
 
 struct HrirDesign {
@@ -49,8 +50,9 @@ struct HrirDesign {
 //   1986).
 // - Minimum phase and one delay stand for the measured phase (Kistler and Wightman, "A
 //   model of head-related transfer functions based on principal components analysis and
-//   minimum-phase reconstruction", 1992). The nearer ear has no delay at all: the
-//   virtualizer adds no latency.
+//   minimum-phase reconstruction", 1992). The delay is such that the ears differ below
+//   1.5 kHz as they were measured. One ear has none at all: the virtualizer adds no
+//   latency.
 // - Between measurements the powers and the delays are interpolated, see MeasurementsAt.
 // - Level: the power of both ears together is that of the source, averaged over the
 //   sphere.

@@ -16,6 +16,9 @@ toml::table ReadToml(const std::filesystem::path& path);
 
 std::size_t LineOf(const toml::node& node);
 
+// The value of an integer or a float.
+double NumberOf(const toml::node& node);
+
 // A value as the user may have written it, for messages; "a table" and the like for what
 // has no short form.
 std::string Shown(const toml::node& node);

@@ -46,7 +46,7 @@ std::optional<double> TomlReader::Number(const char* key, double min, double max
     Refuse(key, "is not a number (" + Shown(*node) + ", " + allowed + ")");
     return std::nullopt;
   }
-  const double value = *node->value<double>();
+  const double value = NumberOf(*node);
   if (value >= min && value <= max) return value;
   Refuse(key, "is out of range (" + Shown(*node) + ", " + allowed + ")");
   return std::nullopt;

@@ -57,7 +57,7 @@ class ProjectReader {
       ears.room = Path(table->Text("room").value_or(""));
       HrirOptions& options = ears.options;
       options.taps = static_cast<int>(
-          table->Number("taps", kMinHrirTaps, upmix_lib::kMaxHrirTaps).value_or(kDefaultHrirTaps));
+          table->Number("taps", kMinHrirTaps, kMaxFreeFieldTaps).value_or(kDefaultHrirTaps));
       options.symmetric = table->Flag("symmetric").value_or(false);
       options.colour_removed = table->Number("less_colour", 0, 1).value_or(0);
       options.source = table->Text("source").value_or("");
