@@ -1,0 +1,122 @@
+// `kelda tune upmix`, `cinema`, `level`: parameters from presets.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "tests/tools/program.h"
+#include "tools/file_problems.h"
+#include "tools/parameter_sets.h"
+#include "tools/preset_toml.h"
+#include "upmix-lib/data_file.h"
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::ParameterField;
+
+class TunePreset : public testing::Test {
+ protected:
+  std::vector<std::byte> Read(const std::string& preset, const ParameterSet& set) {
+    folder_.Write("p.toml", preset);
+    return ReadPreset(folder_ / "p.toml", set);
+  }
+
+  std::string Refusal(const std::string& preset, const ParameterSet& set) {
+    try {
+      Read(preset, set);
+    } catch (const FileFailure& failure) {
+      std::string what = failure.what();
+      for (size_t at; (at = what.find(folder_ / "p.toml")) != std::string::npos;) {
+        what.erase(at, (folder_ / "p.toml").size());
+      }
+      return what;
+    }
+    return "nothing was refused";
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(TunePreset, TemplatesHoldTheDefaults) {
+  for (const ParameterSet& set : ParameterSets()) {
+    const std::string text = PresetTemplate(set);
+    EXPECT_EQ(DefaultPreset(set), Read(text, set)) << set.name;
+    std::string uncommented;
+    size_t keys = 0;
+    for (size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+      end = text.find('\n', at);
+      const std::string line = text.substr(at, end - at);
+      const bool is_key = line.size() > 1 && line[0] == '#' && line[1] != ' ';
+      if (is_key) uncommented += line.substr(1) + "\n";
+      keys += is_key ? 1 : 0;
+    }
+    EXPECT_EQ(set.meanings.size(), keys) << set.name;
+    EXPECT_EQ(DefaultPreset(set), Read(uncommented, set)) << set.name;
+  }
+}
+
+TEST_F(TunePreset, TakesEveryKeyToItsLimitsAndNoFurther) {
+  for (const ParameterSet& set : ParameterSets()) {
+    for (size_t i = 0; i < set.meanings.size(); ++i) {
+      const ParameterField& field = set.fields[i];
+      for (const float limit : {field.min, field.max}) {
+        const std::string key = std::string(field.name) + " = ";
+        const auto parameters = Read(key + FormatFloat(limit), set);
+        EXPECT_EQ(limit, ReadParameter(parameters, field)) << set.name << ", " << key;
+        EXPECT_EQ(upmix_lib::kOk, upmix_lib::CheckFields(parameters, set.fields));
+        if (set.kind != nullptr) {
+          EXPECT_EQ(upmix_lib::kOk, upmix_lib::CheckContainer(parameters, *set.kind));
+        }
+        const float beyond =
+            limit == field.min ? std::nextafter(limit, -1e9F) : std::nextafter(limit, 1e9F);
+        const std::string start = ":1: " + std::string(field.name) + " is out of range (";
+        EXPECT_EQ(0U, Refusal(key + FormatFloat(beyond), set).find(start)) << key << beyond;
+      }
+    }
+  }
+}
+
+TEST_F(TunePreset, NamesLineKeyValueAndRange) {
+  EXPECT_EQ(
+      ":1: target_lufs is out of range (-50, -36 to -8 LUFS)\n"
+      ":2: window_s is not a number (true, 3 to 60 s)\n"
+      ":3: strength is out of range (nan, 0 to 1)\n"
+      ":4: max_cut_db is not a number ('6 dB', 0 to 40 dB)\n"
+      ":5: max_boost_db is out of range (9223372036854775807, 0 to 24 dB)",
+      Refusal("target_lufs = -50\nwindow_s = true\nstrength = nan\nmax_cut_db = '6 dB'\n"
+              "max_boost_db = 9223372036854775807",
+              LevelParameterSet()));
+  EXPECT_EQ(0U, Refusal("\nvolume = 3", LevelParameterSet())
+                    .find(":2: unknown key 'volume' (3, known: target_lufs, strength, "));
+  EXPECT_EQ(0U, Refusal("[room]", RoomParameterSet()).find(":1: unknown key 'room' (a table, "));
+  EXPECT_EQ(0U, Refusal("\nwidth = [[", CinemaParameterSet()).find(":2: "));
+  EXPECT_EQ(0U, Refusal(std::string(100000, '['), CinemaParameterSet()).find(":1: "));
+  EXPECT_EQ(": too large (1048577 bytes, at most 1048576)",
+            Refusal(std::string((1 << 20) + 1, '#'), MusicParameterSet()));
+}
+
+TEST_F(TunePreset, WritesTheFileOfTheCommand) {
+  folder_.Write("p.toml", "output_gain_db = -3");
+  const struct {
+    const char* command;
+    const ParameterSet& set;
+    size_t field;
+  } kCases[] = {{"upmix", MusicParameterSet(), 11}, {"cinema", CinemaParameterSet(), 11}};
+  for (const auto& [command, set, field] : kCases) {
+    const ProgramResult result =
+        RunKelda({"tune", command, folder_ / "p.toml", "-o", folder_ / "out.bin"});
+    EXPECT_EQ(0, result.exit_code) << result.err;
+    std::vector<std::byte> file;
+    ASSERT_EQ(upmix_lib::kOk, upmix_lib::ReadDataFile(folder_ / "out.bin", *set.kind, file));
+    EXPECT_EQ(-3.0F, ReadParameter(file, set.fields[field]));
+  }
+  EXPECT_EQ(3, RunKelda({"tune", "level", folder_ / "p.toml", "-o", folder_ / "no"}).exit_code);
+  EXPECT_EQ(2, RunKelda({"tune", "level", folder_ / "p.toml"}).exit_code);
+  EXPECT_EQ(4, RunKelda({"tune", "upmix", folder_ / "p.toml", "-o", folder_ / "a/b"}).exit_code);
+  EXPECT_EQ(PresetTemplate(LevelParameterSet()), RunKelda({"tune", "level", "--template"}).out);
+  EXPECT_EQ((std::set<std::string>{"p.toml", "out.bin"}), folder_.Names());
+}
+
+}  // namespace
+}  // namespace kelda::tools
