@@ -7,6 +7,7 @@
 #include "tools/command_doctor.h"
 #include "tools/command_inspect.h"
 #include "tools/command_render.h"
+#include "tools/command_report.h"
 #include "tools/command_tune.h"
 #include "tools/failure.h"
 #include "tools/file_problems.h"
@@ -26,6 +27,7 @@ int Run(int argc, char** argv) {
   AddTuneCommand(&program);
   AddCaptureCommand(&program);
   AddInspectCommand(&program);
+  AddReportCommand(&program);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

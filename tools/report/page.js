@@ -1,0 +1,314 @@
+// Draws the report from the data in the page. Text from the tuning reaches the page as text
+// only, never as markup.
+"use strict";
+
+const data = JSON.parse(document.getElementById("data").textContent);
+const main = document.getElementById("main");
+const charts = [];
+
+// ---- Elements -----------------------------------------------------------------------
+
+function element(name, attributes, ...children) {
+  const made = document.createElement(name);
+  for (const [key, value] of Object.entries(attributes ?? {})) made.setAttribute(key, value);
+  made.append(...children.flat().filter((child) => child !== null && child !== undefined));
+  return made;
+}
+
+const paragraph = (...text) => element("p", {}, ...text);
+const soft = (...text) => element("p", { class: "soft" }, ...text);
+function decibel(value, digits = 1) {
+  if (value === null) return "none";
+  const text = Math.abs(value).toFixed(digits);
+  return `${+text === 0 ? "" : value > 0 ? "+" : "−"}${text} dB`;
+}
+const signed = (value) => String(value).replace("-", "−");
+const hertz = (value) => (value < 1000 ? `${Math.round(value)} Hz` : `${+(value / 1000).toPrecision(3)} kHz`);
+
+function table(caption, heads, rows) {
+  const isNumber = (column) => rows.length > 0 && rows.every((row) => /^[+−-]?[\d.]+( ?[a-zA-Zµ°]+)?$|^none$|^$/.test(String(row[column])));
+  const numeric = heads.map((_, column) => column > 0 && isNumber(column));
+  const cell = (name, column, content, more) =>
+    element(name, { ...(numeric[column] ? { class: "number" } : {}), ...more }, content ?? "");
+  const head = element("tr", {}, heads.map((content, i) => cell("th", i, content, { scope: "col" })));
+  const body = rows.map((row) => element("tr", {},
+    row.map((content, i) => (i === 0 ? cell("th", i, content, { scope: "row" }) : cell("td", i, content)))));
+  return element("div", {}, soft(caption),
+    element("div", { class: "scroll", tabindex: "0", role: "group", "aria-label": caption },
+      element("table", { "aria-label": caption }, element("thead", {}, head), element("tbody", {}, body))));
+}
+
+function section(id, title, ...children) {
+  main.append(element("section", { id, "aria-labelledby": `${id}-title` },
+    element("h2", { id: `${id}-title` }, title), ...children));
+}
+
+// ---- Pictures -----------------------------------------------------------------------
+
+const color = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
+
+const kFrequencyTicks = [20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000];
+const kTableHz = [31.5, 63, 125, 250, 500, 1000, 2000, 4000, 8000, 16000];
+
+const kAxes = {
+  hz: {
+    title: "Frequency", unit: hertz, tableAt: kTableHz,
+    scale: {
+      type: "logarithmic", min: 20, max: 20000,
+      afterBuildTicks: (axis) => { axis.ticks = kFrequencyTicks.map((value) => ({ value })); },
+      ticks: { callback: (value) => (value >= 1000 ? `${value / 1000}k` : `${value}`), maxRotation: 0, autoSkipPadding: 8 },
+    },
+  },
+  ms: {
+    title: "Time in ms", unit: (value) => `${+value.toFixed(2)} ms`, tableAt: null,
+    scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
+  },
+};
+
+function nearest(xs, x) {
+  let best = 0;
+  for (let i = 1; i < xs.length; ++i) if (Math.abs(xs[i] - x) < Math.abs(xs[best] - x)) best = i;
+  return best;
+}
+
+// A chart with its heading, its words for those who do not see it, and its values.
+//   of: what it is of, if the heading above says so to those who see it
+//   series: {name, x, y, color, dash, faint}; y may hold null where there is nothing
+function picture({ title, of, heading, axis, yTitle, series, words, yMin, yMax, tableAt, digits = 1, wide }) {
+  const kind = kAxes[axis];
+  const name = of ? `${of}: ${title}` : title;
+  const canvas = element("canvas", { role: "img", "aria-label": `${name}. ${words}` });
+  const shown = series.filter((one) => !one.faint);
+  const at = tableAt ?? kind.tableAt;
+  const inside = at.filter((x) => axis === "hz" || (x >= series[0].x[0] && x <= series[0].x.at(-1)));
+  const rows = inside.map((x) => [kind.unit(x), ...shown.map((one) => {
+    const y = one.y[nearest(one.x, x)];
+    return y === null ? "none" : y.toFixed(digits).replace("-", "−");
+  })]);
+  const figure = element("figure", wide ? { class: "wide" } : {},
+    element(heading ?? "h4", {}, title),
+    element("div", { class: "plot" }, canvas),
+    element("figcaption", {}, words),
+    element("details", {}, element("summary", {}, "Values as a table"),
+      table(`${name}, ${yTitle}`, [kind.title, ...shown.map((one) => one.name)], rows)));
+  charts.push({ canvas, kind, series, yTitle, yMin, yMax, digits });
+  return figure;
+}
+
+function dataset(one) {
+  return {
+    label: one.name, data: one.x.map((x, i) => ({ x, y: one.y[i] })),
+    borderColor: color(one.faint ? "faint" : one.color), backgroundColor: color(one.faint ? "faint" : one.color),
+    borderWidth: one.faint ? 1 : 1.75, borderDash: one.dash ? [6, 4] : [], pointRadius: 0, pointHitRadius: 8,
+    faint: one.faint,
+  };
+}
+
+function draw(entry) {
+  const { canvas, kind, series, yTitle, yMin, yMax, digits } = entry;
+  entry.chart?.destroy();
+  const grid = { color: color("grid") };
+  const text = { color: color("soft") };
+  entry.chart = new Chart(canvas, {
+    type: "line",
+    data: { datasets: series.map(dataset) },
+    options: {
+      animation: false, responsive: true, maintainAspectRatio: false, parsing: false, normalized: true,
+      interaction: { mode: "index", intersect: false },
+      scales: {
+        x: { min: series[0].x[0], max: series[0].x.at(-1), ...kind.scale, grid, ticks: { ...kind.scale.ticks, ...text }, title: { display: true, text: kind.title, ...text } },
+        y: { suggestedMin: yMin, suggestedMax: yMax, grid, ticks: text, title: { display: true, text: yTitle, ...text } },
+      },
+      plugins: {
+        legend: {
+          position: "bottom",
+          labels: { color: color("text"), boxWidth: 24, boxHeight: 1, filter: (item, chart) => !chart.datasets[item.datasetIndex].faint },
+        },
+        tooltip: {
+          filter: (item) => !item.dataset.faint,
+          callbacks: {
+            title: (items) => (items.length ? kind.unit(items[0].parsed.x) : ""),
+            label: (item) => `${item.dataset.label}: ${item.parsed.y.toFixed(digits)}`,
+          },
+        },
+      },
+    },
+  });
+}
+
+const extent = (series) => {
+  const values = series.flatMap((one) => one.y.filter((y) => y !== null));
+  return values.length ? [Math.min(...values), Math.max(...values)] : [0, 0];
+};
+const between = (series) => {
+  const [low, high] = extent(series);
+  return decibel(low) === decibel(high) ? decibel(low) : `${decibel(low)} to ${decibel(high)}`;
+};
+
+// ---- Sections -----------------------------------------------------------------------
+
+function header() {
+  const faulty = data.files.filter((file) => file.state === "faulty");
+  const missing = data.files.filter((file) => file.state === "missing");
+  const count = data.files.filter((file) => file.state === "ok").length;
+  document.title = `Tuning report: ${data.directory}`;
+  document.getElementById("header").append(
+    paragraph(element("strong", {}, data.directory), `: ${count} files in order, ${faulty.length} faulty, ${missing.length} missing.`),
+    soft(`Measured at 48 kHz with kelda ${data.version}, through the effect library itself.`),
+    ...data.problems.map((problem) => element("p", { class: "problem" }, problem)),
+    element("nav", { "aria-label": "Contents" }, element("ul", {},
+      [["files", "Files"], ["runs", "What runs"], ["equalizers", "Equalizers"], ["ears", "Ears"], ["chains", "Chains"], ["changes", "Mode changes"]]
+        .map(([id, title]) => element("li", {}, element("a", { href: `#${id}` }, title))))));
+}
+
+function files() {
+  section("files", "Files", table("Files of the tuning", ["File", "State", "Contents"],
+    data.files.map((file) => [element("code", {}, file.name), file.state, file.note])));
+}
+
+function runs() {
+  section("runs", "What runs",
+    soft("Asked of the effect for every device, HRTF and mode. On every other output it passes the sound through."),
+    table("Stages that run, and their files", ["Chain", "When", "Stages"],
+      data.chains.map((chain) => [chain.title, chain.when.join("; "), chain.stages.join("; ")])),
+    element("h3", {}, "Mode auto"),
+    table("The mode for an application", ["Application", "Wired", "Bluetooth", "Other outputs"],
+      data.applications.map((app) => [app.name, app.wired, app.bluetooth, app.other])),
+    ...data.warnings.map((warning) => element("p", { class: "problem" }, warning)));
+}
+
+function equalizers() {
+  const figures = data.equalizers.flatMap((equalizer) => [
+    element("h3", {}, element("code", {}, equalizer.name)),
+    paragraph(`${equalizer.form}, preamp ${decibel(equalizer.preamp_db, 2)}. The largest gain is ${decibel(equalizer.peak_db, 2)} at ` +
+      `${hertz(equalizer.peak_hz)}: ${equalizer.peak_db > 0.005 ? "a sine there at full scale would clip" : `headroom ${Math.abs(equalizer.peak_db).toFixed(2)} dB`}.`),
+    equalizer.deviation_db === null
+      ? soft("No chain runs this equalizer without an upmix: its response was not measured.")
+      : paragraph(`Measured through the effect, the response keeps to the file's within ${equalizer.deviation_db.toFixed(3)} dB, 20 Hz to 20 kHz.`),
+    ...equalizer.curves.flatMap((curve) => {
+      const series = [
+        ...curve.bands.map((band) => ({ name: "band", x: data.frequencies, y: band.response, faint: true })),
+        { name: "as the file says", x: data.frequencies, y: curve.gain_db, color: "s1" },
+        ...(curve.measured_db ? [{ name: "measured", x: data.frequencies, y: curve.measured_db, color: "s2", dash: true }] : []),
+      ];
+      return [
+        picture({
+          of: equalizer.name, title: `Response, ${curve.side}`, axis: "hz", yTitle: "Gain in dB", series, wide: true, digits: 2, yMin: -6, yMax: 6,
+          words: `Gain of ${between(series.filter((one) => !one.faint))} between 20 Hz and 20 kHz` +
+            (curve.bands.length ? `, of ${curve.bands.length} bands, the thin lines.` : "."),
+        }),
+        curve.bands.length ? element("details", {}, element("summary", {}, `The ${curve.bands.length} bands`),
+          table(`Bands of ${equalizer.name}, ${curve.side}`, ["Band", "Type", "Frequency", "Gain in dB", "Q"], curve.bands.map((band, i) =>
+            [`${i + 1}`, band.type, `${band.freq_hz} Hz`, band.gain_db.toFixed(2).replace("-", "−"), `${band.q}`]))) : null,
+      ];
+    }),
+  ]);
+  section("equalizers", "Headphone equalizers", ...(figures.length ? figures : [soft("The tuning has none.")]));
+}
+
+function ears() {
+  const parts = data.ears.flatMap((set) => [
+    element("h3", {}, element("code", {}, set.name)),
+    paragraph(`${set.source}. Licence: ${set.licence}. ${set.taps} taps per ear.`),
+    table("The virtual loudspeakers. The delay and the level are the left ear's lead over the right",
+      ["Speaker", "Azimuth", "Elevation", "Interaural delay", "Interaural level", "Largest gain", "at"],
+      set.planes.map((plane) => [plane.name, `${signed(plane.azimuth_deg)}°`, `${signed(plane.elevation_deg)}°`, `${signed(Math.round(plane.delay_us))} µs`,
+        decibel(plane.level_db), decibel(plane.peak_db), hertz(plane.peak_hz)])),
+    element("div", { class: "grid" }, set.planes.flatMap((plane) => {
+      const peak = (taps) => Math.max(...taps.map(Math.abs));
+      // What comes behind the last tap above -40 dB cannot be seen.
+      const visible = 0.01 * Math.max(peak(plane.left), peak(plane.right));
+      const last = plane.left.findLastIndex((tap, i) => Math.max(Math.abs(tap), Math.abs(plane.right[i])) > visible);
+      const times = plane.left.slice(0, last + 8).map((_, i) => i / 48);
+      const where = `${plane.name}, ${signed(plane.azimuth_deg)}°`;
+      const magnitude = [
+        { name: "left ear", x: data.frequencies, y: plane.left_db, color: "s1" },
+        { name: "right ear", x: data.frequencies, y: plane.right_db, color: "s2", dash: true },
+      ];
+      return [
+        picture({
+          of: set.name, title: `${where}: impulse responses`, axis: "ms", yTitle: "Amplitude", digits: 3,
+          tableAt: [0, 0.25, 0.5, 0.75, 1, 1.5, 2, 3, 4],
+          series: [
+            { name: "left ear", x: times, y: plane.left.slice(0, times.length), color: "s1" },
+            { name: "right ear", x: times, y: plane.right.slice(0, times.length), color: "s2", dash: true },
+          ],
+          words: `The left ear peaks at ${peak(plane.left).toFixed(2)}, the right at ${peak(plane.right).toFixed(2)}; ` +
+            (Math.abs(plane.delay_us) < 5 ? "both hear it at once." : `the ${plane.delay_us > 0 ? "left" : "right"} ear hears it ${Math.abs(Math.round(plane.delay_us))} µs earlier.`),
+        }),
+        picture({
+          of: set.name, title: `${where}: magnitude`, axis: "hz", yTitle: "Gain in dB", series: magnitude, yMin: -24, yMax: 12,
+          words: `The left ear ${between([magnitude[0]])}, the right ear ${between([magnitude[1]])}; over all the left is ` +
+            `${decibel(plane.level_db)} against the right.`,
+        }),
+      ];
+    })),
+  ]);
+  section("ears", "Ears", ...(parts.length ? parts : [soft("The tuning has no HRIR set that can be read.")]));
+}
+
+const kImages = [["centre", "from the centre"], ["left", "from the left"], ["diffuse", "from everywhere"]];
+
+function chains() {
+  const measured = data.chains.filter((chain) => chain.images);
+  section("chains", "Chains",
+    paragraph("How each chain was measured: pink noise of " + data.method.level + ", 20 Hz to 20 kHz, that repeats every " + data.method.period_ms.toFixed(0) +
+      " ms, from three places of the stereo image: both channels the same (centre), the left channel alone (left), and two channels that have nothing to do " +
+      "with each other (diffuse). The upmix moves sound by where it comes from and the level control by how loud it is; both change with time. So a response " +
+      `holds for this noise, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s, in 1/12 octaves.`),
+    table("Latency, level and headroom",
+      ["Chain", "Latency", "Measured", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
+      measured.map((chain) => {
+        const peak = Math.max(...kImages.map(([key]) => chain.images[key].true_peak_db));
+        return [chain.title, `${(chain.latency_frames / 48).toFixed(2)} ms`, `${(chain.images.centre.arrival_frames / 48).toFixed(2)} ms`,
+          ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(-peak)];
+      })),
+    soft("Latency: what the effect's stages declare, and when the centre's sound arrives. A host whose blocks are not 1024 frames long waits for the rings as well. " +
+      "Level: the gain of the whole, both ears together. True peak: the largest of the three noises at full scale, in dBTP; headroom is what is left to 0 dBTP."),
+    ...data.chains.flatMap((chain) => [
+      element("h3", {}, chain.title),
+      soft(`${chain.when.join("; ")}. ${chain.stages.join("; ")}.`),
+      ...chain.problems.map((problem) => element("p", { class: "problem" }, `Not measured: ${problem}`)),
+      chain.images ? element("div", { class: "grid narrow" }, kImages.map(([key, place]) => {
+        const image = chain.images[key];
+        const series = [
+          { name: "left ear", x: data.frequencies, y: image.left_db, color: "s1" },
+          { name: "right ear", x: data.frequencies, y: image.right_db, color: "s2", dash: true },
+        ];
+        return picture({
+          of: chain.title, title: `Sound ${place}`, axis: "hz", yTitle: "Gain in dB", series, yMin: -12, yMax: 12,
+          words: `The left ear gets ${between([series[0]])}` + (series[1].y.every((y) => y === null) ? ", the right ear nothing." : `, the right ear ${between([series[1]])}.`),
+        });
+      })) : null,
+    ]));
+}
+
+function changes() {
+  section("changes", "Mode changes",
+    paragraph("Pink noise, half centred and half diffuse, in host blocks of 20 ms; the mode changes at 0 ms. The level is the RMS of both ears over 5 ms."),
+    table("What is heard", ["Change", "Silence", "Level is back after", "Clicks"],
+      data.changes.map((change) => [`${change.from} to ${change.to}`, `${change.silence_ms.toFixed(1)} ms`, `${change.recovered_ms.toFixed(0)} ms`, `${change.steps}`])),
+    element("div", { class: "grid" }, data.changes.map((change) => picture({
+      title: `From ${change.from} to ${change.to}`, heading: "h3", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0,
+      tableAt: [-50, -25, 0, 10, 20, 30, 40, 50, 75, 100, 200, 400],
+      series: [{ name: "level", x: change.times_ms, y: change.level_db, color: "s1" }],
+      words: change.silence_ms > 0
+        ? `The sound fades out, is silent for ${change.silence_ms.toFixed(1)} ms and is back after ${change.recovered_ms.toFixed(0)} ms.`
+        : "The sound changes at once, without a fade.",
+    }))));
+}
+
+function drawAll() {
+  for (const entry of charts) draw(entry);
+}
+
+try {
+  Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
+  for (const part of [header, files, runs, equalizers, ears, chains, changes]) part();
+  drawAll();
+  matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAll);
+  document.documentElement.dataset.drawn = String(charts.length);
+} catch (error) {
+  main.prepend(element("p", { class: "problem", role: "alert" }, `This page could not be drawn: ${error}`));
+  throw error;
+}
