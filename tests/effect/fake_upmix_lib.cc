@@ -21,6 +21,7 @@ struct EntryState {
   char name[8];
   int32_t status;
   int32_t detail;
+  int nth;
   int count;
 };
 EntryState g_entries[64];
@@ -38,8 +39,9 @@ EntryState& Entry(std::string_view name) {
 
 // Counts the call and returns the status that it is to have.
 int32_t Called(const char* entry) {
-  ++Entry(entry).count;
-  return Entry(entry).status;
+  EntryState& state = Entry(entry);
+  ++state.count;
+  return state.nth == 0 || state.nth == state.count ? state.status : 0;
 }
 
 void Append(char* call, std::string_view word) {
@@ -203,9 +205,10 @@ void Reset() {
   g_cinema_created = 0;
 }
 
-void Fail(const std::string& entry, int32_t status, int32_t detail) {
+void Fail(const std::string& entry, int32_t status, int32_t detail, int nth) {
   Entry(entry).status = status;
   Entry(entry).detail = detail;
+  Entry(entry).nth = nth;
 }
 
 std::vector<std::string> TakeCalls() {

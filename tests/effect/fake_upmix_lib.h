@@ -31,9 +31,9 @@ inline constexpr uint32_t kLevelParamBytes = 56;
 void Reset();
 
 // From now on every call of `entry` fails with `status` (A0218: with null), or
-// works again if it is 0. The components with handles give `detail` as the detail
-// code of their last failure.
-void Fail(const std::string& entry, int32_t status, int32_t detail = 0);
+// works again if it is 0; with an `nth`, only that call since the last Reset, from 1.
+// The components with handles give `detail` as the detail code of their last failure.
+void Fail(const std::string& entry, int32_t status, int32_t detail = 0, int nth = 0);
 
 // The calls since the last time, in order: the entry, its handle or the order number of
 // its cinema instance, what the parameter data starts with up to its first NUL, directory
