@@ -14,16 +14,16 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kPeriod = TestNoise::kPeriod;
+constexpr size_t kPeriod = TestSignal::kPeriod;
 static_assert(kPeriod % kPeriodFrames == 0);
 
-// Plays the noise, a host block of one period of the effect at a time: these pass without
+// Plays the sound, a host block of one period of the effect at a time: these pass without
 // the latency of the rings.
 class Player {
  public:
-  Player(const EffectLibrary& library, const std::vector<Setting>& settings, const TestNoise& noise,
-         float gain)
-      : session_(library), frames_(noise.frames()) {
+  Player(const EffectLibrary& library, const std::vector<Setting>& settings,
+         const TestSignal& signal, float gain)
+      : session_(library), frames_(signal.frames()) {
     for (float& sample : frames_) {
       sample *= gain;
     }
@@ -33,7 +33,7 @@ class Player {
     }
   }
 
-  // One period of the noise, as it comes out.
+  // One period of the sound, as it comes out.
   std::vector<float> Play() {
     CheckInterruption();
     std::vector<float> out = frames_;
@@ -63,8 +63,8 @@ double BandPower(const Power& power, double freq_hz) {
   const double half_band = std::exp2(1.0 / 24);
   const double bin = freq_hz * kPeriod / 48000;
   const auto clamp = [](double value) {
-    return std::clamp(static_cast<size_t>(std::lround(value)), TestNoise::kFirstBin,
-                      TestNoise::kLastBin);
+    return std::clamp(static_cast<size_t>(std::lround(value)), TestSignal::kFirstBin,
+                      TestSignal::kLastBin);
   };
   double sum = 0;
   for (size_t i = clamp(bin / half_band); i <= clamp(bin * half_band); ++i) {
@@ -104,9 +104,9 @@ double TruePeak(const std::vector<float>& stereo, const upmix_lib::TruePeak& met
 }
 
 double FullScaleTruePeakDb(const EffectLibrary& library, const std::vector<Setting>& settings,
-                           const TestNoise& noise) {
+                           const TestSignal& signal) {
   constexpr int kPlayed = 3;  // 4 s: the worst is over when the level control has turned down
-  Player player(library, settings, noise, 1 / noise.peak());
+  Player player(library, settings, signal, 1 / signal.peak());
   const upmix_lib::TruePeak meter;
   double peak = 0;
   for (int i = 0; i < kPlayed; ++i) {
@@ -117,9 +117,10 @@ double FullScaleTruePeakDb(const EffectLibrary& library, const std::vector<Setti
 
 ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& settings,
                       Image image) {
-  const TestNoise noise(image, ImageResponse::kNoiseRms);
+  const TestSignal signal(image, image == Image::kDiffuse ? Waveform::kNoise : Waveform::kSweep,
+                          ImageResponse::kRms);
   const SpectrumAnalysis analysis(kPeriod);
-  Player player(library, settings, noise, 1);
+  Player player(library, settings, signal, 1);
   for (size_t frames = 0; frames < ImageResponse::kSettlingSeconds * size_t{kSampleRateHz};
        frames += kPeriod) {
     player.Play();
@@ -145,12 +146,12 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
   double in_sum = 0;
   double out_sum = 0;
   double steady_sum = 0;
-  for (size_t bin = TestNoise::kFirstBin; bin <= TestNoise::kLastBin; ++bin) {
-    in[bin] = sounding * noise.BinPower(bin);
+  for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+    in[bin] = sounding * signal.BinPower(bin);
     in_sum += in[bin];
     out_sum += (power[0][bin] + power[1][bin]) / 2;
     steady_sum += (std::norm(mean[0][bin]) + std::norm(mean[1][bin])) / 2;
-    ratio[bin] = (mean[0][bin] + mean[1][bin]) / noise.left()[bin];
+    ratio[bin] = (mean[0][bin] + mean[1][bin]) / signal.left()[bin];
   }
   response.level_db = PowerDb(out_sum / in_sum);
   response.steady_share = out_sum > 0 ? steady_sum / out_sum : 0;
@@ -161,7 +162,7 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
           PowerDb(BandPower(power[ear], freq_hz) / BandPower(in, freq_hz)));
     }
   }
-  response.full_scale_true_peak_db = FullScaleTruePeakDb(library, settings, noise);
+  response.full_scale_true_peak_db = FullScaleTruePeakDb(library, settings, signal);
   return response;
 }
 
@@ -173,12 +174,12 @@ const std::vector<double>& ResponseFrequencies() {
 }
 
 std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& gain_db) {
-  const TestNoise noise(Image::kCentre, ImageResponse::kNoiseRms);
+  const TestSignal signal(Image::kCentre, Waveform::kSweep, ImageResponse::kRms);
   Power in(kPeriod / 2 + 1);
   Power out(in.size());
-  for (size_t bin = TestNoise::kFirstBin; bin <= TestNoise::kLastBin; ++bin) {
-    in[bin] = noise.BinPower(bin);
-    out[bin] = in[bin] * std::pow(10.0, gain_db(TestNoise::BinHz(bin)) / 10);
+  for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+    in[bin] = signal.BinPower(bin);
+    out[bin] = in[bin] * std::pow(10.0, gain_db(TestSignal::BinHz(bin)) / 10);
   }
   std::vector<double> average_db;
   for (const double freq_hz : ResponseFrequencies()) {

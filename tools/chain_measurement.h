@@ -9,15 +9,16 @@
 
 #include "tools/effect_library.h"
 #include "tools/setting.h"
-#include "tools/test_noise.h"
+#include "tools/test_signal.h"
 
 namespace kelda::tools {
 
-// The response to noise from one place of the image. The upmix hears where sound comes from
-// and the level control how loud it is, so that a response holds for this noise only, at
-// this level: kNoiseRms, once the level control has settled (kSettlingSeconds).
+// The response to sound from one place of the image: to a sweep, or to noise if the sound is
+// diffuse. The upmix hears where sound comes from and the level control how loud it is, so
+// that a response holds for this sound only, at this level: kRms, once the level control has
+// settled (kSettlingSeconds).
 struct ImageResponse {
-  static constexpr double kNoiseRms = 0.05;  // -26 dBFS
+  static constexpr double kRms = 0.05;  // -26 dBFS
   static constexpr int kSettlingSeconds = 20;
   static constexpr size_t kPeriods = 4;  // averaged, 5.5 s
 
@@ -30,7 +31,7 @@ struct ImageResponse {
   double steady_share = 0;
   // When the largest part of the sound arrives, in frames; of centre and left only.
   double arrival_frames = 0;
-  // The true peak of the same noise at full scale, the whole run, in dBTP.
+  // The true peak of the same sound at full scale, the whole run, in dBTP.
   double full_scale_true_peak_db = 0;
 };
 
@@ -43,7 +44,7 @@ struct ChainMeasurement {
 // 1/12 octaves from 20 Hz to 20 kHz.
 const std::vector<double>& ResponseFrequencies();
 
-// A known gain as the measurement shows it: averaged over 1/12 octaves of the noise.
+// A known gain as the measurement shows it: averaged over 1/12 octaves of the sound.
 std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& gain_db);
 
 // Measures the chain that `settings` make an instance of the effect run. Takes a few

@@ -7,7 +7,7 @@
 #include "tools/frequency_response.h"
 #include "tools/interruption.h"
 #include "tools/step_detector.h"
-#include "tools/test_noise.h"
+#include "tools/test_signal.h"
 
 namespace kelda::tools {
 namespace {
@@ -18,9 +18,9 @@ constexpr size_t kSettlingBlocks = 500;  // 10 s, for the level control
 
 std::vector<float> Noise() {
   constexpr double kRms = 0.05;
-  std::vector<float> noise = TestNoise(Image::kCentre, kRms).frames();
+  std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, kRms).frames();
   // Other phases than those of the centre: the same noise later.
-  const std::vector<float> diffuse = TestNoise(Image::kDiffuse, kRms).frames();
+  const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, kRms).frames();
   for (size_t i = 0; i < noise.size(); ++i) {
     noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
   }

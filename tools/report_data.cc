@@ -237,7 +237,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
   for (const Chain& chain : chains) {
     chains_json.push_back(ChainJson(chain, chains));
   }
-  constexpr double kPeriodSeconds = static_cast<double>(TestNoise::kPeriod) / 48000;
+  constexpr double kPeriodSeconds = static_cast<double>(TestSignal::kPeriod) / 48000;
   return {{"directory",
            std::filesystem::absolute(directory.path / "x").parent_path().filename().string()},
           {"version", KELDA_VERSION},

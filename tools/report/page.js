@@ -252,10 +252,10 @@ const kImages = [["centre", "from the centre"], ["left", "from the left"], ["dif
 function chains() {
   const measured = data.chains.filter((chain) => chain.images);
   section("chains", "Chains",
-    paragraph("How each chain was measured: pink noise of " + data.method.level + ", 20 Hz to 20 kHz, that repeats every " + data.method.period_ms.toFixed(0) +
-      " ms, from three places of the stereo image: both channels the same (centre), the left channel alone (left), and two channels that have nothing to do " +
-      "with each other (diffuse). The upmix moves sound by where it comes from and the level control by how loud it is; both change with time. So a response " +
-      `holds for this noise, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s, in 1/12 octaves.`),
+    paragraph("How each chain was measured: sweeps of " + data.method.level + ", 20 Hz to 20 kHz, one every " + data.method.period_ms.toFixed(0) +
+      " ms, from two places of the stereo image: both channels the same (centre) and the left channel alone (left); and pink noise in two channels that have " +
+      "nothing to do with each other (diffuse). The upmix moves sound by where it comes from and the level control by how loud it is; both change with time. So a response " +
+      `holds for this sound, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s, in 1/12 octaves.`),
     table("Latency, level and headroom",
       ["Chain", "Latency", "Measured", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
       measured.map((chain) => {
@@ -264,7 +264,7 @@ function chains() {
           ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(-peak)];
       })),
     soft("Latency: what the effect's stages declare, and when the centre's sound arrives. A host whose blocks are not 1024 frames long waits for the rings as well. " +
-      "Level: the gain of the whole, both ears together. True peak: the largest of the three noises at full scale, in dBTP; headroom is what is left to 0 dBTP."),
+      "Level: the gain of the whole, both ears together. True peak: the largest of the three sounds at full scale, in dBTP; headroom is what is left to 0 dBTP."),
     ...data.chains.flatMap((chain) => [
       element("h3", {}, chain.title),
       soft(`${chain.when.join("; ")}. ${chain.stages.join("; ")}.`),
