@@ -29,6 +29,41 @@ void StereoToInterleave(float* __restrict interleaved, const float* __restrict l
   }
 }
 
+// Any other layout is moved in squares of four channels by four frames: each takes four
+// vector loads, a transposition and four vector stores. The last square of a row or a
+// column overlaps the one before where four do not divide the count.
+typedef float Vec4 __attribute__((vector_size(16)));
+typedef Vec4 Unaligned __attribute__((aligned(alignof(float)), may_alias));
+
+constexpr int kSquare = 4;
+
+// Transposes the square of the rows that start at from[0] ... from[3] to those at to[0]
+// ... to[3]. Written one after the other: where two are the same, the last stays.
+inline void TransposeSquare(const float* const (&from)[kSquare], float* const (&to)[kSquare]) {
+  Vec4 rows[kSquare];
+  for (int i = 0; i < kSquare; ++i) rows[i] = *reinterpret_cast<const Unaligned*>(from[i]);
+  const Vec4 low01 = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
+  const Vec4 high01 = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
+  const Vec4 low23 = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
+  const Vec4 high23 = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
+  rows[0] = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
+  rows[1] = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
+  rows[2] = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
+  rows[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+  for (int i = 0; i < kSquare; ++i) *reinterpret_cast<Unaligned*>(to[i]) = rows[i];
+}
+
+// Calls square(c, f) for the first channel and the first frame of every square.
+template <typename F>
+inline void ForEachSquare(int frames, int channels, F&& square) {
+  for (int c = 0; c < channels; c += kSquare) {
+    const int channel = std::min(c, channels - kSquare);
+    int f = 0;
+    for (; f + kSquare <= frames; f += kSquare) square(channel, f);
+    if (f < frames) square(channel, frames - kSquare);
+  }
+}
+
 }  // namespace
 
 void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* interleaved,
@@ -37,6 +72,18 @@ void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* in
   AbortUnlessIndexable(std::max(frames, plane_frames), channels);
   if (channels == 2 && table == nullptr) {
     StereoToPlanar(planar, planar + plane_frames, interleaved, frames);
+    return;
+  }
+  if (channels >= kSquare && frames >= kSquare) {
+    ForEachSquare(frames, channels, [=](int c, int f) {
+      const float* from[kSquare];
+      float* to[kSquare];
+      for (int i = 0; i < kSquare; ++i) {
+        from[i] = interleaved + (f + i) * channels + c;
+        to[i] = planar + (table != nullptr ? table[c + i] : c + i) * plane_frames + f;
+      }
+      TransposeSquare(from, to);
+    });
     return;
   }
   for (int c = 0; c < channels; ++c) {
@@ -52,6 +99,18 @@ void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int
   AbortUnlessIndexable(frames, channels);
   if (channels == 2 && table == nullptr) {
     StereoToInterleave(interleaved, planar, planar + frames, frames);
+    return;
+  }
+  if (channels >= kSquare && frames >= kSquare && table == nullptr) {
+    ForEachSquare(frames, channels, [=](int c, int f) {
+      const float* from[kSquare];
+      float* to[kSquare];
+      for (int i = 0; i < kSquare; ++i) {
+        from[i] = planar + (c + i) * frames + f;
+        to[i] = interleaved + (f + i) * channels + c;
+      }
+      TransposeSquare(from, to);
+    });
     return;
   }
   for (int c = 0; c < channels; ++c) {

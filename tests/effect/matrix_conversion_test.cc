@@ -13,30 +13,34 @@
 namespace kelda {
 namespace {
 
+// Against the index formula: every count of channels, frames that no vector's width
+// divides, blocks that start and end at any float, planes that are longer than the block.
 TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   std::mt19937 random(test::NewSeed());
-  for (const unsigned frames : {1u, 2u, 3u, 7u, 8u, 31u, 64u, 65u, 1000u, 1023u, 1024u}) {
-    for (const unsigned channels : {1u, 2u, 3u, 6u, 7u, 13u, 16u}) {
-      std::vector<int> table(channels);
+  for (const int frames : {1, 2, 3, 4, 5, 7, 8, 31, 65, 1023, 1024}) {
+    for (int channels = 1; channels <= 17; ++channels) {
+      std::vector<int> table(static_cast<size_t>(channels));
       std::iota(table.begin(), table.end(), 0);
       for (const bool reordered : {false, true}) {
         if (reordered) std::shuffle(table.begin(), table.end(), random);
         const int* const used = reordered ? table.data() : nullptr;
-        const auto in = test::Ramp(frames * channels, 1);
-        std::vector<float> planar(in.size()), interleaved(in.size());
-        std::vector<float> expected_planar(in.size()), expected_interleaved(in.size());
-        for (unsigned f = 0; f < frames; ++f) {
-          for (unsigned c = 0; c < channels; ++c) {
-            const auto to = static_cast<unsigned>(table[c]);
-            expected_planar[to * frames + f] = in[f * channels + c];
-            expected_interleaved[f * channels + to] = in[c * frames + f];
+        const auto in = test::Ramp(static_cast<unsigned>(frames * channels) + 1, 1);
+        const int plane_frames = frames + channels % 2 * 3;
+        std::vector<float> planar(static_cast<size_t>(plane_frames * channels) + 1);
+        std::vector<float> interleaved(in.size());
+        std::vector<float> expected_planar(planar), expected_interleaved(interleaved);
+        for (int f = 0; f < frames; ++f) {
+          for (int c = 0; c < channels; ++c) {
+            const int to = table[static_cast<size_t>(c)];
+            (&expected_planar[1])[to * plane_frames + f] = (&in[1])[f * channels + c];
+            (&expected_interleaved[1])[f * channels + to] = (&in[1])[c * frames + f];
           }
         }
-        const int f = static_cast<int>(frames), c = static_cast<int>(channels);
-        MatrixConversion::ToPlanar(planar.data(), in.data(), f, c, used);
-        ASSERT_EQ(planar, expected_planar) << f << " frames, " << c << " channels";
-        MatrixConversion::ToInterleave(interleaved.data(), in.data(), f, c, used);
-        ASSERT_EQ(interleaved, expected_interleaved) << f << " frames, " << c << " channels";
+        MatrixConversion::ToPlanes(&planar[1], plane_frames, &in[1], frames, channels, used);
+        ASSERT_EQ(planar, expected_planar) << frames << " frames, " << channels << " channels";
+        MatrixConversion::ToInterleave(&interleaved[1], &in[1], frames, channels, used);
+        ASSERT_EQ(interleaved, expected_interleaved)
+            << frames << " frames, " << channels << " channels";
       }
     }
   }
@@ -48,6 +52,15 @@ TEST(MatrixConversionTest, LeavesAloneWhatNoEntryNames) {
   float out[] = {9, 9, 9, 9};
   MatrixConversion::ToPlanar(out, in, 2, 2, table);
   EXPECT_EQ(std::vector<float>(out, out + 4), (std::vector<float>{2, 4, 9, 9}));
+  // Of channels that go to the same plane, the last one stays: beyond four, too.
+  const int same[] = {0, 1, 1, 0, 1, 2};
+  const auto wide = test::Ramp(6 * 5, 1);
+  std::vector<float> planes(6 * 5, 99.0f);
+  MatrixConversion::ToPlanar(planes.data(), wide.data(), 5, 6, same);
+  for (size_t f = 0; f < 5; ++f) {
+    EXPECT_EQ((std::vector{planes[f], planes[5 + f], planes[10 + f], planes[15 + f]}),
+              (std::vector{wide[6 * f + 3], wide[6 * f + 4], wide[6 * f + 5], 99.0f}));
+  }
   float slots[] = {9, 9, 9, 9};
   MatrixConversion::ToInterleave(slots, in, 2, 2, table);
   EXPECT_EQ(std::vector<float>(slots, slots + 4), (std::vector<float>{3, 9, 4, 9}));
