@@ -1,0 +1,60 @@
+// The readers of text that people write: every input is read as each kind of file. A reader
+// may refuse it with a Failure, and nothing else.
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "engine/tuning_files.h"
+#include "fuzz/quiet_log.h"
+#include "tests/upmix-lib/temp_directory.h"
+#include "tools/app_list_check.h"
+#include "tools/equalizer_design.h"
+#include "tools/failure.h"
+#include "tools/inspected_file.h"
+#include "tools/parameter_sets.h"
+#include "tools/preset_toml.h"
+#include "tools/timeline.h"
+#include "tools/tuning_project.h"
+
+using namespace kelda;
+using namespace kelda::tools;
+
+namespace {
+
+void MayRefuse(const std::function<void()>& read) {
+  try {
+    read();
+  } catch (const Failure&) {
+  }
+}
+
+// What a text within its limits asks for is a file that the signal library takes.
+void ReadEqualizer(const std::string& path) {
+  const EqualizerDesign design = DesignEqualizer(ReadEqualizerText(path), "equalizer");
+  upmix_lib::EqualizerTuning read;
+  if (ParseEqualizer(BuildEqualizerFile(design.tuning), read) != upmix_lib::kOk) __builtin_trap();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  static const upmix_lib::TempDirectory directory;
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  const std::string list = directory.File("tunedapp_list");
+  const std::string config = directory.File("wired.hki.config");
+  directory.Write("tunedapp_list", text);
+  directory.Write("wired.hki.config", text);
+
+  CheckAppList(list, text);
+  fuzz::QuietLog();
+  InspectFile(list);
+  InspectFile(config);
+  GetHrtfType(config);
+  ConfigFileReader::GetParamFilename(config);
+  MayRefuse([&] { ReadEqualizer(list); });
+  MayRefuse([&] { ReadScenario(list); });
+  MayRefuse([&] { ReadTuningProject(list); });
+  for (const ParameterSet& set : ParameterSets()) MayRefuse([&] { ReadPreset(list, set); });
+  return 0;
+}
