@@ -59,7 +59,8 @@ void Virtualizer::Flush() {
 }
 
 void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
-  previous_ = std::move(renderer_);
+  // Of data that were replaced before a block was heard of them, there is nothing to fade.
+  if (!fading_) previous_ = std::move(renderer_);
   renderer_ = std::move(next->renderer_);
   fading_ = running_;
 }

@@ -202,8 +202,10 @@ TEST(Virtualizer, ChangesOfFlagsAndDataDoNotClick) {
   for (int i = 0; i < 3; ++i) render({});
   for (int i = 0; i < 3; ++i) render({1, 0, 0, 1, 0, 0, 1});
   for (int i = 0; i < 3; ++i) render({});
-  instance.Install(after);
-  ASSERT_EQ(A0556(instance.handle()), kOk);
+  for (const HrirSet& next : {NoiseHrirs(128, 14), after}) {  // The first is never heard.
+    instance.Install(next);
+    ASSERT_EQ(A0556(instance.handle()), kOk);
+  }
   for (int i = 0; i < 3; ++i) render({});
 
   // Blocks 2, 5, 8 and 11 know no change.
