@@ -47,11 +47,8 @@ EffectSession::EffectSession(const EffectLibrary& library) : library_(library) {
   }
   try {
     handle_ = handle;
-    Command(EFFECT_CMD_INIT, "EFFECT_CMD_INIT", nullptr, 0);
-    const effect_config_t config{BufferConfig(EFFECT_BUFFER_ACCESS_READ),
-                                 BufferConfig(EFFECT_BUFFER_ACCESS_WRITE)};
-    Command(EFFECT_CMD_SET_CONFIG, "EFFECT_CMD_SET_CONFIG (48000 Hz, stereo, float)", &config,
-            sizeof(config));
+    Init();
+    Configure();
   } catch (...) {
     library.info().release_effect(handle);
     throw;
@@ -77,6 +74,18 @@ void EffectSession::Command(effect_command_e code, const char* name, const void*
   int32_t status = 0;
   std::memcpy(&status, reply, sizeof(status));
   Check(status, name);
+}
+
+void EffectSession::Init() {
+  Command(EFFECT_CMD_INIT, "EFFECT_CMD_INIT", nullptr, 0);
+  enabled_ = false;
+}
+
+void EffectSession::Configure() {
+  const effect_config_t config{BufferConfig(EFFECT_BUFFER_ACCESS_READ),
+                               BufferConfig(EFFECT_BUFFER_ACCESS_WRITE)};
+  Command(EFFECT_CMD_SET_CONFIG, "EFFECT_CMD_SET_CONFIG (48000 Hz, stereo, float)", &config,
+          sizeof(config));
 }
 
 void EffectSession::Enable() {

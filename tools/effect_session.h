@@ -37,6 +37,10 @@ class EffectSession {
   EffectSession(const EffectSession&) = delete;
   EffectSession& operator=(const EffectSession&) = delete;
 
+  // Makes the engine anew: disabled, all settings as in the beginning.
+  void Init();
+  // Sets the one configuration again, which empties the chain.
+  void Configure();
   void Enable();
   void Disable();
   bool enabled() const { return enabled_; }

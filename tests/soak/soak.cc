@@ -1,0 +1,419 @@
+// A day of use, faster than it passes: hosts that create and release the effect, plug
+// headphones in and out, take calls, change applications, modes and HRTFs, in the block
+// sizes of real ones, over the signal library and the default tuning that ship. Watches
+// the answers, the frame counters, the memory, and the time that silence takes.
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <malloc.h>
+#include <time.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "processors/upl.h"
+#include "processors/upmix_lib.h"
+#include "tools/effect_session.h"
+#include "tools/installation.h"
+
+namespace kelda::tools {
+namespace {
+
+constexpr size_t kPeriod = 1024;
+constexpr size_t kMostHosts = 3;
+constexpr size_t kBlocks[] = {64, 192, 240, 256, 441, 480, 512, 960, 1024, 1920, 3840, 8192};
+constexpr audio_devices_t kDevices[] = {
+    AUDIO_DEVICE_OUT_SPEAKER, AUDIO_DEVICE_OUT_WIRED_HEADSET, AUDIO_DEVICE_OUT_USB_HEADSET,
+    AUDIO_DEVICE_OUT_BLUETOOTH_A2DP, AUDIO_DEVICE_OUT_BLE_HEADSET};
+constexpr const char* kApplications[] = {"com.example.music&0", "com.example.video&1",
+                                         "com.example.game&0", "com.unknown&1", "com.unknown&0"};
+
+int g_errors_logged = 0;
+
+void Require(bool holds, const std::string& what) {
+  if (!holds) throw std::runtime_error(what);
+}
+
+double ThreadSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+class Random {
+ public:
+  explicit Random(uint64_t seed) : engine_(seed) {}
+  size_t Below(size_t limit) { return engine_() % limit; }
+  template <typename T, size_t kSize>
+  const T& Of(const T (&values)[kSize]) {
+    return values[Below(kSize)];
+  }
+  float Noise() { return static_cast<float>(engine_()) / 0x1p63f - 1.0f; }
+
+ private:
+  std::mt19937_64 engine_;  // the same sequence with every standard library
+};
+
+// How often a period took how long, in steps of 1 %.
+class Times {
+ public:
+  void Add(double us) {
+    const double step = std::log(std::max(us, kLeast_us) / kLeast_us) / std::log(kStep);
+    ++counts_[std::min(static_cast<size_t>(step), counts_.size() - 1)];
+    ++total_;
+  }
+  uint64_t total() const { return total_; }
+  // What `share` of all are not above, in microseconds.
+  double Quantile(double share) const {
+    auto left = static_cast<int64_t>(share * static_cast<double>(total_));
+    size_t at = 0;
+    while (at + 1 < counts_.size() && (left -= static_cast<int64_t>(counts_[at])) > 0) ++at;
+    return kLeast_us * std::pow(kStep, static_cast<double>(at));
+  }
+
+ private:
+  static constexpr double kLeast_us = 0.01, kStep = 1.01;
+  std::array<uint64_t, 2000> counts_{};
+  uint64_t total_ = 0;
+};
+
+struct ChainTimes {
+  Times sound, silence;
+};
+
+// What the host plays: sound, sound that fades away until it is denormal and stays so, and
+// exact silence.
+class Programme {
+ public:
+  // Whether it has been silent for long enough that only tails are left to compute.
+  bool silent() const { return kind_ != kSound && frames_ > 4 * kPeriod; }
+
+  void Fill(std::vector<float>* block, Random* random) {
+    if (frames_ >= end_) Next(random);
+    frames_ += block->size() / 2;
+    for (float& sample : *block) {
+      sample = level_ * random->Noise();
+      if (kind_ == kFading) level_ = std::max(level_ * 0.999f, 1e-41f);
+    }
+    if (kind_ == kSilence) std::fill(block->begin(), block->end(), 0.0f);
+  }
+
+ private:
+  enum Kind { kSound, kFading, kSilence };
+
+  void Next(Random* random) {
+    kind_ = kind_ == kSound ? (random->Below(2) == 0 ? kFading : kSilence) : kSound;
+    if (kind_ == kSound) level_ = 1.2f * static_cast<float>(1 + random->Below(100)) / 100;
+    end_ = kSampleRateHz * (1 + random->Below(8));
+    frames_ = 0;
+  }
+
+  Kind kind_ = kSilence;
+  float level_ = 0;
+  size_t frames_ = 0, end_ = 0;
+};
+
+// One host with an instance of the effect.
+class Host {
+ public:
+  Host(const EffectLibrary& library, Random* random) : session_(library), random_(random) {
+    Begin();
+    block_.resize(2 * random_->Of(kBlocks));
+    Look();
+  }
+
+  // Something happens. Whether the instance got a new engine.
+  bool Event() {
+    const bool renewed = Happen();
+    Look();
+    return renewed;
+  }
+
+  // One block. Its time for each period goes to the times of the chain that ran.
+  void Play(std::map<std::string, ChainTimes>* times) {
+    programme_.Fill(&block_, random_);
+    const size_t frames = block_.size() / 2;
+    const double start = ThreadSeconds();
+    session_.Process(block_.data(), frames);
+    const double time_us = 1e6 * (ThreadSeconds() - start);
+    Require(std::all_of(block_.begin(), block_.end(),
+                        [](float sample) { return std::abs(sample) <= 1.5f; }),
+            "a sample that is no number, or beyond all that was played");
+    if (!session_.enabled()) return;
+    input_ += static_cast<uint32_t>(frames);
+    const size_t periods = (frames == kPeriod ? frames : waiting_ + frames) / kPeriod;
+    if (frames != kPeriod) waiting_ = (waiting_ + frames) % kPeriod;
+    if (periods == 0) return;
+    ChainTimes& of_chain = (*times)[chain_];
+    (programme_.silent() ? of_chain.silence : of_chain.sound)
+        .Add(time_us / static_cast<double>(periods));
+  }
+
+  size_t block_frames() const { return block_.size() / 2; }
+
+ private:
+  bool Happen() {
+    const auto hrtf = static_cast<uint32_t>(1 + random_->Below(2));
+    switch (random_->Below(12)) {
+      case 0:
+      case 1:
+      case 2:
+        session_.SetDevice(random_->Of(kDevices));
+        break;
+      case 3:
+      case 4:
+        session_.SetParam(EffectParam::kMode, static_cast<uint32_t>(random_->Below(4)));
+        break;
+      case 5:
+        session_.SetParam(EffectParam::kAppPackage, random_->Of(kApplications));
+        break;
+      case 6:
+        session_.SetParam(EffectParam::kWiredHrtf, hrtf);
+        break;
+      case 7:
+        session_.SetParam(EffectParam::kBluetoothHrtf, hrtf);
+        break;
+      case 8:
+        session_.SetParam(EffectParam::kReloadTunedAppList, "");
+        session_.Reset();
+        Flushed();
+        break;
+      case 9:  // another output thread
+        block_.resize(2 * random_->Of(kBlocks));
+        session_.Configure();
+        ++configs_;
+        Flushed();
+        break;
+      case 10:  // a call begins or ends
+        if (!session_.enabled()) {
+          Enable();
+          break;
+        }
+        session_.Disable();
+        ++disables_;
+        Flushed();
+        session_.SetDevice(AUDIO_DEVICE_OUT_BLUETOOTH_SCO);
+        break;
+      default:
+        session_.Init();
+        Flushed();
+        input_ = dropped_ = 0;
+        Begin();
+        return true;
+    }
+    return false;
+  }
+
+  // Which stages run, by the dump, and whether its counters are right.
+  void Look() {
+    const std::string dump = session_.Dump();
+    chain_.clear();
+    for (size_t at = 0; (at = dump.find("[*] ", at)) != std::string::npos; ++at) {
+      chain_ += (chain_.empty() ? "" : " ") + dump.substr(at + 4, 4);
+    }
+    CheckCounters(dump);
+  }
+
+  void Begin() {
+    Enable();
+    session_.SetDevice(random_->Of(kDevices));
+    session_.SetParam(EffectParam::kMode, static_cast<uint32_t>(random_->Below(4)));
+  }
+
+  void Enable() {
+    session_.Enable();
+    ++enables_;
+  }
+
+  void Flushed() {
+    dropped_ += static_cast<uint32_t>(waiting_);
+    waiting_ = 0;
+  }
+
+  // Compares what the effect counts, all modulo 2^32, with what was done.
+  void CheckCounters(const std::string& dump) const {
+    const auto count = [&](const std::string& label) {
+      const size_t at = dump.find(label + ": ");
+      Require(at != std::string::npos, "no " + label + " in the dump");
+      return static_cast<uint32_t>(std::stoull(dump.substr(at + label.size() + 2)));
+    };
+    const uint32_t processed = count("process");
+    const uint32_t queued = processed - count("output ") - count("discard");
+    const bool right = count("enableCount") == enables_ && count("disableCount") == disables_ &&
+                       count("setconfigCoun") == configs_ && count("input  ") == input_ &&
+                       input_ - processed == waiting_ + dropped_ && queued < 8 * kPeriod;
+    Require(right, "the counters are wrong after " + std::to_string(input_) + " frames, " +
+                       std::to_string(waiting_ + dropped_) + " of them not processed:\n" + dump);
+  }
+
+  EffectSession session_;
+  Random* random_;
+  Programme programme_;
+  std::vector<float> block_;
+  std::string chain_;
+  uint32_t enables_ = 0, disables_ = 0, configs_ = 1;
+  uint32_t input_ = 0, dropped_ = 0;
+  size_t waiting_ = 0;  // frames that do not fill a period yet
+};
+
+// Bytes of the heap in use; 0 where a sanitizer has its own.
+size_t HeapBytes() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+// What an engine leaves behind on purpose: its level control, with work memory, parameter
+// data and the path of the file. As the allocator rounds it.
+size_t EngineLeak(const std::filesystem::path& tuning) {
+  uint32_t work = 0, params = 0;
+  Require(A0557(&work, &params) == 0, "the signal library does not tell its sizes");
+  size_t bytes = 0;
+  const size_t path = (tuning / "upl.cinema.bin").string().size() + 1;
+  for (const size_t size : {sizeof(Upl), size_t{work}, size_t{params}, path}) {
+    bytes += (size + 8 + 15) / 16 * 16;
+  }
+  return bytes;
+}
+
+struct Limits {
+  double hours = 0.2, minutes = 10;
+  uint64_t seed = 1;
+};
+
+// How many times as long this processor takes over arithmetic on denormal numbers.
+double DenormalPenalty() {
+  const auto seconds_of = [](float first) {
+    float values[64];
+    std::fill_n(values, 64, first);
+    const double start = ThreadSeconds();
+    for (int i = 0; i < 20000; ++i) {
+      for (float& value : values) {
+        volatile float product = value * 0.75f;
+        value = product / 0.75f;
+      }
+    }
+    return ThreadSeconds() - start;
+  };
+  const double normal = seconds_of(1.0f);
+  return seconds_of(1e-40f) / normal;
+}
+
+// Everything once, so that what is made at the first use is there, the tables of times among
+// it.
+void WarmUp(const EffectLibrary& library, Random* random,
+            std::map<std::string, ChainTimes>* times) {
+  std::vector<std::unique_ptr<Host>> hosts;
+  for (size_t i = 0; i < kMostHosts; ++i) hosts.push_back(std::make_unique<Host>(library, random));
+  for (int event = 0; event < 500; ++event) {
+    Host& host = *hosts[random->Below(kMostHosts)];
+    host.Event();
+    host.Play(times);
+  }
+}
+
+// The whole run. Returns whether memory and times are as they should be; throws what else
+// goes wrong.
+bool Soak(const Limits& limits) {
+  UseTuningDirectory("");
+  const EffectLibrary library(DefaultEffectLibrary());
+  const size_t leak = EngineLeak(DefaultTuningDirectory());
+  Random random(limits.seed);
+  std::map<std::string, ChainTimes> times;
+  std::vector<std::unique_ptr<Host>> hosts;
+  const auto begin = std::chrono::steady_clock::now();
+  const auto minutes = [&] {
+    return std::chrono::duration<double, std::ratio<60>>(std::chrono::steady_clock::now() - begin)
+        .count();
+  };
+  uint64_t frames = 0, events = 0, engines = 0;
+  WarmUp(library, &random, &times);
+  const size_t heap = HeapBytes();
+  constexpr double kFramesPerHour = 3600.0 * kSampleRateHz;
+  const auto wanted = static_cast<uint64_t>(limits.hours * kFramesPerHour);
+  while (frames < wanted && minutes() < limits.minutes) {
+    if (hosts.size() < kMostHosts && (hosts.empty() || random.Below(8) == 0)) {
+      hosts.push_back(std::make_unique<Host>(library, &random));
+      engines += 2;  // create makes one, the session's first command another
+    } else if (random.Below(16) == 0) {
+      hosts.erase(hosts.begin() + static_cast<ptrdiff_t>(random.Below(hosts.size())));
+      continue;
+    }
+    Host& host = *hosts[random.Below(hosts.size())];
+    engines += host.Event() ? 1 : 0;
+    ++events;
+    for (const auto& each : hosts) {
+      const size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
+      for (size_t played = 0; played < until; played += each->block_frames()) {
+        each->Play(&times);
+        frames += each->block_frames();
+      }
+    }
+  }
+  hosts.clear();
+  const double growth = static_cast<double>(HeapBytes()) - static_cast<double>(heap);
+  const double allowed = static_cast<double>(engines * leak);
+  std::printf("%.2f hours of sound in %.1f minutes, seed %llu: %.1f million frames, %llu events\n",
+              static_cast<double>(frames) / kFramesPerHour, minutes(),
+              static_cast<unsigned long long>(limits.seed), 1e-6 * static_cast<double>(frames),
+              static_cast<unsigned long long>(events));
+  std::printf("memory: grew by %.0f bytes; the level controls that %llu engines leave are %.0f\n",
+              growth, static_cast<unsigned long long>(engines), allowed);
+  constexpr double kAllocator = 2048;  // what it may have put aside since
+  bool good = growth <= allowed + kAllocator;
+  std::printf("errors in the log: %d\n", g_errors_logged);
+  good &= g_errors_logged == 0;
+
+  std::printf("\n%-24s%30s%30s\n", "microseconds a period", "sound: median, 99.9 %",
+              "silence: median, 99.9 %");
+  for (const auto& [chain, of_chain] : times) {
+    if (of_chain.sound.total() < 1000 || of_chain.silence.total() < 1000) continue;
+    const double quantiles[] = {of_chain.sound.Quantile(0.5), of_chain.sound.Quantile(0.999),
+                                of_chain.silence.Quantile(0.5), of_chain.silence.Quantile(0.999)};
+    const bool slow = chain.find("upm") != std::string::npos &&
+                      (quantiles[2] > 1.5 * quantiles[0] || quantiles[3] > 2 * quantiles[1]);
+    std::printf("%-24s%20.1f%10.1f%20.1f%10.1f%s\n", chain.c_str(), quantiles[0], quantiles[1],
+                quantiles[2], quantiles[3], slow ? "  SLOW IN SILENCE" : "");
+    good &= !slow;
+  }
+  std::printf("arithmetic on denormal numbers takes this processor %.1f times as long\n",
+              DenormalPenalty());
+  return good;
+}
+
+}  // namespace
+}  // namespace kelda::tools
+
+int main(int argc, char** argv) {
+  using namespace kelda::tools;
+  CLI::App app("A day of use of the effect, faster than it passes.");
+  Limits limits;
+  app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
+  app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
+  app.add_option("--seed", limits.seed, "of what happens when")->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  property_set("vendor.kelda.effect", "1");
+  __android_log_set_logger([](const __android_log_message* message) {
+    if (message->priority < ANDROID_LOG_WARN) return;
+    ++g_errors_logged;
+    std::fprintf(stderr, "%s: %s\n", message->tag, message->message);
+  });
+  try {
+    const bool good = Soak(limits);
+    std::puts(good ? "\npass" : "\nFAIL");
+    return good ? 0 : 1;
+  } catch (const std::exception& failure) {
+    std::printf("FAIL, seed %llu: %s\n", static_cast<unsigned long long>(limits.seed),
+                failure.what());
+    return 1;
+  }
+}
