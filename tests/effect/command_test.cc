@@ -2,7 +2,8 @@
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <map>
+#include <sstream>
 
 #include "tests/effect/effect_client.h"
 
@@ -16,6 +17,8 @@ using test::Param;
 using test::Reply;
 using test::Request;
 
+const std::string kError = "E/KelUpm: ERROR: ", kWarning = "W/KelUpm: ";
+
 class CommandTest : public test::DataDirTest {
  protected:
   CommandTest() {
@@ -24,6 +27,11 @@ class CommandTest : public test::DataDirTest {
     test::TakeLog();
   }
   Effect& effect() { return *effect_; }
+  uint32_t Mode() {
+    return effect()
+        .Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(0, ""), .reply_size = 20})
+        .Word(16);
+  }
 
  private:
   std::optional<Effect> effect_;
@@ -35,136 +43,124 @@ std::string Counters(int enable, int disable, int set_config) {
          "\n    setconfigCoun: " + std::to_string(set_config) + "\n";
 }
 
-const std::string kError = "E/KelUpm: ERROR: ";
+// Numbers, hexadecimal, with a name each.
+std::map<uint32_t, std::string> Names(const std::string& text) {
+  std::istringstream words(text);
+  std::map<uint32_t, std::string> names;
+  uint32_t number = 0;
+  while (words >> std::hex >> number) words >> names[number];
+  return names;
+}
 
 TEST_F(CommandTest, RefusesMalformedCommandsAndChangesNothing) {
-  std::string before;
-  const auto refused = [&](const Request& request, const std::string& text) {
-    for (const size_t offset : {0, 1}) {
-      const Reply reply = effect().Command(request, offset);
-      const std::string which = std::to_string(request.code) + " of " +
-                                std::to_string(request.data.size()) + " bytes: " + text;
-      EXPECT_EQ(reply.result, -22) << which;
-      EXPECT_TRUE(reply.untouched()) << which;
-      EXPECT_EQ(reply.size, request.reply_size) << which;
-      EXPECT_EQ(test::TakeLog(), text.empty() ? Lines{} : Lines{kError + text}) << which;
-      EXPECT_EQ(effect().Dump(), before) << which;
-    }
-  };
-  // The reply that a command wants, in every wrong way.
-  const auto refused_replies = [&](const Request& request, const std::string& text) {
-    Request wrong = request;
-    wrong.null_reply = true;
-    refused(wrong, text);
-    wrong = request;
-    wrong.null_reply_size = true;
-    refused(wrong, text);
-    wrong = request;
-    --wrong.reply_size;
-    refused(wrong, text);
-    wrong.reply_size += 2;
-    if (request.code != EFFECT_CMD_GET_PARAM) refused(wrong, text);
-  };
-  const std::string config(sizeof(effect_config_t), '\0');
-  const std::string mode = Param(0, Bytes(1));
-  const std::string set = "set with invalid param";
-  const std::string get = "EFFECT_CMD_GET_PARAM: Invalid param";
-  const std::string device = "EFFECT_CMD_SET_DEVICE: Invalid param";
+  const std::string init = "init with Invalid param", enable = "enable with invalid param",
+                    disable = "disable with invalid param", set = "set with invalid param",
+                    get = "EFFECT_CMD_GET_PARAM: Invalid param",
+                    device = "EFFECT_CMD_SET_DEVICE: Invalid param",
+                    get_config = "EFFECT_CMD_GET_CONFIG: Invalid param";
+  const std::string config(sizeof(effect_config_t), '\0'), mode = Param(0, Bytes(1));
+  std::vector<std::pair<Request, std::string>> bad = {
+      {{.code = EFFECT_CMD_SET_CONFIG, .data = config.substr(1)}, ""},
+      {{.code = EFFECT_CMD_SET_CONFIG, .data = config + "x"}, ""},
+      {{.code = EFFECT_CMD_SET_CONFIG, .data = config, .null_data = true}, ""},
+      {{.code = EFFECT_CMD_SET_PARAM, .data = mode, .null_data = true}, set},
+      {{.code = EFFECT_CMD_GET_PARAM, .data = mode.substr(0, 15), .reply_size = 20}, get},
+      {{.code = EFFECT_CMD_GET_PARAM, .data = mode, .null_data = true, .reply_size = 20}, get},
+      {{.code = EFFECT_CMD_SET_DEVICE, .data = mode, .reply_room = 16}, device},
+      {{.code = EFFECT_CMD_SET_DEVICE, .data = "abc"}, device},
+      {{.code = EFFECT_CMD_SET_DEVICE, .data = Bytes(4), .null_data = true}, device}};
+  // Too short; a wrong psize; a vsize that reaches beyond the payload.
+  for (const std::string& data :
+       {mode.substr(0, 15), std::string(), Param(0, Bytes(1), 4, 3), Param(0, Bytes(1), 4, 8),
+        Param(0, "abc", 4), Param(10, "", 1), Param(10, "a&1", 0xFFFFFFFF)}) {
+    bad.push_back({{.code = EFFECT_CMD_SET_PARAM, .data = data}, set});
+  }
+  for (const uint32_t code : {22u, 0xFFFFu, 0x10001u, 0xFFFFFFFFu}) {
+    bad.push_back({{.code = code}, "Unknown command is specified: " + std::to_string(code)});
+  }
+  // The reply that each command wants, in every wrong way.
+  const std::pair<Request, std::string> kWantReply[] = {
+      {{.code = EFFECT_CMD_INIT}, init},
+      {{.code = EFFECT_CMD_ENABLE}, enable},
+      {{.code = EFFECT_CMD_DISABLE}, disable},
+      {{.code = EFFECT_CMD_SET_CONFIG, .data = config}, set},
+      {{.code = EFFECT_CMD_SET_PARAM, .data = mode}, set},
+      {{.code = EFFECT_CMD_GET_PARAM, .data = mode, .reply_size = 20}, get},
+      {{.code = EFFECT_CMD_SET_DEVICE, .data = Bytes(4)}, device},
+      {{.code = EFFECT_CMD_GET_CONFIG, .reply_size = sizeof(effect_config_t)}, get_config}};
+  for (const auto& [request, text] : kWantReply) {
+    bad.insert(bad.end(), 4, {request, text});
+    bad.end()[-4].first.null_reply = true;
+    bad.end()[-3].first.null_reply_size = true;
+    --bad.end()[-2].first.reply_size;
+    ++bad.end()[-1].first.reply_size;
+    if (request.code == EFFECT_CMD_GET_PARAM) bad.pop_back();  // which takes larger ones
+  }
+
   for (const bool enabled : {false, true}) {
     if (enabled) effect().Enable();
-    before = effect().Dump();
-    refused_replies({.code = EFFECT_CMD_INIT}, "init with Invalid param");
-    refused_replies({.code = EFFECT_CMD_SET_CONFIG, .data = config}, set);
-    refused({.code = EFFECT_CMD_SET_CONFIG, .data = config.substr(1)}, "");
-    refused({.code = EFFECT_CMD_SET_CONFIG, .data = config + "x"}, "");
-    refused({.code = EFFECT_CMD_SET_CONFIG, .data = config, .null_data = true}, "");
-    refused_replies({.code = EFFECT_CMD_ENABLE}, "enable with invalid param");
-    refused_replies({.code = EFFECT_CMD_DISABLE}, "disable with invalid param");
-    refused_replies({.code = EFFECT_CMD_SET_PARAM, .data = mode}, set);
-    refused({.code = EFFECT_CMD_SET_PARAM, .data = mode, .null_data = true}, set);
-    // Too short; a wrong psize; a vsize that reaches beyond the payload.
-    for (const std::string& data :
-         {mode.substr(0, 15), std::string(), Param(0, Bytes(1), 4, 3), Param(0, Bytes(1), 4, 8),
-          Param(0, "abc", 4), Param(10, "", 1), Param(10, "a&1", 0xFFFFFFFF)}) {
-      refused({.code = EFFECT_CMD_SET_PARAM, .data = data}, set);
-    }
-    refused_replies({.code = EFFECT_CMD_GET_PARAM, .data = mode, .reply_size = 20}, get);
-    refused({.code = EFFECT_CMD_GET_PARAM, .data = mode.substr(0, 15), .reply_size = 20}, get);
-    refused({.code = EFFECT_CMD_GET_PARAM, .data = mode, .null_data = true, .reply_size = 20}, get);
-    refused_replies({.code = EFFECT_CMD_SET_DEVICE, .data = Bytes(4)}, device);
-    refused({.code = EFFECT_CMD_SET_DEVICE, .data = mode, .reply_room = 16}, device);
-    refused({.code = EFFECT_CMD_SET_DEVICE, .data = "abc"}, device);
-    refused({.code = EFFECT_CMD_SET_DEVICE, .data = Bytes(4), .null_data = true}, device);
-    refused_replies({.code = EFFECT_CMD_GET_CONFIG, .reply_size = sizeof(effect_config_t)},
-                    "EFFECT_CMD_GET_CONFIG: Invalid param");
-    for (const uint32_t code : {22u, 0xFFFFu, 0x10001u, 0xFFFFFFFFu}) {
-      refused({.code = code}, "Unknown command is specified: " + std::to_string(code));
+    const std::string before = effect().Dump();
+    for (size_t row = 0; row < bad.size(); ++row) {
+      const auto& [request, text] = bad[row];
+      for (const size_t offset : {0, 1}) {
+        SCOPED_TRACE(testing::Message() << "row " << row << ", code " << request.code);
+        const Reply reply = effect().Command(request, offset);
+        EXPECT_EQ(reply.result, -22);
+        EXPECT_TRUE(reply.untouched());
+        EXPECT_EQ(reply.size, request.reply_size);
+        EXPECT_EQ(test::TakeLog(), text.empty() ? Lines{} : Lines{kError + text});
+        EXPECT_EQ(effect().Dump(), before);
+      }
     }
     std::vector<float> out;
     EXPECT_EQ(effect().Process(test::Ramp(8), &out), enabled ? 0 : -61);
   }
+  const auto command = (*effect().handle())->command;
+  EXPECT_EQ(command(nullptr, EFFECT_CMD_RESET, 0, nullptr, nullptr, nullptr), -22);
+  EXPECT_EQ(test::TakeLog(), Lines{kError + "command called with NULL pointer"});
 }
 
 TEST_F(CommandTest, IgnoresWhatItDoesNotSupportWithAWarning) {
-  const std::pair<uint32_t, const char*> kUnsupported[] = {{6, "SET_PARAM_DEFERRED"},
-                                                           {7, "SET_PARAM_COMMIT"},
-                                                           {10, "SET_VOLUME"},
-                                                           {11, "SET_AUDIO_MODE"},
-                                                           {12, "SET_CONFIG_REVERSE"},
-                                                           {13, "SET_INPUT_DEVICE"},
-                                                           {15, "GET_CONFIG_REVERSE"},
-                                                           {16, "GET_FEATURE_SUPPORTED_CONFIGS"},
-                                                           {17, "GET_FEATURE_CONFIG"},
-                                                           {18, "SET_FEATURE_CONFIG"},
-                                                           {19, "SET_AUDIO_SOURCE"},
-                                                           {20, "OFFLOAD"},
-                                                           {0x10000, "FIRST_PROPRIETARY"}};
-  for (const auto& [code, name] : kUnsupported) {
+  const std::string unsupported = kWarning + "Unsupported command: ";
+  for (const auto& [code, name] :
+       Names("6 SET_PARAM_DEFERRED 7 SET_PARAM_COMMIT a SET_VOLUME b SET_AUDIO_MODE "
+             "c SET_CONFIG_REVERSE d SET_INPUT_DEVICE f GET_CONFIG_REVERSE "
+             "10 GET_FEATURE_SUPPORTED_CONFIGS 11 GET_FEATURE_CONFIG 12 SET_FEATURE_CONFIG "
+             "13 SET_AUDIO_SOURCE 14 OFFLOAD 10000 FIRST_PROPRIETARY")) {
+    const Request nothing = {
+        .code = code, .null_data = true, .null_reply = true, .null_reply_size = true};
     EXPECT_TRUE(effect().Command({.code = code}).untouched());
-    EXPECT_EQ(
-        effect()
-            .Command({.code = code, .null_data = true, .null_reply = true, .null_reply_size = true})
-            .result,
-        0);
-    const std::string line = std::string("W/KelUpm: Unsupported command: EFFECT_CMD_") + name;
-    EXPECT_EQ(test::TakeLog(), (Lines{line, line}));
+    EXPECT_EQ(effect().Command(nothing).result, 0);
+    EXPECT_EQ(test::TakeLog(), Lines(2, (unsupported + "EFFECT_CMD_").append(name)));
   }
 }
 
 TEST_F(CommandTest, StatesAndCounters) {
   std::vector<float> out;
-  const auto state = [&] { return effect().Process(test::Ramp(8), &out) == 0 ? 2 : 1; };
-  const auto counters = [&](int enable, int disable, int set_config) {
-    EXPECT_EQ(effect().Dump().find(Counters(enable, disable, set_config)), 0u) << effect().Dump();
-  };
-  counters(0, 0, 0);
+  const auto enabled = [&] { return effect().Process(test::Ramp(8), &out) == 0; };
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_DISABLE}).result, -38);
   effect().Enable();
-  EXPECT_EQ(state(), 2);
-  const Reply again = effect().Command({.code = EFFECT_CMD_ENABLE});
-  EXPECT_EQ(again.result, -38);
-  EXPECT_TRUE(again.untouched());
+  EXPECT_TRUE(enabled());
+  EXPECT_EQ(effect().Command({.code = EFFECT_CMD_ENABLE}).result, -38);
   EXPECT_EQ(test::TakeLog(), (Lines{kError + "disable errors due to invalid state (=1)",
                                     kError + "ebable at uninitialized state"}));
-  counters(1, 0, 0);
+  EXPECT_EQ(effect().Dump().find(Counters(1, 0, 0)), 0u);
   effect().Disable();
-  EXPECT_EQ(state(), 1);
+  EXPECT_FALSE(enabled());
   effect().Enable();
   effect().Init();  // from the enabled state, too
-  EXPECT_EQ(state(), 1);
+  EXPECT_FALSE(enabled());
   effect().Enable();
   effect().Disable();
   effect().SetConfig(test::StereoConfig());
   effect().SetConfig(effect_config_t{});  // refused, and counted
-  counters(3, 2, 2);
+  EXPECT_EQ(effect().Dump().find(Counters(3, 2, 2)), 0u) << effect().Dump();
 }
 
 TEST_F(CommandTest, InitMakesANewEngine) {
   effect().SetMode(3);
   effect().SetDevice(AUDIO_DEVICE_OUT_USB_HEADSET);
   EXPECT_EQ(effect().Stages(), "-M--L");
-  Write("wired.hki.config", "personalized.hki");
-  Write("tunedapp_list", "com.film,CINEMA");
   TakeCalls();
   // The payload is not looked at. The old engine has gone before the new one comes.
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_INIT, .cmd_size = 77, .null_data = true}).status(),
@@ -172,18 +168,12 @@ TEST_F(CommandTest, InitMakesANewEngine) {
   EXPECT_EQ(TakeCalls(), (Lines{"A0212 1001", "A0810 1001", "A0213 1", "A0216", "A0511", "A0779",
                                 "A0244", "A0333", "A0507", "A0557", "A0834"}));
   EXPECT_EQ(effect().Stages(), "P----");
-  EXPECT_EQ(effect()
-                .Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(0, ""), .reply_size = 20})
-                .Word(16),
-            0u);
-  effect().SetMode(3);
-  effect().SetText(10, "com.film&0");
-  effect().SetDevice(AUDIO_DEVICE_OUT_USB_HEADSET);
-  EXPECT_EQ(effect().Stages(), "--CEL");
+  EXPECT_EQ(Mode(), 0u);
 }
 
 TEST_F(CommandTest, DumpText) {
   effect().SetMode(1);
+  effect().SetParam(2, 2);
   effect().SetDevice(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP);
   effect().Enable();
   std::vector<float> out;
@@ -199,9 +189,9 @@ TEST_F(CommandTest, DumpText) {
                 "    discard: 272\n"
                 "    processors:\n"
                 "      [ ] pass: \n"
-                "      [*] upmm: hki=bluetooth.hki.config:standard.hki, bin=upmix.music.hps.bin\n"
-                "      [ ] upmc: hki=bluetooth.hki.config:standard.hki, bin=upmix.cinema.hps.bin\n"
-                "      [ ] hpeq: ba=:\n"
+                "      [*] upmm: hki=bluetooth.hki.config:standard.hki, bin=upmix.music.hpp.bin\n"
+                "      [ ] upmc: hki=bluetooth.hki.config:standard.hki, bin=upmix.cinema.hpp.bin\n"
+                "      [*] hpeq: ba=bluetooth.ba.config:bluetooth.ba\n"
                 "      [*] upl : bin=upl.music.bin\n");
   test::TakeLog();
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_DUMP, .null_data = true}).result, 0);
@@ -211,27 +201,109 @@ TEST_F(CommandTest, DumpText) {
   EXPECT_EQ(test::TakeLog(), Lines{});
 }
 
-TEST_F(CommandTest, GetAndSetConfig) {
-  effect_config_t stored{};
-  const auto get = [&](size_t offset) {
-    return effect().Command({.code = EFFECT_CMD_GET_CONFIG, .reply_size = sizeof(stored)}, offset);
+TEST_F(CommandTest, ConfigurationIsCheckedAndKept) {
+  const auto stored = [&](size_t offset) {
+    const Request get = {.code = EFFECT_CMD_GET_CONFIG, .reply_size = sizeof(effect_config_t)};
+    return effect().Command(get, offset).bytes;
   };
-  EXPECT_EQ(get(0).bytes, std::string(sizeof(stored), '\0'));
+  EXPECT_EQ(stored(0), std::string(sizeof(effect_config_t), '\0'));
   effect_config_t config = test::StereoConfig();
+  config.inputCfg.samplingRate = config.outputCfg.samplingRate = 0;  // any, if both agree
   config.inputCfg.mask = 0x1234;
   config.outputCfg.accessMode = EFFECT_BUFFER_ACCESS_ACCUMULATE;
   config.inputCfg.buffer.frameCount = 77;
   const std::string payload(reinterpret_cast<char*>(&config), sizeof(config));
   for (const size_t offset : {0, 1, 3}) {
     const Reply reply = effect().Command({.code = EFFECT_CMD_SET_CONFIG, .data = payload}, offset);
-    EXPECT_EQ(reply.result, 0);
     EXPECT_EQ(reply.status(), 0);
-    EXPECT_EQ(get(offset).bytes, payload);
-    EXPECT_EQ(get(offset).result, 0);
+    EXPECT_EQ(stored(offset), payload);
   }
-  config.outputCfg.format = 1;
-  EXPECT_EQ(effect().SetConfig(config), -22);
-  EXPECT_EQ(get(0).bytes, payload);  // the last accepted one
+  using Change = void (*)(effect_config_t*);
+  const Change kRefused[] = {
+      [](effect_config_t* c) { c->inputCfg.samplingRate = 44100; },
+      [](effect_config_t* c) { c->outputCfg.channels = 0xC; },
+      [](effect_config_t* c) { c->inputCfg.format = 1; },
+      [](effect_config_t* c) { c->outputCfg.format = 1; },
+      [](effect_config_t* c) { c->inputCfg.format = c->outputCfg.format = 4; },
+  };
+  for (const Change change : kRefused) {
+    effect_config_t refused = test::StereoConfig();
+    change(&refused);
+    EXPECT_EQ(effect().SetConfig(refused), -22);
+    EXPECT_EQ(test::TakeLog(), Lines{kError + "Invalid config for upm"});
+  }
+  EXPECT_EQ(stored(0), payload);  // the last accepted one
+}
+
+TEST_F(CommandTest, ChannelMasks) {
+  const auto set = [&](uint32_t mask) {
+    effect_config_t config = test::StereoConfig();
+    config.inputCfg.channels = config.outputCfg.channels = mask;
+    return effect().SetConfig(config);
+  };
+  for (const uint32_t mask : {0x3u, 0x5u, 0x800001u}) EXPECT_EQ(set(mask), 0) << mask;
+  EXPECT_EQ(test::TakeLog(), Lines{});
+  // All others are refused; the last ones have no names.
+  for (const auto& [mask, name] :
+       Names("0 NONE 1 OUT_MONO 7 OUT_TRI b OUT_2POINT1 f OUT_3POINT1 33 OUT_QUAD 37 OUT_PENTA "
+             "3f OUT_5POINT1 103 OUT_TRI_BACK 107 OUT_SURROUND 13f OUT_6POINT1 603 OUT_QUAD_SIDE "
+             "60f OUT_5POINT1_SIDE 63f OUT_7POINT1 2d03f OUT_5POINT1POINT4 "
+             "2d63f OUT_7POINT1POINT4 c0003 OUT_2POINT0POINT2 c0007 OUT_3POINT0POINT2 "
+             "c000b OUT_2POINT1POINT2 c000f OUT_3POINT1POINT2 c003f OUT_5POINT1POINT2 "
+             "c063f OUT_7POINT1POINT2 72f607 OUT_13POINT_KELDA ffffff OUT_22POINT2 "
+             "302d63f OUT_9POINT1POINT4 30ed63f OUT_9POINT1POINT6 20000001 OUT_MONO_HAPTIC_A "
+             "20000003 OUT_STEREO_HAPTIC_A 30000000 OUT_HAPTIC_AB 30000001 OUT_MONO_HAPTIC_AB "
+             "30000003 OUT_STEREO_HAPTIC_AB "
+             "4 - c0004 - ffffffff - 80000003 - 1000001 - 3000000 - 20000000 - 20000002 -")) {
+    EXPECT_EQ(set(mask), -22) << std::hex << mask;
+    Lines log = {kError +
+                 "Unsupported input channels: " + (name == "-" ? "" : "AUDIO_CHANNEL_" + name)};
+    if (const uint32_t top = mask & 0xFF000000; top != 0) {
+      log.insert(log.begin(), kError + "Unsupported channels in " + std::to_string(top));
+    }
+    EXPECT_EQ(test::TakeLog(), log) << std::hex << mask;
+  }
+}
+
+TEST_F(CommandTest, SetParam) {
+  const std::string unknown = "Unknown param is specified: ", mode = "Invalid upm mode: ",
+                    hrtf = "Invalid HRTF type: ", package = "Invalid package format (No \"&\": ";
+  const struct {
+    uint32_t id;
+    std::string value;
+    int32_t status;
+    std::string log;
+  } kRows[] = {
+      {0, Bytes(3), 0, ""},
+      {0, Bytes(4), 0, kWarning + mode + "4 is specified"},
+      {0, Bytes(0xFFFFFFFF), 0, kWarning + mode + "4294967295 is specified"},
+      {0, "ab", -22, kError + "Invalid param size 2"},
+      {0, "", -22, kError + "Invalid param size 0"},
+      {0, Bytes(1) + "x", -22, kError + "Invalid param size 5"},
+      {1, "abc", -22, kError + "hrtf param size is Invalid: 3"},
+      {2, Bytes(1) + Bytes(1), -22, kError + "hrtf param size is Invalid: 8"},
+      {1, Bytes(0), 0, kWarning + hrtf + "0"},
+      {2, Bytes(3), 0, kWarning + hrtf + "3"},
+      {1, Bytes(2), 0, ""},
+      {2, Bytes(1), 0, ""},
+      {3, "anything", 0, ""},
+      {10, "", 0, kWarning + package},
+      {10, std::string("com\0x", 5), 0, kWarning + package + "com"},
+      {10, "&", 0, ""},
+      {10, "com.example.video&1", 0, ""},
+      {4, Bytes(1), 0, kWarning + unknown + "4"},
+      {0xFFFFFFFF, "", 0, kWarning + unknown + "-1"},
+  };
+  for (const auto& row : kRows) {
+    const Reply reply =
+        effect().Command({.code = EFFECT_CMD_SET_PARAM, .data = Param(row.id, row.value)}, 1);
+    EXPECT_EQ(reply.result, 0) << row.id << ' ' << row.value;
+    EXPECT_EQ(reply.status(), row.status) << row.id << ' ' << row.value;
+    EXPECT_EQ(test::TakeLog(), row.log.empty() ? Lines{} : Lines{row.log}) << row.id;
+    EXPECT_EQ(Mode(), 3u);  // the first row's
+  }
+  effect().Command({.code = EFFECT_CMD_SET_PARAM, .data = Param(0, Bytes(1) + "behind it", 4)});
+  EXPECT_EQ(Mode(), 1u);
 }
 
 TEST_F(CommandTest, GetParamAnswersWithTheCommandsHead) {
@@ -245,35 +317,40 @@ TEST_F(CommandTest, GetParamAnswersWithTheCommandsHead) {
     EXPECT_EQ(reply.size, 20u);
     EXPECT_EQ(reply.bytes,
               Bytes(0) + Bytes(12) + Bytes(4) + Bytes(0) + Bytes(2) + "\xAA\xAA\xAA\xAA");
-    for (const uint32_t id : {1u, 2u, 10u, 0x80000000u}) {
+    for (const uint32_t id : {1u, 0x80000000u}) {
       reply = effect().Command(
           {.code = EFFECT_CMD_GET_PARAM, .data = Param(id, ""), .reply_size = 20}, offset);
       EXPECT_EQ(reply.result, 0);
       EXPECT_EQ(reply.size, 16u);
       EXPECT_EQ(reply.bytes, Bytes(0) + Bytes(4) + Bytes(0) + Bytes(id) + "\xAA\xAA\xAA\xAA");
     }
-    const std::string unknown = "W/KelUpm: Unknown param is specified: ";
-    EXPECT_EQ(test::TakeLog(),
-              (Lines{unknown + "1", unknown + "2", unknown + "10", unknown + "-2147483648"}));
+    const std::string unknown = kWarning + "Unknown param is specified: ";
+    EXPECT_EQ(test::TakeLog(), (Lines{unknown + "1", unknown + "-2147483648"}));
   }
 }
 
-TEST_F(CommandTest, SetDeviceCopiesSixteenBytes) {
-  const std::string tail = "0123456789ab";
-  for (const size_t offset : {0, 1}) {
-    const Reply reply = effect().Command(
-        {.code = EFFECT_CMD_SET_DEVICE, .data = Bytes(0x4) + tail, .cmd_size = 4, .reply_room = 16},
-        offset);
-    EXPECT_EQ(reply.result, 0);
-    EXPECT_EQ(reply.bytes, Bytes(0) + tail);
-    EXPECT_EQ(reply.size, 4u);
+TEST_F(CommandTest, DeviceWords) {
+  effect().SetMode(1);
+  const std::pair<std::string, std::vector<uint32_t>> kDevices[] = {
+      {"wired", {0x1, 0x4, 0x8, 0x800, 0x1000, 0x4000000, 0x2000, 0x4000, 0x20000}},
+      {"bluetooth", {0x10, 0x20, 0x80, 0x100, 0x20000000, 0x20000002}},
+      // Speaker, SCO car kit, A2DP speaker, HDMI, BLE speaker, two at once, an input's bit.
+      {"", {0x0, 0x2, 0x40, 0x200, 0x400, 0x20000001, 0x84, 0xC, 0x80000004, 0xFFFFFFFF}}};
+  for (const auto& [name, words] : kDevices) {
+    for (const uint32_t word : words) {
+      effect().SetDevice(name.empty() ? AUDIO_DEVICE_OUT_LINE : AUDIO_DEVICE_OUT_SPEAKER);
+      const std::string tail = "0123456789ab";  // 16 bytes are copied to the reply
+      const Reply reply = effect().Command({.code = EFFECT_CMD_SET_DEVICE,
+                                            .data = Bytes(word) + tail,
+                                            .cmd_size = 4,
+                                            .reply_room = 16},
+                                           1);
+      EXPECT_EQ(reply.result, 0);
+      EXPECT_EQ(reply.bytes, Bytes(0) + tail);
+      EXPECT_EQ(effect().Stages(), name.empty() ? "P----" : "-M--L") << std::hex << word;
+      EXPECT_NE(effect().Dump().find("upmm: hki=" + name), std::string::npos) << std::hex << word;
+    }
   }
-}
-
-TEST_F(CommandTest, NullHandle) {
-  const auto command = (*effect().handle())->command;
-  EXPECT_EQ(command(nullptr, EFFECT_CMD_RESET, 0, nullptr, nullptr, nullptr), -22);
-  EXPECT_EQ(test::TakeLog(), Lines{kError + "command called with NULL pointer"});
 }
 
 // ---- Captures: started and stopped by enable and disable on debuggable builds.
@@ -293,48 +370,42 @@ TEST_F(CommandTest, CapturesOnlyWhereBothPropertiesSaySo) {
   }
 }
 
-TEST_F(CommandTest, CapturesWhatTheHostGot) {
+// A refused command starts or stops a capture, too. A new one has the old one's name in
+// the same second, and goes on at its end then.
+TEST_F(CommandTest, CapturesWhatTheHostGotForASecond) {
+  const auto capture = [&] {
+    std::string newest;
+    for (const std::string& name : Files()) newest = name.starts_with("pcmdump_") ? name : newest;
+    return newest;
+  };
   property_set("ro.debuggable", "1");
   property_set("vendor.kelda.pcmdump", "1");
-  EXPECT_EQ(effect().Command({.code = EFFECT_CMD_DISABLE, .null_reply = true}).result, -22);
   effect().Enable();
-  std::string heard;
+  std::string heard, first;
   std::vector<float> out;
-  const auto hear = [&](unsigned frames) {
-    EXPECT_EQ(effect().Process(test::Ramp(frames), &out, true), 0);
+  for (const unsigned frames : {480u, 1024u, 3840u, 960u, 480u}) {
+    effect().Process(test::Ramp(frames), &out, true);
     heard.append(reinterpret_cast<char*>(out.data()), out.size() * sizeof(float));
-  };
-  const auto captures = [&] {
-    Lines names;
-    for (const std::string& name : Files()) {
-      if (name.starts_with("pcmdump_") && name.ends_with(".pcm")) names.push_back(name);
-    }
-    return names;
-  };
-  for (const unsigned frames : {480u, 1024u, 3840u, 960u, 480u}) hear(frames);
-  // A refused disable stops the capture, a second one does nothing.
+  }
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(effect().Command({.code = EFFECT_CMD_DISABLE, .reply_size = 5}).result, -22);
   }
   effect().Process(test::Ramp(480), &out);
-  ASSERT_EQ(captures().size(), 1u);
-  EXPECT_TRUE(Read(captures()[0]) == heard);
-  test::TakeLog();
+  first = capture();
+  EXPECT_TRUE(Read(first) == heard);
 
-  // A refused enable starts one. Its name may be the first one's, if it is still the
-  // same second: it goes on at the end then.
-  heard = Read(captures()[0]);
-  const std::string first = captures()[0];
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_ENABLE}).result, -38);
-  if (captures().size() > 1) heard.clear();
-  for (int i = 0; i < 13; ++i) hear(3840);
-  test::TakeLog();
+  if (capture() != first) heard.clear();
+  for (int frames = 3840; frames <= 13 * 3840; frames += 3840) {
+    effect().Process(test::Ramp(3840), &out);
+    if (frames > 48000) break;  // whole blocks within one second
+    heard.append(reinterpret_cast<char*>(out.data()), out.size() * sizeof(float));
+  }
+  EXPECT_EQ(test::TakeLog().back(), "E/KelApsPcmd: Excess Dump Limit");
   property_set("vendor.kelda.pcmdump", "0");
   effect().Disable();  // no request: the capture goes on, and ends with the engine
   effect().Init();
-  const size_t second = 48000 / 3840 * 3840 * 8;  // whole blocks within one second
-  const size_t before = heard.size() - 13 * 3840 * 8;
-  EXPECT_TRUE(Read(captures().back()) == heard.substr(0, before + second));
+  EXPECT_TRUE(Read(capture()) == heard);
 }
 
 }  // namespace

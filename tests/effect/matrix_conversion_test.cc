@@ -7,7 +7,6 @@
 #include <random>
 #include <vector>
 
-#include "pipeline/audio_process_sequencer.h"
 #include "tests/effect/test_support.h"
 
 namespace kelda {
@@ -46,40 +45,19 @@ TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   }
 }
 
+// Of channels that go to the same plane the last one stays.
 TEST(MatrixConversionTest, LeavesAloneWhatNoEntryNames) {
-  const int table[] = {0, 0};
-  const float in[] = {1, 2, 3, 4};
-  float out[] = {9, 9, 9, 9};
-  MatrixConversion::ToPlanar(out, in, 2, 2, table);
-  EXPECT_EQ(std::vector<float>(out, out + 4), (std::vector<float>{2, 4, 9, 9}));
-  // Of channels that go to the same plane, the last one stays: beyond four, too.
   const int same[] = {0, 1, 1, 0, 1, 2};
-  const auto wide = test::Ramp(6 * 5, 1);
+  const auto in = test::Ramp(6 * 5, 1);
   std::vector<float> planes(6 * 5, 99.0f);
-  MatrixConversion::ToPlanar(planes.data(), wide.data(), 5, 6, same);
+  MatrixConversion::ToPlanar(planes.data(), in.data(), 5, 6, same);
   for (size_t f = 0; f < 5; ++f) {
     EXPECT_EQ((std::vector{planes[f], planes[5 + f], planes[10 + f], planes[15 + f]}),
-              (std::vector{wide[6 * f + 3], wide[6 * f + 4], wide[6 * f + 5], 99.0f}));
+              (std::vector{in[6 * f + 3], in[6 * f + 4], in[6 * f + 5], 99.0f}));
   }
-  float slots[] = {9, 9, 9, 9};
-  MatrixConversion::ToInterleave(slots, in, 2, 2, table);
-  EXPECT_EQ(std::vector<float>(slots, slots + 4), (std::vector<float>{3, 9, 4, 9}));
   for (const auto& [frames, channels] : {std::pair{0, 2}, {2, 0}, {-1, 2}, {2, -1}}) {
     MatrixConversion::ToPlanar(nullptr, nullptr, frames, channels, nullptr);
-    MatrixConversion::ToInterleave(nullptr, nullptr, frames, channels, table);
-  }
-}
-
-TEST(MatrixConversionTest, SwapTables) {
-  const auto planes = [](unsigned channels) {
-    const int* const table = AudioProcessSequencer::GetSwapTable(channels);
-    return std::vector<int>(table, table + channels);
-  };
-  EXPECT_EQ(planes(13), (std::vector{1, 2, 0, 3, 4, 6, 5, 7, 8, 9, 11, 10, 12}));
-  EXPECT_EQ(planes(16), (std::vector{1, 2, 0, 15, 13, 14, 3, 4, 6, 5, 7, 8, 9, 11, 10, 12}));
-  for (unsigned channels = 0; channels < 40; ++channels) {
-    if (channels == 13 || channels == 16) continue;
-    EXPECT_EQ(AudioProcessSequencer::GetSwapTable(channels), nullptr) << channels;
+    MatrixConversion::ToInterleave(nullptr, nullptr, frames, channels, nullptr);
   }
 }
 

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "tests/effect/effect_client.h"
+#include "tests/effect/fake_upmix_lib.h"
 
 namespace kelda {
 namespace {
@@ -24,97 +25,78 @@ enum Hrtf : uint32_t { kStandard = 1, kPersonalized = 2 };
 
 class ModeTest : public test::DataDirTest {
  protected:
-  ModeTest() {
-    WriteTuning();
-    Write("tunedapp_list", "com.film,CINEMA\ncom.song,MUSIC\ncom.game,OFF\n");
-  }
-
-  // The files loaded since the last time, in order: those that calls of the signal
-  // library name, one a call, in brackets.
-  std::string Loaded() const {
-    std::string files;
-    for (const std::string& call : TakeCalls()) {
-      const std::string entry = call.substr(0, 5);
-      for (const char* loading : {"A0122", "A0559", "A0782", "A0218", "A0243"}) {
-        if (entry != loading) continue;
-        std::string text = call.substr(6);
-        if (const size_t dir = text.find("DIR "); dir != std::string::npos) text.erase(dir, 4);
-        files += "[" + text + "]";
-      }
-    }
-    return files;
-  }
+  ModeTest() { WriteTuning(); }
 };
 
-// Everything that one headphone output loads at its first use.
-std::string TuningOf(const std::string& device, const std::string& kind) {
-  return "[upmix.music." + kind + ".bin][" + device + ".hki.config][upmix.cinema." + kind +
-         ".bin " + device + ".hki.config]" + (kind == "hpp" ? "[" + device + ".ba.config]" : "");
-}
-
-TEST_F(ModeTest, FilesOfADeviceAndOfAMode) {
-  Effect effect;
+// Every call that sets up, empties, processes and ends, of every component.
+TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
+  std::optional<Effect> effect(std::in_place);
+  effect->SetParam(kWiredHrtf, kPersonalized);
+  effect->SetMode(kMusic);
+  effect->Enable();
   TakeCalls();
-  effect.SetMode(kMusic);  // no device yet
-  EXPECT_EQ(effect.Stages(), "P----");
-  EXPECT_EQ(Loaded(), "");
-  effect.SetDevice(kWired);  // the mode first, then the device's files
-  EXPECT_EQ(effect.Stages(), "-M--L");
-  EXPECT_EQ(Loaded(), "[upl.music.bin]" + TuningOf("wired", "hps"));
-  effect.SetDevice(kWired);  // the same again: nothing to load
-  effect.SetMode(kMusic);
-  EXPECT_EQ(Loaded(), "");
-  effect.SetMode(kCinema);
-  EXPECT_EQ(effect.Stages(), "--C-L");
-  EXPECT_EQ(Loaded(), "[upl.cinema.bin]");
-  effect.SetDevice(kBluetooth);
-  EXPECT_EQ(Loaded(), TuningOf("bluetooth", "hps"));
-  effect.SetParam(kWiredHrtf, kPersonalized);  // for the output that is not in use
-  EXPECT_EQ(effect.Stages(), "--C-L");
-  EXPECT_EQ(Loaded(), "");
-  effect.SetDevice(kWired);
-  EXPECT_EQ(effect.Stages(), "--CEL");
-  EXPECT_EQ(Loaded(), TuningOf("wired", "hpp"));
-  effect.SetParam(kWiredHrtf, kStandard);
-  EXPECT_EQ(effect.Stages(), "--C-L");
-  EXPECT_EQ(Loaded(),
-            "[upmix.music.hps.bin][wired.hki.config][upmix.cinema.hps.bin wired.hki.config]");
-  effect.SetMode(kOff);
-  EXPECT_EQ(Loaded(), "[upl.cinema.bin]");  // the level control's flush, from memory
-  effect.SetDevice(kSpeaker);
-  EXPECT_EQ(effect.Stages(), "P----");
-  EXPECT_EQ(Loaded(), "");
-}
-
-TEST_F(ModeTest, HrtfTypesComeFromTheConfigurationFiles) {
-  Write("wired.hki.config", "personalized.hki\n");
-  Write("bluetooth.hki.config", "speaker.hki\n");
-  Effect effect;
-  TakeCalls();
-  // Personalized: the equalizer runs with the upmix off, too.
-  effect.SetDevice(kWired);
-  EXPECT_EQ(effect.Stages(), "P--E-");
-  EXPECT_EQ(Loaded(), TuningOf("wired", "hpp"));
-  effect.SetDevice(kSpeaker);  // stays on, until a mode changes to off
-  EXPECT_EQ(effect.Stages(), "P--E-");
-  effect.SetDevice(kBluetooth);
-  EXPECT_EQ(effect.Stages(), "P----");
-  EXPECT_EQ(Loaded(), TuningOf("bluetooth", "hps"));
-  effect.SetDevice(kWired);
-  effect.SetMode(kMusic);
-  EXPECT_EQ(effect.Stages(), "-M-EL");
-  effect.SetDevice(kSpeaker);
-  EXPECT_EQ(effect.Stages(), "P----");
+  const auto process = [&](int blocks) {
+    std::vector<float> out;
+    for (int i = 0; i < blocks; ++i) effect->Process(test::Ramp(1024), &out);
+    return TakeCalls();
+  };
+  effect->SetDevice(kWired);
+  EXPECT_EQ(TakeCalls(), (Lines{"A0508 1024", "A0122 upl.music.bin", "A0559 upmix.music.hpp.bin",
+                                "A0782 DIR wired.hki.config", "A0556 1001", "A0236 1001",
+                                "A0218 upmix.cinema.hpp.bin DIR wired.hki.config",
+                                "A0243 DIR wired.ba.config", "A0214 1", "A0237 1"}));
+  EXPECT_EQ(process(3), (Lines{"A0560 2 1024", "A0560 1 1024", "A0560 0 1024"}));
+  effect->Reset();
+  EXPECT_EQ(TakeCalls(),
+            (Lines{"A0236 1001", "A0593 1", "A0237 1", "A0508 1024", "A0122 upl.music.bin"}));
+  fake::Fail("A0560", -1);  // a failed block counts
+  EXPECT_EQ(process(2), (Lines{"A0560 1 1024", "A0560 0 1024"}));
+  effect->SetParam(kWiredHrtf, kStandard);  // the equalizer is kept
+  EXPECT_EQ(TakeCalls(), (Lines{"A0559 upmix.music.hps.bin", "A0212 1001", "A0810 1001",
+                                "A0782 DIR wired.hki.config", "A0556 1002", "A0236 1002", "A0213 1",
+                                "A0218 upmix.cinema.hps.bin DIR wired.hki.config"}));
+  effect->SetParam(kWiredHrtf, kPersonalized);
+  EXPECT_EQ(TakeCalls(), (Lines{"A0559 upmix.music.hpp.bin", "A0212 1002", "A0810 1002",
+                                "A0782 DIR wired.hki.config", "A0556 1003", "A0236 1003", "A0213 2",
+                                "A0218 upmix.cinema.hpp.bin DIR wired.hki.config", "A0562 1",
+                                "A0812 1", "A0243 DIR wired.ba.config", "A0214 2", "A0237 2"}));
+  effect->SetDevice(kWired);                    // the same again: nothing to load
+  effect->SetParam(kBluetoothHrtf, kStandard);  // of the output that is not in use
+  EXPECT_EQ(TakeCalls(), Lines{});
+  effect->SetMode(kCinema);  // flushes the stage that stops
+  EXPECT_EQ(TakeCalls(), (Lines{"A0236 1003", "A0508 1024", "A0122 upl.cinema.bin"}));
+  effect->SetDevice(kBluetooth);
+  EXPECT_EQ(TakeCalls(), (Lines{"A0559 upmix.music.hps.bin", "A0212 1003", "A0810 1003",
+                                "A0782 DIR bluetooth.hki.config", "A0556 1004", "A0236 1004",
+                                "A0213 3", "A0218 upmix.cinema.hps.bin DIR bluetooth.hki.config"}));
+  effect->SetParam(kBluetoothHrtf, kPersonalized);
+  EXPECT_EQ(TakeCalls().back(), "A0237 3");
+  std::filesystem::remove(Path("upl.cinema.bin"));
+  effect->SetDevice(kSpeaker);  // the level control is emptied from what it holds
+  EXPECT_EQ(TakeCalls(), (Lines{"A0593 5", "A0508 1024", "A0122 upl.cinema.bin"}));
+  effect.reset();
+  EXPECT_EQ(TakeCalls(), (Lines{"A0212 1005", "A0810 1005", "A0213 5", "A0562 3", "A0812 3"}));
 }
 
 TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
   const uint32_t seed = test::NewSeed();
   std::mt19937 random(seed);
-  const std::pair<const char*, uint32_t> kApps[] = {
-      {"com.film&0", kCinema},  {"com.film&1", kCinema},   {"com.song&1", kMusic},
-      {"com.game&1", kOff},     {"com.other&1", kCinema},  {"com.other&", kMusic},
-      {"com.other&0", kMusic},  {"com.other&11", kCinema}, {"&1", kCinema},
-      {"com.other&01", kMusic}, {"com.other&&1", kMusic},  {"com.film2&", kMusic}};
+  const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+  using List = std::map<std::string, uint32_t>;
+  const std::pair<const char*, List> kLists[] = {
+      {"com.film,CINEMA\ncom.song,MUSIC\ncom.game,OFF\n",
+       {{"com.film", kCinema}, {"com.song", kMusic}, {"com.game", kOff}}},
+      {"com.song,CINEMA", {{"com.song", kCinema}}},
+      {nullptr, {}}};  // no such file
+  const struct {
+    const char *setting, *package;
+    uint32_t unlisted_mode;
+  } kApps[] = {{"com.film&0", "com.film", kMusic},    {"com.song&1", "com.song", kCinema},
+               {"com.game&1", "com.game", kCinema},   {"com.other&1", "com.other", kCinema},
+               {"com.other&", "com.other", kMusic},   {"com.other&0", "com.other", kMusic},
+               {"com.film&11", "com.film", kCinema},  {"&1", "", kCinema},
+               {"com.other&01", "com.other", kMusic}, {"com.film&&1", "com.film", kMusic}};
+  List in_file, listed;
   std::map<uint32_t, uint32_t> hrtf;
   uint32_t requested = 0, actual = 0, app = 0, device = 0;
   bool equalizer = false;
@@ -125,76 +107,65 @@ TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
     actual = effective;
     equalizer = actual != kOff && personalized();
   };
-  std::optional<Effect> effect;
+  Effect effect;
   for (int step = 0; step < 3000; ++step) {
     std::string what;
-    const uint32_t choice = step == 0 ? 99 : static_cast<uint32_t>(random() % 100);
+    const uint32_t choice = step == 0 ? 99 : below(100);
     if (choice < 30) {
-      const auto mode = static_cast<uint32_t>(random() % 4);
+      const uint32_t mode = below(4);
       what = "mode " + std::to_string(mode);
-      effect->SetMode(mode);
+      effect.SetMode(mode);
       if (mode != requested) {
         requested = mode;
         run(requested == kAuto ? app : requested);
       }
-    } else if (choice < 60) {
-      device = std::array{kSpeaker, kWired, kBluetooth}[random() % 3];
+    } else if (choice < 55) {
+      device = std::array{kSpeaker, kWired, kBluetooth}[below(3)];
       what = "device " + std::to_string(device);
-      effect->SetDevice(device);
+      effect.SetDevice(device);
       run(requested == kAuto ? app : requested);
       if (device != kSpeaker) equalizer = personalized();
-    } else if (choice < 80) {
-      const auto& [package, mode] = kApps[random() % std::size(kApps)];
-      what = std::string("app ") + package;
-      effect->SetText(kAppPackage, package);
-      if (requested == kAuto) run(mode);
-      app = mode;
-    } else if (choice < 98) {
-      const uint32_t of = random() % 2 == 0 ? kWired : kBluetooth;
-      const auto type = static_cast<uint32_t>(kStandard + random() % 2);
-      what = "hrtf " + std::to_string(type) + " of " + std::to_string(of);
-      effect->SetParam(of == kWired ? kWiredHrtf : kBluetoothHrtf, type);
-      hrtf[of] = type;
+    } else if (choice < 75) {
+      const auto& [setting, package, unlisted_mode] = kApps[below(std::size(kApps))];
+      what = std::string("app ") + setting;
+      effect.SetText(kAppPackage, setting);
+      app = listed.contains(package) ? listed[package] : unlisted_mode;
+      if (requested == kAuto) run(app);
+    } else if (choice < 90) {
+      const uint32_t of = below(2) == 0 ? kWired : kBluetooth;
+      hrtf[of] = kStandard + below(2);
+      what = "hrtf " + std::to_string(hrtf[of]) + " of " + std::to_string(of);
+      effect.SetParam(of == kWired ? kWiredHrtf : kBluetoothHrtf, hrtf[of]);
       if (device == of) equalizer = personalized();
+    } else if (choice < 94) {
+      what = "list written";
+      const auto& [text, list] = kLists[below(std::size(kLists))];
+      in_file = list;
+      std::filesystem::remove(Path("tunedapp_list"));
+      if (text != nullptr) Write("tunedapp_list", text);
+    } else if (choice < 97) {
+      what = "list read";  // counts from the next application on
+      effect.SetText(kReload, "");
+      listed = in_file;
     } else {
       what = "new engine";
-      if (step == 0) effect.emplace();
-      effect->Init();
       requested = actual = kOff;
       app = kMusic;
       device = kSpeaker;
-      hrtf = {{kWired, kStandard}, {kBluetooth, kStandard}};
       equalizer = false;
+      listed = in_file;
+      for (const auto& [of, name] : {std::pair{kWired, "wired"}, {kBluetooth, "bluetooth"}}) {
+        hrtf[of] = kStandard + below(2);
+        Write(std::string(name) + ".hki.config",
+              hrtf[of] == kPersonalized ? "personalized.hki" : "speaker.hki\n");
+      }
+      effect.Init();
     }
     const std::string expected = std::string(actual == kOff ? "P" : "-") +
                                  (actual == kMusic ? "M" : "-") + (actual == kCinema ? "C" : "-") +
                                  (equalizer ? "E" : "-") + (actual != kOff ? "L" : "-");
-    ASSERT_EQ(effect->Stages(), expected) << "seed " << seed << ", step " << step << ": " << what;
+    ASSERT_EQ(effect.Stages(), expected) << "seed " << seed << ", step " << step << ": " << what;
   }
-}
-
-TEST_F(ModeTest, ApplicationListIsReadAgainOnRequestOnly) {
-  Effect effect;
-  effect.SetDevice(kWired);
-  effect.SetMode(kAuto);
-  EXPECT_EQ(effect.Stages(), "-M--L");  // no application yet
-  Write("tunedapp_list", "com.song,CINEMA\n");
-  effect.SetText(kAppPackage, "com.song&0");
-  EXPECT_EQ(effect.Stages(), "-M--L");
-  effect.SetText(kReload, "");
-  EXPECT_EQ(effect.Stages(), "-M--L");  // counts from the next application on
-  effect.SetText(kAppPackage, "com.song&0");
-  EXPECT_EQ(effect.Stages(), "--C-L");
-  std::filesystem::remove(Path("tunedapp_list"));
-  effect.SetText(kReload, "");
-  effect.SetText(kAppPackage, "com.song&0");
-  EXPECT_EQ(effect.Stages(), "-M--L");
-  // Kept while another mode is requested, applied by the change to automatic.
-  effect.SetMode(kMusic);
-  effect.SetText(kAppPackage, "com.any&1");
-  EXPECT_EQ(effect.Stages(), "-M--L");
-  effect.SetMode(kAuto);
-  EXPECT_EQ(effect.Stages(), "--C-L");
 }
 
 }  // namespace

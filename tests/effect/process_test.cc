@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <deque>
+#include <memory>
 #include <random>
 
 #include "tests/effect/effect_client.h"
@@ -14,97 +17,165 @@ namespace {
 using test::Effect;
 using test::Ramp;
 
-constexpr uint32_t kWired = AUDIO_DEVICE_OUT_WIRED_HEADSET;
+constexpr unsigned kPeriod = 1024, kSlice = 3 * kPeriod;
 
 class ProcessTest : public test::DataDirTest {
  protected:
   ProcessTest() { WriteTuning(); }
 };
 
-// What the stages that run make of the ramp: from which channel, how loud, how late.
-struct Channel {
-  unsigned from;
-  float gain;
-  unsigned delay;
-
-  float At(unsigned frame) const {
-    if (frame < delay) return 0;
-    const auto value = static_cast<float>(frame - delay + 1);
-    return gain * (from == 0 ? value : -value);
-  }
-};
+// What the stages that run make of the input: left and right come from one channel each,
+// scaled, and late.
 struct Sound {
   const char* name;
-  uint32_t mode;
-  uint32_t hrtf;
-  Channel left, right;
+  uint32_t mode, hrtf;
+  unsigned from[2];
+  float gain[2];
+  unsigned delay;
 };
 // The fake library's components in chain order: upmix, equalizer, level control.
-const Sound kSounds[] = {
-    {"off", 0, 1, {0, 1, 0}, {1, 1, 0}},
-    {"off, equalized", 0, 2, {0, 0.5f, 3}, {1, 0.5f, 3}},
-    {"music", 1, 1, {0, 50 * 0.25f, 5 + 2}, {1, 28 * 0.25f, 5 + 2}},
-    {"music, equalized", 1, 2, {0, 50 * 0.125f, 5 + 3 + 2}, {1, 28 * 0.125f, 5 + 3 + 2}},
-    {"cinema", 2, 1, {1, 4 * 0.25f, 7 + 2}, {0, 2 * 0.25f, 7 + 2}},
-    {"cinema, equalized", 2, 2, {1, 4 * 0.125f, 7 + 3 + 2}, {0, 2 * 0.125f, 7 + 3 + 2}},
-    {"automatic", 3, 1, {0, 50 * 0.25f, 5 + 2}, {1, 28 * 0.25f, 5 + 2}},
+constexpr Sound kSounds[] = {
+    {"off", 0, 1, {0, 1}, {1, 1}, 0},
+    {"off, equalized", 0, 2, {0, 1}, {0.5f, 0.5f}, 3},
+    {"music", 1, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 5 + 2},
+    {"music, equalized", 1, 2, {0, 1}, {50 * 0.125f, 28 * 0.125f}, 5 + 3 + 2},
+    {"cinema", 2, 1, {1, 0}, {4 * 0.25f, 2 * 0.25f}, 7 + 2},
+    {"cinema, equalized", 2, 2, {1, 0}, {4 * 0.125f, 2 * 0.125f}, 7 + 3 + 2},
+    {"automatic", 3, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 5 + 2},
 };
+constexpr Sound kOff = kSounds[0], kMusic = kSounds[2], kCinema = kSounds[4];
 
 void Set(Effect* effect, const Sound& sound) {
   effect->SetParam(1, sound.hrtf);
   effect->SetMode(sound.mode);
-  effect->SetDevice(kWired);
+  effect->SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADSET);
 }
 
-TEST_F(ProcessTest, PeriodsSoundLikeTheirStages) {
-  for (const Sound& sound : kSounds) {
-    Effect effect;
-    Set(&effect, sound);
-    effect.Enable();
-    for (unsigned block = 0; block < 6; ++block) {
-      std::vector<float> out;
-      ASSERT_EQ(effect.Process(Ramp(1024, 2, block * 1024), &out, block % 2 == 1), 0);
-      for (unsigned f = 0; f < 1024; ++f) {
-        const unsigned frame = block * 1024 + f;
-        ASSERT_EQ(out[2 * f], sound.left.At(frame)) << sound.name << ", frame " << frame;
-        ASSERT_EQ(out[2 * f + 1], sound.right.At(frame)) << sound.name << ", frame " << frame;
-      }
+// An effect that is fed a ramp, beside a model of the rings that counts along.
+class Stream {
+ public:
+  explicit Stream(const Sound& sound) : sound_(sound) {
+    Set(&effect_, sound);
+    effect_.Reset();  // forgets the fade
+    effect_.Enable();
+  }
+
+  void Feed(unsigned frames, bool in_place) {
+    std::vector<float> out;
+    ASSERT_EQ(effect_.Process(Ramp(frames, 2, fed_), &out, in_place), 0);
+    const std::vector<float> expected = Expected(frames);
+    const auto differs = std::mismatch(out.begin(), out.end(), expected.begin()).first;
+    ASSERT_EQ(out, expected) << sound_.name << ", block of " << frames << ", first at sample "
+                             << differs - out.begin();
+  }
+
+  // By a reset, by disabling, by a configuration; one that is refused flushes nothing.
+  void Flush(uint32_t how) {
+    switch (how) {
+      case 0:
+        effect_.Reset();
+        break;
+      case 1:
+        effect_.Disable();
+        effect_.Enable();
+        break;
+      default:
+        const bool accepted =
+            effect_.SetConfig(how == 2 ? test::StereoConfig() : effect_config_t{}) == 0;
+        ASSERT_EQ(accepted, how == 2);
+        if (!accepted) return;
+    }
+    discarded_ += queued_.size();
+    ready_ = false;
+    delayed_.clear();
+    waiting_.clear();
+    queued_.clear();
+  }
+
+  void ExpectCounters() {
+    const std::string report = effect_.Dump();
+    for (const auto& [label, count] : {std::pair<std::string, size_t>{"input  : ", fed_},
+                                       {"process: ", processed_},
+                                       {"output : ", heard_},
+                                       {"discard: ", discarded_}}) {
+      EXPECT_NE(report.find(label + std::to_string(count) + "\n"), std::string::npos) << report;
     }
   }
-}
 
-TEST_F(ProcessTest, RandomBlocksLoseNothingInAnyMode) {
-  const uint32_t seed = test::NewSeed();
-  std::mt19937 random(seed);
-  for (const Sound& sound : kSounds) {
-    Effect effect;
-    Set(&effect, sound);
-    effect.Reset();  // forgets the fade
-    effect.Enable();
-    unsigned fed = 0, heard = 0;
-    while (fed < 60000) {
-      const auto frames =
-          static_cast<unsigned>(random() % 4 == 0 ? 1 + random() % 9000 : 1 + random() % 1000);
-      if (frames == 1024) continue;
-      std::vector<float> out;
-      ASSERT_EQ(effect.Process(Ramp(frames, 2, fed), &out, random() % 2 == 0), 0);
-      fed += frames;
-      // Slices of three periods are delivered whole or as silence.
-      for (unsigned begin = 0; begin < frames; begin += 3072) {
-        const auto first = out.begin() + 2 * begin;
-        const auto last = out.begin() + 2 * std::min(frames, begin + 3072);
-        const bool starts = heard < 12;  // the chain's own latency is silence, too
-        if (std::all_of(first, last, [](float x) { return x == 0; }) &&
-            !(starts && fed > 2 * 3072)) {
-          continue;
-        }
-        for (auto sample = first; sample != last; sample += 2, ++heard) {
-          ASSERT_EQ(sample[0], sound.left.At(heard)) << sound.name << ", seed " << seed;
-          ASSERT_EQ(sample[1], sound.right.At(heard)) << sound.name << ", seed " << seed;
+ private:
+  using Frame = std::array<float, 2>;
+
+  // Which slices are silence follows from counting alone.
+  std::vector<float> Expected(unsigned frames) {
+    std::vector<float> out;
+    const auto hear = [&](Frame frame) { out.insert(out.end(), frame.begin(), frame.end()); };
+    if (frames == kPeriod) {  // passes by what waits in the rings
+      for (unsigned i = 0; i < frames; ++i) hear(RunStages(fed_++));
+      heard_ += frames;
+      return out;
+    }
+    for (unsigned begin = 0; begin < frames; begin += kSlice) {
+      const unsigned slice = std::min(kSlice, frames - begin);
+      for (unsigned i = 0; i < slice; ++i) waiting_.push_back(fed_++);
+      while (waiting_.size() >= kPeriod) {
+        for (unsigned i = 0; i < kPeriod; ++i, waiting_.pop_front()) {
+          queued_.push_back(RunStages(waiting_.front()));
         }
       }
+      ready_ = ready_ || queued_.size() >= 2 * kPeriod;
+      const bool silent = !ready_ || queued_.size() < slice;
+      for (unsigned i = 0; i < slice; ++i) {
+        hear(silent ? Frame{} : queued_.front());
+        if (!silent) queued_.pop_front();
+      }
+      heard_ += silent ? 0 : slice;
     }
-    EXPECT_GT(heard, 50000u) << sound.name;
+    return out;
+  }
+  Frame RunStages(unsigned frame) {
+    ++processed_;
+    delayed_.push_back(static_cast<float>(frame + 1));
+    if (delayed_.size() <= sound_.delay) return {};
+    const float left = delayed_.front();
+    delayed_.pop_front();
+    return {sound_.gain[0] * (sound_.from[0] == 0 ? left : -left),
+            sound_.gain[1] * (sound_.from[1] == 0 ? left : -left)};
+  }
+
+  const Sound sound_;
+  Effect effect_;
+  unsigned fed_ = 0;
+  size_t processed_ = 0, heard_ = 0, discarded_ = 0;
+  bool ready_ = false;
+  std::deque<float> delayed_;     // within the stages
+  std::deque<unsigned> waiting_;  // in the input ring
+  std::deque<Frame> queued_;      // in the output ring
+};
+
+TEST_F(ProcessTest, RandomBlocksLoseAndRepeatNothingInAnyMode) {
+  std::mt19937 random(test::NewSeed());
+  const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+  std::vector<std::unique_ptr<Stream>> streams;  // at once: they do not know of each other
+  for (const Sound& sound : kSounds) streams.push_back(std::make_unique<Stream>(sound));
+  for (int step = 0; step < 4000; ++step) {
+    for (const auto& stream : streams) {
+      if (step > 200 && stream != streams[0]) break;  // loud ones are no longer exact
+      if (below(12) == 0) stream->Flush(below(4));
+      const unsigned sizes[] = {kPeriod, 1 + below(700), 1 + below(kSlice), kSlice - 2 + below(5),
+                                1 + below(9000)};
+      ASSERT_NO_FATAL_FAILURE(stream->Feed(sizes[below(5)], below(2) == 0));
+    }
+  }
+  for (const auto& stream : streams) stream->ExpectCounters();
+}
+
+TEST_F(ProcessTest, BlocksOfOneSizeLoseNothing) {
+  Stream stream(kOff);
+  for (unsigned frames = 1; frames <= kSlice + 100; frames += 7) {
+    for (int block = 0; block < 14; ++block) {
+      ASSERT_NO_FATAL_FAILURE(stream.Feed(frames, block % 2 == 0));
+    }
+    stream.Flush(0);
   }
 }
 
@@ -115,8 +186,8 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
   constexpr int kSilence = 96 + 48, kFade = 4800;
   constexpr double kPi = 3.141592653589793;
   for (const int change : {0, 3, 7, 20, 30}) {
-    for (const Sound& sound : {kSounds[2], kSounds[4], kSounds[0]}) {
-      const Sound& before = kSounds[sound.mode == 1 ? 4 : 2];
+    for (const Sound& sound : {kMusic, kCinema, kOff}) {
+      const Sound& before = sound.mode == 1 ? kCinema : kMusic;
       Effect effect;
       Set(&effect, before);
       effect.Reset();
@@ -124,17 +195,20 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
       const int processed = change * 480 / 1024 * 1024;
       int heard = 0, queued = 0;
       for (int block = 0; block < 60; ++block) {
+        std::vector<float> out;
         if (block == change) {
           effect.SetMode(sound.mode);
           queued = processed - heard;
+          effect.Process(std::vector<float>(2 * kPeriod, 1.0f), &out);
+          EXPECT_EQ(out.back(), sound.gain[1]) << "a whole period does not fade";
         }
-        std::vector<float> out;
         effect.Process(std::vector<float>(960, 1.0f), &out, true);
         if (block < 4) {  // fewer than two periods are queued
           ASSERT_EQ(out, std::vector<float>(960));
           continue;
         }
         for (size_t f = 0; f < 480; ++f, ++heard) {
+          if (heard < 16) continue;         // the stages' delays fill
           const int p = heard - processed;  // since the change
           double gain = 1;
           if (block >= change && sound.mode != 0) {
@@ -146,12 +220,10 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
               gain = (1 - std::cos(kPi * (p - kSilence) / kFade)) * 0.5;
             }
           }
-          const bool filling = heard < 16 || (p >= 0 && p < 16);  // the delays are
-          if (filling) continue;
           const Sound& of = p < 0 ? before : sound;
-          ASSERT_EQ(out[2 * f], of.left.gain * static_cast<float>(gain))
+          ASSERT_EQ(out[2 * f], of.gain[0] * static_cast<float>(gain))
               << "into " << sound.name << " at block " << change << ", frame " << heard;
-          ASSERT_EQ(out[2 * f + 1], of.right.gain * static_cast<float>(gain)) << sound.name;
+          ASSERT_EQ(out[2 * f + 1], of.gain[1] * static_cast<float>(gain)) << sound.name;
         }
       }
       EXPECT_GT(heard, processed + kSilence + kFade);
@@ -163,13 +235,8 @@ TEST_F(ProcessTest, RefusesWhatIsMissingOrUnequal) {
   Effect effect;
   test::TakeLog();
   std::vector<float> in(16), out(16, 7.0f);
-  audio_buffer_t source{}, sink{};
-  source.frameCount = sink.frameCount = 8;
-  source.f32 = in.data();
-  sink.f32 = out.data();
-  audio_buffer_t no_data = source, shorter = source;
-  no_data.raw = nullptr;
-  shorter.frameCount = 7;
+  audio_buffer_t source{8, {in.data()}}, sink{8, {out.data()}};
+  audio_buffer_t no_data{8, {nullptr}}, shorter{7, {in.data()}};
   const auto process = (*effect.handle())->process;
   for (const int32_t idle : {-61, 0}) {
     EXPECT_EQ(process(nullptr, &source, &sink), -22);
@@ -182,67 +249,10 @@ TEST_F(ProcessTest, RefusesWhatIsMissingOrUnequal) {
     EXPECT_EQ(process(effect.handle(), &source, &sink), idle);
     EXPECT_EQ(out, std::vector<float>(16, idle == 0 ? 0.0f : 7.0f));
     if (idle != 0) effect.Enable();
-    out.assign(16, 7.0f);
   }
   source.frameCount = sink.frameCount = 0;
   EXPECT_EQ(process(effect.handle(), &source, &sink), 0);
   EXPECT_EQ(test::TakeLog(), test::Lines{});
-}
-
-TEST_F(ProcessTest, ResetConfigurationAndDisableEmptyTheChain) {
-  Effect effect;
-  Set(&effect, kSounds[3]);  // music, equalized: three stages hold history
-  effect.Enable();
-  const auto flush = [&](int how) {
-    if (how == 0) effect.Reset();
-    if (how == 1) effect.SetConfig(test::StereoConfig());
-    if (how == 2) {
-      effect.Disable();
-      effect.Enable();
-    }
-  };
-  for (int how = 0; how < 3; ++how) {
-    std::vector<float> out;
-    effect.Process(Ramp(1024), &out);
-    effect.Process(Ramp(3000), &out);
-    EXPECT_EQ(out, std::vector<float>(6000)) << "nothing was queued before";
-    flush(how);
-    effect.Process(Ramp(1024), &out);  // as if it were the first
-    for (unsigned f = 0; f < 1024; ++f) {
-      ASSERT_EQ(out[2 * f], kSounds[3].left.At(f)) << how;
-    }
-    flush(how);
-  }
-  const std::string dump = effect.Dump();
-  EXPECT_NE(dump.find("discard: 6144\n"), std::string::npos) << dump;
-  // A refused configuration leaves the queue alone.
-  std::vector<float> out;
-  effect.Process(Ramp(3000), &out);
-  EXPECT_EQ(effect.SetConfig(effect_config_t{}), -22);
-  effect.Process(Ramp(500), &out);
-  EXPECT_EQ(out[999], kSounds[3].right.At(499));
-}
-
-TEST_F(ProcessTest, InstancesDoNotKnowOfEachOther) {
-  Effect music, off, cinema;
-  Set(&music, kSounds[2]);
-  Set(&cinema, kSounds[4]);
-  for (Effect* const effect : {&music, &off, &cinema}) effect->Enable();
-  off.Disable();
-  off.Enable();
-  for (unsigned block = 0; block < 4; ++block) {
-    for (const auto& [effect, sound] :
-         {std::pair{&music, &kSounds[2]}, {&off, &kSounds[0]}, {&cinema, &kSounds[4]}}) {
-      std::vector<float> out;
-      ASSERT_EQ(effect->Process(Ramp(1024, 2, block * 1024), &out), 0);
-      ASSERT_EQ(out[0], sound->left.At(block * 1024)) << sound->name;
-      ASSERT_EQ(out[2047], sound->right.At(block * 1024 + 1023)) << sound->name;
-    }
-  }
-  EXPECT_EQ(music.Stages(), "-M--L");
-  EXPECT_EQ(off.Stages(), "P----");
-  EXPECT_NE(music.Dump().find("enableCount: 1\n"), std::string::npos);
-  EXPECT_NE(off.Dump().find("enableCount: 2\n"), std::string::npos);
 }
 
 }  // namespace

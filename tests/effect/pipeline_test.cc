@@ -1,0 +1,108 @@
+// What no call through the surface reaches: channel counts and blocks that the effect's
+// own chain does not have, wrappers that are used with nothing loaded.
+#include <gtest/gtest.h>
+
+#include "pipeline/audio_process_sequencer.h"
+#include "pipeline/fadable_ring_buffer.h"
+#include "pipeline/pass_through_processor.h"
+#include "processors/lum_hp_eq_lib.h"
+#include "processors/lum_upmix_cinema_lib.h"
+#include "processors/lum_upmix_lib.h"
+#include "processors/lum_virtualizer_lib.h"
+#include "processors/upl.h"
+#include "tests/effect/fake_upmix_lib.h"
+#include "tests/effect/test_support.h"
+
+namespace kelda {
+namespace {
+
+TEST(SequencerTest, ReordersChannelsOnTheWayInOnly) {
+  const std::vector<float> in13 = {2, 0, 1, 3, 4, 6, 5, 7, 8, 9, 11, 10, 12};
+  const std::vector<float> in16 = {2, 0, 1, 6, 7, 9, 8, 10, 11, 12, 14, 13, 15, 4, 5, 3};
+  AudioProcessSequencer sequencer;
+  for (const auto& expected : {in13, in16}) {  // the host's channel that plane c holds
+    const auto channels = static_cast<unsigned>(expected.size());
+    PassThroughProcessor stage(channels, channels, 3);
+    std::list<AudioProcessor*> chain = {&stage}, empty;
+    ASSERT_TRUE(sequencer.SetProcessorChain(&chain));
+    EXPECT_FALSE(sequencer.SetProcessorChain(&empty));
+    std::vector<float> in(3 * channels), out(3 * channels);
+    for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<float>(i % channels);
+    ASSERT_TRUE(sequencer.Process(in.data(), out.data(), 3));
+    for (unsigned frame = 0; frame < 3; ++frame) {
+      const auto first = out.begin() + frame * channels;
+      EXPECT_EQ(std::vector<float>(first, first + channels), expected);
+    }
+  }
+}
+
+class FadableRingBufferTest : public test::DataDirTest {};
+
+TEST_F(FadableRingBufferTest, WarnsOfBlocksThatAreAllSilenceAndInitCancels) {
+  constexpr int kFrame = 2 * sizeof(float);
+  FadableRingBuffer ring(2, 100 * kFrame, 0);
+  const auto pass = [&](unsigned frames) {
+    std::vector<float> block = test::Ramp(frames);
+    char* const bytes = reinterpret_cast<char*>(block.data());
+    ring.FadableEnqueue(bytes, static_cast<int>(frames) * kFrame);
+    EXPECT_EQ(ring.Dequeue(bytes, 100 * kFrame), static_cast<int>(frames) * kFrame);
+    return block;
+  };
+  ring.RequestFadingFrames(10, 70);
+  EXPECT_EQ(pass(30), std::vector<float>(60));
+  EXPECT_EQ(pass(40), std::vector<float>(80));  // ends with the silence: no warning
+  ring.RequestFadingFrames(10, 70);
+  ring.Init();
+  EXPECT_EQ(pass(30), test::Ramp(30));
+  EXPECT_EQ(test::TakeLog(), test::Lines{"W/KELAPutil: Number of frames 30 is shorter than "
+                                         "delayed frames and remaining: 40."});
+}
+
+class WrappersTest : public test::DataDirTest {};
+
+TEST_F(WrappersTest, SayWhatIsMissing) {
+  LumHpEqLib equalizer;
+  LumVirtualizerLib virtualizer(7);
+  LumUpmixCinemaLib cinema;
+  EXPECT_FALSE(equalizer.LoadConfig("no-root"));
+  EXPECT_FALSE(virtualizer.LoadConfig("no-root"));
+  EXPECT_FALSE(cinema.LoadConfig("no-root", ""));
+  std::vector<float> block(7 * 1024, 1.0f), out(2048, 7.0f);
+  unsigned count = 0;
+  EXPECT_FALSE(equalizer.Process(block.data(), 1024, out.data(), &count));
+  EXPECT_FALSE(equalizer.Reset());
+  EXPECT_FALSE(virtualizer.Reset());
+  EXPECT_TRUE(virtualizer.Process(block.data(), 1024, out.data(), &count));
+  EXPECT_EQ(out, std::vector<float>(2048));
+  out.assign(2048, 7.0f);
+  EXPECT_FALSE(cinema.Process(block.data(), 1024, out.data(), &count));
+  EXPECT_EQ(out, std::vector<float>(2048));
+  const std::string equalizer_tag = "E/KELAPhpeq: ", music_tag = "E/KelApUpmmLum: ",
+                    cinema_tag = "E/KelApUpmcLum: ",
+                    root = "ails to initialize due to missing root path: no-root",
+                    process = "Unable to process frames for ", null = " because of null handle.";
+  EXPECT_EQ(
+      test::TakeLog(),
+      (test::Lines{
+          equalizer_tag + "F" + root, music_tag + "Music processor f" + root,
+          cinema_tag + "Cinema processor f" + root, equalizer_tag + process + "library" + null,
+          equalizer_tag + "Unable to flush library" + null,
+          music_tag + "Unable to flush for library" + null, music_tag + process + "library" + null,
+          cinema_tag + process + "upm cinema library" + null}));
+  fake::Fail("A0239", -7);
+  EXPECT_FALSE(LumUpmixLib().Process(block.data(), 64, block.data(), &count));
+  EXPECT_EQ(block[7 * 64 - 1] + block[7 * 64], 1) << "one chunk is silent";
+}
+
+TEST_F(WrappersTest, LevelControlPassesOnWhatItIsNotConfiguredFor) {
+  Upl level;
+  int frames = 100;
+  std::vector<float> in = test::Ramp(100), out(200);
+  EXPECT_EQ(level.ProcFrame(out.data(), in.data(), &frames), 2);
+  EXPECT_EQ(out, in);
+  EXPECT_EQ(level.ProcFrame(nullptr, in.data(), &frames), 2);
+  EXPECT_EQ(level.ProcFrame(out.data(), nullptr, &frames), 2);
+}
+
+}  // namespace
+}  // namespace kelda
