@@ -32,7 +32,7 @@ void CountPeriods(benchmark::State& state) {
 }
 
 void MusicUpmix(benchmark::State& state) {
-  PrepareFilterBank();
+  SharedFilterBankTables();
   const auto upmix = std::make_unique<PlaneUpmix>(
       MusicTuning(DefaultParameters<MusicParameters>(kMusicKind, kMusicFields)));
   const std::vector<float> left = Noise(kBlockFrames, 1), right = Noise(kBlockFrames, 2);

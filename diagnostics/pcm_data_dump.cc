@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include "diagnostics/may_block.h"
 #include "platform/data_directory.h"
 
 namespace kelda {
@@ -27,7 +28,8 @@ void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
 }
 
 void PcmDataDump::Write(const float* buffer, uint32_t bytes) {
-  if (file_ != nullptr) std::fwrite(buffer, 1, bytes, file_);
+  if (file_ == nullptr) return;
+  MayBlock(BlockingReason::kCapture, [&] { std::fwrite(buffer, 1, bytes, file_); });
 }
 
 void PcmDataDump::Close() {

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Writes the bytes it is given to a raw file in the data directory.
@@ -19,7 +21,7 @@ class PcmDataDump {
   // open; a failure is logged and leaves none open. Control.
   void Open(const std::string& suffix, const std::string& name);
   // Appends `bytes` bytes if a file is open. Audio.
-  void Write(const float* buffer, uint32_t bytes);
+  void Write(const float* buffer, uint32_t bytes) KELDA_NONBLOCKING;
   // Closes the file if one is open. Control.
   void Close();
 

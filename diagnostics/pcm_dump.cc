@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "diagnostics/may_block.h"
+
 namespace kelda {
 namespace {
 
@@ -43,14 +45,19 @@ int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) 
 
 int PcmDump::Write(const float& first_sample, uint32_t frames) {
   if (file_ == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
+    MayBlock(BlockingReason::kCapture, [&] {
+      __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
+    });
     return 0;
   }
   if (uint64_t{frames_written_} + frames > frame_limit_) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Excess Dump Limit");
+    MayBlock(BlockingReason::kCapture,
+             [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Excess Dump Limit"); });
     return 0;
   }
-  std::fwrite(&first_sample, std::size_t{channels_} * kBitDepthBytes, frames, file_);
+  MayBlock(BlockingReason::kCapture, [&] {
+    std::fwrite(&first_sample, std::size_t{channels_} * kBitDepthBytes, frames, file_);
+  });
   frames_written_ += frames;
   return 1;
 }

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Writes interleaved 32-bit float frames, native byte order, without a header, to
@@ -27,7 +29,7 @@ class PcmDump {
   // Appends `frames` frames that start at `first_sample`. Returns 1, or 0 with
   // nothing written if no file is open or the block would pass the limit. Audio:
   // one buffered write.
-  int Write(const float& first_sample, uint32_t frames);
+  int Write(const float& first_sample, uint32_t frames) KELDA_NONBLOCKING;
   // Closes the file. Returns 1, or 0 if none is open or closing failed; no file is
   // open afterwards in any case. Control.
   int Close();

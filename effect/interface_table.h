@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 extern const effect_descriptor_t kDescriptor;
@@ -14,7 +16,8 @@ extern const effect_interface_s kInterface;
 // Processes one block of interleaved stereo; the buffers may be the same. Audio.
 // Returns 0, -EINVAL for missing buffers, unequal frame counts or a released
 // instance, -ENODATA while the instance is not enabled.
-int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buffer_t* outBuffer);
+int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer,
+                      audio_buffer_t* outBuffer) KELDA_NONBLOCKING;
 
 // Carries out one command of the framework. Control. Returns 0 or a negative errno;
 // what a command decides about its payload is in the reply's status word.

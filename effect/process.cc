@@ -1,6 +1,7 @@
 // The audio entry of an instance.
 #include <android/log.h>
 
+#include "diagnostics/may_block.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
 
@@ -23,7 +24,8 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buff
     case EffectState::Enabled:
       break;
     default:
-      __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized");
+      MayBlock(BlockingReason::kReleasedInstance,
+               [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized"); });
       return -EINVAL;
   }
   if (context.engine != nullptr) {

@@ -9,6 +9,7 @@
 #include "engine/upmix_types.h"
 #include "pipeline/audio_process_sequencer.h"
 #include "pipeline/pass_through_processor.h"
+#include "platform/nonblocking.h"
 #include "processors/headphone_equalizer_processor.h"
 #include "processors/upl_audio_processor.h"
 #include "processors/upmix_cinema_processor.h"
@@ -44,7 +45,7 @@ class KeldaUpmix {
   void DestoryProcessorChain();
 
   // `frames` interleaved stereo frames from `in` to `out`, which may be the same.
-  void Process(const float* in, float* out, unsigned frames);
+  void Process(const float* in, float* out, unsigned frames) KELDA_NONBLOCKING;
 
   // The mode asked for, Auto included. Returns 0.
   int SetMode(UpmixMode mode);

@@ -10,6 +10,7 @@
 #include "pipeline/cache_aligned.h"
 #include "pipeline/fadable_ring_buffer.h"
 #include "pipeline/ring_buffer.h"
+#include "platform/nonblocking.h"
 
 namespace kelda {
 
@@ -44,17 +45,17 @@ class AudioProcessSequencer {
   void DestoryWorkBuffer();
 
   // Latency of the enabled processors in frames, without that of the rings.
-  unsigned GetDelayedFrames() const;
+  unsigned GetDelayedFrames() const KELDA_NONBLOCKING;
   // Hands the settings to every processor, enabled or not.
   void SetParameters(const ParameterMap& params);
 
   // Processes `frames` interleaved frames of the chain's input channel count from
   // `in` to `out` (output channel count); `in` and `out` may be the same buffer.
   // Returns false if any of `out` is silence because too little was queued.
-  bool Process(const float* in, float* out, unsigned frames);
+  bool Process(const float* in, float* out, unsigned frames) KELDA_NONBLOCKING;
   // Runs the enabled processors over the planar block in buffers[first], using
   // both buffers in turn; returns the index of the one that holds the result.
-  int invokeProcessorChain(float** buffers, int first, unsigned frames);
+  int invokeProcessorChain(float** buffers, int first, unsigned frames) KELDA_NONBLOCKING;
   // The plane that receives each interleaved channel, or null for the identity.
   static const int* GetSwapTable(unsigned channels);
 

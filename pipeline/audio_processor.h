@@ -5,6 +5,8 @@
 #include <map>
 #include <string>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Settings by key. Every processor is given the whole map and reads the keys it
@@ -40,12 +42,12 @@ class AudioProcessor {
   // period is the largest over the chain.
   virtual unsigned GetMinPeriodFrames() const = 0;
   // Latency in frames.
-  virtual unsigned GetDelayedFrames() const = 0;
+  virtual unsigned GetDelayedFrames() const KELDA_NONBLOCKING = 0;
   // Takes the settings it knows from `params`.
   virtual void SetParameters(const ParameterMap& params) = 0;
   // Processes `frames` frames from `in` to `out`, which do not overlap. Returns
   // false, with `out` as it was or silenced, if there is nothing to process with.
-  virtual bool Process(float* in, float* out, unsigned frames) = 0;
+  virtual bool Process(float* in, float* out, unsigned frames) KELDA_NONBLOCKING = 0;
   // Drops signal history, keeps the settings.
   virtual void Flush() = 0;
   // Returns to the state after configuration.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "diagnostics/may_block.h"
+
 namespace kelda {
 namespace {
 
@@ -56,9 +58,11 @@ void FadableRingBuffer::FadeIn(char* data, int bytes) {
     std::fill_n(samples, frame * channels_, 0.0f);
     silence_remaining_ -= frame;
     if (silence_remaining_ > 0) {
-      __android_log_print(ANDROID_LOG_WARN, kTag,
-                          "Number of frames %u is shorter than delayed frames and remaining: %u.",
-                          frames, silence_remaining_);
+      MayBlock(BlockingReason::kSilenceWarning, [&] {
+        __android_log_print(ANDROID_LOG_WARN, kTag,
+                            "Number of frames %u is shorter than delayed frames and remaining: %u.",
+                            frames, silence_remaining_);
+      });
       return;
     }
   }

@@ -2,6 +2,7 @@
 #define KELDA_PIPELINE_FADABLE_RING_BUFFER_H_
 
 #include "pipeline/ring_buffer.h"
+#include "platform/nonblocking.h"
 
 namespace kelda {
 
@@ -22,16 +23,16 @@ class FadableRingBuffer : public RingBuffer {
   void Init() override;
 
   // Enqueues a block, faded in IN PLACE before if a fade-in is under way.
-  void FadableEnqueue(char* data, int bytes);
+  void FadableEnqueue(char* data, int bytes) KELDA_NONBLOCKING;
   // Silences and ramps a block in place, as far as the fade-in has come.
-  void FadeIn(char* data, int bytes);
+  void FadeIn(char* data, int bytes) KELDA_NONBLOCKING;
   // Arms a fade-in of `silence_frames` zeros and a ramp of `fade_frames`, and
   // fades out the newest of the queued frames, `fade_frames` at most.
-  void RequestFadingFrames(unsigned fade_frames, unsigned silence_frames);
+  void RequestFadingFrames(unsigned fade_frames, unsigned silence_frames) KELDA_NONBLOCKING;
   // Fades out the newest `frames` frames, without looking at how many are queued.
-  void FadeOut(unsigned frames);
+  void FadeOut(unsigned frames) KELDA_NONBLOCKING;
   // The frame before `frame`, wrapping at the beginning.
-  float* PrevFrame(float* frame) const;
+  float* PrevFrame(float* frame) const KELDA_NONBLOCKING;
 
  private:
   int frame_bytes() const { return static_cast<int>(channels_ * sizeof(float)); }

@@ -1,6 +1,8 @@
 #ifndef KELDA_PIPELINE_MATRIX_CONVERSION_H_
 #define KELDA_PIPELINE_MATRIX_CONVERSION_H_
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Conversion between the two layouts of a block of 32-bit float audio:
@@ -23,10 +25,10 @@ class MatrixConversion {
   // The same into a part of longer planes, which are `plane_frames` apart; `planar` is
   // the place of the first frame in plane 0.
   static void ToPlanes(float* planar, int plane_frames, const float* interleaved, int frames,
-                       int channels, const int* table);
+                       int channels, const int* table) KELDA_NONBLOCKING;
   // Plane c becomes channel table[c] of the interleaved block.
   static void ToInterleave(float* interleaved, const float* planar, int frames, int channels,
-                           const int* table);
+                           const int* table) KELDA_NONBLOCKING;
 };
 
 }  // namespace kelda

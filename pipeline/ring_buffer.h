@@ -2,6 +2,7 @@
 #define KELDA_PIPELINE_RING_BUFFER_H_
 
 #include "pipeline/cache_aligned.h"
+#include "platform/nonblocking.h"
 
 namespace kelda {
 
@@ -26,11 +27,11 @@ class RingBuffer {
   // Appends `bytes` bytes; at most the capacity. More than FreeSize() overwrites
   // what was not read, undetected. `data` may be write_position(): the bytes are in
   // place already.
-  virtual void Enqueue(const char* data, int bytes);
+  virtual void Enqueue(const char* data, int bytes) KELDA_NONBLOCKING;
 
   // Removes up to `bytes` bytes into `dest`, or drops them if `dest` is null;
   // returns how many.
-  int Dequeue(char* dest, int bytes);
+  int Dequeue(char* dest, int bytes) KELDA_NONBLOCKING;
 
   // Where the oldest byte lies and where the next one goes. An owner that moves
   // only blocks of one size, which divides the capacity, finds each in one piece
@@ -40,12 +41,12 @@ class RingBuffer {
 
   // Stored bytes.
   int Size() const { return ReadAvail(); }
-  int ReadAvail() const;
+  int ReadAvail() const KELDA_NONBLOCKING;
   bool HaveData(int bytes) const { return ReadAvail() >= bytes; }
   int FreeSize() const { return capacity_ - ReadAvail(); }
   // True once the stored amount has reached the threshold; stays true while it
   // falls again, until Init.
-  bool IsReady();
+  bool IsReady() KELDA_NONBLOCKING;
 
  protected:
   char* begin() const { return begin_; }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 
 namespace kelda {
@@ -39,13 +40,16 @@ bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames
   if (!IsReady()) return false;
   unsigned out_frames = 0;
   if (!equalizer_->Process(in, frames, out, &out_frames)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Fails Process.");
+    MayBlock(BlockingReason::kLibraryFailure,
+             [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Fails Process."); });
     return false;
   }
   if (out_frames < frames) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Fails Process due to a small output size:%zu < %zu",
-                        static_cast<std::size_t>(out_frames), static_cast<std::size_t>(frames));
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(ANDROID_LOG_ERROR, kTag,
+                          "Fails Process due to a small output size:%zu < %zu",
+                          static_cast<std::size_t>(out_frames), static_cast<std::size_t>(frames));
+    });
     return false;
   }
   return true;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "processors/config_path.h"
 #include "processors/processing_block.h"
@@ -74,17 +75,21 @@ bool LumHpEqLib::Finish() {
 
 bool LumHpEqLib::Process(const float* in, unsigned frames, float* out, unsigned* out_frames) {
   if (!HasHandle()) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Unable to process frames for library because of null handle.");
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(ANDROID_LOG_ERROR, kTag,
+                          "Unable to process frames for library because of null handle.");
+    });
     return false;
   }
   std::memmove(out, in, std::size_t{2} * kBlockFrames * sizeof(float));
   float* const planes[2] = {out, out + kBlockFrames};
   if (const int32_t status = A0836(handle_, planes)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Frame processing failed due to failure with error code %d.[detail code %d]", status,
-        getErrorDetail());
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(
+          ANDROID_LOG_ERROR, kTag,
+          "Frame processing failed due to failure with error code %d.[detail code %d]", status,
+          getErrorDetail());
+    });
     return false;
   }
   dump_->Write(out, frames * 2 * unsigned{sizeof(float)});

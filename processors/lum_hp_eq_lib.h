@@ -6,6 +6,7 @@
 #include <string>
 
 #include "diagnostics/pcm_data_dump.h"
+#include "platform/nonblocking.h"
 
 namespace kelda {
 
@@ -25,7 +26,8 @@ class LumHpEqLib {
   // One block: in and out are planar stereo with planes of 1024 samples, and may be
   // the same. Sets *out_frames to `frames` on success; on failure returns false
   // and, if there is an instance, `out` holds the input. Audio.
-  bool Process(const float* in, unsigned frames, float* out, unsigned* out_frames);
+  bool Process(const float* in, unsigned frames, float* out,
+               unsigned* out_frames) KELDA_NONBLOCKING;
   // Clears the signal history. Control.
   bool Reset();
   // Detail code of the last error.

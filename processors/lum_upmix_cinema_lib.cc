@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "processors/config_path.h"
 #include "processors/processing_block.h"
@@ -69,18 +70,23 @@ bool LumUpmixCinemaLib::LoadConfig(const std::string& config_path, const std::st
 bool LumUpmixCinemaLib::Process(const float* in, unsigned frames, float* out,
                                 unsigned* out_frames) {
   if (instance_ == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Unable to process frames for upm cinema library because of null handle.");
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(
+          ANDROID_LOG_ERROR, kTag,
+          "Unable to process frames for upm cinema library because of null handle.");
+    });
     std::fill_n(out, std::size_t{2} * frames, 0.0f);
     return false;
   }
   const float* const in_planes[2] = {in, in + kBlockFrames};
   float* const out_planes[2] = {out, out + kBlockFrames};
   if (const int32_t status = A0238(in_planes, out_planes, instance_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Frame processing in the upm cinema library failed due to failure with error code %d.",
-        status);
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(
+          ANDROID_LOG_ERROR, kTag,
+          "Frame processing in the upm cinema library failed due to failure with error code %d.",
+          status);
+    });
     std::fill_n(out, std::size_t{2} * kBlockFrames, 0.0f);
     return false;
   }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Owns the signal library's cinema upmix: stereo to stereo, in blocks of 1024
@@ -26,7 +28,8 @@ class LumUpmixCinemaLib {
   // overlap. Sets *out_frames to `frames` and returns true; on failure silences
   // `out` (without an instance, its first `frames` x 2 samples only) and returns
   // false. Audio.
-  bool Process(const float* in, unsigned frames, float* out, unsigned* out_frames);
+  bool Process(const float* in, unsigned frames, float* out,
+               unsigned* out_frames) KELDA_NONBLOCKING;
   // Clears the signal history of the instance, which must exist. Control.
   void Flush();
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
 #include "processors/upmix_lib.h"
@@ -53,9 +54,11 @@ bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned
 
   MatrixConversion::ToPlanar(in_block, in, kFrames, 2, nullptr);
   if (const int32_t status = A0239(in_planes, out_planes, work_.data())) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Frame processing in library failed due to failure with error code %d.",
-                        status);
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(ANDROID_LOG_ERROR, kTag,
+                          "Frame processing in library failed due to failure with error code %d.",
+                          status);
+    });
     std::fill_n(out, kOutputChannels * kChunkFrames, 0.0f);
     return false;
   }

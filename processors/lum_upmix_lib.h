@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Owns the signal library's music upmix: stereo to seven channels, in chunks of 64
@@ -24,7 +26,7 @@ class LumUpmixLib {
   // Upmixes 64 INTERLEAVED stereo frames to 64 interleaved frames of 7 channels,
   // whatever `frames` says. On failure returns false and silences `out`. Sets
   // *out_count, on success, to `frames` x 28: a count of bytes. Audio.
-  bool Process(const float* in, unsigned frames, float* out, unsigned* out_count);
+  bool Process(const float* in, unsigned frames, float* out, unsigned* out_count) KELDA_NONBLOCKING;
 
  private:
   uint32_t param_size_ = 0;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
 #include "processors/config_path.h"
@@ -133,8 +134,10 @@ bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned
 bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                                        const int32_t* channel_flags) {
   if (!HasHandle()) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Unable to process frames for library because of null handle.");
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(ANDROID_LOG_ERROR, kTag,
+                          "Unable to process frames for library because of null handle.");
+    });
     return false;
   }
   constexpr int kFrames = kBlockFrames;
@@ -144,10 +147,12 @@ bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, co
   MatrixConversion::ToPlanar(in_planes, in, kFrames, kInputChannels, nullptr);
   if (const int32_t status = A0560(handle_, kind, static_cast<int32_t>(frames), out_planes,
                                    in_planes, channel_flags)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Frame processing in library failed due to failure with error code %d. [detail code %d]",
-        status, getErrorDetail());
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(
+          ANDROID_LOG_ERROR, kTag,
+          "Frame processing in library failed due to failure with error code %d. [detail code %d]",
+          status, getErrorDetail());
+    });
     return false;
   }
   MatrixConversion::ToInterleave(out, out_block, kFrames, 2, nullptr);

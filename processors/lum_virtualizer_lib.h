@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Owns the signal library's virtualizer: seven channels to stereo, in blocks of
@@ -33,7 +35,7 @@ class LumVirtualizerLib {
   // rendering fails. `frames`, 1024 at most, is the count of valid frames; only the
   // first block of a stream may have fewer. Sets *out_frames to 1024 and returns
   // true. Audio.
-  bool Process(float* in, unsigned frames, float* out, unsigned* out_frames);
+  bool Process(float* in, unsigned frames, float* out, unsigned* out_frames) KELDA_NONBLOCKING;
   // The same block, with the kind and the count that the library is told. Audio.
   bool VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                       const int32_t* channel_flags);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "processors/processing_block.h"
 #include "processors/upmix_lib.h"
@@ -85,10 +86,12 @@ int Upl::ProcFrame(float* out, const float* in, int* frames) {
     return kNotProcessed;
   }
   if (const int32_t status = A0217(work_.get(), in, out)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Frame processing in the level contorl library failed due to failure with error code %d.",
-        status);
+    MayBlock(BlockingReason::kLibraryFailure, [&] {
+      __android_log_print(
+          ANDROID_LOG_ERROR, kTag,
+          "Frame processing in the level contorl library failed due to failure with error code %d.",
+          status);
+    });
     return kNotProcessed;
   }
   *frames = kBlockFrames;

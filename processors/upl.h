@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/nonblocking.h"
+
 namespace kelda {
 
 // Owns the signal library's level control.
@@ -30,7 +32,7 @@ class Upl {
   // One block of 1024 INTERLEAVED stereo frames. Returns 0 if it was processed,
   // with *frames set to 1024, else 2: unconfigured, `out` is a copy of *frames
   // frames of `in`; after a failure `out` is what the library left. Audio.
-  int ProcFrame(float* out, const float* in, int* frames);
+  int ProcFrame(float* out, const float* in, int* frames) KELDA_NONBLOCKING;
 
   // Latency in frames: the limiter's look-ahead.
   static unsigned GetUplDelay() { return 48; }

@@ -16,6 +16,8 @@
 
 #include <cstdint>
 
+#include "platform/nonblocking.h"
+
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -32,9 +34,9 @@ int32_t A0214(uint32_t handle);
 // Clears the instance's signal history. Control.
 int32_t A0237(uint32_t handle);
 // Processes 1024 frames in place: planes[0] is left, planes[1] right. Audio.
-int32_t A0836(uint32_t handle, float* const* planes);
+int32_t A0836(uint32_t handle, float* const* planes) KELDA_NONBLOCKING;
 // Writes the last error of the instance: its class, and its detail code. Any.
-int32_t A0332(uint32_t handle, int32_t* error, int32_t* detail);
+int32_t A0332(uint32_t handle, int32_t* error, int32_t* detail) KELDA_NONBLOCKING;
 // Ends processing; the instance remains until A0812. Control.
 int32_t A0562(uint32_t handle);
 // Destroys the instance and clears *handle. Control.
@@ -51,7 +53,7 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes);
 // `work` may have any alignment. Control.
 int32_t A0559(const void* params, void* work);
 // Upmixes 64 frames; in and out do not overlap. Audio.
-int32_t A0239(const float* const* in, float* const* out, void* work);
+int32_t A0239(const float* const* in, float* const* out, void* work) KELDA_NONBLOCKING;
 
 // ---- Virtualizer: blocks of 1024 frames, 7 planes in, 2 planes out.
 
@@ -71,9 +73,9 @@ int32_t A0236(uint32_t handle);
 //   in             7 contiguous planes of 1024 floats.
 //   channel_flags  7 integers, one per input plane: 0 renders the plane.
 int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, const float* in,
-              const int32_t* channel_flags);
+              const int32_t* channel_flags) KELDA_NONBLOCKING;
 // As A0332. Any.
-int32_t A0783(uint32_t handle, int32_t* error, int32_t* detail);
+int32_t A0783(uint32_t handle, int32_t* error, int32_t* detail) KELDA_NONBLOCKING;
 // As A0562. Control.
 int32_t A0212(uint32_t handle);
 // As A0812. Control.
@@ -89,7 +91,7 @@ int32_t A0333(uint32_t* param_bytes);
 // file `directory`/`file`; null on failure. Control.
 void* A0218(const void* params, const char* directory, const char* file);
 // Processes 1024 frames; in and out do not overlap. Audio.
-int32_t A0238(const float* const* in, float* const* out, void* instance);
+int32_t A0238(const float* const* in, float* const* out, void* instance) KELDA_NONBLOCKING;
 // Clears the instance's signal history. Control.
 int32_t A0593(void* instance);
 // Destroys the instance and clears *instance. Control.
@@ -108,7 +110,7 @@ int32_t A0508(void* work, int32_t block_frames);
 // Applies parameter data of the size A0557 reports. Control.
 int32_t A0122(void* work, const void* params);
 // Processes 1024 interleaved stereo frames; in and out do not overlap. Audio.
-int32_t A0217(void* work, const float* in, float* out);
+int32_t A0217(void* work, const float* in, float* out) KELDA_NONBLOCKING;
 
 }  // extern "C"
 #pragma GCC visibility pop

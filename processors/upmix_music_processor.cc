@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
 
@@ -32,7 +33,9 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   constexpr unsigned kChannels = LumUpmixLib::kOutputChannels;
   if (!IsReady()) return false;
   const std::size_t stereo_samples = std::size_t{2} * frames;
-  if (stereo_scratch_.size() < stereo_samples) stereo_scratch_.resize(stereo_samples);
+  if (stereo_scratch_.size() < stereo_samples) {
+    MayBlock(BlockingReason::kLongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
+  }
   MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames), 2, nullptr);
 
   float surround[kChannels * kBlockFrames] = {};

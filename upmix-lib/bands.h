@@ -11,6 +11,7 @@
 #ifndef KELDA_UPMIX_LIB_BANDS_H_
 #define KELDA_UPMIX_LIB_BANDS_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/filter_bank.h"
 
 namespace kelda::upmix_lib {
@@ -34,13 +35,13 @@ float HighPassShare(float hz, float crossover_hz);
 
 // Sums `bins`, kPaddedBins values, band by band. The bin at half the sample rate
 // belongs to no band.
-void SumBins(const float* bins, BandValues& bands);
+void SumBins(const float* bins, BandValues& bands) KELDA_NONBLOCKING;
 
 // Draws straight lines through the band centres: kPaddedBins values.
-void SpreadBands(const BandValues& bands, float* bins);
+void SpreadBands(const BandValues& bands, float* bins) KELDA_NONBLOCKING;
 
 // Mixes each band with its neighbours: 1/4, 1/2, 1/4.
-void SmoothBands(BandValues& bands);
+void SmoothBands(BandValues& bands) KELDA_NONBLOCKING;
 
 }  // namespace kelda::upmix_lib
 

@@ -108,7 +108,6 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
   }
-  PrepareFilterBank();
 }
 
 void Cinema::Flush() {

@@ -15,6 +15,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/cinema_bass.h"
 #include "upmix-lib/convolver.h"
 #include "upmix-lib/data_formats.h"
@@ -47,7 +48,7 @@ class Cinema {
 
   // kBlockFrames frames of left and right; in and out do not overlap. Input that is no
   // audio (NaN, infinite) counts as silence. Audio.
-  void Process(const float* const* in, float* const* out);
+  void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
  private:
   void AddRoom(float* left, float* right);

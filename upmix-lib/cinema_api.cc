@@ -48,7 +48,7 @@ Status Create(const void* params, const char* directory, const char* file, uint3
 
 int32_t A0244(void) {
   try {
-    PrepareFilterBank();
+    SharedFilterBankTables();
     return kOk;
   } catch (const std::bad_alloc&) {
     return kOutOfMemory;

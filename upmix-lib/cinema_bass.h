@@ -4,6 +4,7 @@
 #ifndef KELDA_UPMIX_LIB_CINEMA_BASS_H_
 #define KELDA_UPMIX_LIB_CINEMA_BASS_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/biquad_design.h"
 
 namespace kelda::upmix_lib {
@@ -17,7 +18,7 @@ class BassSplitter {
   // Writes what of `left` and `right` lies above the crossover, and what of their mean
   // lies below. `frames` frames each, finite; outputs may be the inputs. Audio.
   void Process(const float* left, const float* right, int frames, float* high_left,
-               float* high_right, float* bass);
+               float* high_right, float* bass) KELDA_NONBLOCKING;
 
  private:
   // Left and right through the high-pass, their mean through the low-pass; the last lane

@@ -4,6 +4,7 @@
 
 #include <span>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/aligned_buffer.h"
 #include "upmix-lib/fft.h"
 
@@ -35,7 +36,7 @@ class Convolver {
   float* input(int index) { return window(index) + history_frames_; }
 
   // Writes kBlockFrames samples to either ear. Audio.
-  void Process(float* left, float* right);
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
 
   int fft_size() const { return fft_.size(); }
 

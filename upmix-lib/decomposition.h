@@ -16,6 +16,7 @@
 #ifndef KELDA_UPMIX_LIB_DECOMPOSITION_H_
 #define KELDA_UPMIX_LIB_DECOMPOSITION_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/bands.h"
 
 namespace kelda::upmix_lib {
@@ -53,7 +54,7 @@ struct BandGains {
 // The common part is what both channels have of the source: min(a, b) S. Taken out of
 // both and played from a centre loudspeaker, it leaves a source that is panned between
 // left and centre in just these two.
-BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning);
+BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) KELDA_NONBLOCKING;
 
 // The spectra that Decomposition extracts.
 struct DirectAndAmbience {
@@ -68,7 +69,8 @@ class Decomposition {
   explicit Decomposition(const DecompositionTuning& tuning);
 
   // Takes one hop of spectra. Audio.
-  void Process(const Spectrum& left, const Spectrum& right, DirectAndAmbience& out);
+  void Process(const Spectrum& left, const Spectrum& right,
+               DirectAndAmbience& out) KELDA_NONBLOCKING;
 
   const BandGains& gains() const { return gains_; }
 

@@ -6,6 +6,7 @@
 #ifndef KELDA_UPMIX_LIB_DECORRELATOR_H_
 #define KELDA_UPMIX_LIB_DECORRELATOR_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/hop_history.h"
 
 namespace kelda::upmix_lib {
@@ -27,7 +28,7 @@ class Decorrelator {
   Decorrelator();
 
   // kHopFrames frames in, and out twice; none overlap. Audio.
-  void Process(const float* in, float* first, float* second);
+  void Process(const float* in, float* first, float* second) KELDA_NONBLOCKING;
 
  private:
   static void Apply(const SparseFilter& filter, const float* newest, float* out);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/equalizer_file.h"
 #include "upmix-lib/status.h"
 
@@ -23,7 +24,7 @@ class Equalizer {
 
   // Filters kBlockFrames frames in place. Samples that are NaN, infinite or huge count as
   // silence. Audio thread.
-  virtual void Process(float* left, float* right) = 0;
+  virtual void Process(float* left, float* right) KELDA_NONBLOCKING = 0;
 
   // Clears the signal history. Control thread.
   virtual void Flush() = 0;

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/biquad_design.h"
 #include "upmix-lib/double_vec.h"
 
@@ -32,7 +33,7 @@ class BandCascade {
   BandCascade(std::span<const Biquad> left, std::span<const Biquad> right, double gain);
 
   // Filters kBlockFrames frames in place. Audio thread.
-  void Process(float* left, float* right);
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
 
   // Clears the signal history. Control thread.
   void Flush();

@@ -12,6 +12,7 @@
 #ifndef KELDA_UPMIX_LIB_FFT_H_
 #define KELDA_UPMIX_LIB_FFT_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/aligned_buffer.h"
 #include "upmix-lib/row_fft.h"
 #include "upmix-lib/simd.h"
@@ -46,10 +47,11 @@ class RealFft {
 
   // `in`: size() samples. `re`, `im`: bins() floats each; they may overlap `in`, not
   // each other nor `scratch`.
-  void Forward(const float* in, float* re, float* im, float* scratch) const;
+  void Forward(const float* in, float* re, float* im, float* scratch) const KELDA_NONBLOCKING;
 
   // `out`: size() samples; may overlap `re` and `im`, not `scratch`.
-  void Inverse(const float* re, const float* im, float* out, float* scratch) const;
+  void Inverse(const float* re, const float* im, float* out,
+               float* scratch) const KELDA_NONBLOCKING;
 
  private:
   template <typename V>
@@ -81,8 +83,8 @@ class BatchRealFft {
   int scratch_floats() const { return size() * kLanes; }
 
   // `signal`, `spectrum` and `scratch` do not overlap.
-  void Forward(const float* signal, float* spectrum, float* scratch) const;
-  void Inverse(const float* spectrum, float* signal, float* scratch) const;
+  void Forward(const float* signal, float* spectrum, float* scratch) const KELDA_NONBLOCKING;
+  void Inverse(const float* spectrum, float* signal, float* scratch) const KELDA_NONBLOCKING;
 
  private:
   RowFft row_fft_;

@@ -7,19 +7,19 @@
 #include "upmix-lib/fft.h"
 
 namespace kelda::upmix_lib {
-namespace {
 
-struct Windows {
+struct FilterBankTables {
   alignas(kSimdAlignment_bytes) float analysis[kTransformFrames];
   alignas(kSimdAlignment_bytes) float synthesis[kSynthesisFrames];  // with the FFT's 1/size
-  Windows();
+  const RealFft& fft = SharedRealFft<kTransformFrames>();
+  FilterBankTables();
 };
 
 // The product of the windows is a row of kHopFrames ones smoothed by a Hann kernel of
 // unit sum: shifted copies of it sum to 1 whatever the kernel. Its fall is shared out
 // between the windows by a power that evens out their side lobes; before its peak the
 // analysis window rises slowly and the synthesis window makes up for it.
-Windows::Windows() {
+FilterBankTables::FilterBankTables() {
   constexpr int kKernel = kSynthesisFrames - kHopFrames + 1;
   constexpr int kFall = kSynthesisFrames / 2;
   constexpr int kRise = kTransformFrames - kFall;
@@ -51,33 +51,28 @@ Windows::Windows() {
   }
 }
 
-const Windows& SharedWindows() {
-  static const Windows windows;
-  return windows;
+const FilterBankTables* SharedFilterBankTables() {
+  static const FilterBankTables tables;
+  return &tables;
 }
 
-const RealFft& Fft() { return SharedRealFft<kTransformFrames>(); }
+namespace {
 
 // Of the largest vectors that a build can have.
 constexpr int kScratchFloats = 2 * kTransformFrames + 2 * 16;
 
 }  // namespace
 
-void PrepareFilterBank() {
-  SharedWindows();
-  Fft();
-}
-
 void Analysis::Process(const float* in, Spectrum& spectrum) {
   history_.Append(in);
   alignas(kSimdAlignment_bytes) float windowed[kTransformFrames];
   alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
-  const float* window = SharedWindows().analysis;
+  const float* window = tables_->analysis;
   const float* last = history_.newest() - kPastFrames;
   for (int n = 0; n < kTransformFrames; ++n) {
     windowed[n] = window[n] * last[n];
   }
-  Fft().Forward(windowed, spectrum.re, spectrum.im, scratch);
+  tables_->fft.Forward(windowed, spectrum.re, spectrum.im, scratch);
   std::fill(spectrum.re + kBins, spectrum.re + kPaddedBins, 0.0f);
   std::fill(spectrum.im + kBins, spectrum.im + kPaddedBins, 0.0f);
 }
@@ -85,9 +80,9 @@ void Analysis::Process(const float* in, Spectrum& spectrum) {
 void Synthesis::Process(const Spectrum& spectrum, float* out) {
   alignas(kSimdAlignment_bytes) float signal[kTransformFrames];
   alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
-  Fft().Inverse(spectrum.re, spectrum.im, signal, scratch);
+  tables_->fft.Inverse(spectrum.re, spectrum.im, signal, scratch);
 
-  const float* window = SharedWindows().synthesis;
+  const float* window = tables_->synthesis;
   const float* tail = signal + kTransformFrames - kSynthesisFrames;
   for (int n = 0; n < kSynthesisFrames; ++n) {
     overlap_[n] += window[n] * tail[n];

@@ -18,6 +18,7 @@
 #ifndef KELDA_UPMIX_LIB_FILTER_BANK_H_
 #define KELDA_UPMIX_LIB_FILTER_BANK_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/hop_history.h"
 #include "upmix-lib/simd.h"
 
@@ -35,15 +36,17 @@ struct alignas(kSimdAlignment_bytes) Spectrum {
   float im[kPaddedBins];
 };
 
-// Builds what all filter banks share. Control thread, before the first Process.
-void PrepareFilterBank();
+// What all filter banks share: built by the first call, then the same for as long as the
+// library lives. Control; safe from several threads at once. May throw std::bad_alloc.
+struct FilterBankTables;
+const FilterBankTables* SharedFilterBankTables();
 
-// One signal's way into the spectrum.
+// One signal's way into the spectrum. Constructed on the control thread.
 class Analysis {
  public:
   // Takes the next kHopFrames frames and writes the spectrum of the last
   // kTransformFrames. Audio.
-  void Process(const float* in, Spectrum& spectrum);
+  void Process(const float* in, Spectrum& spectrum) KELDA_NONBLOCKING;
 
   // The input of kFilterBankDelayFrames ago: kHopFrames frames, in step with the
   // output of Synthesis.
@@ -51,16 +54,18 @@ class Analysis {
 
  private:
   static constexpr int kPastFrames = kTransformFrames - kHopFrames;
+  const FilterBankTables* tables_ = SharedFilterBankTables();
   HopHistory<kPastFrames> history_;
 };
 
-// One signal's way back.
+// One signal's way back. Constructed on the control thread.
 class Synthesis {
  public:
   // Writes the next kHopFrames frames. Audio.
-  void Process(const Spectrum& spectrum, float* out);
+  void Process(const Spectrum& spectrum, float* out) KELDA_NONBLOCKING;
 
  private:
+  const FilterBankTables* tables_ = SharedFilterBankTables();
   alignas(kSimdAlignment_bytes) float overlap_[kSynthesisFrames] = {};
 };
 

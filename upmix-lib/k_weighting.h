@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/double_vec.h"
 
 namespace kelda::upmix_lib {
@@ -22,7 +23,7 @@ class KWeighting {
 
   // Weights `count` interleaved stereo frames, all finite, and returns the sum of the
   // squares of the weighted samples of both channels. Audio thread.
-  double Energy(const float* frames, size_t count);
+  double Energy(const float* frames, size_t count) KELDA_NONBLOCKING;
 
  private:
   FourBiquads sections_;

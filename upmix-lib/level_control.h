@@ -1,6 +1,7 @@
 #ifndef KELDA_UPMIX_LIB_LEVEL_CONTROL_H_
 #define KELDA_UPMIX_LIB_LEVEL_CONTROL_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/level_gain.h"
 #include "upmix-lib/limiter.h"
@@ -25,7 +26,7 @@ class LevelControl {
 
   // Processes kBlockFrames interleaved frames. Samples that are NaN, infinite or huge count
   // as silence. in and out do not overlap. Audio thread.
-  void Process(const float* in, float* out);
+  void Process(const float* in, float* out) KELDA_NONBLOCKING;
 
  private:
   // The programme must be this long before the gain follows it.

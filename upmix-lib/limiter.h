@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/true_peak.h"
 
@@ -31,7 +32,7 @@ class Limiter {
   float* input() { return &signal_[2 * kLatencyFrames]; }
 
   // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio thread.
-  void Process(float* out);
+  void Process(float* out) KELDA_NONBLOCKING;
 
  private:
   static constexpr size_t kChunkFrames = TruePeak::kChunkFrames;

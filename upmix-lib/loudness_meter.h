@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/k_weighting.h"
 
 namespace kelda::upmix_lib {
@@ -31,7 +32,7 @@ class LoudnessMeter {
 
   // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite. Returns
   // whether a hop has ended. Audio thread.
-  bool Process(const float* frames, size_t count);
+  bool Process(const float* frames, size_t count) KELDA_NONBLOCKING;
 
   // Whether the last 400 ms were above the absolute gate.
   bool sounding() const { return sounding_; }
@@ -40,10 +41,10 @@ class LoudnessMeter {
   double programme_s() const { return kHopS * static_cast<double>(size_); }
 
   // Gated loudness of the programme within the window, which must not be empty.
-  double LoudnessLufs() const;
+  double LoudnessLufs() const KELDA_NONBLOCKING;
 
   // Largest sample of the programme within the window, as an amplitude.
-  float Peak() const;
+  float Peak() const KELDA_NONBLOCKING;
 
  private:
   static constexpr size_t kHopsPerBlock = 4;

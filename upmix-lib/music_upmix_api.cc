@@ -51,7 +51,7 @@ using namespace kelda::upmix_lib;
 
 int32_t A0216(void) {
   try {
-    PrepareFilterBank();
+    SharedFilterBankTables();
     return kOk;
   } catch (const std::bad_alloc&) {
     return kOutOfMemory;

@@ -21,6 +21,7 @@
 #ifndef KELDA_UPMIX_LIB_PLANE_UPMIX_H_
 #define KELDA_UPMIX_LIB_PLANE_UPMIX_H_
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/decomposition.h"
 #include "upmix-lib/decorrelator.h"
@@ -44,7 +45,7 @@ class PlaneUpmix {
 
   // kHopFrames frames of each plane; in and out do not overlap. Input that is no audio
   // (NaN, infinite) counts as silence. Audio.
-  void Process(const float* const* in, float* const* out);
+  void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
   // What the bands are being given. For measurements.
   const BandGains& gains() const { return decomposition_.gains(); }

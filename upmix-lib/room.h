@@ -8,6 +8,7 @@
 #include <array>
 #include <vector>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/convolver.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/hrir_set.h"
@@ -47,7 +48,8 @@ class Room {
 
   // Adds the room's sound to `left` and `right`; all planes have kBlockFrames samples,
   // all of them finite. Audio.
-  void AddTo(const std::array<const float*, kPlanes>& planes, float* left, float* right);
+  void AddTo(const std::array<const float*, kPlanes>& planes, float* left,
+             float* right) KELDA_NONBLOCKING;
 
  private:
   std::array<std::array<float, kPlanes>, kRoomSides> side_gains_;

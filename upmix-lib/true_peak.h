@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include "platform/nonblocking.h"
+
 namespace kelda::upmix_lib {
 
 // True peak of a stereo signal by 4x oversampling, as in ITU-R BS.1770-4, annex 2.
@@ -19,7 +21,7 @@ class TruePeak {
   // The largest magnitude of either channel from frame 0 to kChunkFrames, that one not
   // included, and between them. `frames` is interleaved and readable from frame
   // 1 - kReachFrames up to frame kChunkFrames + kReachFrames - 1. Audio thread.
-  float OfChunk(const float* frames) const;
+  float OfChunk(const float* frames) const KELDA_NONBLOCKING;
 
  private:
   // Of the frames i ahead and 1 - i behind: the quarter points take the even part times

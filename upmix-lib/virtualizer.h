@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/nonblocking.h"
 #include "upmix-lib/convolver.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/hrir_set.h"
@@ -27,7 +28,7 @@ class PlaneRenderer {
   float* input(int plane) { return direct_.input(plane); }
 
   // Renders the block in the inputs. Audio.
-  void Process(float* left, float* right);
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
 
  private:
   Convolver direct_;
@@ -58,7 +59,7 @@ class Virtualizer {
   // other value mutes it; a change fades during the block, except in the first one
   // after a flush. `left`, `right`: kBlockFrames samples, may overlap `planes`. Audio.
   void Process(int frames, const float* planes, const int32_t* channel_flags, float* left,
-               float* right);
+               float* right) KELDA_NONBLOCKING;
 
  private:
   void FillInput(int plane, int frames, const float* from, bool muted);

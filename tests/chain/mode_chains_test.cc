@@ -1,9 +1,7 @@
 // The whole chain of each mode, as it ships: the effect library over the open signal
 // library with the default tuning, called as the framework calls it.
 #include <android/log.h>
-#include <cutils/properties.h>
 #include <gtest/gtest.h>
-#include <hardware/audio_effect.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +15,9 @@
 #include <string>
 #include <vector>
 
-extern "C" audio_effect_library_t AELI;
+#include "tests/chain/instance.h"
 
+namespace kelda {
 namespace {
 
 constexpr std::size_t kPeriod = 1024;
@@ -30,46 +29,25 @@ constexpr uint32_t kMusic = 1, kCinema = 2;
 class Chain {
  public:
   explicit Chain(uint32_t mode) {
-    setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1);
-    property_set("vendor.kelda.effect", "1");
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-    const audio_uuid_t uuid = {
-        0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
-    EXPECT_EQ(AELI.create_effect(&uuid, 0, 0, &effect_), 0);
-    constexpr uint32_t kWiredHrtf = 1, kPersonalized = 2, kModeParam = 0;
-    SetParam(kWiredHrtf, kPersonalized);
-    SetParam(kModeParam, mode);
-    uint32_t device[4] = {AUDIO_DEVICE_OUT_WIRED_HEADPHONE};
-    Command(EFFECT_CMD_SET_DEVICE, sizeof(uint32_t), device);
-    Command(EFFECT_CMD_ENABLE, 0, nullptr);
+    constexpr uint32_t kPersonalized = 2;
+    effect_.SetParam(test::kWiredHrtf, kPersonalized);
+    effect_.SetParam(test::kMode, mode);
+    effect_.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
+    effect_.Command(EFFECT_CMD_ENABLE);
   }
-  Chain(const Chain&) = delete;
-  Chain& operator=(const Chain&) = delete;
-  ~Chain() { AELI.release_effect(effect_); }
 
   // Whole periods of interleaved stereo, in place.
   std::vector<float> Process(std::vector<float> audio) const {
     EXPECT_EQ(audio.size() % (2 * kPeriod), 0u);
     for (std::size_t at = 0; at < audio.size(); at += 2 * kPeriod) {
-      audio_buffer_t buffer{kPeriod, {audio.data() + at}};
-      EXPECT_EQ((*effect_)->process(effect_, &buffer, &buffer), 0);
+      EXPECT_EQ(effect_.Process(&audio[at], &audio[at], kPeriod), 0);
     }
     return audio;
   }
 
  private:
-  void Command(uint32_t code, uint32_t size, void* data) const {
-    int32_t reply[4] = {-1};
-    uint32_t reply_size = sizeof(int32_t);
-    EXPECT_EQ((*effect_)->command(effect_, code, size, data, &reply_size, reply), 0);
-    EXPECT_EQ(reply[0], 0);
-  }
-  void SetParam(uint32_t param, uint32_t value) const {
-    uint32_t words[] = {0, sizeof(param), sizeof(value), param, value};
-    Command(EFFECT_CMD_SET_PARAM, sizeof(words), words);
-  }
-
-  effect_handle_t effect_ = nullptr;
+  test::Instance effect_;
 };
 
 // Something like music: a centred bass, plucked tones to the sides, a hall of noise.
@@ -89,7 +67,10 @@ std::vector<float> Programme(std::size_t frames) {
   return audio;
 }
 
-class ModeChainTest : public testing::TestWithParam<uint32_t> {};
+class ModeChainTest : public testing::TestWithParam<uint32_t> {
+ protected:
+  ModeChainTest() { setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1); }
+};
 
 TEST_P(ModeChainTest, BadSamplesNeverLeaveAndAreForgotten) {
   constexpr std::size_t kFrames = 48 * kPeriod, kBadFrame = 20 * kPeriod + 100;
@@ -154,3 +135,4 @@ std::string ModeName(const testing::TestParamInfo<uint32_t>& mode) {
 INSTANTIATE_TEST_SUITE_P(Modes, ModeChainTest, testing::Values(kMusic, kCinema), ModeName);
 
 }  // namespace
+}  // namespace kelda

@@ -1,0 +1,209 @@
+// The audio path from the first block on, through everything that the control path can do
+// to it. Its own assertions are few: in the build with RealtimeSanitizer the program ends
+// at the first call that may block, in the one with ThreadSanitizer at the first race.
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <random>
+#include <string_view>
+#include <thread>
+
+#include "diagnostics/may_block.h"
+#include "tests/chain/instance.h"
+#include "tests/upmix-lib/equalizer_instance.h"
+#include "tests/upmix-lib/noise.h"
+#include "tests/upmix-lib/virtualizer_instance.h"
+
+namespace kelda {
+namespace {
+
+#ifdef KELDA_REALTIME_SANITIZER
+constexpr int kBlocks = 10000;
+#else
+constexpr int kBlocks = 400;
+#endif
+
+std::atomic<int> g_errors{0};
+
+// The default tuning in a directory that may be written to, and a log that counts errors.
+// Captures are made, and what goes beyond their limit is no error here.
+class AudioPathTest : public testing::Test {
+ protected:
+  AudioPathTest() {
+    std::filesystem::copy(DEFAULT_TUNING, directory_.path());
+    setenv("KELDA_DATA_DIR", directory_.path().c_str(), 1);
+    property_set("ro.debuggable", "1");
+    property_set("vendor.kelda.pcmdump", "2");
+    g_errors = 0;
+    __android_log_set_logger([](const __android_log_message* message) {
+      const bool capture = std::string_view(message->tag) == "KelApsPcmd";
+      if (message->priority >= ANDROID_LOG_ERROR && !capture) {
+        ++g_errors;
+        __android_log_stderr_logger(message);
+      }
+    });
+  }
+  ~AudioPathTest() override {
+    EXPECT_EQ(g_errors, 0);
+    __android_log_set_logger(nullptr);
+    property_set("ro.debuggable", "0");
+  }
+
+ private:
+  upmix_lib::TempDirectory directory_;
+};
+
+struct Heard {
+  std::size_t hash = 0;
+  float peak = 0;
+  bool operator==(const Heard&) const = default;
+};
+
+// One thing that the framework does between two blocks.
+void TurnAKnob(const test::Instance& effect, std::mt19937* random) {
+  const auto knob = (*random)() % 8;
+  const auto value = static_cast<uint32_t>((*random)());
+  constexpr uint32_t kDevices[] = {AUDIO_DEVICE_OUT_WIRED_HEADPHONE, AUDIO_DEVICE_OUT_WIRED_HEADSET,
+                                   AUDIO_DEVICE_OUT_BLUETOOTH_A2DP, AUDIO_DEVICE_OUT_SPEAKER};
+  switch (knob) {
+    case 0:
+    case 1:
+      effect.SetParam(test::kMode, value % 4);
+      break;
+    case 2:
+      effect.SetDevice(kDevices[value % 4]);
+      break;
+    case 3:
+      effect.SetParam(value % 2 == 0 ? test::kWiredHrtf : test::kBluetoothHrtf, value / 2 % 3);
+      break;
+    case 4:
+      effect.SetText(test::kAppPackage, value % 2 == 0 ? "com.example.video&1" : "com.example&0");
+      break;
+    case 5:
+      effect.Command(EFFECT_CMD_RESET);
+      break;
+    case 6:
+      effect.Command(EFFECT_CMD_DISABLE);
+      effect.Command(EFFECT_CMD_ENABLE);
+      break;
+    default:
+      effect.Command(EFFECT_CMD_INIT);
+      effect.SetDevice(kDevices[value % 3]);
+      effect.SetParam(test::kMode, 1 + value / 3 % 2);
+      effect.Command(EFFECT_CMD_ENABLE);
+      break;
+  }
+}
+
+// What an instance makes of `blocks` host blocks of many sizes, in place and not, of sound,
+// of silence and of what is no audio, with a knob turned every few blocks: on a thread of
+// its own, as binder's are, and never beside a block.
+Heard Play(uint32_t seed, int blocks) {
+  constexpr std::size_t kSizes[] = {1024, 480, 960, 1920, 1024, 192, 1, 4096, 1023, 240};
+  const float kBad[] = {std::numeric_limits<float>::quiet_NaN(),
+                        std::numeric_limits<float>::infinity(), 1e-40f, -3e38f};
+  std::mt19937 random(seed);
+  std::vector<float> in(2 * 4096), out(2 * 4096);
+  const std::vector<float> noise = upmix_lib::Noise(in.size(), seed);
+  const test::Instance effect;
+  EXPECT_EQ(effect.Process(in.data(), out.data(), 1024), -ENODATA);
+  effect.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
+  effect.SetParam(test::kMode, 1 + seed % 2);
+  effect.Command(EFFECT_CMD_ENABLE);
+  Heard heard;
+  std::size_t size = 0;
+  for (int block = 0; block < blocks; ++block) {
+    if (block % 16 == 15) std::thread([&] { TurnAKnob(effect, &random); }).join();
+    if (block % 8 == 0) size = kSizes[random() % std::size(kSizes)];
+    const uint32_t sound = block / 64 % 4;
+    std::copy(noise.begin(), noise.end(), in.begin());
+    if (sound == 1) std::fill(in.begin(), in.end(), 0.0f);
+    if (sound == 2) in[random() % (2 * size)] = kBad[random() % std::size(kBad)];
+    float* const to = random() % 2 == 0 ? in.data() : out.data();
+    EXPECT_EQ(effect.Process(in.data(), to, size), 0);
+    const std::string_view bytes(reinterpret_cast<const char*>(to), 2 * size * sizeof(float));
+    heard.hash = 31 * heard.hash + std::hash<std::string_view>()(bytes);
+    heard.peak = std::max(heard.peak, std::fabs(*std::max_element(to, to + 2 * size)));
+  }
+  return heard;
+}
+
+#ifdef KELDA_REALTIME_SANITIZER
+void Allocate() KELDA_NONBLOCKING {
+  void* volatile memory = std::malloc(1);
+  std::free(memory);
+}
+TEST(RealtimeSanitizerTest, SeesAnAllocation) { EXPECT_DEATH(Allocate(), "malloc"); }
+#endif
+
+TEST_F(AudioPathTest, BlocksFromTheFirstToTheTenThousandth) {
+  EXPECT_GT(Play(1, kBlocks).peak, 0.1f);
+}
+
+TEST_F(AudioPathTest, InstancesPlayBesideOthersWhatTheyPlayAlone) {
+  std::array<Heard, 4> together;
+  {
+    std::vector<std::jthread> threads;
+    for (uint32_t i = 0; i < together.size(); ++i) {
+      threads.emplace_back([&together, i] { together[i] = Play(i, 200); });
+    }
+  }
+  for (uint32_t i = 0; i < together.size(); ++i) EXPECT_EQ(Play(i, 200), together[i]) << i;
+}
+
+// What the effect does not ask of the signal library, but another caller may: equalizers of
+// either form at their longest, other HRIRs on the fly, every kind of block, muted planes,
+// and calls that are refused.
+TEST_F(AudioPathTest, TheRestOfTheSignalLibrary) {
+  using namespace upmix_lib;
+  EqualizerTuning bands, fir;
+  bands.curves.resize(2);
+  fir.curves.resize(1);
+  for (auto& curve : bands.curves) curve.bands.assign(63, {BandType::kPeaking, 1000, 1, 1});
+  fir.form = EqualizerForm::kFir;
+  fir.curves[0].taps = Noise(kMaxEqualizerTaps, 1, 0.01f);
+  const EqualizerInstance equalizers[] = {EqualizerInstance(bands), EqualizerInstance(fir)};
+  const HrirSet hrirs[] = {NoiseHrirs(256, 1), NoiseHrirs(2000, 2)};
+  const VirtualizerInstance virtualizer(hrirs[0]);
+  const std::vector<float> planes = Noise(std::size_t{kPlanes} * kBlockFrames, 3);
+  std::vector<float> left = Noise(kBlockFrames, 4), right = Noise(kBlockFrames, 5);
+  std::mt19937 random(6);
+  for (int block = 0; block < kBlocks / 10; ++block) {
+    for (const EqualizerInstance& equalizer : equalizers) {
+      if (random() % 16 == 0) {
+        EXPECT_EQ(A0237(equalizer.handle()), kOk);
+      }
+      left = Noise(kBlockFrames, 4);
+      equalizer.Process(left, right);
+    }
+    if (random() % 16 == 0) {
+      virtualizer.Install(hrirs[random() % 2]);
+      EXPECT_EQ(A0556(virtualizer.handle()), kOk);
+    }
+    const auto kind = static_cast<int32_t>(random() % 3);
+    const auto frames = static_cast<int32_t>(kind == 2 ? random() % 1025 : 1024);
+    Ears ears;
+    virtualizer.Process(planes, &ears, kind, frames, {0, 0, 0, 0, 0, 0, block / 4 % 2});
+    EXPECT_TRUE(std::isfinite(ears.left[1023]) && std::isfinite(left[1023]));
+  }
+  int32_t error = 0, detail = 0;
+  EXPECT_EQ(A0836(equalizers[0].handle(), nullptr), kNullPointer);
+  EXPECT_EQ(A0332(equalizers[0].handle(), &error, &detail), kOk);
+  EXPECT_EQ(detail, kNullPointer);
+  EXPECT_EQ(A0560(virtualizer.handle(), 3, 0, nullptr, nullptr, nullptr), kNullPointer);
+  EXPECT_EQ(A0783(virtualizer.handle(), &error, &detail), kOk);
+  EXPECT_EQ(A0238(nullptr, nullptr, nullptr), kNullPointer);
+  EXPECT_EQ(A0239(nullptr, nullptr, nullptr), kNullPointer);
+  EXPECT_EQ(A0217(nullptr, nullptr, nullptr), kNullPointer);
+}
+
+}  // namespace
+}  // namespace kelda
