@@ -183,11 +183,40 @@ double DiffuseCoherence(double freq_hz) {
   return sinc * std::max(0.0, 1.0 - freq_hz / 2700.0);
 }
 
-// Adds `tail` frames of noise to either ear, shaped in the frequency domain grain by
-// grain: with a and b independent, a cos t + b sin t and a cos t - b sin t have the
-// coherence cos 2t.
-void AddLateSide(const RoomParameters& room, int grains, std::mt19937* generator, double* left,
+// A bin's share of two independent noises, a and b, in the first grain, and by what both
+// fall from grain to grain.
+struct LateBin {
+  double a, b, decay;
+};
+
+// For every bin but the first and the last, which stay silent.
+std::vector<LateBin> LateBins(const RoomParameters& room) {
+  std::vector<LateBin> bins;
+  for (int bin = 1; bin < kGrain_frames / 2; ++bin) {
+    const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrain_frames;
+    const double decay_s = room.decay_s / (1.0 + freq_hz / room.damping_hz);
+    const double gain = 1.0 / std::hypot(1.0, kLowCut_hz / freq_hz);
+    const double angle = 0.5 * std::acos(DiffuseCoherence(freq_hz));
+    bins.push_back({gain * std::cos(angle), gain * std::sin(angle),
+                    std::pow(10.0, -3.0 * kHop_frames / kSampleRateHz / decay_s)});
+  }
+  return bins;
+}
+
+// Half a sine: overlapping noise keeps its power.
+std::vector<double> GrainWindow() {
+  std::vector<double> window(kGrain_frames);
+  for (std::size_t n = 0; n < window.size(); ++n) {
+    window[n] = std::sin(std::numbers::pi * (static_cast<double>(n) + 0.5) / kGrain_frames);
+  }
+  return window;
+}
+
+// Adds grains of noise to either ear, shaped in the frequency domain: with a and b
+// independent, a cos t + b sin t and a cos t - b sin t have the coherence cos 2t.
+void AddLateSide(std::vector<LateBin> late, int grains, std::mt19937* generator, double* left,
                  double* right) {
+  const std::vector<double> window = GrainWindow();
   const RealFft fft(kGrain_frames);
   const auto bins = static_cast<std::size_t>(fft.bins());
   std::vector<float> scratch(static_cast<std::size_t>(fft.scratch_floats()));
@@ -202,29 +231,21 @@ void AddLateSide(const RoomParameters& room, int grains, std::mt19937* generator
   };
 
   for (int g = 0; g < grains; ++g) {
-    const double time_s = static_cast<double>(g) * kHop_frames / kSampleRateHz;
-    for (std::size_t bin = 1; bin + 1 < bins; ++bin) {
-      const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrain_frames;
-      const double decay_s = room.decay_s / (1.0 + freq_hz / room.damping_hz);
-      const double gain =
-          std::pow(10.0, -3.0 * time_s / decay_s) / std::hypot(1.0, kLowCut_hz / freq_hz);
-      const double angle = 0.5 * std::acos(DiffuseCoherence(freq_hz));
-      const double a = gain * std::cos(angle), b = gain * std::sin(angle);
+    for (std::size_t bin = 1; bin <= late.size(); ++bin) {
+      auto& [a, b, decay] = late[bin - 1];
       const double a_re = a * random(), a_im = a * random();
       const double b_re = b * random(), b_im = b * random();
       ear_re[0][bin] = static_cast<float>(a_re + b_re);
       ear_im[0][bin] = static_cast<float>(a_im + b_im);
       ear_re[1][bin] = static_cast<float>(a_re - b_re);
       ear_im[1][bin] = static_cast<float>(a_im - b_im);
+      a *= decay;
+      b *= decay;
     }
     for (int ear = 0; ear < kEars; ++ear) {
       fft.Inverse(ear_re[ear].data(), ear_im[ear].data(), grain.data(), scratch.data());
       double* to = (ear == 0 ? left : right) + g * kHop_frames;
-      for (int n = 0; n < kGrain_frames; ++n) {
-        // Half sine: overlapping noise keeps its power.
-        to[n] += std::sin(std::numbers::pi * (n + 0.5) / kGrain_frames) *
-                 grain[static_cast<std::size_t>(n)];
-      }
+      for (std::size_t n = 0; n < window.size(); ++n) to[n] += window[n] * grain[n];
     }
   }
 }
@@ -237,7 +258,7 @@ Responses LateResponses(const RoomParameters& room, int taps) {
   const int grains = (LateTaps(room) - start) / kHop_frames - 1;
   for (int side = 0; side < kRoomSides; ++side) {
     double* left = late.data() + side * kEars * taps + start;
-    AddLateSide(room, grains, &generator, left, left + taps);
+    AddLateSide(LateBins(room), grains, &generator, left, left + taps);
   }
   return late;
 }
