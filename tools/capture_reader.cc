@@ -53,7 +53,7 @@ CaptureReader::CaptureReader(const std::filesystem::path& path)
   std::vector<std::byte> bytes(kHeadBytes);
   bytes.resize(ReadBytes(bytes));
   head_.resize(bytes.size() / sizeof(float));
-  std::memcpy(head_.data(), bytes.data(), head_.size() * sizeof(float));
+  if (!head_.empty()) std::memcpy(head_.data(), bytes.data(), head_.size() * sizeof(float));
   head_bytes_ = std::move(bytes);
 }
 

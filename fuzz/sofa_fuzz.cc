@@ -1,0 +1,32 @@
+// Measured ears, and the design of HRIRs from them: libmysofa's part is fuzzed without its
+// coverage, ours behind it with whatever it lets through.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "tests/upmix-lib/temp_directory.h"
+#include "tools/failure.h"
+#include "tools/sofa_hrirs.h"
+
+using namespace kelda;
+using namespace kelda::tools;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  static const upmix_lib::TempDirectory directory;
+  const std::string path = directory.File("ears.sofa");
+  directory.Write("ears.sofa", std::as_bytes(std::span(data, size)));
+  HrirOptions options;
+  options.taps = kMinHrirTaps;
+  options.room = {upmix_lib::kRoomOffDb, upmix_lib::kRoomOffDb, 0.1f, 3.0f, 5000.0f, {}};
+  options.colour_removed = 0.5;
+  try {
+    const MeasuredEars ears = ReadMeasuredEars(path);
+    options.symmetric = ears.taps % 2 == 0;
+    // What a file within the reader's limits gives is a set that the virtualizer takes.
+    directory.Write("ears.hki", EncodeHrirSet(DesignHrirs(ears, path, options, [](double) {}).set));
+    upmix_lib::HrirSet read;
+    if (LoadHrirSet(directory.File("ears.hki"), read) != upmix_lib::kOk) __builtin_trap();
+  } catch (const Failure&) {
+  }
+  return 0;
+}
