@@ -198,7 +198,8 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
       group.worst_db = std::max(group.worst_db, figure_db);
     }
   }
-  bool good = true;
+  bool good = control_db > kSmooth_db;
+  Group total;
   std::printf(
       "| change | block | changes | smooth | abrupt by rule | clicks | worst figure |\n"
       "|---|---|---|---|---|---|---|\n");
@@ -207,11 +208,17 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
       std::printf("| %s | %zu | %d | %d | %d | %d | %.1f dB |\n", name.c_str(), block,
                   group.changes, group.smooth, group.abrupt, group.clicks, group.worst_db);
       good &= group.clicks == 0;
+      total.changes += group.changes;
+      total.smooth += group.smooth;
+      total.abrupt += group.abrupt;
+      total.clicks += group.clicks;
     }
   }
   std::printf("\nSmooth is up to %.0f dB; the least of all cuts reaches %.1f dB.\n", kSmooth_db,
               control_db);
-  return good && control_db > kSmooth_db;
+  std::printf("\n%s: of %d changes %d smooth, %d abrupt by rule, %d clicks\n",
+              good ? "pass" : "FAIL", total.changes, total.smooth, total.abrupt, total.clicks);
+  return good;
 }
 
 }  // namespace
@@ -226,9 +233,7 @@ int main(int argc, char** argv) try {
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-  const bool good = kelda::tools::Measure(all, blocks);
-  std::puts(good ? "\npass" : "\nFAIL");
-  return good ? 0 : 1;
+  return kelda::tools::Measure(all, blocks) ? 0 : 1;
 } catch (const std::exception& failure) {
   std::printf("FAIL: %s\n", failure.what());
   return 1;

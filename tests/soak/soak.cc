@@ -387,16 +387,18 @@ bool Soak(const Limits& limits) {
   }
   std::printf("arithmetic on denormal numbers takes this processor %.1f times as long\n",
               DenormalPenalty());
+  std::printf("\n%s: %.2f hours of sound, %llu events, %llu engines\n", good ? "pass" : "FAIL",
+              static_cast<double>(frames) / kFramesPerHour, static_cast<unsigned long long>(events),
+              static_cast<unsigned long long>(engines));
   return good;
 }
 
 }  // namespace
 }  // namespace kelda::tools
 
-int main(int argc, char** argv) {
-  using namespace kelda::tools;
+int main(int argc, char** argv) try {
   CLI::App app("A day of use of the effect, faster than it passes.");
-  Limits limits;
+  kelda::tools::Limits limits;
   app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
   app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
   app.add_option("--seed", limits.seed, "of what happens when")->capture_default_str();
@@ -404,16 +406,11 @@ int main(int argc, char** argv) {
   property_set("vendor.kelda.effect", "1");
   __android_log_set_logger([](const __android_log_message* message) {
     if (message->priority < ANDROID_LOG_WARN) return;
-    ++g_errors_logged;
+    ++kelda::tools::g_errors_logged;
     std::fprintf(stderr, "%s: %s\n", message->tag, message->message);
   });
-  try {
-    const bool good = Soak(limits);
-    std::puts(good ? "\npass" : "\nFAIL");
-    return good ? 0 : 1;
-  } catch (const std::exception& failure) {
-    std::printf("FAIL, seed %llu: %s\n", static_cast<unsigned long long>(limits.seed),
-                failure.what());
-    return 1;
-  }
+  return kelda::tools::Soak(limits) ? 0 : 1;
+} catch (const std::exception& failure) {
+  std::printf("FAIL: %s\n", failure.what());
+  return 1;
 }
