@@ -63,7 +63,7 @@ void operator delete[](void* block, std::align_val_t) noexcept { Delete(block); 
 void operator delete(void* block, size_t, std::align_val_t) noexcept { Delete(block); }
 void operator delete[](void* block, size_t, std::align_val_t) noexcept { Delete(block); }
 
-#ifndef __SANITIZE_ADDRESS__
+#ifdef KELDA_COUNTS_MALLOC
 #pragma GCC visibility push(default)
 extern "C" {
 

@@ -6,6 +6,10 @@
 
 #include <cstdint>
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define KELDA_COUNTS_MALLOC
+#endif
+
 namespace kelda::test {
 
 // Calls of operator new and of malloc's family since the process began.
