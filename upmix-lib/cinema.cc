@@ -147,6 +147,7 @@ void Cinema::AddRoom(float* left, float* right) {
     planes[static_cast<size_t>(plane)] = direct_.input(plane);
   }
   const float* centre = planes[kFC];
+#pragma omp simd
   for (int n = 0; n < kBlock; ++n) {
     room_centre_.data()[n] = kRoomCentreGain * centre[n];
   }
@@ -156,6 +157,7 @@ void Cinema::AddRoom(float* left, float* right) {
 
 void Cinema::AddBass(float* left, float* right) {
   float* bass = bass_.data();
+#pragma omp simd
   for (int n = 0; n < kBlock; ++n) {
     left[n] += bass_path_.gain[0] * bass[n];
     right[n] += bass_path_.gain[1] * bass[n];

@@ -14,6 +14,7 @@ constexpr float kQuietPower = 1e-7f;
 constexpr float kOnsetRatio = 1.5f;
 
 void Follow(float* follower, const float* target, const float* step) {
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float next = follower[b] + step[b] * (target[b] - follower[b]);
     follower[b] = std::fabs(next) < kTinyPower ? 0.0f : next;
@@ -51,6 +52,7 @@ BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
   // The direct share times aa, bb and ab.
   BandValues direct_aa, direct_bb, direct_ab;
   const float emphasis = tuning.direct_emphasis;
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float ambient = 1.0f - contrast[b];  // Ps : Pn is 2 contrast : ambient
     const float weighted = 2.0f * emphasis * contrast[b];
@@ -62,11 +64,13 @@ BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
 
   // min(a, b) (a, b), which is (ab, bb) for a source on the left.
   BandGains gains;
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float aa = direct_aa[b], bb = direct_bb[b], ab = direct_ab[b];
     gains.centre_left[b] = tuning.centre_amount[b] * (aa < ab ? aa : ab);
     gains.centre_right[b] = tuning.centre_amount[b] * (bb < ab ? bb : ab);
   }
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float ambience = tuning.ambience_amount[b];
     gains.ambience_left[b] = ambience - ambience * direct_aa[b];
@@ -86,6 +90,7 @@ Decomposition::Decomposition(const DecompositionTuning& tuning) : tuning_(tuning
 void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
                                  BandValues& gain_step) {
   alignas(kSimdAlignment_bytes) float ll[kPaddedBins], rr[kPaddedBins], lr[kPaddedBins];
+#pragma omp simd
   for (int k = 0; k < kPaddedBins; ++k) {
     ll[k] = left.re[k] * left.re[k] + left.im[k] * left.im[k];
     rr[k] = right.re[k] * right.re[k] + right.im[k] * right.im[k];
@@ -97,6 +102,7 @@ void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
   SumBins(lr, now.cross);
 
   BandValues before;
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     before[b] = powers_.left[b] + powers_.right[b];
   }
@@ -105,6 +111,7 @@ void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
   Follow(powers_.right.value, now.right.value, step);
   Follow(powers_.cross.value, now.cross.value, step);
 
+#pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float after = powers_.left[b] + powers_.right[b];
     const float onset = std::max(0.0f, after - kOnsetRatio * before[b]) / (after + kTinyPower);
@@ -129,12 +136,14 @@ void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectA
                                        &target.ambience_cross};
   alignas(kSimdAlignment_bytes) float spread[5][kPaddedBins];
   for (int g = 0; g < 5; ++g) {
+#pragma omp simd
     for (int b = 0; b < kBands; ++b) {
       (*gains[g])[b] += step[b] * ((*targets[g])[b] - (*gains[g])[b]);
     }
     SpreadBands(*gains[g], spread[g]);
   }
 
+#pragma omp simd
   for (int k = 0; k < kPaddedBins; ++k) {
     const float left_re = left.re[k], left_im = left.im[k];
     const float right_re = right.re[k], right_im = right.im[k];

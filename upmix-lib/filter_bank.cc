@@ -69,6 +69,7 @@ void Analysis::Process(const float* in, Spectrum& spectrum) {
   alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
   const float* window = tables_->analysis;
   const float* last = history_.newest() - kPastFrames;
+#pragma omp simd
   for (int n = 0; n < kTransformFrames; ++n) {
     windowed[n] = window[n] * last[n];
   }
@@ -84,6 +85,7 @@ void Synthesis::Process(const Spectrum& spectrum, float* out) {
 
   const float* window = tables_->synthesis;
   const float* tail = signal + kTransformFrames - kSynthesisFrames;
+#pragma omp simd
   for (int n = 0; n < kSynthesisFrames; ++n) {
     overlap_[n] += window[n] * tail[n];
   }

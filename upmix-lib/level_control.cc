@@ -14,6 +14,7 @@ float AmplitudeOf(double level_db) { return static_cast<float>(std::pow(10.0, le
 // Multiplies interleaved frames by a gain that moves evenly from `from` to `to`.
 void Ramp(float* frames, float from, float to) {
   const float step = (to - from) / kBlockFrames;
+#pragma omp simd
   for (size_t i = 0; i < kBlockFrames; ++i) {
     const float gain = from + step * static_cast<float>(static_cast<int>(i) + 1);
     frames[2 * i] *= gain;

@@ -82,10 +82,12 @@ void Limiter::Process(float* out) {
     }
     ChunkWeights gains{};
     for (size_t d = 0; d < kSpannedChunks; ++d) {
+#pragma omp simd
       for (size_t i = 0; i < gains.size(); ++i) {
         gains[i] += smoothed_[d] * weights_[d][i];
       }
     }
+#pragma omp simd
     for (size_t i = 0; i < gains.size(); ++i) {
       out[2 * frame + i] = delayed[i] * gains[i];
     }

@@ -30,6 +30,7 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   // A source leaves the same ambience in both channels but for its sign and size, hence
   // the difference: it never cancels, and serves the side where the source left nothing.
   alignas(kSimdAlignment_bytes) float difference[kHopFrames];
+#pragma omp simd
   for (int n = 0; n < kHopFrames; ++n) {
     difference[n] = kHalfRoot * (ambience[0][n] - ambience[1][n]);
   }
@@ -52,6 +53,7 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
       Store<Vec>(back_out + n, gain[kBL + ear] * (back * ambient - spread));
     }
   }
+#pragma omp simd
   for (int n = 0; n < kHopFrames; ++n) {
     out[kFC][n] = gain[kFC] * std::numbers::sqrt2_v<float> * common[n];
   }

@@ -27,6 +27,7 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, f
   for (int side = 0; side < kRoomSides; ++side) {
     const auto& gains = side_gains_[static_cast<std::size_t>(side)];
     float* to = convolver_.input(side);
+#pragma omp simd
     for (int n = 0; n < kBlock; ++n) {
       float sum = 0.0f;
       for (std::size_t plane = 0; plane < kPlanes; ++plane) sum += gains[plane] * planes[plane][n];
@@ -36,6 +37,7 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, f
   float* wet_left = wet_.data();
   float* wet_right = wet_.data() + kBlock;
   convolver_.Process(wet_left, wet_right);
+#pragma omp simd
   for (int n = 0; n < kBlock; ++n) {
     left[n] += wet_left[n];
     right[n] += wet_right[n];
