@@ -64,6 +64,22 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   }
 }
 
+// More channels than any layout has; tables that are longer are followed sample by sample.
+constexpr int kMostChannels = 32;
+
+// The plane that goes to each slot: the opposite of `table`, null for the identity.
+// False unless every slot is named once.
+bool PlanesOfSlots(const int* table, int channels, int (&planes)[kMostChannels]) {
+  if (channels > kMostChannels) return false;
+  std::fill_n(planes, kMostChannels, -1);
+  for (int c = 0; c < channels; ++c) {
+    const int slot = table != nullptr ? table[c] : c;
+    if (slot < 0 || slot >= channels || planes[slot] >= 0) return false;
+    planes[slot] = c;
+  }
+  return true;
+}
+
 }  // namespace
 
 void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* interleaved,
@@ -101,12 +117,13 @@ void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int
     StereoToInterleave(interleaved, planar, planar + frames, frames);
     return;
   }
-  if (channels >= kSquare && frames >= kSquare && table == nullptr) {
-    ForEachSquare(frames, channels, [=](int c, int f) {
+  int planes[kMostChannels];
+  if (channels >= kSquare && frames >= kSquare && PlanesOfSlots(table, channels, planes)) {
+    ForEachSquare(frames, channels, [&](int c, int f) {
       const float* from[kSquare];
       float* to[kSquare];
       for (int i = 0; i < kSquare; ++i) {
-        from[i] = planar + (c + i) * frames + f;
+        from[i] = planar + planes[c + i] * frames + f;
         to[i] = interleaved + (f + i) * channels + c;
       }
       TransposeSquare(from, to);

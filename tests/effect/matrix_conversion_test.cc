@@ -17,7 +17,7 @@ namespace {
 TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   std::mt19937 random(test::NewSeed());
   for (const int frames : {1, 2, 3, 4, 5, 7, 8, 31, 65, 1023, 1024}) {
-    for (int channels = 1; channels <= 17; ++channels) {
+    for (int channels = 1; channels <= 33; channels += channels < 17 ? 1 : 16) {
       std::vector<int> table(static_cast<size_t>(channels));
       std::iota(table.begin(), table.end(), 0);
       for (const bool reordered : {false, true}) {
