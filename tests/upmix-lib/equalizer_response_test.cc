@@ -111,8 +111,7 @@ TEST(EqualizerResponse, IsTheAnalyticOneAtAnyNumberOfBands) {
   constexpr uint32_t kSeed = 20240611;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  for (const size_t count :
-       {0u, 1u, 2u, 3u, 4u, 5u, 7u, 9u, 10u, 11u, 12u, 13u, 19u, 33u, 63u, 64u}) {
+  for (const size_t count : {0u, 1u, 2u, 3u, 5u, 10u, 11u, 13u, 33u, 64u}) {
     EqualizerTuning tuning;
     tuning.preamp_db = -3.5f;
     tuning.curves = {{RandomBands(count, random), {}}, {RandomBands(count, random), {}}};
@@ -120,7 +119,7 @@ TEST(EqualizerResponse, IsTheAnalyticOneAtAnyNumberOfBands) {
     left[0] = right[0] = 1;
     EqualizerInstance(tuning).Process(left, right);
     double worst_db = 0;
-    for (const double freq_hz : TestFrequencies(61)) {
+    for (const double freq_hz : TestFrequencies(31)) {
       for (const size_t channel : {0u, 1u}) {
         double expected_db = tuning.preamp_db;
         for (const EqualizerBand& band : tuning.curves[channel].bands) {

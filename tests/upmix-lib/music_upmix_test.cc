@@ -12,8 +12,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr int kSeconds = 10;
-constexpr int kFrames = kSeconds * 48000;
+constexpr int kFrames = 4 * 48000;
 
 Signal Downmix(const Planes& planes, int ear, float centre_gain, float surround_gain) {
   const auto side = static_cast<size_t>(ear);
