@@ -5,13 +5,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "tools/block_sizes.h"
 #include "tools/effect_session.h"
 
 namespace kelda::tools {
 namespace {
-
-// The effect's period: what goes wrong in its blocks goes wrong at multiples of it.
-constexpr int64_t kPeriodFrames = 1024;
 
 template <typename... Values>
 std::string Format(const char* format, Values... values) {
@@ -123,7 +121,7 @@ std::string FormatCapture(const CaptureSummary& summary, size_t most_events) {
   text +=
       List("Discontinuities", findings.discontinuities, most_events, [](const CaptureEvent& event) {
         return Format("channel %d, step of %.4f, %lld frames into a period of 1024", event.channel,
-                      event.value, static_cast<long long>(event.frame % kPeriodFrames));
+                      event.value, static_cast<long long>(event.frame % int64_t{kPeriodFrames}));
       });
   return text;
 }
