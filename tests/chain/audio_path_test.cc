@@ -18,9 +18,7 @@
 
 #include "diagnostics/may_block.h"
 #include "tests/chain/instance.h"
-#include "tests/upmix-lib/equalizer_instance.h"
-#include "tests/upmix-lib/noise.h"
-#include "tests/upmix-lib/virtualizer_instance.h"
+#include "tests/upmix-lib/components.h"
 
 namespace kelda {
 namespace {
@@ -170,29 +168,26 @@ TEST_F(AudioPathTest, TheRestOfTheSignalLibrary) {
   for (auto& curve : bands.curves) curve.bands.assign(63, {BandType::kPeaking, 1000, 1, 1});
   fir.form = EqualizerForm::kFir;
   fir.curves[0].taps = Noise(kMaxEqualizerTaps, 1, 0.01f);
-  const EqualizerInstance equalizers[] = {EqualizerInstance(bands), EqualizerInstance(fir)};
+  EqualizerInstance equalizers[] = {EqualizerInstance(bands), EqualizerInstance(fir)};
   const HrirSet hrirs[] = {NoiseHrirs(256, 1), NoiseHrirs(2000, 2)};
-  const VirtualizerInstance virtualizer(hrirs[0]);
-  const std::vector<float> planes = Noise(std::size_t{kPlanes} * kBlockFrames, 3);
-  std::vector<float> left = Noise(kBlockFrames, 4), right = Noise(kBlockFrames, 5);
+  VirtualizerInstance virtualizer(hrirs[0]);
+  const Planes stereo = {Noise(kBlock, 3), Noise(kBlock, 4)}, planes(kPlanes, Noise(kBlock, 5));
   std::mt19937 random(6);
   for (int block = 0; block < kBlocks / 10; ++block) {
-    for (const EqualizerInstance& equalizer : equalizers) {
+    for (EqualizerInstance& equalizer : equalizers) {
       if (random() % 16 == 0) {
-        EXPECT_EQ(A0237(equalizer.handle()), kOk);
+        EXPECT_EQ(equalizer.Flush(), kOk);
       }
-      left = Noise(kBlockFrames, 4);
-      equalizer.Process(left, right);
+      EXPECT_TRUE(std::isfinite(equalizer.Process(stereo)[0][1023]));
     }
     if (random() % 16 == 0) {
       virtualizer.Install(hrirs[random() % 2]);
       EXPECT_EQ(A0556(virtualizer.handle()), kOk);
     }
-    const auto kind = static_cast<int32_t>(random() % 3);
-    const auto frames = static_cast<int32_t>(kind == 2 ? random() % 1025 : 1024);
-    Ears ears;
-    virtualizer.Process(planes, &ears, kind, frames, {0, 0, 0, 0, 0, 0, block / 4 % 2});
-    EXPECT_TRUE(std::isfinite(ears.left[1023]) && std::isfinite(left[1023]));
+    virtualizer.kind = static_cast<int32_t>(random() % 3);
+    virtualizer.frames = static_cast<int32_t>(virtualizer.kind == 2 ? random() % 1025 : 1024);
+    virtualizer.flags[6] = block / 4 % 2;
+    EXPECT_TRUE(std::isfinite(virtualizer.Process(planes)[0][1023]));
   }
   int32_t error = 0, detail = 0;
   EXPECT_EQ(A0836(equalizers[0].handle(), nullptr), kNullPointer);

@@ -5,7 +5,8 @@
 #include <complex>
 #include <numbers>
 
-#include "tests/upmix-lib/virtualizer_instance.h"
+#include "tests/upmix-lib/components.h"
+#include "upmix-lib/room.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -70,16 +71,10 @@ double Delay_us(std::span<const float> earlier, std::span<const float> later) {
 }
 
 // The virtualizer's answer to an impulse on one plane.
-Ears Impulse(const HrirSet& set, std::size_t plane, std::size_t blocks) {
-  const VirtualizerInstance instance(set);
-  Ears ears;
-  std::vector<float> in(kPlanes * kBlock);
-  in[plane * kBlock] = 1.0f;
-  for (std::size_t b = 0; b < blocks; ++b) {
-    instance.Process(in, &ears, b == 0 ? 2 : 0);
-    in.assign(in.size(), 0.0f);
-  }
-  return ears;
+Planes Impulse(const HrirSet& set, std::size_t plane, std::size_t blocks) {
+  Planes in(kPlanes, Signal(blocks * kBlock));
+  in[plane][0] = 1.0f;
+  return VirtualizerInstance(set).Process(in);
 }
 
 constexpr double kOctaves_hz[] = {250, 500, 1000, 2000, 4000, 8000};
@@ -124,36 +119,29 @@ TEST(DefaultHrirs, AreNeutral) {
   EXPECT_NEAR(10.0 * std::log10(mean_power), 0.0, 1.0);
 }
 
+// Exactly without a room; with one they are blurred but stay.
 TEST(Localisation, CuesAtTheOutputAreThoseOfTheHrirs) {
-  HrirSet set = DefaultEars();
-  set.room.early_level_db = set.room.late_level_db = kRoomOffDb;
-  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    const Ears ears = Impulse(set, plane, 1);
-    const auto left = set.response(static_cast<int>(plane), 0);
-    const auto right = set.response(static_cast<int>(plane), 1);
-    EXPECT_NEAR(Delay_us(ears.left, ears.right), Delay_us(left, right), 1.0) << plane;
-    for (const double centre_hz : kOctaves_hz) {
-      EXPECT_NEAR(LevelDifference_db(ears.left, ears.right, centre_hz),
-                  LevelDifference_db(left, right, centre_hz), 0.01)
-          << plane << ", " << centre_hz;
-    }
-  }
-}
-
-// With the room, the cues are blurred but stay.
-TEST(Localisation, RoomKeepsTheCues) {
-  const HrirSet& set = DefaultEars();
-  ASSERT_GT(set.room.early_level_db, kRoomOffDb);
-  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    const Ears ears = Impulse(set, plane, 12);
-    const auto left = set.response(static_cast<int>(plane), 0);
-    const auto right = set.response(static_cast<int>(plane), 1);
-    EXPECT_NEAR(Delay_us(ears.left, ears.right), Delay_us(left, right), 30.0) << plane;
-    for (const double centre_hz : kOctaves_hz) {
-      const double dry_db = LevelDifference_db(left, right, centre_hz);
-      EXPECT_NEAR(LevelDifference_db(ears.left, ears.right, centre_hz), dry_db,
-                  1.5 + 0.1 * std::abs(dry_db))
-          << plane << ", " << centre_hz;
+  HrirSet dry = DefaultEars();
+  ASSERT_GT(dry.room.early_level_db, kRoomOffDb);
+  dry.room.early_level_db = dry.room.late_level_db = kRoomOffDb;
+  const struct {
+    const HrirSet& set;
+    std::size_t blocks;
+    double most_us, most_db, most_share;
+  } kRooms[] = {{dry, 1, 1.0, 0.01, 0.0}, {DefaultEars(), 12, 30.0, 1.5, 0.1}};
+  for (const auto& room : kRooms) {
+    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+      SCOPED_TRACE(testing::Message() << "plane " << plane << ", blocks " << room.blocks);
+      const Planes ears = Impulse(room.set, plane, room.blocks);
+      const auto left = dry.response(static_cast<int>(plane), 0);
+      const auto right = dry.response(static_cast<int>(plane), 1);
+      EXPECT_NEAR(Delay_us(ears[0], ears[1]), Delay_us(left, right), room.most_us);
+      for (const double centre_hz : kOctaves_hz) {
+        const double expected_db = LevelDifference_db(left, right, centre_hz);
+        EXPECT_NEAR(LevelDifference_db(ears[0], ears[1], centre_hz), expected_db,
+                    room.most_db + room.most_share * std::abs(expected_db))
+            << centre_hz;
+      }
     }
   }
 }
@@ -161,37 +149,32 @@ TEST(Localisation, RoomKeepsTheCues) {
 // The cross-correlation of a band-limited impulse with what the nearer ear hears peaks
 // at its place.
 TEST(Localisation, DefaultEarsAddNoLatency) {
-  constexpr int kCentre = 64;
-  std::vector<float> impulse;
-  for (int n = -kCentre; n <= kCentre; ++n) {  // 100 Hz .. 16 kHz
-    const double t = std::numbers::pi * n / 48000.0;
-    const auto low_pass = [&](double freq_hz) {
-      return n == 0 ? 2 * freq_hz / 48000 : std::sin(2 * freq_hz * t) / (std::numbers::pi * n);
-    };
-    const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * n / (kCentre + 1));
-    impulse.push_back(static_cast<float>(window * (low_pass(16000) - low_pass(100))));
-  }
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    const VirtualizerInstance instance(DefaultEars());
-    std::vector<float> in(kPlanes * kBlock);
-    std::copy(impulse.begin(), impulse.end(), &in[plane * kBlock + 200]);
-    Ears ears;
-    instance.Process(in, &ears, 2);
-    const auto& nearer = DefaultEars().directions[plane].azimuth_deg < 0 ? ears.right : ears.left;
-    constexpr std::size_t kStart = 200, kFarthest = 500;
-    double peak = 0.0;
-    std::size_t peak_at = 0;
-    for (std::size_t at = 0; at <= kStart + kFarthest; ++at) {
-      double sum = 0.0;
-      for (std::size_t n = 0; n < impulse.size(); ++n) {
-        sum += double{impulse[n]} * double{nearer[at + n]};
-      }
-      if (std::abs(sum) > peak) {
-        peak = std::abs(sum);
-        peak_at = at;
+    Planes in(kPlanes, Signal(2 * kBlock));
+    in[plane] = BandLimitedImpulse(2 * kBlock, 200);
+    const Planes ears = VirtualizerInstance(DefaultEars()).Process(in);
+    const bool right = DefaultEars().directions[plane].azimuth_deg < 0;
+    EXPECT_EQ(LatencyFrames(in[plane], ears[right ? 1 : 0]), 0) << plane;
+  }
+}
+
+TEST(Room, StaysOutOfTheBass) {
+  HrirSet ears = SilentHrirs(1);  // that hear every plane alike and at once
+  ears.responses.assign(ears.responses.size(), 1.0f);
+  for (const float size_m : {3.0f, 5.0f, 12.0f}) {
+    const RoomResponses room = MakeRoomResponses({-12.0f, -18.0f, 0.3f, size_m, 5000.0f, {}}, ears);
+    const auto taps = static_cast<std::size_t>(room.taps);
+    ASSERT_GT(taps, 0u);
+    // The two ears' share of the direct sound's energy, as asked for.
+    const double energy = Power(room.responses) * static_cast<double>(room.responses.size());
+    EXPECT_NEAR(Db(energy / kRoomSides / kEars), Db(std::pow(10.0, -1.2) + std::pow(10.0, -1.8)),
+                1.0);
+    for (std::size_t side_and_ear = 0; side_and_ear < kRoomSides * kEars; ++side_and_ear) {
+      const std::span response(&room.responses[side_and_ear * taps], taps);
+      for (const double freq_hz : {10.0, 30.0, 50.0}) {  // beside the direct sound's 0 dB
+        EXPECT_LT(Db(std::norm(ResponseAt(response, freq_hz))), -20.0) << freq_hz << " Hz";
       }
     }
-    EXPECT_EQ(peak_at, kStart) << plane;
   }
 }
 

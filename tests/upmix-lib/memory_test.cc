@@ -2,112 +2,54 @@
 // runs out. A program of its own: it replaces operator new.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <string>
-#include <vector>
 
-#include "processors/upmix_lib.h"
 #include "tests/effect/allocations.h"
-#include "tests/upmix-lib/noise.h"
-#include "upmix-lib/data_formats.h"
-#include "upmix-lib/status.h"
+#include "tests/upmix-lib/components.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
 constexpr const char* kDirectory = KELDA_DEFAULT_TUNING;
 
-std::vector<char> Blob(const char* name) {
-  std::ifstream file(std::string(kDirectory) + "/" + name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Planes that a component reads and writes.
-struct Audio {
-  std::vector<float> in = Noise(kPlanes * kBlockFrames, 1);
-  std::vector<float> out = std::vector<float>(kPlanes * kBlockFrames);
-  const float* in_planes[2] = {in.data(), in.data() + kBlockFrames};
-  float* out_planes[kPlanes];
-  Audio() {
-    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-      out_planes[plane] = out.data() + plane * kBlockFrames;
-    }
-  }
-};
-
-void ExpectNoAllocation(const std::function<int32_t()>& process) {
-  EXPECT_EQ(process(), kOk);  // the first call may not allocate either, but may load
-  const uint64_t news = test::NewCalls(), mallocs = test::MallocCalls();
-  int32_t failures = 0;
-  for (int block = 0; block < 20; ++block) failures += process() != kOk;
-  EXPECT_EQ(test::NewCalls(), news);
-  EXPECT_EQ(test::MallocCalls(), mallocs);
-  EXPECT_EQ(failures, 0);
-}
-
 TEST(Memory, TheCountersCount) {
   const uint64_t news = test::NewCalls();
-  uint32_t handle = 0;
-  ASSERT_EQ(A0782(&handle, kDirectory, "wired.hki.config"), kOk);
+  const VirtualizerInstance instance(NoiseHrirs(8, 1));
   EXPECT_GT(test::NewCalls(), news + 5);
-  EXPECT_EQ(A0810(&handle), kOk);
 }
 
-TEST(Memory, VirtualizerDoesNotAllocate) {
-  Audio audio;
-  uint32_t handle = 0;
-  ASSERT_EQ(A0782(&handle, kDirectory, "wired.hki.config"), kOk);
-  ASSERT_EQ(A0556(handle), kOk);
-  int32_t block = 0;
-  const auto process = [&] {
-    const int32_t flags[kPlanes] = {block++ % 3};
-    return A0560(handle, 0, kBlockFrames, audio.out_planes, audio.in.data(), flags);
-  };
-  ExpectNoAllocation(process);
-  // The block that fades from old data to new, and the one after it, free nothing either.
-  ASSERT_EQ(A0556(handle), kOk);
+// `blocks` blocks allocate, free and refuse nothing.
+void ExpectNoAllocation(Component& component, int blocks) {
+  const Signal in = Noise(kPlanes * kBlock, 1);
+  Signal out(kPlanes * kBlock);
+  const float* from[kPlanes];
+  float* to[kPlanes];
+  for (std::size_t p = 0; p < kPlanes; ++p) {
+    from[p] = &in[p * kBlock];
+    to[p] = &out[p * kBlock];
+  }
+  const uint64_t news = test::NewCalls(), mallocs = test::MallocCalls();
   const int64_t live = test::LiveBlocks();
-  const uint64_t news = test::NewCalls();
-  int32_t failures = process();
-  failures += process();
-  EXPECT_EQ(test::LiveBlocks(), live);
+  int32_t failures = 0;
+  for (int block = 0; block < blocks; ++block) failures += component.Block(from, to) != kOk ? 1 : 0;
   EXPECT_EQ(test::NewCalls(), news);
+  EXPECT_EQ(test::MallocCalls(), mallocs);
+  EXPECT_EQ(test::LiveBlocks(), live);
   EXPECT_EQ(failures, 0);
-  EXPECT_EQ(A0810(&handle), kOk);
 }
 
-TEST(Memory, EqualizerDoesNotAllocate) {
-  Audio audio;
-  uint32_t handle = 0;
-  ASSERT_EQ(A0243(&handle, kDirectory, "wired.ba.config"), kOk);
-  ASSERT_EQ(A0214(handle), kOk);
-  ExpectNoAllocation([&] { return A0836(handle, audio.out_planes); });
-  EXPECT_EQ(A0812(&handle), kOk);
-}
-
-TEST(Memory, MusicUpmixAndLevelControlDoNotAllocate) {
-  Audio audio;
-  uint32_t work_bytes = 0, param_bytes = 0;
-  ASSERT_EQ(A0511(&work_bytes, &param_bytes), kOk);
-  std::vector<char> music(work_bytes);
-  ASSERT_EQ(A0559(Blob("upmix.music.hps.bin").data(), music.data()), kOk);
-  ExpectNoAllocation([&] { return A0239(audio.in_planes, audio.out_planes, music.data()); });
-
-  ASSERT_EQ(A0557(&work_bytes, &param_bytes), kOk);
-  std::vector<char> level(work_bytes);
-  ASSERT_EQ(A0508(level.data(), kBlockFrames), kOk);
-  ASSERT_EQ(A0122(level.data(), Blob("upl.music.bin").data()), kOk);
-  ExpectNoAllocation([&] { return A0217(level.data(), audio.in.data(), audio.out.data()); });
-}
-
-TEST(Memory, CinemaDoesNotAllocate) {
-  Audio audio;
-  void* instance = A0218(Blob("upmix.cinema.hps.bin").data(), kDirectory, "wired.hki.config");
-  ASSERT_NE(instance, nullptr);
-  ExpectNoAllocation([&] { return A0238(audio.in_planes, audio.out_planes, instance); });
-  EXPECT_EQ(A0213(&instance), kOk);
+TEST(Memory, NoComponentAllocatesWhileItProcesses) {
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    ExpectNoAllocation(*kind.make(), 20);
+  }
+  // Nor do changes of flags, or the block that fades from old data to new.
+  VirtualizerInstance virtualizer(NoiseHrirs(256, 1));
+  for (const int32_t flag : {0, 1, 0}) {
+    virtualizer.flags[3] = flag;
+    ASSERT_EQ(A0556(virtualizer.handle()), kOk);
+    ExpectNoAllocation(virtualizer, 2);
+  }
 }
 
 // Lets every allocation of `create` fail in turn; it returns whether it worked.
@@ -141,31 +83,27 @@ TEST(Memory, CreatesLeaveNothingWhenMemoryRunsOut) {
       [&] { return worked(A0243(&handle, kDirectory, "wired.ba.config")); },
       [&] { EXPECT_EQ(A0812(&handle), kOk); });
 
-  const std::vector<char> parameters = Blob("upmix.cinema.hps.bin");
+  const CinemaParameters parameters = CinemaDefaults();
   void* cinema = nullptr;
   ExpectNothingLeftAtAnyFailure(
       [&] {
-        cinema = A0218(parameters.data(), kDirectory, "wired.hki.config");
+        cinema = A0218(&parameters, kDirectory, "wired.hki.config");
         return cinema != nullptr;
       },
       [&] { EXPECT_EQ(A0213(&cinema), kOk); });
 }
 
 TEST(Memory, ReloadThatRunsOutOfMemoryLeavesTheInstanceAsItWas) {
-  Audio audio;
-  const int32_t flags[kPlanes] = {};
-  uint32_t handle = 0;
-  ASSERT_EQ(A0782(&handle, kDirectory, "wired.hki.config"), kOk);
-  ASSERT_EQ(A0556(handle), kOk);
+  VirtualizerInstance virtualizer(NoiseHrirs(256, 1));
   const int64_t live = test::LiveBlocks();
   for (const uint64_t n : {1u, 5u, 12u, 20u}) {
     test::FailNew(n);
-    EXPECT_EQ(A0556(handle), kOutOfMemory) << n;
+    const int32_t status = A0556(virtualizer.handle());
     test::FailNew(0);
+    EXPECT_EQ(status, kOutOfMemory) << n;
     EXPECT_EQ(test::LiveBlocks(), live) << n;
-    EXPECT_EQ(A0560(handle, 0, kBlockFrames, audio.out_planes, audio.in.data(), flags), kOk);
+    ExpectNoAllocation(virtualizer, 1);
   }
-  EXPECT_EQ(A0810(&handle), kOk);
 }
 
 }  // namespace

@@ -32,6 +32,11 @@ class TempDirectory {
   void Write(std::string_view name, std::span<const std::byte> bytes) const {
     Write(name, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   }
+  // A data file, and the configuration file "config" that names it.
+  void Install(std::span<const std::byte> data) const {
+    Write("data", data);
+    Write("config", "data\n");
+  }
 
  private:
   std::string path_;

@@ -1,0 +1,335 @@
+// What all components have in common: the contract with their hosts, and what bad input,
+// silence, a flush and the borders of blocks do to their sound.
+#include "tests/upmix-lib/components.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <thread>
+
+#include "upmix-lib/handle_table.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+using Limits = std::numeric_limits<float>;
+
+// Something of its own on each input, something common to all.
+Planes Sound(const Component& component, std::size_t blocks, uint32_t seed) {
+  const Signal common = PinkNoise(seed, blocks * kBlock);
+  Planes sound;
+  for (std::size_t p = 0; p < component.inputs(); ++p) {
+    sound.push_back(Noise(blocks * kBlock, seed + 1 + static_cast<uint32_t>(p), 0.2f));
+    AddTo(sound.back(), common, 0.1f);
+  }
+  return sound;
+}
+
+class Components : public testing::TestWithParam<Kind> {
+ protected:
+  static std::unique_ptr<Component> Make() { return GetParam().make(); }
+};
+INSTANTIATE_TEST_SUITE_P(All, Components, testing::ValuesIn(kKinds),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+
+TEST_P(Components, TakeBadSamplesForSilence) {
+  const auto one = Make(), other = Make();
+  Planes bad = Sound(*one, 12, 1), zeroed = bad;
+  const float worst[] = {Limits::quiet_NaN(), Limits::infinity(),   -Limits::infinity(),
+                         Limits::max(),       Limits::denorm_min(), -2 * 65536.0f};
+  for (std::size_t n = 5000; n < 5300; ++n) {
+    for (std::size_t p = 0; p < bad.size(); ++p) {
+      bad[p][n + 70 * p] = worst[(n + p) % std::size(worst)];
+      zeroed[p][n + 70 * p] = 0.0f;
+    }
+  }
+  EXPECT_EQ(one->Process(bad), other->Process(zeroed));
+}
+
+TEST_P(Components, AreExactlySilentAfterTheTail) {
+  const auto component = Make();
+  constexpr std::size_t kLoud = 10 * kBlock;
+  const std::size_t silent = kLoud + GetParam().tail_frames;
+  Planes in = Sound(*component, silent / kBlock + 3, 2);
+  for (Signal& plane : in) std::fill(plane.begin() + kLoud, plane.end(), 0.0f);
+  for (const Signal& plane : component->Process(in)) {
+    EXPECT_GT(Power(std::span(plane).first(kLoud)), 1e-4);
+    for (std::size_t n = 0; n < plane.size(); ++n) {
+      ASSERT_TRUE(plane[n] == 0.0f || (n < silent && std::isnormal(plane[n]))) << "frame " << n;
+    }
+  }
+}
+
+TEST_P(Components, ForgetTheSignalByAFlushAndNothingElse) {
+  const auto used = Make(), fresh = Make();
+  const Planes in = Sound(*used, 40, 3);
+  used->Process(Sound(*used, 20, 4));
+  EXPECT_EQ(used->Flush(), kOk);
+  EXPECT_EQ(used->Process(in), fresh->Process(in));
+}
+
+// Against a run whose borders lie elsewhere. After 64 frames the grid of the hops is the
+// same again; the level control's gain moves block by block.
+TEST_P(Components, DoNotShowWhereBlocksBegin) {
+  const std::string name = GetParam().name;
+  const bool hops = name == "Music" || name == "Cinema";
+  for (const std::size_t shift : {64u, 555u}) {
+    const auto here = Make(), elsewhere = Make();
+    const Planes in = Sound(*here, 60, 5), expected = Delayed(here->Process(in), shift);
+    const Planes out = elsewhere->Process(Delayed(in, shift));
+    const double limit_db = name == "Level" ? -60 : hops && shift != 64 ? -20 : -110;
+    for (std::size_t p = 0; p < out.size(); ++p) {
+      EXPECT_LT(ErrorDb(out[p], expected[p], 20 * kBlock), limit_db) << shift << ", plane " << p;
+    }
+  }
+}
+
+// ---- The components that are held by handles.
+
+struct HandleEntries {
+  const char* name;
+  std::vector<std::byte> data;
+  int32_t (*create)(uint32_t*, const char*, const char*);
+  int32_t (*initialize)(uint32_t);
+  int32_t (*flush)(uint32_t);
+  int32_t (*process)(uint32_t, float* const*);
+  int32_t (*last_error)(uint32_t, int32_t*, int32_t*);
+  int32_t (*close)(uint32_t);
+  int32_t (*destroy)(uint32_t*);
+};
+const HandleEntries kHandleEntries[] = {
+    {"Equalizer", BuildEqualizerFile(FiveBands(EqualizerForm::kBands)), A0243, A0214, A0237, A0836,
+     A0332, A0562, A0812},
+    {"Virtualizer", EncodeHrirSet(NoiseHrirs(8, 1)), A0782, A0556, A0236,
+     [](uint32_t handle, float* const* planes) {
+       static const Signal in(kPlanes * kBlock, 0.5f);
+       const int32_t flags[kPlanes] = {};
+       return A0560(handle, 0, kBlockFrames, planes, in.data(), flags);
+     },
+     A0783, A0212, A0810}};
+
+class HandleContract : public testing::TestWithParam<HandleEntries> {
+ protected:
+  HandleContract() { directory_.Install(GetParam().data); }
+  int32_t Create(uint32_t* handle, const char* config = "config") const {
+    return GetParam().create(handle, directory_.path().c_str(), config);
+  }
+  TempDirectory directory_;
+};
+INSTANTIATE_TEST_SUITE_P(All, HandleContract, testing::ValuesIn(kHandleEntries),
+                         [](const auto& entries) { return std::string(entries.param.name); });
+
+TEST_P(HandleContract, OrderOfCallsIsChecked) {
+  const HandleEntries& e = GetParam();
+  Signal left(kBlock, 0.25f), right = left;
+  const Signal untouched = left;
+  float* const planes[2] = {left.data(), right.data()};
+  float* const no_right[2] = {left.data(), nullptr};
+  int32_t error = -1, detail = -1;
+  const auto last_error = [&](uint32_t of) {
+    EXPECT_EQ(e.last_error(of, &error, &detail), kOk);
+    return std::pair(error, detail);
+  };
+  uint32_t handle = 0;
+  EXPECT_EQ(Create(nullptr), kNullPointer);
+  EXPECT_EQ(e.create(&handle, nullptr, "config"), kNullPointer);
+  EXPECT_EQ(Create(&handle, nullptr), kNullPointer);
+  EXPECT_EQ(Create(&handle, "none"), kConfigMissing);
+  EXPECT_EQ(handle, 0u);
+  ASSERT_EQ(Create(&handle), kOk);
+  ASSERT_NE(handle, 0u);
+
+  EXPECT_EQ(e.process(handle, planes), kNotInitialized);
+  EXPECT_EQ(last_error(handle),
+            std::pair(static_cast<int32_t>(ErrorClass::kUsage), int32_t{kNotInitialized}));
+  EXPECT_EQ(e.flush(handle), kNotInitialized);
+  EXPECT_EQ(e.close(handle), kNotInitialized);
+  EXPECT_EQ(e.initialize(handle), kOk);
+  EXPECT_EQ(last_error(handle), std::pair(0, 0));
+  EXPECT_EQ(e.process(handle, nullptr), kNullPointer);
+  EXPECT_EQ(e.process(handle, no_right), kNullPointer);
+  EXPECT_EQ(e.last_error(handle, nullptr, &detail), kNullPointer);
+  EXPECT_EQ(left, untouched) << "a failure wrote";
+  EXPECT_EQ(e.process(handle, planes), kOk);
+  EXPECT_EQ(e.close(handle), kOk);
+  EXPECT_EQ(e.process(handle, planes), kClosed);
+  EXPECT_EQ(e.close(handle), kClosed);
+  EXPECT_EQ(e.initialize(handle), kOk);
+  EXPECT_EQ(e.process(handle, planes), kOk);
+
+  const uint32_t stale = handle;
+  EXPECT_EQ(e.destroy(&handle), kOk);
+  EXPECT_EQ(handle, 0u);
+  EXPECT_EQ(e.destroy(nullptr), kNullPointer);
+  ASSERT_EQ(Create(&handle), kOk);  // in the place of the old one
+  for (uint32_t dead : {stale, 0u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(e.initialize(dead), kBadHandle);
+    EXPECT_EQ(e.flush(dead), kBadHandle);
+    EXPECT_EQ(e.process(dead, planes), kBadHandle);
+    EXPECT_EQ(e.close(dead), kBadHandle);
+    EXPECT_EQ(e.last_error(dead, &error, &detail), kBadHandle);
+    EXPECT_EQ(e.destroy(&dead), kBadHandle);
+  }
+  EXPECT_EQ(e.destroy(&handle), kOk);
+}
+
+TEST_P(HandleContract, HoldsTwoHundredAndFiftySixInstances) {
+  std::vector<uint32_t> handles(256);
+  for (uint32_t& handle : handles) ASSERT_EQ(Create(&handle), kOk);
+  uint32_t one_more = 0;
+  EXPECT_EQ(Create(&one_more), kTooManyInstances);
+  EXPECT_EQ(one_more, 0u);
+  for (uint32_t& handle : handles) EXPECT_EQ(GetParam().destroy(&handle), kOk);
+}
+
+TEST(HandleTable, LookUpsHoldWhileOthersComeAndGo) {
+  HandleTable<int> table;
+  const uint32_t kept = table.Insert(std::make_unique<int>(7));
+  std::thread other([&] {
+    for (int i = 0; i < 20000; ++i) table.Remove(table.Insert(std::make_unique<int>(i)));
+  });
+  int found = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const int* value = table.Find(kept);
+    found += value != nullptr && *value == 7 ? 1 : 0;
+  }
+  other.join();
+  EXPECT_EQ(found, 20000);
+  table.Remove(kept);
+}
+
+// ---- The others.
+
+TEST(VirtualizerContract, ChecksKindsAndFrameCounts) {
+  const VirtualizerInstance virtualizer(NoiseHrirs(8, 1));
+  const Signal in(kPlanes * kBlock, 0.5f);
+  Signal left(kBlock, 0.25f), right = left;
+  const Signal untouched = left;
+  float* const out[2] = {left.data(), right.data()};
+  const int32_t flags[kPlanes] = {};
+  const struct {
+    int32_t kind, frames;
+    Status status;
+  } kRows[] = {{-1, 1024, kBadBlockKind}, {3, 1024, kBadBlockKind},  {0, -1, kBadFrameCount},
+               {0, 0, kBadFrameCount},    {0, 1023, kBadFrameCount}, {1, 1023, kBadFrameCount},
+               {1, 1025, kBadFrameCount}, {2, -1, kBadFrameCount},   {2, 1025, kBadFrameCount}};
+  for (const auto& row : kRows) {
+    EXPECT_EQ(A0560(virtualizer.handle(), row.kind, row.frames, out, in.data(), flags), row.status)
+        << row.kind << ", " << row.frames;
+  }
+  EXPECT_EQ(A0560(virtualizer.handle(), 0, 1024, out, nullptr, flags), kNullPointer);
+  EXPECT_EQ(A0560(virtualizer.handle(), 0, 1024, out, in.data(), nullptr), kNullPointer);
+  EXPECT_EQ(left, untouched) << "a failure wrote";
+}
+
+TEST(MusicContract, MisuseIsRefusedAndABadLoadChangesNothing) {
+  const MusicParameters good = MusicDefaults();
+  MusicParameters damaged = good;
+  damaged.centre_amount = 0.25f;  // The checksum no longer fits.
+  uint32_t bytes = 0;
+  MusicInstance music, undisturbed;
+  EXPECT_EQ(A0511(nullptr, &bytes), kNullPointer);
+  EXPECT_EQ(A0511(&bytes, nullptr), kNullPointer);
+  EXPECT_EQ(A0559(nullptr, music.work()), kNullPointer);
+  EXPECT_EQ(A0559(&good, nullptr), kNullPointer);
+
+  Signal block(kHopFrames);
+  const float* in[2] = {block.data(), block.data()};
+  const float* no_in[2] = {block.data(), nullptr};
+  Planes planes(kPlanes, block);
+  float *out[kPlanes], *no_out[kPlanes];
+  for (std::size_t p = 0; p < kPlanes; ++p) no_out[p] = out[p] = planes[p].data();
+  no_out[6] = nullptr;
+  EXPECT_EQ(A0239(in, out, nullptr), kNullPointer);
+  EXPECT_EQ(A0239(nullptr, out, music.work()), kNullPointer);
+  EXPECT_EQ(A0239(no_in, out, music.work()), kNullPointer);
+  EXPECT_EQ(A0239(in, nullptr, music.work()), kNullPointer);
+  EXPECT_EQ(A0239(in, no_out, music.work()), kNullPointer);
+  std::vector<char> fresh(music.work_bytes());
+  EXPECT_EQ(A0239(in, out, fresh.data()), kNotAnInstance);
+
+  const Planes sound = Sound(music, 20, 6);
+  EXPECT_EQ(music.Process(sound), undisturbed.Process(sound));
+  EXPECT_EQ(A0559(&damaged, music.work()), kDataBadCrc);
+  EXPECT_EQ(music.Process(sound), undisturbed.Process(sound));
+}
+
+TEST(LevelContract, OrderOfCallsIsChecked) {
+  const LevelParameters good = LevelDefaults();
+  LevelParameters bad = good;
+  bad.target_lufs = 3;
+  uint32_t work_bytes = 0, param_bytes = 0;
+  EXPECT_EQ(A0557(nullptr, &param_bytes), kNullPointer);
+  EXPECT_EQ(A0557(&work_bytes, nullptr), kNullPointer);
+  ASSERT_EQ(A0557(&work_bytes, &param_bytes), kOk);
+  std::vector<char> memory(work_bytes);
+  void* const work = memory.data();
+  const Signal in(2 * kBlock, 0.1f), untouched(2 * kBlock, 7.0f);
+  Signal out = untouched;
+  const auto process = [&] { return A0217(work, in.data(), out.data()); };
+
+  EXPECT_EQ(A0122(work, &good), kNotAnInstance);
+  EXPECT_EQ(process(), kNotAnInstance);
+  EXPECT_EQ(A0508(nullptr, kBlockFrames), kNullPointer);
+  EXPECT_EQ(A0508(work, kBlockFrames - 1), kBadFrameCount);
+  ASSERT_EQ(A0508(work, kBlockFrames), kOk);
+  EXPECT_EQ(A0122(nullptr, &good), kNullPointer);
+  EXPECT_EQ(A0122(work, nullptr), kNullPointer);
+  EXPECT_EQ(A0122(work, &bad), kDataBadCrc);
+  EXPECT_EQ(process(), kNotConfigured);
+  EXPECT_EQ(out, untouched) << "a failure wrote";
+  EXPECT_EQ(A0122(work, &good), kOk);
+  EXPECT_EQ(A0217(nullptr, in.data(), out.data()), kNullPointer);
+  EXPECT_EQ(A0217(work, nullptr, out.data()), kNullPointer);
+  EXPECT_EQ(A0217(work, in.data(), nullptr), kNullPointer);
+  EXPECT_EQ(process(), kOk);
+  EXPECT_EQ(A0122(work, &bad), kDataBadCrc);
+  EXPECT_EQ(process(), kOk) << "a refused change ended the old state";
+  ASSERT_EQ(A0508(work, kBlockFrames), kOk);
+  EXPECT_EQ(process(), kNotConfigured);
+}
+
+TEST(CinemaContract, CreateNeedsSoundParametersAndFilesAndMisuseIsRefused) {
+  uint32_t bytes = 0;
+  EXPECT_EQ(A0333(nullptr), kNullPointer);
+  ASSERT_EQ(A0333(&bytes), kOk);
+  EXPECT_EQ(bytes, sizeof(CinemaParameters));
+  const TempDirectory files;
+  const char* const directory = files.path().c_str();
+  files.Install(EncodeHrirSet(Probe({kFC})));
+  files.Write("outside", "../data");
+  files.Write("broken", "config");
+  const CinemaParameters good = CinemaDefaults();
+  CinemaParameters damaged = good;
+  damaged.width = 0.9f;
+  for (const char* config : {"absent", "outside", "broken"}) {
+    EXPECT_EQ(A0218(&good, directory, config), nullptr) << config;
+  }
+  EXPECT_EQ(A0218(nullptr, directory, "config"), nullptr);
+  EXPECT_EQ(A0218(&good, nullptr, "config"), nullptr);
+  EXPECT_EQ(A0218(&good, directory, nullptr), nullptr);
+  EXPECT_EQ(A0218(&damaged, directory, "config"), nullptr);
+  void* instance = A0218(&good, directory, "config");
+  ASSERT_NE(instance, nullptr);
+
+  Signal block(kBlock);
+  const float* in[2] = {block.data(), block.data()};
+  const float* no_in[2] = {block.data(), nullptr};
+  float* out[2] = {block.data(), block.data()};
+  EXPECT_EQ(A0238(nullptr, out, instance), kNullPointer);
+  EXPECT_EQ(A0238(in, nullptr, instance), kNullPointer);
+  EXPECT_EQ(A0238(no_in, out, instance), kNullPointer);
+  EXPECT_EQ(A0213(nullptr), kNullPointer);
+  void* const stale = instance;
+  EXPECT_EQ(A0213(&instance), kOk);
+  EXPECT_EQ(instance, nullptr);
+  for (void* dead : {stale, static_cast<void*>(nullptr), static_cast<void*>(block.data())}) {
+    EXPECT_EQ(A0238(in, out, dead), kBadHandle);
+    EXPECT_EQ(A0593(dead), kBadHandle);
+    EXPECT_EQ(A0213(&dead), kBadHandle);
+  }
+}
+
+}  // namespace
+}  // namespace kelda::upmix_lib
