@@ -2,11 +2,13 @@
 // coverage, ours behind it with whatever it lets through.
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "tests/upmix-lib/temp_directory.h"
 #include "tools/failure.h"
 #include "tools/sofa_hrirs.h"
+#include "upmix-lib/crc32.h"
 
 using namespace kelda;
 using namespace kelda::tools;
@@ -21,6 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   options.colour_removed = 0.5;
   try {
     const MeasuredEars ears = ReadMeasuredEars(path);
+    // The design takes a hundred times as long as the reader: an eighth of the ears are enough.
+    if (upmix_lib::Crc32(std::as_bytes(std::span(data, size))) % 8 != 0) return 0;
     options.symmetric = ears.taps % 2 == 0;
     // What a file within the reader's limits gives is a set that the virtualizer takes.
     directory.Write("ears.hki", EncodeHrirSet(DesignHrirs(ears, path, options, [](double) {}).set));

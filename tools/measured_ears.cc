@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tools/file_problems.h"
+#include "tools/guarded_call.h"
 #include "upmix-lib/regular_file.h"
 
 namespace kelda::tools {
@@ -18,10 +19,12 @@ using upmix_lib::kEars;
 constexpr double kMinRateHz = 32000, kMaxRateHz = 384000;
 constexpr std::size_t kMinTaps = 16, kMaxTaps = 16384;
 constexpr double kMaxDelayS = 1.0;
+constexpr unsigned kMaxLoadS = 20;
 
 struct FreeHrtf {
   void operator()(MYSOFA_HRTF* hrtf) const { mysofa_free(hrtf); }
 };
+using Hrtf = std::unique_ptr<MYSOFA_HRTF, FreeHrtf>;
 
 struct Unusable : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -172,7 +175,11 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
                          : "not a regular file");
     }
     int error = MYSOFA_OK;
-    const std::unique_ptr<MYSOFA_HRTF, FreeHrtf> hrtf(mysofa_load(name.c_str(), &error));
+    // Tried in a child before: damaged files make libmysofa crash, or read on for minutes.
+    const ChildEnd trial =
+        RunInChild([&] { return Hrtf(mysofa_load(name.c_str(), &error)) != nullptr; }, kMaxLoadS);
+    if (!trial.returned) throw Unusable("libmysofa fails to read it: " + trial.how);
+    const Hrtf hrtf(mysofa_load(name.c_str(), &error));
     if (!hrtf) throw Unusable(Reason(error));
     CheckConventions(*hrtf);
     CheckSizes(*hrtf);
