@@ -80,7 +80,6 @@ std::string ProcessorName(const unsigned char* identity, unsigned machine) {
   const char* const width = identity[EI_CLASS] == ELFCLASS64 ? ", 64 bit" : ", 32 bit";
   switch (machine) {
     case EM_ARM:
-      return std::string("ARM") + width;
     case EM_AARCH64:
       return std::string("ARM") + width;
     case EM_386:

@@ -21,16 +21,15 @@ double Energy(Response response) {
 }
 
 double DelayUs(Response left, Response right) {
-  constexpr double kStepHz = 20;
-  constexpr double kLongestUs = 1000;  // no head is wider
-  constexpr double kStepUs = 1;
+  constexpr int kStepHz = 20;
+  constexpr int kLongestUs = 1000;  // no head is wider
   std::vector<std::complex<double>> cross;
-  for (double freq_hz = 100; freq_hz <= 1500; freq_hz += kStepHz) {
+  for (int freq_hz = 100; freq_hz <= 1500; freq_hz += kStepHz) {
     cross.push_back(ResponseAt(right, freq_hz) * std::conj(ResponseAt(left, freq_hz)));
   }
   double peak = 0;
   double peak_us = 0;
-  for (double delay_us = -kLongestUs; delay_us <= kLongestUs; delay_us += kStepUs) {
+  for (int delay_us = -kLongestUs; delay_us <= kLongestUs; ++delay_us) {
     const double angle = 2e-6 * std::numbers::pi * delay_us;
     const std::complex<double> step = std::polar(1.0, angle * kStepHz);
     std::complex<double> turn = std::polar(1.0, angle * 100);

@@ -10,7 +10,7 @@
 
 namespace kelda::tools {
 
-struct Contents {
+struct Contents {       // NOLINT(bugprone-exception-escape): moving a Json does not throw
   std::string problem;  // empty if the signal library takes them
   std::string text;
   Json json;

@@ -65,7 +65,7 @@ std::string FormatDecision(const Decision& decision) {
     }
   }
   for (const std::string& problem : decision.problems) {
-    text += indent + "! " + problem + "\n";
+    text.append(indent).append("! ").append(problem).append("\n");
   }
   return first ? "nothing\n" + text : text;
 }

@@ -26,6 +26,7 @@ inline constexpr const char* kUpmixLibEntryNames[] = {
 
 // Null where the library does not export the entry.
 struct UpmixLibEntries {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a member's name
 #define KELDA_MEMBER(entry) decltype(&::entry) entry = nullptr;
   KELDA_UPMIX_LIB_ENTRIES(KELDA_MEMBER)
 #undef KELDA_MEMBER
