@@ -191,7 +191,7 @@ class MusicInstance : public Component {
     EXPECT_EQ(A0511(&work_bytes_, &param_bytes), kOk);
     EXPECT_EQ(param_bytes, sizeof(parameters_));
     memory_ = std::make_unique<char[]>(work_bytes_ + 1);
-    EXPECT_EQ(Flush(), kOk);
+    EXPECT_EQ(MusicInstance::Flush(), kOk);
   }
   int32_t Block(const float* const* in, float* const* out) override {
     for (std::size_t at = 0; at < kBlock; at += kHopFrames) {
@@ -246,7 +246,7 @@ class LevelInstance : public Component {
     EXPECT_EQ(param_bytes, sizeof(parameters_));
     memory_ = std::make_unique<char[]>(work_bytes + 1);
     EXPECT_EQ(A0508(work(), kBlockFrames), kOk);
-    EXPECT_EQ(Flush(), kOk);
+    EXPECT_EQ(LevelInstance::Flush(), kOk);
   }
   int32_t Block(const float* const* in, float* const* out) override {
     for (std::size_t i = 0; i < 2 * kBlock; ++i) in_[i] = in[i % 2][i / 2];

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <bit>
 #include <fstream>
 #include <limits>
@@ -80,7 +81,8 @@ void ExpectFieldsAreGuarded(const DataKind& kind, std::span<const ParameterField
   };
   const auto defaults = DefaultParameters<Parameters>(kind, fields);
   ASSERT_EQ(load(defaults), kOk);
-  EXPECT_EQ(std::memcmp(&loaded, &defaults, sizeof(defaults)), 0);
+  const auto bytes = std::as_bytes(std::span(&loaded, 1));
+  EXPECT_TRUE(std::ranges::equal(bytes, std::as_bytes(std::span(&defaults, 1))));
   EXPECT_EQ(fields.size(), (sizeof(Parameters) - sizeof(DataHeader)) / sizeof(float))
       << "a member without a field would go unchecked";
   for (const ParameterField& field : fields) {
@@ -287,7 +289,7 @@ TEST(DefaultTuning, LoadsIntoEveryComponent) {
   constexpr const char* kDirectory = KELDA_DEFAULT_TUNING;
   const auto blob = [&](const std::string& name, size_t bytes) {
     std::ifstream file(std::string(kDirectory) + "/" + name, std::ios::binary);
-    const std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
+    std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(content.size(), bytes) << name;
     return content;
   };

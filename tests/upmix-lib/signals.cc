@@ -110,7 +110,8 @@ Signal BandLimitedImpulse(std::size_t frames, int at) {
   for (int n = -32; n <= 32; ++n) {
     const double x = 0.5 * kPi * n;  // A quarter of the sample rate.
     const double window = 0.5 + 0.5 * std::cos(kPi * n / 33.0);
-    impulse[static_cast<std::size_t>(at + n)] =
+    const int frame = at + n;
+    impulse[static_cast<std::size_t>(frame)] =
         static_cast<float>(window * (n == 0 ? 1.0 : std::sin(x) / x));
   }
   return impulse;
