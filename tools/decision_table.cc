@@ -77,7 +77,6 @@ class AppAsker {
 
   AppDecision Ask(const std::string& package) {
     AppDecision decision{package, false, "", "", "", "", ""};
-    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): it takes the array for uninitialised
     decision.other = ModeFor(package, false, &sessions_[0]);
     decision.wired = ModeFor(package, false, &sessions_[1]);
     decision.bluetooth = ModeFor(package, false, &sessions_[2]);
