@@ -69,7 +69,7 @@ class AppAsker {
  public:
   explicit AppAsker(const EffectLibrary& library)
       : sessions_{EffectSession(library), EffectSession(library), EffectSession(library)} {
-    for (size_t i = 0; i < sessions_.size(); ++i) {
+    for (size_t i = 0; i < std::size(kDevices); ++i) {
       Apply(DeviceSetting(kDevices[i]), &sessions_[i]);
       Apply("mode=auto", &sessions_[i]);
     }
