@@ -4,26 +4,19 @@
 
 #include <string>
 
+#include "tests/tools/refusal.h"
 #include "tests/tools/temporary_folder.h"
 #include "tools/block_sizes.h"
 #include "tools/device_name.h"
-#include "tools/failure.h"
 #include "tools/progress.h"
 #include "tools/timeline.h"
 
 namespace kelda::tools {
 namespace {
 
-// The message of the usage failure that `action` must throw.
 template <typename Action>
-std::string Refusal(Action action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    EXPECT_EQ(ExitCode::kUsage, failure.code());
-    return failure.what();
-  }
-  return "nothing was refused";
+std::string UsageRefusal(Action action) {
+  return Refusal(ExitCode::kUsage, "", action);
 }
 
 TEST(DeviceName, ReadsNamesAndNumbers) {
@@ -92,10 +85,11 @@ TEST(Setting, RefusesWithTheValueAndWhatIsAllowed) {
       {"property=", "a property is NAME=VALUE, not ''"},
   };
   for (const auto& refused : kCases) {
-    EXPECT_EQ(refused.message, Refusal([&] { ParseSetting(refused.text); }));
+    EXPECT_EQ(refused.message, UsageRefusal([&] { ParseSetting(refused.text); }));
   }
-  EXPECT_EQ(0U, Refusal([] { ParseSetting("volume=1"); }).find("unknown key 'volume' (mode, "));
-  EXPECT_EQ(0U, Refusal([] { ParseSetting("device=x"); }).find("unknown device 'x' (wired, "));
+  EXPECT_EQ(0U,
+            UsageRefusal([] { ParseSetting("volume=1"); }).find("unknown key 'volume' (mode, "));
+  EXPECT_EQ(0U, UsageRefusal([] { ParseSetting("device=x"); }).find("unknown device 'x' (wired, "));
 }
 
 TEST(Timeline, ReadsAScenario) {
@@ -134,10 +128,11 @@ TEST(Timeline, RefusesWithFileAndLine) {
   };
   for (const auto& [text, message] : kCases) {
     folder.Write("s", text);
-    EXPECT_EQ(file + message, Refusal([&] { ReadScenario(file); }));
+    EXPECT_EQ(file + message, UsageRefusal([&] { ReadScenario(file); }));
   }
-  EXPECT_EQ(folder / "none" + ": cannot be read", Refusal([&] { ReadScenario(folder / "none"); }));
-  EXPECT_EQ(folder / "" + ": cannot be read", Refusal([&] { ReadScenario(folder / ""); }));
+  EXPECT_EQ(folder / "none" + ": cannot be read",
+            UsageRefusal([&] { ReadScenario(folder / "none"); }));
+  EXPECT_EQ(folder / "" + ": cannot be read", UsageRefusal([&] { ReadScenario(folder / ""); }));
 }
 
 TEST(BlockSizes, ReadsAndRepeats) {
@@ -145,7 +140,7 @@ TEST(BlockSizes, ReadsAndRepeats) {
   EXPECT_EQ(65536U, ParseBlockRange("random:7-65536").max_frames);
   for (const char* text : {"", "0", "65537", "-1", "9x", "random:", "random:5", "random:9-8",
                            "random:0-8", "random:1-65537", "random 1-2"}) {
-    EXPECT_EQ(0U, Refusal([&] { ParseBlockRange(text); }).find("not a block size")) << text;
+    EXPECT_EQ(0U, UsageRefusal([&] { ParseBlockRange(text); }).find("not a block size")) << text;
   }
   const BlockRange range = ParseBlockRange("random:1020-1028");
   BlockSizes sizes(range, 5);

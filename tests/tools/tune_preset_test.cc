@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "tests/tools/program.h"
-#include "tools/file_problems.h"
+#include "tests/tools/refusal.h"
 #include "tools/parameter_sets.h"
 #include "tools/preset_toml.h"
 #include "upmix-lib/data_file.h"
@@ -22,17 +22,8 @@ class TunePreset : public testing::Test {
     return ReadPreset(folder_ / "p.toml", set);
   }
 
-  std::string Refusal(const std::string& preset, const ParameterSet& set) {
-    try {
-      Read(preset, set);
-    } catch (const FileFailure& failure) {
-      std::string what = failure.what();
-      for (size_t at; (at = what.find(folder_ / "p.toml")) != std::string::npos;) {
-        what.erase(at, (folder_ / "p.toml").size());
-      }
-      return what;
-    }
-    return "nothing was refused";
+  std::string Wrong(const std::string& preset, const ParameterSet& set) {
+    return Refusal(ExitCode::kInput, folder_ / "p.toml", [&] { Read(preset, set); });
   }
 
   TemporaryFolder folder_;
@@ -71,7 +62,7 @@ TEST_F(TunePreset, TakesEveryKeyToItsLimitsAndNoFurther) {
         const float beyond =
             limit == field.min ? std::nextafter(limit, -1e9F) : std::nextafter(limit, 1e9F);
         const std::string start = ":1: " + std::string(field.name) + " is out of range (";
-        EXPECT_EQ(0U, Refusal(key + FormatFloat(beyond), set).find(start)) << key << beyond;
+        EXPECT_EQ(0U, Wrong(key + FormatFloat(beyond), set).find(start)) << key << beyond;
       }
     }
   }
@@ -84,16 +75,16 @@ TEST_F(TunePreset, NamesLineKeyValueAndRange) {
       ":3: strength is out of range (nan, 0 to 1)\n"
       ":4: max_cut_db is not a number ('6 dB', 0 to 40 dB)\n"
       ":5: max_boost_db is out of range (9223372036854775807, 0 to 24 dB)",
-      Refusal("target_lufs = -50\nwindow_s = true\nstrength = nan\nmax_cut_db = '6 dB'\n"
-              "max_boost_db = 9223372036854775807",
-              LevelParameterSet()));
-  EXPECT_EQ(0U, Refusal("\nvolume = 3", LevelParameterSet())
+      Wrong("target_lufs = -50\nwindow_s = true\nstrength = nan\nmax_cut_db = '6 dB'\n"
+            "max_boost_db = 9223372036854775807",
+            LevelParameterSet()));
+  EXPECT_EQ(0U, Wrong("\nvolume = 3", LevelParameterSet())
                     .find(":2: unknown key 'volume' (3, known: target_lufs, strength, "));
-  EXPECT_EQ(0U, Refusal("[room]", RoomParameterSet()).find(":1: unknown key 'room' (a table, "));
-  EXPECT_EQ(0U, Refusal("\nwidth = [[", CinemaParameterSet()).find(":2: "));
-  EXPECT_EQ(0U, Refusal(std::string(100000, '['), CinemaParameterSet()).find(":1: "));
+  EXPECT_EQ(0U, Wrong("[room]", RoomParameterSet()).find(":1: unknown key 'room' (a table, "));
+  EXPECT_EQ(0U, Wrong("\nwidth = [[", CinemaParameterSet()).find(":2: "));
+  EXPECT_EQ(0U, Wrong(std::string(100000, '['), CinemaParameterSet()).find(":1: "));
   EXPECT_EQ(": too large (1048577 bytes, at most 1048576)",
-            Refusal(std::string((1 << 20) + 1, '#'), MusicParameterSet()));
+            Wrong(std::string((1 << 20) + 1, '#'), MusicParameterSet()));
 }
 
 TEST_F(TunePreset, WritesTheFileOfTheCommand) {
