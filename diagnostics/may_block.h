@@ -18,19 +18,19 @@ namespace kelda {
 enum class BlockingReason {
   // A capture's blocks go to its file, and a block beyond its limit to the log. Captures
   // are a developer's: they take a debuggable build and a property.
-  kCapture,
+  Capture,
   // A line for each period that is silent for the latency of a new mode, which is one
   // period at most: latencies are far below a period.
-  kSilenceWarning,
+  SilenceWarning,
   // A line for each block that the signal library fails to process. The sound is broken
   // already; the line says why.
-  kLibraryFailure,
+  LibraryFailure,
   // A line for a block to an instance that was released or never initialised: a fault of
   // the framework, with no sound to keep going.
-  kReleasedInstance,
+  ReleasedInstance,
   // A stage's scratch memory grows for the first block of more than a period. The
   // sequencer never gives it one.
-  kLongBlock,
+  LongBlock,
 };
 
 // Does `work` on the audio thread, unseen by the compiler's check and by

@@ -29,7 +29,7 @@ void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
 
 void PcmDataDump::Write(const float* buffer, uint32_t bytes) {
   if (file_ == nullptr) return;
-  MayBlock(BlockingReason::kCapture, [&] { std::fwrite(buffer, 1, bytes, file_); });
+  MayBlock(BlockingReason::Capture, [&] { std::fwrite(buffer, 1, bytes, file_); });
 }
 
 void PcmDataDump::Close() {

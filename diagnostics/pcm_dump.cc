@@ -45,17 +45,17 @@ int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) 
 
 int PcmDump::Write(const float& first_sample, uint32_t frames) {
   if (file_ == nullptr) {
-    MayBlock(BlockingReason::kCapture, [&] {
+    MayBlock(BlockingReason::Capture, [&] {
       __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
     });
     return 0;
   }
   if (uint64_t{frames_written_} + frames > frame_limit_) {
-    MayBlock(BlockingReason::kCapture,
+    MayBlock(BlockingReason::Capture,
              [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Excess Dump Limit"); });
     return 0;
   }
-  MayBlock(BlockingReason::kCapture, [&] {
+  MayBlock(BlockingReason::Capture, [&] {
     std::fwrite(&first_sample, std::size_t{channels_} * kBitDepthBytes, frames, file_);
   });
   frames_written_ += frames;

@@ -33,7 +33,7 @@ bool IsSupportedChannelMask(uint32_t mask) {
                         mask & kRefusedBits);
   }
   __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Unsupported input channels: %s",
-                      kelda::audio_channel_out_mask_to_string(mask));
+                      audio_channel_out_mask_to_string(mask));
   return false;
 }
 

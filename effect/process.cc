@@ -24,7 +24,7 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buff
     case EffectState::Enabled:
       break;
     default:
-      MayBlock(BlockingReason::kReleasedInstance,
+      MayBlock(BlockingReason::ReleasedInstance,
                [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized"); });
       return -EINVAL;
   }

@@ -58,7 +58,7 @@ void FadableRingBuffer::FadeIn(char* data, int bytes) {
     std::fill_n(samples, frame * channels_, 0.0f);
     silence_remaining_ -= frame;
     if (silence_remaining_ > 0) {
-      MayBlock(BlockingReason::kSilenceWarning, [&] {
+      MayBlock(BlockingReason::SilenceWarning, [&] {
         __android_log_print(ANDROID_LOG_WARN, kTag,
                             "Number of frames %u is shorter than delayed frames and remaining: %u.",
                             frames, silence_remaining_);

@@ -40,12 +40,12 @@ bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames
   if (!IsReady()) return false;
   unsigned out_frames = 0;
   if (!equalizer_->Process(in, frames, out, &out_frames)) {
-    MayBlock(BlockingReason::kLibraryFailure,
+    MayBlock(BlockingReason::LibraryFailure,
              [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Fails Process."); });
     return false;
   }
   if (out_frames < frames) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(ANDROID_LOG_ERROR, kTag,
                           "Fails Process due to a small output size:%zu < %zu",
                           static_cast<std::size_t>(out_frames), static_cast<std::size_t>(frames));

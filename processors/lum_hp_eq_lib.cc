@@ -75,7 +75,7 @@ bool LumHpEqLib::Finish() {
 
 bool LumHpEqLib::Process(const float* in, unsigned frames, float* out, unsigned* out_frames) {
   if (!HasHandle()) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(ANDROID_LOG_ERROR, kTag,
                           "Unable to process frames for library because of null handle.");
     });
@@ -84,7 +84,7 @@ bool LumHpEqLib::Process(const float* in, unsigned frames, float* out, unsigned*
   std::memmove(out, in, std::size_t{2} * kBlockFrames * sizeof(float));
   float* const planes[2] = {out, out + kBlockFrames};
   if (const int32_t status = A0836(handle_, planes)) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(
           ANDROID_LOG_ERROR, kTag,
           "Frame processing failed due to failure with error code %d.[detail code %d]", status,

@@ -70,7 +70,7 @@ bool LumUpmixCinemaLib::LoadConfig(const std::string& config_path, const std::st
 bool LumUpmixCinemaLib::Process(const float* in, unsigned frames, float* out,
                                 unsigned* out_frames) {
   if (instance_ == nullptr) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(
           ANDROID_LOG_ERROR, kTag,
           "Unable to process frames for upm cinema library because of null handle.");
@@ -81,7 +81,7 @@ bool LumUpmixCinemaLib::Process(const float* in, unsigned frames, float* out,
   const float* const in_planes[2] = {in, in + kBlockFrames};
   float* const out_planes[2] = {out, out + kBlockFrames};
   if (const int32_t status = A0238(in_planes, out_planes, instance_)) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(
           ANDROID_LOG_ERROR, kTag,
           "Frame processing in the upm cinema library failed due to failure with error code %d.",

@@ -54,7 +54,7 @@ bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned
 
   MatrixConversion::ToPlanar(in_block, in, kFrames, 2, nullptr);
   if (const int32_t status = A0239(in_planes, out_planes, work_.data())) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(ANDROID_LOG_ERROR, kTag,
                           "Frame processing in library failed due to failure with error code %d.",
                           status);

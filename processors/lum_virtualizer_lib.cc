@@ -134,7 +134,7 @@ bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned
 bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                                        const int32_t* channel_flags) {
   if (!HasHandle()) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(ANDROID_LOG_ERROR, kTag,
                           "Unable to process frames for library because of null handle.");
     });
@@ -147,7 +147,7 @@ bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, co
   MatrixConversion::ToPlanar(in_planes, in, kFrames, kInputChannels, nullptr);
   if (const int32_t status = A0560(handle_, kind, static_cast<int32_t>(frames), out_planes,
                                    in_planes, channel_flags)) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(
           ANDROID_LOG_ERROR, kTag,
           "Frame processing in library failed due to failure with error code %d. [detail code %d]",

@@ -86,7 +86,7 @@ int Upl::ProcFrame(float* out, const float* in, int* frames) {
     return kNotProcessed;
   }
   if (const int32_t status = A0217(work_.get(), in, out)) {
-    MayBlock(BlockingReason::kLibraryFailure, [&] {
+    MayBlock(BlockingReason::LibraryFailure, [&] {
       __android_log_print(
           ANDROID_LOG_ERROR, kTag,
           "Frame processing in the level contorl library failed due to failure with error code %d.",

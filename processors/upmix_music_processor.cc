@@ -34,7 +34,7 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   if (!IsReady()) return false;
   const std::size_t stereo_samples = std::size_t{2} * frames;
   if (stereo_scratch_.size() < stereo_samples) {
-    MayBlock(BlockingReason::kLongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
+    MayBlock(BlockingReason::LongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
   }
   MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames), 2, nullptr);
 
