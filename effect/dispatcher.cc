@@ -115,26 +115,10 @@ int32_t Disable(effect_context_s* context, const Command& command, int32_t dump_
   return 0;
 }
 
-// Whether the command holds the bytes that setting its parameter reads.
-bool HoldsValue(const Command& command) {
-  const uint32_t vsize = command.Word(offsetof(effect_param_t, vsize));
-  const uint32_t room = command.size - static_cast<uint32_t>(kParamValueOffset);
-  switch (UpmixParam{command.Word(kParamIdOffset)}) {
-    case UpmixParam::Mode:
-    case UpmixParam::WiredHrtf:
-    case UpmixParam::BluetoothHrtf:
-      return vsize != sizeof(uint32_t) || vsize <= room;  // other sizes are refused unread
-    case UpmixParam::AppPackage:
-      return vsize <= room;
-    case UpmixParam::ReloadTunedAppList:
-      break;
-  }
-  return true;
-}
-
 int32_t SetParam(effect_context_s* context, const Command& command) {
   if (!command.HasStatusReply() || command.size < kParamValueOffset || command.data == nullptr ||
-      command.Word(offsetof(effect_param_t, psize)) != sizeof(uint32_t) || !HoldsValue(command)) {
+      command.Word(offsetof(effect_param_t, psize)) != sizeof(uint32_t) ||
+      command.Word(offsetof(effect_param_t, vsize)) > command.size - kParamValueOffset) {
     return Refuse("ERROR: set with invalid param");
   }
   command.ReplyStatus(
