@@ -44,10 +44,11 @@ int KeldaUpmix::SetHrtf(AudioDeviceType type, HrtfType hrtf) {
       return 1;
   }
   const bool personalized = hrtf == HrtfType::Personalized;
+  const ParameterMap params = HrtfParameters(device_name, personalized);
   // Whatever the mode: personalized listeners hear their headphone's equalizer with
   // the upmix off, too, until the next change to Off or to another HRTF.
   hp_eq_->SetEnabled(personalized);
-  sequencer_.SetParameters(HrtfParameters(device_name, personalized));
+  sequencer_.SetParameters(params);
   return 0;
 }
 

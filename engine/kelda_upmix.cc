@@ -64,7 +64,6 @@ void KeldaUpmix::Process(const float* in, float* out, unsigned frames) {
 }
 
 int KeldaUpmix::SetMode(UpmixMode mode) {
-  if (mode == requested_mode_) return 0;
   requested_mode_ = mode;
   return ChangeActualMode(ModeToRun());
 }
@@ -109,12 +108,15 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
                           static_cast<unsigned>(effective));
       return 0;
   }
-  // Before anything can run out of memory: the mode is what the stages are set for.
   actual_mode_ = effective;
   // Off is immediate: nothing is faded and nothing is loaded.
-  if (upl_file != nullptr) {
-    sequencer_.RequestFadeInOut();
+  if (upl_file == nullptr) return 0;
+  sequencer_.RequestFadeInOut();
+  try {
     sequencer_.SetParameters({{"upl_param_bin_file", DataPath(upl_file)}});
+  } catch (...) {
+    ChangeActualMode(UpmixMode::Off);  // needs no memory; the next command tries again
+    throw;
   }
   return 0;
 }

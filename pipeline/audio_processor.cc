@@ -14,10 +14,15 @@ const std::string* AudioProcessor::GetValue(const ParameterMap& params, const st
 }
 
 bool AudioProcessor::TakePath(const ParameterMap& params, const std::string& key,
-                              std::string* path) const {
+                              std::string* path) {
   const std::string* const value = GetValue(params, key);
   if (value == nullptr || (ready_ && *value == *path)) return false;
-  *path = *value;
+  try {
+    *path = *value;
+  } catch (...) {
+    ready_ = false;
+    throw;
+  }
   return true;
 }
 

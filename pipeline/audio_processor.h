@@ -64,8 +64,9 @@ class AudioProcessor {
   // The value for `key`, or null.
   static const std::string* GetValue(const ParameterMap& params, const std::string& key);
   // Stores the value for `key` in *path and returns true if there is one that has to
-  // be loaded: it differs from *path, or what *path names is not loaded.
-  bool TakePath(const ParameterMap& params, const std::string& key, std::string* path) const;
+  // be loaded: it differs from *path, or what *path names is not loaded. Out of memory
+  // it leaves the stage not ready, so that the next parameters load everything.
+  bool TakePath(const ParameterMap& params, const std::string& key, std::string* path);
 
   void SetReady(bool ready) { ready_ = ready; }
 

@@ -13,7 +13,9 @@ void UplAudioProcessor::SetParameters(const ParameterMap& params) {
 }
 
 void UplAudioProcessor::InitLib() {
-  if (!upl_param_path_.empty()) SetReady(upl_->LoadConfig(upl_param_path_));
+  if (upl_param_path_.empty()) return;
+  SetReady(false);  // and stays so if memory runs out
+  SetReady(upl_->LoadConfig(upl_param_path_));
 }
 
 bool UplAudioProcessor::Process(float* in, float* out, unsigned) {

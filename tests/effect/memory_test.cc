@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <memory>
+#include <numeric>
+#include <vector>
 
 #include "tests/effect/allocations.h"
 #include "tests/effect/effect_client.h"
@@ -111,62 +113,106 @@ TEST_F(MemoryTest, CreateWithoutMemory) {
   EXPECT_GT(n, 20u);
 }
 
+// What the instance makes of a period. Every stage flushed, so that its past does not count.
+std::vector<float> Played(Effect& effect) {
+  std::vector<float> in(2 * 1024), out;
+  std::iota(in.begin(), in.end(), 1.0f);
+  effect.Command({.code = EFFECT_CMD_ENABLE});  // refused where it is enabled
+  effect.Reset();
+  effect.Process(in, &out);
+  return out;
+}
+
 TEST_F(MemoryTest, CommandsWithoutMemory) {
   property_set("ro.debuggable", "1");
   property_set("vendor.kelda.pcmdump", "1");
   using test::Request;
   const int nowhere = open("/dev/null", O_WRONLY);
-  const Request kRequests[] = {
-      {.code = EFFECT_CMD_SET_PARAM, .data = Param(0, Bytes(1))},
-      {.code = EFFECT_CMD_INIT},
-      {.code = EFFECT_CMD_ENABLE},
-      {.code = EFFECT_CMD_SET_PARAM, .data = Param(1, Bytes(1))},
-      {.code = EFFECT_CMD_SET_PARAM, .data = Param(3, "")},
-      {.code = EFFECT_CMD_SET_PARAM, .data = Param(10, "com.some.other.package.with.a.name&1")},
-      {.code = EFFECT_CMD_SET_PARAM, .data = Param(10, "com.some.other.package.with.a.name")},
-      {.code = EFFECT_CMD_SET_DEVICE,
-       .data = Bytes(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP) + std::string(12, ' '),
-       .cmd_size = 4,
-       .reply_room = 16},
-      {.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(nowhere))},
+  const auto device = [](uint32_t word) {
+    return Request{.code = EFFECT_CMD_SET_DEVICE,
+                   .data = Bytes(word) + std::string(12, ' '),
+                   .cmd_size = 4,
+                   .reply_room = 16};
   };
-  for (const Request& request : kRequests) {
+  const auto param = [](uint32_t id, const std::string& value) {
+    return Request{.code = EFFECT_CMD_SET_PARAM, .data = Param(id, value)};
+  };
+  const struct {
+    uint32_t mode;  // in which it is sent
+    Request request;
+  } kCases[] = {
+      {0, param(0, Bytes(1))},
+      {1, param(0, Bytes(2))},
+      {3, {.code = EFFECT_CMD_INIT}},
+      {3, {.code = EFFECT_CMD_ENABLE}},
+      {3, param(1, Bytes(1))},
+      {3, param(3, "")},
+      {3, param(10, "com.some.other.package.with.a.name&1")},
+      {3, param(10, "com.some.other.package.with.a.name")},
+      {1, device(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
+      {2, device(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
+      {1, {.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(nowhere))}},
+  };
+  for (const auto& [mode, request] : kCases) {
     const std::string error =
         "E/KelUpm: ERROR: command " + std::to_string(request.code) + " failed: std::bad_alloc";
-    bool refused = true;
-    for (uint64_t n = 1; refused; ++n) {
-      ASSERT_LT(n, 1000u);
-      SCOPED_TRACE(testing::Message() << "command " << request.code << ", allocation " << n);
-      fake::Reset();
-      Effect effect;
-      effect.SetMode(&request == kRequests ? 0 : 3);
-      effect.SetDevice(kWired);
+    const auto set_up = [mode = mode](Effect* effect) {
+      effect->SetMode(mode);
+      effect->SetDevice(kWired);
+    };
+    std::vector<float> expected;
+    Lines expected_log;
+    {
+      Effect healthy;
+      set_up(&healthy);
       test::TakeLog();
-      // Made ahead, so that the call that fails is the library's.
-      std::string data = request.data, reply(16, '\xAA');
-      uint32_t reply_size = request.reply_size;
-      const auto command = (*effect.handle())->command;
-      const uint64_t before = test::NewCalls();
-      test::FailNew(n);
-      const int32_t result = command(effect.handle(), request.code,
-                                     request.cmd_size.value_or(static_cast<uint32_t>(data.size())),
-                                     data.data(), &reply_size, reply.data());
-      test::FailNew(0);
-      refused = test::NewCalls() - before >= n;
-      if (!refused) break;
-      ASSERT_EQ(result, -22);
-      EXPECT_EQ(test::TakeLog(), Lines{error});
-      if (request.code != EFFECT_CMD_SET_DEVICE) {  // which copies first
-        EXPECT_EQ(reply, std::string(16, '\xAA'));
+      healthy.Command(request);
+      expected_log = test::TakeLog();
+      expected = Played(healthy);
+    }
+    for (const bool again : {false, true}) {
+      bool refused = true;
+      for (uint64_t n = 1; refused; ++n) {
+        ASSERT_LT(n, 1000u);
+        SCOPED_TRACE(testing::Message()
+                     << "command " << request.code << " in mode " << mode << ", allocation " << n);
+        fake::Reset();
+        Effect effect;
+        set_up(&effect);
+        test::TakeLog();
+        // Made ahead, so that the call that fails is the library's.
+        std::string data = request.data, reply(16, '\xAA');
+        uint32_t reply_size = request.reply_size;
+        const auto command = (*effect.handle())->command;
+        const uint64_t before = test::NewCalls();
+        test::FailNew(n);
+        const int32_t result =
+            command(effect.handle(), request.code,
+                    request.cmd_size.value_or(static_cast<uint32_t>(data.size())), data.data(),
+                    &reply_size, reply.data());
+        test::FailNew(0);
+        refused = test::NewCalls() - before >= n;
+        if (!refused) break;
+        ASSERT_EQ(result, -22);
+        EXPECT_EQ(test::TakeLog(), Lines{error});
+        if (request.code != EFFECT_CMD_SET_DEVICE) {  // which copies first
+          EXPECT_EQ(reply, std::string(16, '\xAA'));
+        }
+        // Whatever was not done is, by the same command or by the next one.
+        if (again) {
+          effect.Command(request);
+          EXPECT_EQ(test::TakeLog(), expected_log);
+          EXPECT_EQ(Played(effect), expected);
+        } else if (request.code == EFFECT_CMD_INIT) {
+          effect.Init();
+        }
+        effect.SetMode(0);
+        effect.SetParam(1, 1);
+        EXPECT_EQ(effect.Stages(), "P----");
+        effect.SetMode(2);
+        effect.SetDevice(kWired);
+        EXPECT_EQ(effect.Stages(), "--C-L");
       }
-      // Whatever was not done: what comes next is.
-      if (request.code == EFFECT_CMD_INIT) effect.Init();
-      effect.SetMode(0);
-      effect.SetParam(1, 1);
-      EXPECT_EQ(effect.Stages(), "P----");
-      effect.SetMode(2);
-      effect.SetDevice(kWired);
-      EXPECT_EQ(effect.Stages(), "--C-L");
     }
     EXPECT_EQ(fake::LiveInstances(), 0) << request.code;
   }
