@@ -73,9 +73,10 @@ void SendKnown(effect_handle_t effect, ByteReader* input) {
     case 4:
       return Send(effect, EFFECT_CMD_SET_DEVICE, Payload(input->OneOf(kDevices)), kWordBytes);
     case 5: {
+      constexpr uint32_t kMasks[] = {0x3, 0x1, 0x63f, 0x2d63f, 0x0, 0x80000003};
       effect_config_t config{};
       config.inputCfg.samplingRate = config.outputCfg.samplingRate = 48000;
-      config.inputCfg.channels = config.outputCfg.channels = 0x3;
+      config.inputCfg.channels = config.outputCfg.channels = input->OneOf(kMasks);
       config.inputCfg.format = config.outputCfg.format = AUDIO_FORMAT_PCM_FLOAT;
       return Send(effect, EFFECT_CMD_SET_CONFIG, Payload(config), kWordBytes);
     }
@@ -130,7 +131,8 @@ void Create(Instance* instance, ByteReader* input) {
   effect_descriptor_t descriptor;
   kLibrary.get_descriptor(&kUuid, &descriptor);
   descriptor.uuid.timeLow += input->Below(16) == 15;
-  kLibrary.create_effect(&descriptor.uuid, 1, 1, &instance->handle);
+  if (kLibrary.create_effect(&descriptor.uuid, 1, 1, &instance->handle) != 0) return;
+  (*instance->handle)->get_descriptor(instance->handle, &descriptor);
 }
 
 void Release(Instance* instance) {

@@ -174,10 +174,11 @@ void StepLevel(std::optional<Work>* work, const Files& files, ByteReader* input)
   if (step == 2) {
     A0122((*work)->address, files.Read("upl.music.bin", (*work)->param_bytes).get());
   }
-  if (step < 3) return;
   const Samples in(2 * kBlock), out(2 * kBlock);
-  Fill(in, input);
-  if (A0217((*work)->address, in.data(), out.data()) == kOk) TrapUnlessFinite(out);
+  for (std::size_t blocks = step > 2 ? 1 + input->Below(32) : 0; blocks > 0; --blocks) {
+    Fill(in, input);
+    if (A0217((*work)->address, in.data(), out.data()) == kOk) TrapUnlessFinite(out);
+  }
 }
 
 // Instances that are known by a pointer. It stays in use beyond its instance's end.

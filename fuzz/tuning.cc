@@ -56,7 +56,7 @@ Bytes DrawEqualizer(ByteReader* input) {
   EqualizerTuning tuning;
   tuning.form = EqualizerForm{input->Below(2)};
   tuning.preamp_db = Draw(kPreampMaxDb, kPreampMinDb, input);
-  const std::size_t bands = input->Below(kMaxEqualizerBands + 1);
+  const std::size_t bands = (5 + input->Below(kMaxEqualizerBands + 1)) % (kMaxEqualizerBands + 1);
   const std::size_t taps = 1 + 32 * input->Take<uint8_t>();
   tuning.curves.resize(1 + input->Below(2));
   for (EqualizerTuning::Curve& curve : tuning.curves) {
