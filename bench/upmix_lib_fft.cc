@@ -1,5 +1,5 @@
 // The library's real transforms beside KissFFT and FFTW (single precision, measured
-// plans), forward and inverse of one signal; the batch's time is for kLanes signals.
+// plans), forward and inverse.
 #include <benchmark/benchmark.h>
 #include <fftw3.h>
 #include <kissfft/kiss_fftr.h>
@@ -55,15 +55,6 @@ void FftInverse(benchmark::State& state) {
       [&] { b.fft.Inverse(b.re.data(), b.im.data(), b.signal.data(), b.scratch.data()); });
 }
 BENCHMARK(FftInverse)->Apply(Sizes);
-
-void FftBatchInverse(benchmark::State& state) {
-  const BatchRealFft fft(static_cast<int>(state.range(0)));
-  AlignedBuffer signal(static_cast<std::size_t>(fft.signal_floats()));
-  AlignedBuffer spectrum(static_cast<std::size_t>(fft.spectrum_floats()));
-  AlignedBuffer scratch(static_cast<std::size_t>(fft.scratch_floats()));
-  Run(state, signal.data(), [&] { fft.Inverse(spectrum.data(), signal.data(), scratch.data()); });
-}
-BENCHMARK(FftBatchInverse)->Apply(Sizes);
 
 void FftwForward(benchmark::State& state) {
   const int size = static_cast<int>(state.range(0));

@@ -168,12 +168,4 @@ void RealFft::Inverse(const float* re, const float* im, float* out, float* scrat
   });
 }
 
-void BatchRealFft::Forward(const float* signal, float* spectrum, float* scratch) const {
-  row_fft_.Forward<Vec>(signal, spectrum, scratch);
-}
-
-void BatchRealFft::Inverse(const float* spectrum, float* signal, float* scratch) const {
-  row_fft_.Inverse<Vec>(spectrum, signal, scratch);
-}
-
 }  // namespace kelda::upmix_lib

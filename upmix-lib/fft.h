@@ -6,9 +6,9 @@
 //
 // Sizes have no prime factor but 2, 3 and 5. Tables are built by the constructors
 // (they allocate: control thread) and never change, so any number of instances and
-// threads share one transform; SharedRealFft() and SharedBatchRealFft() hand out one
-// per size that lives as long as the library. Forward and Inverse (audio) work in the
-// caller's scratch memory. Any float alignment works, kSimdAlignment_bytes is fastest.
+// threads share one transform; SharedRealFft() hands out one per size that lives as long
+// as the library. Forward and Inverse (audio) work in the caller's scratch memory. Any
+// float alignment works, kSimdAlignment_bytes is fastest.
 #ifndef KELDA_UPMIX_LIB_FFT_H_
 #define KELDA_UPMIX_LIB_FFT_H_
 
@@ -19,9 +19,9 @@
 
 namespace kelda::upmix_lib {
 
-// One transform at a time. Spectra are split: an array of bins() real parts and one of
-// bins() imaginary parts, natural order, with the bins 0 and size/2 included (their
-// imaginary parts are 0 after Forward and ignored by Inverse).
+// Spectra are split: an array of bins() real parts and one of bins() imaginary parts,
+// natural order, with the bins 0 and size/2 included (their imaginary parts are 0 after
+// Forward and ignored by Inverse).
 //
 // The signal is read as rows of L lanes (row m holds x[mL .. mL+L-1]), each lane is
 // transformed as one of L real signals of size/L samples, and a last radix-L step
@@ -65,42 +65,11 @@ class RealFft {
   AlignedBuffer lane_twiddles_;  // Per block of lanes_ bins: lanes_-1 complex vectors.
 };
 
-// kLanes transforms at a time, one in each lane: the fastest way for several signals
-// of a small size.
-//
-//   signal    float[size][kLanes]       sample n of lane l at n * kLanes + l
-//   spectrum  float[bins][2][kLanes]    bin k of lane l: re at (2k) * kLanes + l,
-//                                                        im at (2k+1) * kLanes + l
-class BatchRealFft {
- public:
-  // A multiple of 4 of the form 2^a 3^b 5^c, up to RealFft::kMaxSize.
-  explicit BatchRealFft(int size) : row_fft_(size) {}
-
-  int size() const { return row_fft_.rows(); }
-  int bins() const { return row_fft_.bins(); }
-  int signal_floats() const { return size() * kLanes; }
-  int spectrum_floats() const { return bins() * 2 * kLanes; }
-  int scratch_floats() const { return size() * kLanes; }
-
-  // `signal`, `spectrum` and `scratch` do not overlap.
-  void Forward(const float* signal, float* spectrum, float* scratch) const KELDA_NONBLOCKING;
-  void Inverse(const float* spectrum, float* signal, float* scratch) const KELDA_NONBLOCKING;
-
- private:
-  RowFft row_fft_;
-};
-
 // The library's one transform of a size. The first call builds it (control thread;
 // safe from several threads at once), later calls return the same object.
 template <int kSize>
 const RealFft& SharedRealFft() {
   static const RealFft fft(kSize);
-  return fft;
-}
-
-template <int kSize>
-const BatchRealFft& SharedBatchRealFft() {
-  static const BatchRealFft fft(kSize);
   return fft;
 }
 

@@ -1,5 +1,5 @@
 // Real Fourier transforms of rows: every element of the signal is a whole vector, and
-// each lane is a transform of its own. The core of both transforms of fft.h.
+// each lane is a transform of its own. The core of RealFft.
 //
 // A real signal of n rows is read as n/2 complex rows (even rows real, odd rows
 // imaginary), goes through a mixed-radix Stockham transform (self-sorting, no bit
@@ -22,18 +22,15 @@ class RowFft {
   // `rows`: even, at least 4, no prime factor but 2, 3 and 5.
   explicit RowFft(int rows);
 
-  int rows() const { return rows_; }
-  int bins() const { return half_ + 1; }
-
-  // Spectrum of `in`: rows() rows of kLanesOf<V> floats. `out`: bins() rows of
-  // Complex<V>. `scratch`: rows() rows of V. None of the three overlap.
+  // Spectrum of `in`: `rows` rows of kLanesOf<V> floats. `out`: rows/2 + 1 rows of
+  // Complex<V>. `scratch`: `rows` rows of V. None of the three overlap.
   template <typename V>
   void Forward(const float* in, float* out, float* scratch) const {
     RunPasses<false, V>(in, out, scratch);
     SplitSpectrum<V>(out);
   }
 
-  // rows() times the signal whose spectrum is `in`; layouts as in Forward. Ignores
+  // `rows` times the signal whose spectrum is `in`; layouts as in Forward. Ignores
   // the imaginary parts of the first and the last bin.
   template <typename V>
   void Inverse(const float* in, float* out, float* scratch) const {

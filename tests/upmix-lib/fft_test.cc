@@ -114,37 +114,5 @@ TEST(RealFft, WorksInPlaceAndUnaligned) {
   }
 }
 
-TEST(BatchRealFft, EveryLaneIsATransformOfItsOwn) {
-  for (const int size : {64, 240, 256, 384, 500}) {
-    const BatchRealFft batch(size);
-    const RealFft single(size);
-    const auto lanes = static_cast<std::size_t>(kLanes);
-    const auto frames = static_cast<std::size_t>(size);
-    std::vector<float> signal(static_cast<std::size_t>(batch.signal_floats()));
-    std::vector<float> spectrum(static_cast<std::size_t>(batch.spectrum_floats()));
-    std::vector<float> scratch(static_cast<std::size_t>(batch.scratch_floats()));
-    const std::vector<float> in = Noise(frames * lanes, kSeed);
-    batch.Forward(in.data(), spectrum.data(), scratch.data());
-    batch.Inverse(spectrum.data(), signal.data(), scratch.data());
-
-    for (std::size_t lane = 0; lane < lanes; ++lane) {
-      std::vector<float> lane_in, lane_re, lane_im, lane_out;
-      for (std::size_t n = 0; n < frames; ++n) {
-        lane_in.push_back(in[n * lanes + lane]);
-        lane_out.push_back(signal[n * lanes + lane] / static_cast<float>(size));
-      }
-      for (std::size_t k = 0; k < frames / 2 + 1; ++k) {
-        lane_re.push_back(spectrum[2 * k * lanes + lane]);
-        lane_im.push_back(spectrum[(2 * k + 1) * lanes + lane]);
-      }
-      Buffers b(single);
-      single.Forward(lane_in.data(), b.re.data(), b.im.data(), b.scratch.data());
-      EXPECT_LT(ErrorDb(Joined(lane_re, lane_im), Joined(b.re, b.im)), kMostError_db)
-          << size << ", lane " << lane;
-      EXPECT_LT(ErrorDb(lane_out, lane_in), kMostError_db) << size << ", lane " << lane;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace kelda::upmix_lib
