@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -103,11 +104,12 @@ class Component {
   // Clears the signal history: where there is no entry for that, by a new load.
   virtual int32_t Flush() = 0;
 
-  // Whole blocks.
-  Planes Process(const Planes& in) {
+  // Whole blocks, each after `before`, which is given its number.
+  Planes Process(const Planes& in, const std::function<void(std::size_t)>& before = {}) {
     EXPECT_EQ(in.size(), inputs_);
     Planes out(outputs_, Signal(in[0].size()));
     for (std::size_t at = 0; at + kBlock <= in[0].size(); at += kBlock) {
+      if (before) before(at / kBlock);
       const float* from[kPlanes];
       float* to[kPlanes];
       for (std::size_t p = 0; p < inputs_; ++p) from[p] = &in[p][at];
@@ -267,30 +269,24 @@ class LevelInstance : public Component {
 // One of each, with a name, and the frames after which its silence is exact.
 struct Kind {
   const char* name;
-  std::unique_ptr<Component> (*make)();
+  std::function<std::unique_ptr<Component>()> make;
   std::size_t tail_frames;
 };
+inline std::unique_ptr<Component> MakeEqualizer(EqualizerForm form) {
+  return std::make_unique<EqualizerInstance>(FiveBands(form));
+}
+inline std::unique_ptr<Component> MakeVirtualizer() {
+  HrirSet set = NoiseHrirs(256, 7);
+  set.room = {-10.0f, -10.0f, 0.2f, 5.0f, 5000.0f, {}};
+  return std::make_unique<VirtualizerInstance>(set);
+}
 inline const Kind kKinds[] = {
-    {"EqualizerBands",
-     [] {
-       return std::unique_ptr<Component>(new EqualizerInstance(FiveBands(EqualizerForm::kBands)));
-     },
-     100 * kBlock},
-    {"EqualizerFir",
-     [] {
-       return std::unique_ptr<Component>(new EqualizerInstance(FiveBands(EqualizerForm::kFir)));
-     },
-     2 * kBlock},
-    {"Virtualizer",
-     [] {
-       HrirSet set = NoiseHrirs(256, 7);
-       set.room = {-10.0f, -10.0f, 0.2f, 5.0f, 5000.0f, {}};
-       return std::unique_ptr<Component>(new VirtualizerInstance(set));
-     },
-     14 * kBlock},  // decay, start and a grain of noise
-    {"Music", [] { return std::unique_ptr<Component>(new MusicInstance); }, 512 + 1024 + 96},
-    {"Cinema", [] { return std::unique_ptr<Component>(new CinemaInstance); }, 48000},
-    {"Level", [] { return std::unique_ptr<Component>(new LevelInstance); }, 48},
+    {"EqualizerBands", [] { return MakeEqualizer(EqualizerForm::kBands); }, 100 * kBlock},
+    {"EqualizerFir", [] { return MakeEqualizer(EqualizerForm::kFir); }, 2 * kBlock},
+    {"Virtualizer", MakeVirtualizer, 14 * kBlock},  // decay, start and a grain of noise
+    {"Music", [] { return std::make_unique<MusicInstance>(); }, 512 + 1024 + 96},
+    {"Cinema", [] { return std::make_unique<CinemaInstance>(); }, 48000},
+    {"Level", [] { return std::make_unique<LevelInstance>(); }, 48},
 };
 
 }  // namespace kelda::upmix_lib

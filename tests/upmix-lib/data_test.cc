@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <fstream>
 #include <limits>
 
 #include "tests/upmix-lib/components.h"
@@ -69,6 +68,16 @@ TEST(Container, FileIsReadWholeOrNotAtAll) {
   EXPECT_EQ(data, SealedBytes(64));
 }
 
+// Numbers at the bounds of a field and beyond, and what becomes of each.
+std::vector<std::pair<float, Status>> Numbers(float min, float max) {
+  return {{min, kOk},
+          {max, kOk},
+          {std::nextafter(min, -kInfinity), kOutOfRange},
+          {std::nextafter(max, kInfinity), kOutOfRange},
+          {kInfinity, kNotFinite},
+          {kNan, kNotFinite}};
+}
+
 // Every parameter kind, from a buffer of exactly its size at an odd address.
 template <typename Parameters>
 void ExpectFieldsAreGuarded(const DataKind& kind, std::span<const ParameterField> fields) {
@@ -86,12 +95,7 @@ void ExpectFieldsAreGuarded(const DataKind& kind, std::span<const ParameterField
   EXPECT_EQ(fields.size(), (sizeof(Parameters) - sizeof(DataHeader)) / sizeof(float))
       << "a member without a field would go unchecked";
   for (const ParameterField& field : fields) {
-    for (const auto& [value, status] : {std::pair{field.min, kOk},
-                                        {field.max, kOk},
-                                        {std::nextafter(field.min, -kInfinity), kOutOfRange},
-                                        {std::nextafter(field.max, kInfinity), kOutOfRange},
-                                        {kInfinity, kNotFinite},
-                                        {kNan, kNotFinite}}) {
+    for (const auto& [value, status] : Numbers(field.min, field.max)) {
       Parameters parameters = defaults;
       std::memcpy(reinterpret_cast<std::byte*>(&parameters) + field.offset_bytes, &value,
                   sizeof(value));
@@ -159,6 +163,16 @@ int32_t CreateFrom(const Bytes& file, Create create, Destroy destroy) {
 int32_t CreateEqualizer(const Bytes& file) { return CreateFrom(file, A0243, A0812); }
 int32_t CreateVirtualizer(const Bytes& file) { return CreateFrom(file, A0782, A0810); }
 
+// Cut, but sealed anew: only the counts can tell.
+void ExpectCutsAreRefused(const Bytes& good, const DataKind& kind,
+                          int32_t (*create)(const Bytes&)) {
+  for (size_t size = sizeof(DataHeader); size < good.size(); size += 4) {
+    Bytes cut = Cut(good, size);
+    Seal(cut, kind);
+    ASSERT_EQ(create(cut), kBadCount) << size;
+  }
+}
+
 uint32_t Bits(float number) { return std::bit_cast<uint32_t>(number); }
 
 // `file` with one word replaced, sealed again.
@@ -171,13 +185,7 @@ Bytes With(Bytes file, size_t offset, uint32_t word, const DataKind& kind) {
 TEST(EqualizerFile, DamageIsRefusedByItsOwnStatus) {
   const Bytes good = BuildEqualizerFile(FiveBands(EqualizerForm::kBands));
   ASSERT_EQ(CreateEqualizer(good), kOk);
-  for (size_t size = 0; size < good.size(); size += 4) {
-    Bytes cut = Cut(good, size);
-    EXPECT_NE(CreateEqualizer(cut), kOk) << size << " bytes";
-    if (size < sizeof(DataHeader)) continue;
-    Seal(cut, kEqualizerKind);
-    EXPECT_EQ(CreateEqualizer(cut), kBadCount) << size << " sealed bytes";
-  }
+  ExpectCutsAreRefused(good, kEqualizerKind, CreateEqualizer);
   const size_t info = sizeof(DataHeader), band = info + sizeof(EqualizerInfo);
   const std::tuple<size_t, uint32_t, Status> kWords[] = {
       {info + offsetof(EqualizerInfo, form), 2, kBadType},
@@ -197,12 +205,7 @@ TEST(EqualizerFile, DamageIsRefusedByItsOwnStatus) {
       {band + offsetof(EqualizerBand, q), kBandMinQ, kBandMaxQ},
       {band + sizeof(EqualizerBand) + offsetof(EqualizerBand, q), kBandMinQ, kBandMaxQ}};
   for (const auto& [offset, min, max] : kNumbers) {
-    for (const auto& [number, status] : {std::pair{min, kOk},
-                                         {max, kOk},
-                                         {std::nextafter(min, -1e9f), kOutOfRange},
-                                         {std::nextafter(max, 1e9f), kOutOfRange},
-                                         {kInfinity, kNotFinite},
-                                         {kNan, kNotFinite}}) {
+    for (const auto& [number, status] : Numbers(min, max)) {
       EXPECT_EQ(CreateEqualizer(With(good, offset, Bits(number), kEqualizerKind)), status)
           << offset << " = " << number;
     }
@@ -260,12 +263,7 @@ TEST(HrirFile, DamageIsRefusedByItsOwnStatus) {
   std::fill_n(endless.begin() + offsetof(HrirInfo, source) + info, 128, std::byte{'x'});
   Seal(endless, kHrirKind);
   EXPECT_EQ(CreateVirtualizer(endless), kBadText);
-  // Cut, but sealed anew: only the counts can tell.
-  for (size_t size = sizeof(DataHeader); size < good.size(); size += 13) {
-    Bytes cut = Cut(good, size);
-    Seal(cut, kHrirKind);
-    ASSERT_EQ(CreateVirtualizer(cut), kBadCount) << size;
-  }
+  ExpectCutsAreRefused(good, kHrirKind, CreateVirtualizer);
 }
 
 TEST(HrirFile, ReturnsWhatWasEncoded) {
@@ -283,39 +281,6 @@ TEST(HrirFile, ReturnsWhatWasEncoded) {
   EXPECT_EQ(loaded.room.size_m, 4.0f);
   EXPECT_EQ(loaded.directions[6].azimuth_deg, -120.0f);
   EXPECT_EQ(loaded.directions[6].elevation_deg, 15.0f);
-}
-
-TEST(DefaultTuning, LoadsIntoEveryComponent) {
-  constexpr const char* kDirectory = KELDA_DEFAULT_TUNING;
-  const auto blob = [&](const std::string& name, size_t bytes) {
-    std::ifstream file(std::string(kDirectory) + "/" + name, std::ios::binary);
-    std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
-    EXPECT_EQ(content.size(), bytes) << name;
-    return content;
-  };
-  const MusicInstance music;
-  const LevelInstance level;
-  for (const std::string device : {"wired", "bluetooth"}) {
-    uint32_t handle = 0;
-    EXPECT_EQ(A0243(&handle, kDirectory, (device + ".ba.config").c_str()), kOk) << device;
-    EXPECT_EQ(A0812(&handle), kOk);
-    EXPECT_EQ(A0782(&handle, kDirectory, (device + ".hki.config").c_str()), kOk) << device;
-    EXPECT_EQ(A0810(&handle), kOk);
-  }
-  for (const std::string ears : {"hps", "hpp"}) {
-    EXPECT_EQ(
-        A0559(blob("upmix.music." + ears + ".bin", sizeof(MusicParameters)).data(), music.work()),
-        kOk)
-        << ears;
-    void* cinema = A0218(blob("upmix.cinema." + ears + ".bin", sizeof(CinemaParameters)).data(),
-                         kDirectory, "wired.hki.config");
-    EXPECT_EQ(A0213(&cinema), kOk) << ears;
-  }
-  for (const std::string mode : {"music", "cinema"}) {
-    EXPECT_EQ(A0122(level.work(), blob("upl." + mode + ".bin", sizeof(LevelParameters)).data()),
-              kOk)
-        << mode;
-  }
 }
 
 }  // namespace

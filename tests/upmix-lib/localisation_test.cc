@@ -20,15 +20,6 @@ const HrirSet& DefaultEars() {
   return set;
 }
 
-std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz) {
-  const std::complex<double> turn = std::polar(1.0, -2.0 * std::numbers::pi * freq_hz / 48000);
-  std::complex<double> sum = 0.0;
-  for (std::size_t n = taps.size(); n-- > 0;) {
-    sum = sum * turn + double{taps[n]};
-  }
-  return sum;
-}
-
 // Mean power of a response in an octave around `centre_hz`.
 double BandPower(std::span<const float> taps, double centre_hz) {
   constexpr int kSteps = 24;

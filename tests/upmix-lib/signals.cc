@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <complex>
 #include <memory>
 #include <numbers>
 #include <random>
@@ -39,6 +38,13 @@ double Power(std::span<const float> signal, std::size_t skip) {
   double sum = 0.0;
   for (const float sample : signal.subspan(skip)) sum += double{sample} * double{sample};
   return sum / static_cast<double>(signal.size() - skip);
+}
+
+std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz) {
+  const std::complex<double> turn = std::polar(1.0, -2.0 * kPi * freq_hz / kRate);
+  std::complex<double> sum = 0.0;
+  for (std::size_t n = taps.size(); n-- > 0;) sum = sum * turn + double{taps[n]};
+  return sum;
 }
 
 void AddTo(Signal& to, const Signal& from, float gain) {

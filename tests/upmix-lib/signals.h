@@ -4,6 +4,7 @@
 #define KELDA_TESTS_UPMIX_LIB_SIGNALS_H_
 
 #include <cmath>
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -51,6 +52,9 @@ void AddTo(Signal& to, const Signal& from, float gain = 1.0f);
 Planes Delayed(const Planes& planes, std::size_t frames);
 
 double Db(double power);
+
+// What a filter with these taps makes of a frequency.
+std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz);
 
 // Mean power behind the first `skip` frames.
 double Power(std::span<const float> signal, std::size_t skip = 0);

@@ -17,30 +17,6 @@ Planes NoisePlanes(std::size_t blocks, uint32_t seed) {
   return planes;
 }
 
-// The planes' `count` frames from `first` on.
-Planes Part(const Planes& planes, std::size_t first, std::size_t count) {
-  Planes part;
-  for (const Signal& plane : planes) {
-    part.emplace_back(plane.begin() + static_cast<std::ptrdiff_t>(first),
-                      plane.begin() + static_cast<std::ptrdiff_t>(first + count));
-  }
-  return part;
-}
-
-// Block by block, each after `before`, which is given its number.
-template <typename Before>
-Planes ProcessBlocks(VirtualizerInstance& instance, const Planes& in, Before before) {
-  Planes out(kEars);
-  for (std::size_t b = 0; b < in[0].size() / kBlock; ++b) {
-    before(b);
-    const Planes block = instance.Process(Part(in, b * kBlock, kBlock));
-    for (std::size_t ear = 0; ear < kEars; ++ear) {
-      out[ear].insert(out[ear].end(), block[ear].begin(), block[ear].end());
-    }
-  }
-  return out;
-}
-
 // In the time domain.
 void ExpectConvolution(const Planes& out, const HrirSet& hrirs, const Planes& in) {
   for (int ear = 0; ear < kEars; ++ear) {
@@ -93,8 +69,8 @@ TEST(Virtualizer, MatchesDirectConvolutionWhateverTheKinds) {
         heard[p][n] = 0.0f;
       }
     }
-    const Planes out = ProcessBlocks(
-        instance, in, [&](std::size_t b) { std::tie(instance.kind, instance.frames) = order[b]; });
+    const Planes out = instance.Process(
+        in, [&](std::size_t b) { std::tie(instance.kind, instance.frames) = order[b]; });
     SCOPED_TRACE(testing::PrintToString(order));
     ExpectConvolution(out, set, heard);
   }
@@ -113,29 +89,6 @@ TEST(Virtualizer, FlagsMuteTheirPlanesUntilAFlushAtOnce) {
   ExpectConvolution(instance.Process(in), set, in);
 }
 
-TEST(Virtualizer, AddsNoLatencyAndKeepsPlanesAndInstancesApart) {
-  // Each plane of each instance has a gain of its own at tap 0.
-  HrirSet low = SilentHrirs(1), high = low;
-  for (std::size_t i = 0; i < low.responses.size(); ++i) {
-    low.responses[i] = static_cast<float>(i + 1) / 64.0f;
-    high.responses[i] = -low.responses[i];
-  }
-  VirtualizerInstance first(low), second(high);
-  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    Planes impulse(kPlanes, Signal(kBlock)), expected(kEars, Signal(kBlock));
-    impulse[plane][100] = 1.0f;
-    for (std::size_t ear = 0; ear < kEars; ++ear) {
-      expected[ear][100] = static_cast<float>(2 * plane + ear + 1) / 64.0f;
-    }
-    const Planes of_first = first.Process(impulse), of_second = second.Process(impulse);
-    for (std::size_t ear = 0; ear < kEars; ++ear) {
-      EXPECT_LT(ErrorDb(of_first[ear], expected[ear]), kMostError_db) << plane;
-      for (float& sample : expected[ear]) sample = -sample;
-      EXPECT_LT(ErrorDb(of_second[ear], expected[ear]), kMostError_db) << plane;
-    }
-  }
-}
-
 // The largest bend of a curve: a click stands out from a smooth tone.
 double LargestBend(std::span<const float> curve) {
   double largest = 0.0;
@@ -150,7 +103,7 @@ TEST(Virtualizer, ChangesOfFlagsAndDataDoNotClick) {
   const HrirSet after = NoiseHrirs(512, 12);
   VirtualizerInstance instance(NoiseHrirs(256, 11));
   const Planes tone(kPlanes, Sine(440.0, 0.1, 12 * kBlock));
-  const Planes out = ProcessBlocks(instance, tone, [&](std::size_t block) {
+  const Planes out = instance.Process(tone, [&](std::size_t block) {
     if (block == 3) instance.flags = {1, 0, 0, 1, 0, 0, 1};
     if (block == 6) instance.flags = {};
     for (const HrirSet& next : {NoiseHrirs(128, 14), after}) {  // The first is never heard.
@@ -166,7 +119,7 @@ TEST(Virtualizer, ChangesOfFlagsAndDataDoNotClick) {
   }
   EXPECT_LT(LargestBend(all.subspan(kBlock)), 1.25 * steady_bend);
   // It did change: the last block is what the new data make of the tone.
-  const Planes expected = VirtualizerInstance(after).Process(Part(tone, 10 * kBlock, 2 * kBlock));
+  const Planes expected = VirtualizerInstance(after).Process(tone);
   EXPECT_LT(ErrorDb(all.last(kBlock), std::span(expected[0]).last(kBlock)), -100.0);
 }
 
@@ -174,7 +127,7 @@ TEST(Virtualizer, FailedReloadLeavesThePreviousDataAudible) {
   const HrirSet set = NoiseHrirs(256, 13);
   VirtualizerInstance instance(set);
   const Planes in = NoisePlanes(2, 130);
-  const Planes out = ProcessBlocks(instance, in, [&](std::size_t block) {
+  const Planes out = instance.Process(in, [&](std::size_t block) {
     if (block == 0) return;
     int32_t error = 0, detail = 0;
     instance.directory().Write("data", "damaged");
