@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 
 #include "diagnostics/pcm_data_dump.h"
@@ -23,19 +22,6 @@ std::string Said(const std::string& text, int error) {
 }
 
 class CaptureTest : public test::DataDirTest {};
-
-TEST_F(CaptureTest, NameIsTheLocalTime) {
-  // The second may change between the two readings of the clock.
-  const std::time_t before = std::time(nullptr);
-  const std::string name = PcmDump::GenerateFileName();
-  bool matches = false;
-  for (std::time_t t = before; t <= std::time(nullptr); ++t) {
-    char expected[64];
-    std::strftime(expected, sizeof(expected), "pcmdump_%Y_%m%d_%H%M_%S.pcm", std::localtime(&t));
-    matches |= name == expected;
-  }
-  EXPECT_TRUE(matches) << name;
-}
 
 TEST_F(CaptureTest, TakesWholeBlocksUpToItsLimitAndGoesOnAtAFilesEnd) {
   const auto block = test::Ramp(48001);

@@ -74,8 +74,14 @@ TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
   std::filesystem::remove(Path("upl.cinema.bin"));
   effect->SetDevice(kSpeaker);  // the level control is emptied from what it holds
   EXPECT_EQ(TakeCalls(), (Lines{"A0593 5", "A0508 1024", "A0122 upl.cinema.bin"}));
+  effect->Init();  // the old engine has gone before the new one comes
+  EXPECT_EQ(TakeCalls(),
+            (Lines{"A0212 1005", "A0810 1005", "A0213 5", "A0562 3", "A0812 3", "A0216", "A0511",
+                   "A0779", "A0244", "A0333", "A0507", "A0557", "A0834"}));
+  effect->SetDevice(kWired);
+  TakeCalls();
   effect.reset();
-  EXPECT_EQ(TakeCalls(), (Lines{"A0212 1005", "A0810 1005", "A0213 5", "A0562 3", "A0812 3"}));
+  EXPECT_EQ(TakeCalls(), (Lines{"A0212 1006", "A0810 1006", "A0213 6"}));
 }
 
 TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {

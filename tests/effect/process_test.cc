@@ -169,16 +169,6 @@ TEST_F(ProcessTest, RandomBlocksLoseAndRepeatNothingInAnyMode) {
   for (const auto& stream : streams) stream->ExpectCounters();
 }
 
-TEST_F(ProcessTest, BlocksOfOneSizeLoseNothing) {
-  Stream stream(kOff);
-  for (unsigned frames = 1; frames <= kSlice + 100; frames += 7) {
-    for (int block = 0; block < 14; ++block) {
-      ASSERT_NO_FATAL_FAILURE(stream.Feed(frames, block % 2 == 0));
-    }
-    stream.Flush(0);
-  }
-}
-
 // A constant, so that every sample shows the gain that it was given, in blocks of 480.
 // Frames are counted as they enter the output ring: what was queued at the change fades
 // out towards its newest frame, then the new chain's latency is silence, then it fades in.

@@ -15,15 +15,6 @@ using test::Lines;
 
 class TuningFilesTest : public test::DataDirTest {};
 
-TEST_F(TuningFilesTest, Basename) {
-  for (const auto& [path, name] : {std::pair{"/data/x/wired.hki.config", "wired.hki.config"},
-                                   {"upl.music.bin", "upl.music.bin"},
-                                   {"/data/x/", ""},
-                                   {"", ""}}) {
-    EXPECT_EQ(BinFileReader::GetBasename(path), name) << path;
-  }
-}
-
 TEST_F(TuningFilesTest, ConfigurationFilesByFirstLineAndFirstToken) {
   const struct {
     std::string content, first_line;
