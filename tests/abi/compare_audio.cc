@@ -4,51 +4,21 @@
 // scale is 1); with LIMIT 0 the samples agree bit for bit. Fails as well if the files
 // differ in length or channels, if one cannot be read, if a sample is not finite, and
 // if the first is silent: silence agrees with too much.
-#include <sndfile.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <exception>
+
+#include "tests/tools/audio_files.h"
 
 namespace {
 
-struct Audio {
-  int channels = 0;
-  std::vector<float> samples;  // interleaved
-};
+using kelda::tools::Audio;
 
-Audio Read(const char* path) {
-  SF_INFO info{};
-  SNDFILE* const file = sf_open(path, SFM_READ, &info);
-  if (file == nullptr) {
-    std::fprintf(stderr, "%s: %s\n", path, sf_strerror(nullptr));
-    std::exit(2);
-  }
-  Audio audio{info.channels, std::vector<float>(static_cast<size_t>(info.frames * info.channels))};
-  const sf_count_t read = sf_readf_float(file, audio.samples.data(), info.frames);
-  sf_close(file);
-  if (read != info.frames) {
-    std::fprintf(stderr, "%s: %ld of %ld frames\n", path, static_cast<long>(read),
-                 static_cast<long>(info.frames));
-    std::exit(2);
-  }
-  return audio;
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: compare_audio FIRST SECOND LIMIT\n");
-    return 2;
-  }
-  const Audio first = Read(argv[1]), second = Read(argv[2]);
-  const double limit = std::strtod(argv[3], nullptr);
+int Compare(const Audio& first, const Audio& second, double limit) {
   if (first.channels != second.channels || first.samples.size() != second.samples.size()) {
     std::fprintf(stderr, "%d channels, %zu samples and %d channels, %zu samples\n", first.channels,
                  first.samples.size(), second.channels, second.samples.size());
@@ -74,4 +44,20 @@ int main(int argc, char** argv) {
               peak, differing, first.samples.size(), largest, where, limit);
   const bool agree = limit == 0 ? differing == 0 : largest <= limit;
   return peak > 0.01 && agree ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::fprintf(stderr, "usage: compare_audio FIRST SECOND LIMIT\n");
+    return 2;
+  }
+  try {
+    return Compare(kelda::tools::ReadAudio(argv[1]), kelda::tools::ReadAudio(argv[2]),
+                   std::strtod(argv[3], nullptr));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 2;
+  }
 }
