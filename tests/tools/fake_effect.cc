@@ -1,7 +1,7 @@
 // An effect library that misbehaves on demand, and notes what it is told.
 //
 // KELDA_FAKE says how: wrong-tag, wrong-version, refuse-config (status reply),
-// fail-process, reorder, mute, slow. KELDA_FAKE_NOTES names a file for the
+// fail-process, reorder, repeat, mute, slow. KELDA_FAKE_NOTES names a file for the
 // notes, one line a call, each with the number of the instance.
 #include <hardware/audio_effect.h>
 
@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -40,43 +39,17 @@ int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
     Note(self, "process " + std::to_string(in->frameCount) +
                    (in->f32 == out->f32 ? " in place" : " apart"));
   }
-  if (Behaves("fail-process") && instance->blocks == 20) {
-    return -22;
-  }
-  if (Behaves("reorder")) {
-    std::swap_ranges(out->f32, out->f32 + 2, out->f32 + 2);
-  }
-  if (Behaves("mute")) {
-    std::fill_n(out->f32, 2 * out->frameCount, 0.0F);
-  }
-  if (Behaves("slow")) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
+  if (Behaves("fail-process") && instance->blocks == 20) return -22;
+  if (Behaves("reorder")) std::swap_ranges(out->f32, out->f32 + 2, out->f32 + 2);
+  if (Behaves("repeat")) std::copy_n(out->f32, 2, out->f32 + 2);
+  if (Behaves("mute")) std::fill_n(out->f32, 2 * out->frameCount, 0.0F);
+  if (Behaves("slow")) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   return 0;
-}
-
-std::string Describe(uint32_t code, uint32_t bytes, const void* data) {
-  std::ostringstream text;
-  text << "command " << code << " of " << bytes;
-  if (code == EFFECT_CMD_SET_CONFIG) {
-    effect_config_t config;
-    std::memcpy(&config, data, sizeof(config));
-    for (const buffer_config_t& half : {config.inputCfg, config.outputCfg}) {
-      text << ' ' << half.samplingRate << ' ' << half.channels << ' ' << int{half.format};
-    }
-  } else if (code != EFFECT_CMD_DUMP) {  // a descriptor's number is nobody's business
-    for (uint32_t i = 0; i < bytes; i += 4) {
-      uint32_t word = 0;
-      std::memcpy(&word, static_cast<const char*>(data) + i, std::min(bytes - i, 4U));
-      text << ' ' << std::hex << word;
-    }
-  }
-  return text.str();
 }
 
 int32_t Command(effect_handle_t self, uint32_t code, uint32_t bytes, void* data, uint32_t*,
                 void* reply) {
-  Note(self, Describe(code, bytes, data));
+  Note(self, std::to_string(code) + " of " + std::to_string(bytes));
   if (code == EFFECT_CMD_SET_DEVICE) {  // the buffers hold 16 bytes; a sanitizer sees it
     std::memcpy(reply, data, 16);
   }

@@ -12,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/tools/expectations.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -94,6 +96,21 @@ ProgramResult RunningProgram::Wait() {
 ProgramResult RunKelda(const std::vector<std::string>& arguments,
                        const ProgramSurroundings& surroundings) {
   return RunningProgram(arguments, surroundings).Wait();
+}
+
+ProgramResult Succeed(const std::vector<std::string>& arguments) {
+  ProgramResult result = RunKelda(arguments);
+  EXPECT_EQ(0, result.exit_code) << result.err;
+  return result;
+}
+
+void ExpectRefused(int exit_code, const std::string& message,
+                   const std::vector<std::string>& arguments,
+                   const ProgramSurroundings& surroundings) {
+  const ProgramResult result = RunKelda(arguments, surroundings);
+  EXPECT_EQ(exit_code, result.exit_code) << message << "\n" << result.err;
+  EXPECT_TRUE(Holds(result.err, message));
+  EXPECT_EQ("", result.out) << message;
 }
 
 }  // namespace kelda::tools

@@ -21,9 +21,9 @@ struct ProgramResult {
 };
 
 struct ProgramSurroundings {
-  std::map<std::string, std::string> environment;  // added to the test's own
-  std::optional<uint64_t> file_size_limit_bytes;   // RLIMIT_FSIZE
-  bool terminal = false;                           // stderr is one
+  std::map<std::string, std::string> environment{};  // added to the test's own
+  std::optional<uint64_t> file_size_limit_bytes{};   // RLIMIT_FSIZE, as a disk that fills up
+  bool terminal = false;                             // stderr is one
 };
 
 // The words of `text`, separated by blanks.
@@ -45,6 +45,14 @@ class RunningProgram {
 
 ProgramResult RunKelda(const std::vector<std::string>& arguments,
                        const ProgramSurroundings& surroundings = {});
+
+// Runs it, which must succeed.
+ProgramResult Succeed(const std::vector<std::string>& arguments);
+
+// Runs it, which must end with the code, print nothing and say `message` among its errors.
+void ExpectRefused(int exit_code, const std::string& message,
+                   const std::vector<std::string>& arguments,
+                   const ProgramSurroundings& surroundings = {});
 
 }  // namespace kelda::tools
 

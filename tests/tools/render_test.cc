@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
+#include <complex>
 #include <filesystem>
+#include <numbers>
 #include <random>
 
 #include "tests/tools/audio_files.h"
+#include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/audio_sink.h"
 
@@ -19,9 +21,7 @@ class Render : public testing::Test {
   ProgramResult Run(const std::string& input, const std::string& output,
                     std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"render", folder_ / input, folder_ / output});
-    ProgramResult result = RunKelda(arguments);
-    EXPECT_EQ(0, result.exit_code) << result.err;
-    return result;
+    return Succeed(arguments);
   }
 
   Audio Rendered(const Audio& input, const std::vector<std::string>& arguments) {
@@ -36,9 +36,8 @@ class Render : public testing::Test {
 TEST_F(Render, PassesTheInputThroughBitForBitInBlocksOfAnySize) {
   const Audio input = Noise(30011);
   const std::string seed = std::to_string(std::random_device()());
-  for (const char* block :
-       {"1", "7", "480", "1023", "1024", "1025", "2048", "3000", "3072", "3840", "65536", "random",
-        "random:1-100", "random:900-1200", "random:1-20000"}) {
+  for (const char* block : {"1", "480", "1023", "1024", "1025", "3000", "3072", "65536",
+                            "random:1-100", "random:900-1200", "random:1-20000"}) {
     const Audio output = Rendered(input, {"--mode", "off", "--block", block, "--seed", seed});
     EXPECT_EQ(SF_FORMAT_WAV | SF_FORMAT_FLOAT, output.format);
     EXPECT_TRUE(input.samples == output.samples) << block << " --seed " << seed;
@@ -49,61 +48,43 @@ TEST_F(Render, PrintsTheSeedItDrew) {
   WriteAudio(folder_ / "in.wav", Noise(5000));
   const ProgramResult drawn =
       Run("in.wav", "a.wav", {"--mode", "off", "--block", "random", "--raw-timing"});
-  const std::string text = "--seed ";
-  const size_t at = drawn.err.find(text);
-  ASSERT_NE(std::string::npos, at) << drawn.err;
-  const std::string seed = drawn.err.substr(at + text.size(), drawn.err.find('\n', at) - at - 7);
-  const ProgramResult given = Run("in.wav", "b.wav",
-                                  {"--mode", "off", "--block", "random", "--raw-timing", "--seed",
-                                   seed, "--log-level", "silent"});
+  ASSERT_TRUE(Holds(drawn.err, "--seed "));
+  const std::string seed = Words(drawn.err.substr(drawn.err.find("--seed "))).at(1);
+  const ProgramResult given =
+      Run("in.wav", "b.wav",
+          Words("--mode off --block random --raw-timing --log-level silent --seed " + seed));
   EXPECT_EQ("", given.err);
   EXPECT_EQ(folder_.Read("a.wav"), folder_.Read("b.wav"));
   EXPECT_EQ(std::string::npos, folder_.Read("a.wav").find("PEAK"));  // it holds the time of day
 }
 
-TEST_F(Render, KeepsTheTimingOfTheHostWhenAsked) {
-  const Audio input = Noise(10000);
-  // Two periods of 1024 are ready with the fifth block, so four were silent.
-  constexpr size_t kDelayFrames = size_t{4} * 480;
-  const Audio output = Rendered(input, {"--mode", "off", "--block", "480", "--raw-timing"});
-  EXPECT_EQ(12000, output.frames());  // whole blocks
-  EXPECT_TRUE(std::all_of(output.samples.begin(), output.samples.begin() + 2 * kDelayFrames,
-                          [](float sample) { return sample == 0.0F; }));
-  EXPECT_TRUE(std::equal(input.samples.begin(), input.samples.end(),
-                         output.samples.begin() + 2 * kDelayFrames));
-  const Audio direct = Rendered(Noise(4096), {"--mode", "off", "--block", "1024", "--raw-timing"});
-  EXPECT_TRUE(Noise(4096).samples == direct.samples);
-}
-
 // The processors' latency is 96 frames of upmix and 48 of level control; the tool
 // measures it, here it is known.
+// With --raw-timing it stays, and that of the buffering: two periods of 1024 are ready with the
+// fifth block of 480, so four were silent.
 TEST_F(Render, TakesTheLatencyOfTheProcessorsOff) {
   const Audio input = Noise(20000);
   constexpr size_t kBufferFrames = size_t{4} * 480;
-  const struct {
-    std::vector<std::string> arguments;
-    size_t latency_frames;
-  } kCases[] = {
-      {{"--mode", "off"}, 0},
-      {{"--mode", "music"}, 96 + 48},
-      {{"--mode", "cinema", "--device", "bluetooth"}, 96 + 48},
-      {{"--mode", "auto", "--app", "not.listed", "--app-flag", "1"}, 96 + 48},
-      {{"--mode", "music", "--device", "speaker"}, 0},
-      {{"--mode", "off", "--at", "0", "mode=music", "--at", "0", "reset"}, 96 + 48},
-      {{"--mode", "off", "--at", "0.1", "mode=music"}, 0},
-  };
-  for (const auto& [arguments, latency_frames] : kCases) {
-    std::vector<std::string> options = arguments;
-    options.insert(options.end(), {"--block", "480"});
-    const Audio aligned = Rendered(input, options);
-    options.emplace_back("--raw-timing");
-    const Audio raw = Rendered(input, options);
+  const std::pair<std::string, size_t> kCases[] = {
+      {"--mode off", 0},
+      {"--mode music", 96 + 48},
+      {"--mode cinema --device bluetooth", 96 + 48},
+      {"--mode auto --app not.listed --app-flag 1", 96 + 48},
+      {"--mode music --device speaker", 0},
+      {"--mode off --at 0 mode=music --at 0 reset", 96 + 48},
+      {"--mode off --at 0.1 mode=music", 0}};
+  for (const auto& [options, latency_frames] : kCases) {
+    const Audio aligned = Rendered(input, Words(options + " --block 480"));
+    const Audio raw = Rendered(input, Words(options + " --block 480 --raw-timing"));
+    EXPECT_EQ(0, raw.frames() % 480);
+    EXPECT_TRUE(std::all_of(raw.samples.begin(), raw.samples.begin() + 2 * kBufferFrames,
+                            [](float sample) { return sample == 0.0F; }));
     ASSERT_EQ(input.frames(), aligned.frames());
     ASSERT_GE(raw.samples.size() / 2, 20000 + kBufferFrames + latency_frames);
     EXPECT_TRUE(std::equal(
         aligned.samples.begin(), aligned.samples.end(),
         raw.samples.begin() + static_cast<ptrdiff_t>(2 * (kBufferFrames + latency_frames))))
-        << testing::PrintToString(arguments);
+        << options;
   }
 }
 
@@ -133,10 +114,9 @@ TEST_F(Render, KeepsLaterAudioInPlaceAfterAReset) {
     ASSERT_EQ(input.frames(), output.frames());
     size_t zeros = 0;
     for (size_t i = 0; i < input.samples.size(); ++i) {
-      const bool dropped = output.samples[i] == 0.0F;
+      const bool dropped = output.samples[i] == 0.0F && i < size_t{2} * 24000;
       zeros += dropped ? 1 : 0;
       ASSERT_TRUE(dropped || output.samples[i] == input.samples[i]) << change << i;
-      ASSERT_FALSE(dropped && i >= size_t{2} * 24000) << change << i;
     }
     EXPECT_GT(zeros, 2U * 1024) << change;
     EXPECT_LT(zeros, 2U * 4096) << change;
@@ -153,29 +133,30 @@ TEST_F(Render, ReadsEveryKindOfFile) {
   }
   input.format = SF_FORMAT_OGG | SF_FORMAT_VORBIS;
   EXPECT_EQ(3000, Rendered(input, {"--mode", "off"}).frames());
-  const Audio mono = Noise(3000, 1), both = Rendered(mono, {"--mode", "off"});
-  ASSERT_EQ(3000, both.frames());
-  for (size_t i = 0; i < both.samples.size(); ++i) {
-    ASSERT_EQ(mono.samples[i / 2], both.samples[i]);
-  }
+  std::vector<float> twice;
+  for (const float sample : Noise(3000, 1).samples) twice.insert(twice.end(), {sample, sample});
+  EXPECT_TRUE(twice == Rendered(Noise(3000, 1), {"--mode", "off"}).samples);
 }
 
 TEST_F(Render, ConvertsOtherRates) {
   // A sine on the left, a cosine on the right.
-  const auto sample = [](int i, int rate_hz) {
-    const int frame = i / 2;
-    const double phase = 2.0 * 3.141592653589793 * 997.0 * frame / rate_hz;
-    return static_cast<float>(0.5 * (i % 2 == 0 ? std::sin(phase) : std::cos(phase)));
+  const auto tone = [](int rate_hz) {
+    Audio audio;
+    audio.rate_hz = rate_hz;
+    for (int frame = 0; frame < rate_hz; ++frame) {
+      const auto value = std::polar(0.5, 2 * std::numbers::pi * 997 * frame / rate_hz);
+      audio.samples.push_back(static_cast<float>(value.imag()));
+      audio.samples.push_back(static_cast<float>(value.real()));
+    }
+    return audio;
   };
+  const Audio expected = tone(48000);
   for (const int rate_hz : {8000, 44100, 96000}) {
-    Audio input;
-    input.rate_hz = rate_hz;
-    for (int i = 0; i < 2 * rate_hz; ++i) input.samples.push_back(sample(i, rate_hz));
-    const Audio output = Rendered(input, {"--mode", "off"});
+    const Audio output = Rendered(tone(rate_hz), {"--mode", "off"});
     EXPECT_EQ(48000, output.rate_hz);
     ASSERT_EQ(48000, output.frames()) << rate_hz;
-    for (int i = 2000; i < 94000; ++i) {
-      ASSERT_NEAR(sample(i, 48000), output.samples[static_cast<size_t>(i)], 1e-4) << i;
+    for (size_t i = 2000; i < 94000; ++i) {
+      ASSERT_NEAR(expected.samples[i], output.samples[i], 1e-4) << i;
     }
   }
 }
@@ -192,7 +173,7 @@ TEST_F(Render, WritesFlacOf24Bit) {
   input.samples[101] = -1.5F;
   WriteAudio(folder_ / "in.wav", input);
   const ProgramResult result = Run("in.wav", "out.flac", {"--mode", "off"});
-  EXPECT_NE(std::string::npos, result.err.find("2 samples beyond full scale were clipped"));
+  EXPECT_TRUE(Holds(result.err, "2 samples beyond full scale were clipped"));
   const Audio clipped = ReadAudio(folder_ / "out.flac");
   EXPECT_NEAR(1.0F, clipped.samples[100], 1e-6);
   EXPECT_NEAR(-1.0F, clipped.samples[101], 1e-6);
@@ -233,10 +214,10 @@ TEST_F(Render, MayReplaceItsInput) {
 TEST_F(Render, DumpsTheEffectsReport) {
   WriteAudio(folder_ / "in.wav", Noise(9600));
   const ProgramResult result =
-      Run("in.wav", "out.wav", {"--mode", "off", "--at", "0.1", "mode=cinema", "--dump"});
-  EXPECT_EQ(0U, result.out.find("Upmix:\n    enableCount: 1\n    disableCount: 0\n"));
-  EXPECT_NE(std::string::npos, result.out.find("[*] upmc"));
-  EXPECT_NE(std::string::npos, result.out.find("[ ] pass"));
+      Run("in.wav", "out.wav", Words("--mode off --at 0.1 mode=cinema --dump"));
+  EXPECT_TRUE(result.out.starts_with("Upmix:\n    enableCount: 1\n    disableCount: 0\n"));
+  EXPECT_TRUE(Holds(result.out, "[*] upmc"));
+  EXPECT_TRUE(Holds(result.out, "[ ] pass"));
 }
 
 TEST_F(Render, ReportsAChangeAfterTheEnd) {

@@ -54,8 +54,8 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
   const Writer writer(path);
   const std::pair<const char*, std::string> kAttributes[] = {
       {"Conventions", "SOFA"},
-      {"Version", "1.0"},
       {"SOFAConventions", contents.conventions},
+      {"Version", "1.0"},
       {"SOFAConventionsVersion", "1.0"},
       {"APIName", "tests"},
       {"APIVersion", "1.0"},
@@ -68,43 +68,40 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
       {"DateModified", "2020-01-01 00:00:00"},
       {"Title", "sphere"},
       {"DatabaseName", "spheres"},
-      {"ListenerShortName", "ball"},
-  };
+      {"ListenerShortName", "ball"}};
   for (const auto& [name, value] : kAttributes) writer.Text(name, value);
-  const std::size_t measurements = contents.positions.size();
+  std::vector<double> positions, responses, delays = contents.delays_of_all;
+  const bool each_delay = delays.empty();
+  for (const SofaMeasurement& m : contents.measurements) {
+    positions.insert(positions.end(), m.position.begin(), m.position.end());
+    for (const auto& ear : m.responses) responses.insert(responses.end(), ear.begin(), ear.end());
+    if (each_delay) delays.insert(delays.end(), std::begin(m.delays), std::end(m.delays));
+  }
   const int one = writer.Dimension("I", 1);
   const int coordinates = writer.Dimension("C", 3);
-  const int receivers = writer.Dimension("R", contents.receivers);
+  const int receivers = writer.Dimension("R", 2);
   const int emitters = writer.Dimension("E", 1);
   const int taps = writer.Dimension("N", contents.taps);
-  const int all = writer.Dimension("M", measurements);
+  const int all = writer.Dimension("M", contents.measurements.size());
   const auto place = [&](const char* name, const std::vector<int>& dimensions,
-                         const std::vector<double>& values, const char* type = "cartesian",
-                         const char* units = "metre") {
+                         const std::vector<double>& values, const std::string& type = "cartesian",
+                         const std::string& units = "metre") {
     const int id = writer.Variable(name, dimensions, values);
     writer.Text(id, "Type", type);
     writer.Text(id, "Units", units);
   };
+  const double ear_m = contents.first_receiver_y_m;
   place("ListenerPosition", {one, coordinates}, {0, 0, 0});
-  std::vector<double> ears(3 * contents.receivers);
-  ears[1] = contents.first_receiver_y_m;
-  if (contents.receivers > 1) ears[4] = -contents.first_receiver_y_m;
-  place("ReceiverPosition", {receivers, coordinates, one}, ears);
-  std::vector<double> positions;
-  for (const auto& position : contents.positions) {
-    positions.insert(positions.end(), position.begin(), position.end());
-  }
-  place("SourcePosition", {all, coordinates}, positions, contents.position_type.c_str(),
-        contents.position_units.c_str());
+  place("ReceiverPosition", {receivers, coordinates, one}, {0, ear_m, 0, 0, -ear_m, 0});
+  place("SourcePosition", {all, coordinates}, positions, contents.position_type,
+        contents.position_units);
   place("EmitterPosition", {emitters, coordinates, one}, {0, 0, 0});
   place("ListenerUp", {one, coordinates}, {0, 0, 1});
   place("ListenerView", {one, coordinates}, {1, 0, 0});
-  writer.Variable("Data.IR", {all, receivers, taps}, contents.responses);
+  writer.Variable("Data.IR", {all, receivers, taps}, responses);
   const int rate = writer.Variable("Data.SamplingRate", {one}, {contents.rate_hz});
   writer.Text(rate, "Units", "hertz");
-  writer.Variable("Data.Delay",
-                  {contents.delays.size() == contents.receivers ? one : all, receivers},
-                  contents.delays);
+  writer.Variable("Data.Delay", {each_delay ? all : one, receivers}, delays);
   writer.Close();
 }
 
@@ -121,15 +118,14 @@ SofaContents SphericalHead(int azimuth_step_deg, double rate_hz) {
   head.rate_hz = rate_hz;
   for (int elevation_deg = -60; elevation_deg <= 80; elevation_deg += 20) {
     for (int azimuth_deg = 0; azimuth_deg < 360; azimuth_deg += azimuth_step_deg) {
-      head.positions.push_back({double(azimuth_deg), double(elevation_deg), 1.2});
-      const double right_later_s = WoodworthDelay_s(azimuth_deg, elevation_deg);
+      const double later = WoodworthDelay_s(azimuth_deg, elevation_deg) * rate_hz;
       const double side = std::sin(azimuth_deg * kDegree) * std::cos(elevation_deg * kDegree);
-      for (const double ear : {1.0, -1.0}) {  // left, right
-        std::vector<double> response(head.taps);
-        response[kOnset] = std::pow(10, 0.3 * ear * side);
-        head.responses.insert(head.responses.end(), response.begin(), response.end());
-        head.delays.push_back(std::max(0.0, -ear * right_later_s) * rate_hz);
-      }
+      SofaMeasurement m{{double(azimuth_deg), double(elevation_deg), 1.2},
+                        {std::vector<double>(head.taps), std::vector<double>(head.taps)},
+                        {std::max(0.0, -later), std::max(0.0, later)}};
+      m.responses[0][kOnset] = std::pow(10, 0.3 * side);
+      m.responses[1][kOnset] = std::pow(10, -0.3 * side);
+      head.measurements.push_back(std::move(m));
     }
   }
   return head;

@@ -9,16 +9,20 @@
 
 namespace kelda::tools {
 
+struct SofaMeasurement {
+  std::array<double, 3> position;
+  std::vector<double> responses[2];  // of the left and the right ear
+  double delays[2];                  // samples
+};
+
 struct SofaContents {
   std::string conventions = "SimpleFreeFieldHRIR";
   std::string position_type = "spherical";
   std::string position_units = "degree, degree, metre";
   double rate_hz = 48000;
-  std::size_t receivers = 2;
   std::size_t taps = 128;
-  std::vector<std::array<double, 3>> positions;  // of each measurement
-  std::vector<double> responses;                 // [measurement][receiver][tap]
-  std::vector<double> delays;                    // samples: [receiver] or [measurement][receiver]
+  std::vector<SofaMeasurement> measurements;
+  std::vector<double> delays_of_all;  // of both ears, in place of each measurement's
   double first_receiver_y_m = 0.09;
 };
 

@@ -1,15 +1,13 @@
 // `kelda tune apps` and `kelda tune build`: lists of applications, whole directories.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <map>
 
-#include "engine/tuned_app_list.h"
 #include "tests/tools/audio_files.h"
+#include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sofa_writer.h"
 #include "tools/app_list_check.h"
@@ -40,42 +38,27 @@ TEST(TuneApps, SaysWhatTheEngineDoesWithEveryLine) {
   EXPECT_EQ(5U, check.entries);
   EXPECT_EQ(2U, check.rejected.count());
   EXPECT_EQ(2U, check.doubtful.count());
-
-  const TemporaryFolder folder;
-  folder.Write("tunedapp_list", list);
-  setenv("KELDA_DATA_DIR", (folder / "").c_str(), 1);
-  TunedAppList engine;
-  engine.Reload();
-  unsetenv("KELDA_DATA_DIR");
-  EXPECT_EQ(UpmixMode::Cinema, engine.GetValue("com.a.player"));
-  EXPECT_EQ(UpmixMode::Cinema, engine.GetValue("com.b.video"));
-  EXPECT_TRUE(engine.IsExist("") && engine.IsExist("x y") && engine.IsExist("com.f.x"));
-  EXPECT_FALSE(engine.IsExist("com.c.x") || engine.IsExist("com.d.x") || engine.IsExist("com.e.x"));
 }
 
 TEST(TuneApps, CopiesWhatTheEngineTakesWhole) {
   const TemporaryFolder folder;
-  const auto run = [&](std::vector<std::string> options) {
-    options.insert(options.begin(), {"tune", "apps", folder / "l", "-o", folder / "out"});
-    return RunKelda(options);
-  };
+  std::vector<std::string> apps{"tune", "apps", folder / "l", "-o", folder / "out"};
   folder.Write("l", "com.a.b,MUSIC\r\n\xFF");
-  EXPECT_EQ(0, run({}).exit_code);
-  EXPECT_EQ(folder.Read("l"), folder.Read("out"));
-  folder.Write("l", "com.a.b,MUSIK\n");
-  const ProgramResult refused = run({});
-  EXPECT_EQ(3, refused.exit_code);
-  EXPECT_EQ(folder / "l:1: the engine rejects it: Line(1): Invalid mode was specified. 'MUSIK'\n",
-            refused.err);
-  EXPECT_NE(folder.Read("l"), folder.Read("out"));
-  EXPECT_EQ(0, run({"--keep-rejected"}).exit_code);
+  Succeed(apps);
   EXPECT_EQ(folder.Read("l"), folder.Read("out"));
   std::string many;
   for (int i = 0; i < 1000000; ++i) many += "a,b\n";
   folder.Write("l", many);
-  const ProgramResult long_list = run({});
-  EXPECT_EQ(3, long_list.exit_code);
-  EXPECT_NE(std::string::npos, long_list.err.find(": and 999980 more\n"));
+  EXPECT_TRUE(Holds(RunKelda(apps).err, ": and 999980 more\n"));
+  folder.Write("l", "com.a.b,MUSIK\n");
+  const ProgramResult refused = RunKelda(apps);
+  EXPECT_EQ(3, refused.exit_code);
+  EXPECT_EQ(folder / "l:1: the engine rejects it: Line(1): Invalid mode was specified. 'MUSIK'\n",
+            refused.err);
+  EXPECT_NE(folder.Read("l"), folder.Read("out"));
+  apps.emplace_back("--keep-rejected");
+  Succeed(apps);
+  EXPECT_EQ(folder.Read("l"), folder.Read("out"));
 }
 
 class TuneBuild : public testing::Test {
@@ -86,19 +69,16 @@ class TuneBuild : public testing::Test {
     folder_.Write("eq2.txt", "Preamp: -9 dB\n");
     folder_.Write("apps", "com.a.b,CINEMA\n");
     folder_.Write("level.toml", "target_lufs = -20\n");
+    folder_.Write("project.toml", kProject);
   }
 
-  ProgramResult Build(const std::string& project) {
-    folder_.Write("project.toml", project);
-    return RunKelda({"tune", "build", folder_ / "project.toml", "-o", folder_ / "out", "--quiet"});
-  }
+  using Contents = std::map<std::string, std::string>;
 
-  std::map<std::string, std::string> Contents(const std::string& directory) const {
-    std::map<std::string, std::string> contents;
-    for (const auto& entry : fs::directory_iterator(directory)) {
+  Contents Built() const {
+    Contents contents;
+    for (const auto& entry : fs::directory_iterator(folder_ / "out")) {
       const std::string name = entry.path().filename().string();
-      std::ifstream file(entry.path(), std::ios::binary);
-      contents[name] = {std::istreambuf_iterator<char>(file), {}};
+      contents[name] = folder_.Read("out/" + name);
     }
     return contents;
   }
@@ -111,26 +91,27 @@ class TuneBuild : public testing::Test {
       "bluetooth = { hrtf = 'standard', equalizer = 'eq2.txt' }\n"
       "level.cinema = 'level.toml'\n";
 
-  TemporaryFolder folder_;
+  const TemporaryFolder folder_;
+  const std::string project_ = folder_ / "project.toml";
+  const std::vector<std::string> build_{"tune", "build",         project_,
+                                        "-o",   folder_ / "out", "--quiet"};
 };
 
 TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
-  const ProgramResult result = Build(kProject);
-  ASSERT_EQ(0, result.exit_code) << result.err;
-  const auto built = Contents(folder_ / "out");
-  std::set<std::string> names;
-  for (const auto& [name, bytes] : built) names.insert(name);
-  EXPECT_EQ((std::set<std::string>{
-                "tunedapp_list", "standard.hki", "personalized.hki", "wired.hki.config",
-                "bluetooth.hki.config", "wired.ba", "bluetooth.ba", "wired.ba.config",
-                "bluetooth.ba.config", "upmix.music.hps.bin", "upmix.music.hpp.bin",
-                "upmix.cinema.hps.bin", "upmix.cinema.hpp.bin", "upl.music.bin", "upl.cinema.bin"}),
-            names);
-  EXPECT_EQ("personalized.hki\n", built.at("wired.hki.config"));
-  EXPECT_EQ("standard.hki\n", built.at("bluetooth.hki.config"));
-  EXPECT_EQ("bluetooth.ba\n", built.at("bluetooth.ba.config"));
-  EXPECT_EQ("com.a.b,CINEMA\n", built.at("tunedapp_list"));
-  EXPECT_NE(built.at("upl.music.bin"), built.at("upl.cinema.bin"));
+  Succeed(build_);
+  Contents built = Built();
+  EXPECT_NE(built["upl.music.bin"], built["upl.cinema.bin"]);
+  for (const char* name : {"standard.hki", "personalized.hki", "wired.ba", "bluetooth.ba",
+                           "upmix.music.hps.bin", "upmix.music.hpp.bin", "upmix.cinema.hps.bin",
+                           "upmix.cinema.hpp.bin", "upl.music.bin", "upl.cinema.bin"}) {
+    EXPECT_EQ(1U, built.erase(name)) << name;
+  }
+  EXPECT_EQ((Contents{{"wired.hki.config", "personalized.hki\n"},
+                      {"bluetooth.hki.config", "standard.hki\n"},
+                      {"wired.ba.config", "wired.ba\n"},
+                      {"bluetooth.ba.config", "bluetooth.ba\n"},
+                      {"tunedapp_list", "com.a.b,CINEMA\n"}}),
+            built);
 
   // The engine starts wired headphones with personalized ears, so with their equalizer.
   Audio impulse;
@@ -140,71 +121,63 @@ TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
   const std::pair<const char*, double> kDevices[] = {{"wired", -3}, {"bluetooth", 0}};
   for (const auto& [device, gain_db] : kDevices) {
     const ProgramResult rendered =
-        RunKelda({"render", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off", "--device",
-                  device, "--tuning", folder_ / "out"});
-    ASSERT_EQ(0, rendered.exit_code) << rendered.err;
+        Succeed({"render", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off", "--device",
+                 device, "--tuning", folder_ / "out"});
     EXPECT_EQ("", rendered.err);
     EXPECT_NEAR(0.5 * std::pow(10, gain_db / 20), ReadAudio(folder_ / "out.wav").samples[0], 1e-5);
   }
 }
 
 TEST_F(TuneBuild, ReplacesADirectoryWholeOrNotAtAll) {
-  ASSERT_EQ(0, Build(kProject).exit_code);
-  const auto before = Contents(folder_ / "out");
-  chmod((folder_ / "out").c_str(), 0750);
-  const std::string project = kProject;
-  const auto expect_untouched = [&](int exit_code, const std::string& message) {
-    const ProgramResult result = Build(project);
-    EXPECT_EQ(exit_code, result.exit_code);
-    EXPECT_NE(std::string::npos, result.err.find(message)) << result.err;
-    EXPECT_TRUE(before == Contents(folder_ / "out")) << message;
-  };
+  Succeed(build_);
+  const Contents before = Built();
   const auto names = folder_.Names();
-  folder_.Write("level.toml", "target_lufs = 1\n");
-  expect_untouched(3, folder_ / "level.toml:1: target_lufs is out of range (1, -36 to -8 LUFS)\n");
-  folder_.Write("level.toml", "");
-  folder_.Write("eq2.txt", "Channel: L\n");
-  expect_untouched(3, folder_ / "eq2.txt:1: refused");
-  folder_.Write("eq2.txt", "Preamp: 0 dB\n");
-  folder_.Write("apps", "com.a.b,CINEMA,x\n");
-  expect_untouched(3, folder_ / "apps:1: the engine rejects it");
-  folder_.Write("apps", "");
-  {
-    ProgramSurroundings full;
-    full.file_size_limit_bytes = 4096;  // less than an HRIR set
-    const ProgramResult result = RunKelda(
-        {"tune", "build", folder_ / "project.toml", "-o", folder_ / "out", "--quiet"}, full);
-    EXPECT_EQ(4, result.exit_code) << result.err;
-    EXPECT_TRUE(before == Contents(folder_ / "out"));
+  const auto expect_untouched = [&](int exit_code, const std::string& message,
+                                    const ProgramSurroundings& surroundings = {}) {
+    ExpectRefused(exit_code, message, build_, surroundings);
+    EXPECT_TRUE(before == Built()) << message;
+    EXPECT_EQ(names, folder_.Names());  // nothing is left beside it
+  };
+  const struct {
+    const char* file;
+    const char* wrong;
+    const char* good;
+    const char* message;
+  } kCases[] = {
+      {"level.toml", "target_lufs = 1\n", "",
+       ":1: target_lufs is out of range (1, -36 to -8 LUFS)\n"},
+      {"eq2.txt", "Channel: L\n", "Preamp: 0 dB\n", ":1: refused"},
+      {"apps", "com.a.b,CINEMA,x\n", "", ":1: the engine rejects it"},
+  };
+  for (const auto& [file, wrong, good, message] : kCases) {
+    folder_.Write(file, wrong);
+    expect_untouched(3, folder_ / file + message);
+    folder_.Write(file, good);
   }
-  EXPECT_EQ(names, folder_.Names());  // nothing is left beside it
-
-  std::ofstream(folder_ / "out/pcmdump.pcm") << "a capture";
-  const ProgramResult foreign = Build(project);
-  EXPECT_EQ(4, foreign.exit_code);
-  EXPECT_NE(std::string::npos, foreign.err.find("it holds \"pcmdump.pcm\"")) << foreign.err;
+  expect_untouched(4, "", {.file_size_limit_bytes = 4096});  // less than an HRIR set
+  folder_.Write("out/pcmdump.pcm", "a capture");
+  ExpectRefused(4, "it holds \"pcmdump.pcm\"", build_);
   fs::remove(folder_ / "out/pcmdump.pcm");
 
-  // A smaller set: what it no longer has goes.
-  const ProgramResult smaller = Build(
-      "applications = 'apps'\nhrtf.speaker.sofa = 'ears.sofa'\n"
-      "wired = { hrtf = 'speaker', equalizer = 'eq.txt' }\n"
-      "bluetooth = { hrtf = 'speaker', equalizer = 'eq.txt' }\n");
-  EXPECT_EQ(0, smaller.exit_code) << smaller.err;
-  const auto after = Contents(folder_ / "out");
+  // A smaller set: what it no longer has goes, and the permissions stay.
+  fs::permissions(folder_ / "out", fs::perms{0750});
+  folder_.Write("project.toml",
+                "applications = 'apps'\nhrtf.speaker.sofa = 'ears.sofa'\n"
+                "wired = { hrtf = 'speaker', equalizer = 'eq.txt' }\n"
+                "bluetooth = { hrtf = 'speaker', equalizer = 'eq.txt' }\n");
+  Succeed(build_);
+  const Contents after = Built();
   EXPECT_TRUE(after.contains("speaker.hki") && after.contains("personalized.ba"));
   EXPECT_FALSE(after.contains("standard.hki") || after.contains("wired.ba"));
-  struct stat status {};
-  ASSERT_EQ(0, stat((folder_ / "out").c_str(), &status));
-  EXPECT_EQ(0750U, status.st_mode & 0777U);
+  EXPECT_EQ(fs::perms{0750}, fs::status(folder_ / "out").permissions());
   EXPECT_EQ(names, folder_.Names());
 }
 
 TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {
-  const std::string name = folder_ / "project.toml";
-  const ProgramResult result = Build(
-      "wired = { hrtf = 'mine', equalizer = 3, volume = 1 }\n"
-      "[hrtf.standard]\ntaps = 2000\nsymmetric = 1\n");
+  folder_.Write("project.toml",
+                "wired = { hrtf = 'mine', equalizer = 3, volume = 1 }\n"
+                "[hrtf.standard]\ntaps = 2000\nsymmetric = 1\n");
+  const ProgramResult result = RunKelda(build_);
   EXPECT_EQ(3, result.exit_code);
   const std::string lines[] = {
       ":1: applications is missing",
@@ -218,21 +191,19 @@ TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {
       ":1: bluetooth is missing: which ears and equalizer it has",
   };
   for (const std::string& line : lines) {
-    EXPECT_NE(std::string::npos, result.err.find(name + line + "\n")) << line << result.err;
+    EXPECT_TRUE(Holds(result.err, project_ + line + "\n"));
   }
-  const std::string missing = kProject;
-  fs::remove(folder_ / "ears.sofa");
-  EXPECT_EQ(folder_ / "ears.sofa: cannot be opened\n", Build(missing).err);
 }
 
 // The template is a project as soon as its files are there.
 TEST_F(TuneBuild, BuildsItsTemplate) {
-  const ProgramResult shown = RunKelda({"tune", "build", "--template"});
+  folder_.Write("project.toml", Succeed({"tune", "build", "--template"}).out);
   fs::rename(folder_ / "apps", folder_ / "applications.txt");
   fs::copy(folder_ / "eq.txt", folder_ / "wired ParametricEQ.txt");
   fs::copy(folder_ / "eq.txt", folder_ / "bluetooth ParametricEQ.txt");
-  const ProgramResult result = Build(shown.out);
-  EXPECT_EQ(0, result.exit_code) << result.err;
+  Succeed(build_);
+  fs::remove(folder_ / "ears.sofa");
+  ExpectRefused(3, folder_ / "ears.sofa: cannot be opened\n", build_);
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
-// What the program reads from its user: devices, settings, timelines, block sizes.
+// The parts of `kelda render` alone: what it reads from its user, and its progress.
 #include <gtest/gtest.h>
 #include <system/audio.h>
 
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "tests/tools/refusal.h"
+#include "tests/tools/expectations.h"
 #include "tests/tools/temporary_folder.h"
 #include "tools/block_sizes.h"
 #include "tools/device_name.h"
@@ -20,26 +23,17 @@ std::string UsageRefusal(Action action) {
 }
 
 TEST(DeviceName, ReadsNamesAndNumbers) {
-  const struct {
-    const char* text;
-    audio_devices_t device;
-  } kCases[] = {
+  const std::pair<const char*, audio_devices_t> kCases[] = {
       {"wired", AUDIO_DEVICE_OUT_WIRED_HEADPHONE},
       {"Bluetooth", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP_HEADPHONES},
-      {"speaker", AUDIO_DEVICE_OUT_SPEAKER},
       {"AUDIO_DEVICE_OUT_BLE_BROADCAST", AUDIO_DEVICE_OUT_BLE_BROADCAST},
       {"audio_device_out_usb_headset", AUDIO_DEVICE_OUT_USB_HEADSET},
       {"BLUETOOTH_A2DP", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP},
-      {"bluetooth_sco_carkit", AUDIO_DEVICE_OUT_BLUETOOTH_SCO_CARKIT},
-      {"line", AUDIO_DEVICE_OUT_LINE},
       {"hearing_aid", 0x8000000},
       {"8", 8},
       {"0x84", 0x84},
-      {"0xFFFFFFFF", 0xFFFFFFFF},
-  };
-  for (const auto& [text, device] : kCases) {
-    EXPECT_EQ(device, ParseDevice(text)) << text;
-  }
+      {"0xFFFFFFFF", 0xFFFFFFFF}};
+  for (const auto& [text, device] : kCases) EXPECT_EQ(device, ParseDevice(text)) << text;
   for (const char* text : {"", "wire", "AUDIO_DEVICE_OUT_", "8x", "-1", "0x", "0x1ffffffff"}) {
     EXPECT_FALSE(ParseDevice(text)) << text;
   }
@@ -47,35 +41,26 @@ TEST(DeviceName, ReadsNamesAndNumbers) {
 
 TEST(Setting, ReadsKeysAndValues) {
   using Key = Setting::Key;
-  const struct {
-    const char* text;
-    Key key;
-    uint32_t number;
-    const char* value;
-  } kCases[] = {
-      {"mode=off", Key::kMode, 0, ""},
-      {"mode=auto", Key::kMode, 3, ""},
-      {"device=wired", Key::kDevice, 8, ""},
-      {"wired-hrtf=standard", Key::kWiredHrtf, 1, ""},
-      {"bluetooth-hrtf=personalized", Key::kBluetoothHrtf, 2, ""},
-      {"app=com.a.b", Key::kApp, 0, "com.a.b&0"},
-      {"app=com.a.b&1", Key::kApp, 0, "com.a.b&1"},
-      {"reload-apps", Key::kReloadApps, 0, ""},
-      {"property=a.b=c=d", Key::kProperty, 0, "a.b=c=d"},
-  };
-  for (const auto& [text, key, number, value] : kCases) {
+  const std::pair<const char*, Setting> kCases[] = {
+      {"mode=off", {Key::kMode, 0, ""}},
+      {"mode=auto", {Key::kMode, 3, ""}},
+      {"device=wired", {Key::kDevice, 8, ""}},
+      {"wired-hrtf=standard", {Key::kWiredHrtf, 1, ""}},
+      {"bluetooth-hrtf=personalized", {Key::kBluetoothHrtf, 2, ""}},
+      {"app=com.a.b", {Key::kApp, 0, "com.a.b&0"}},
+      {"app=com.a.b&1", {Key::kApp, 0, "com.a.b&1"}},
+      {"reload-apps", {Key::kReloadApps, 0, ""}},
+      {"property=a.b=c=d", {Key::kProperty, 0, "a.b=c=d"}}};
+  for (const auto& [text, expected] : kCases) {
     const Setting setting = ParseSetting(text);
-    EXPECT_EQ(key, setting.key) << text;
-    EXPECT_EQ(number, setting.number) << text;
-    EXPECT_EQ(value, setting.text) << text;
+    EXPECT_EQ(expected.key, setting.key) << text;
+    EXPECT_EQ(expected.number, setting.number) << text;
+    EXPECT_EQ(expected.text, setting.text) << text;
   }
 }
 
 TEST(Setting, RefusesWithTheValueAndWhatIsAllowed) {
-  const struct {
-    const char* text;
-    const char* message;
-  } kCases[] = {
+  const std::pair<const char*, const char*> kCases[] = {
       {"mode=Music", "unknown mode 'Music' (off, music, cinema, auto)"},
       {"mode", "'mode' needs a value (off|music|cinema|auto)"},
       {"wired-hrtf=speaker", "unknown HRTF type 'speaker' (standard, personalized)"},
@@ -83,42 +68,33 @@ TEST(Setting, RefusesWithTheValueAndWhatIsAllowed) {
       {"reset=1", "'reset' takes no value, but was given '1'"},
       {"property=x", "a property is NAME=VALUE, not 'x'"},
       {"property=", "a property is NAME=VALUE, not ''"},
+      {"volume=1", "unknown key 'volume' (mode, "},
+      {"device=x", "unknown device 'x' (wired, "},
   };
   for (const auto& refused : kCases) {
-    EXPECT_EQ(refused.message, UsageRefusal([&] { ParseSetting(refused.text); }));
+    const std::string message = UsageRefusal([&] { ParseSetting(refused.first); });
+    EXPECT_TRUE(message.starts_with(refused.second)) << message;
   }
-  EXPECT_EQ(0U,
-            UsageRefusal([] { ParseSetting("volume=1"); }).find("unknown key 'volume' (mode, "));
-  EXPECT_EQ(0U, UsageRefusal([] { ParseSetting("device=x"); }).find("unknown device 'x' (wired, "));
 }
 
-TEST(Timeline, ReadsAScenario) {
+TEST(Timeline, ReadsAScenarioInOrder) {
   const TemporaryFolder folder;
   folder.Write("scenario",
-               "# change of scene\n\n  2.5 mode=cinema # now\n0 device=wired\n1e-1\treset");
+               "# change of scene\n\n  2.5 mode=cinema # now\n0 device=wired\n1e-1\treset\n"
+               "2.5 mode=off");
   const auto changes = InOrder(ReadScenario(folder / "scenario"));
-  ASSERT_EQ(3U, changes.size());
+  ASSERT_EQ(4U, changes.size());
   EXPECT_EQ(0, changes[0].frame);
   EXPECT_EQ(4800, changes[1].frame);
   EXPECT_EQ(Setting::Key::kReset, changes[1].setting.key);
   EXPECT_EQ(120000, changes[2].frame);
-  EXPECT_EQ(2U, changes[2].setting.number);
-}
-
-TEST(Timeline, KeepsTheOrderOfChangesAtTheSameTime) {
-  const auto changes =
-      InOrder({ParseTimedSetting("1", "mode=off", "a"), ParseTimedSetting("0", "mode=off", "b"),
-               ParseTimedSetting("1", "mode=auto", "c")});
-  EXPECT_EQ("bac", changes[0].origin + changes[1].origin + changes[2].origin);
+  EXPECT_EQ(2U, changes[2].setting.number);  // of two at the same time, the first stays so
 }
 
 TEST(Timeline, RefusesWithFileAndLine) {
   const TemporaryFolder folder;
   const std::string file = folder / "s";
-  const struct {
-    const char* text;
-    const char* message;
-  } kCases[] = {
+  const std::pair<const char*, const char*> kCases[] = {
       {"0 mode=off\n-1 mode=off\n", ":2: not a time in seconds: '-1' (0 to 10000000)"},
       {"nan mode=off\n", ":1: not a time in seconds: 'nan' (0 to 10000000)"},
       {"1s mode=off\n", ":1: not a time in seconds: '1s' (0 to 10000000)"},
@@ -130,9 +106,10 @@ TEST(Timeline, RefusesWithFileAndLine) {
     folder.Write("s", text);
     EXPECT_EQ(file + message, UsageRefusal([&] { ReadScenario(file); }));
   }
-  EXPECT_EQ(folder / "none" + ": cannot be read",
-            UsageRefusal([&] { ReadScenario(folder / "none"); }));
-  EXPECT_EQ(folder / "" + ": cannot be read", UsageRefusal([&] { ReadScenario(folder / ""); }));
+  for (const char* name : {"none", ""}) {  // the second is the folder
+    EXPECT_EQ(folder / name + ": cannot be read",
+              UsageRefusal([&] { ReadScenario(folder / name); }));
+  }
 }
 
 TEST(BlockSizes, ReadsAndRepeats) {
@@ -145,14 +122,14 @@ TEST(BlockSizes, ReadsAndRepeats) {
   const BlockRange range = ParseBlockRange("random:1020-1028");
   BlockSizes sizes(range, 5);
   BlockSizes again(range, 5);
-  bool reached[9] = {};
+  std::set<size_t> reached;
   for (int i = 0; i < 1000; ++i) {
     const size_t frames = sizes.Next();
     ASSERT_EQ(frames, again.Next());
     ASSERT_TRUE(frames >= 1020 && frames <= 1028 && frames != kPeriodFrames) << frames;
-    reached[frames - 1020] = true;
+    reached.insert(frames);
   }
-  EXPECT_TRUE(reached[0] && reached[8]);
+  EXPECT_TRUE(reached.contains(1020) && reached.contains(1028));
 }
 
 TEST(Progress, SaysPartTimeSpeedAndRest) {
