@@ -6,9 +6,13 @@
 namespace kelda {
 namespace {
 
-void AbortUnlessIndexable(int frames, int channels) {
-  int samples;
-  if (__builtin_mul_overflow(frames, channels, &samples)) std::abort();
+// An index is stride * count + offset.
+void AbortUnlessIndexable(int stride, int count, int offset) {
+  int index;
+  if (__builtin_mul_overflow(stride, count, &index) ||
+      __builtin_add_overflow(index, offset, &index)) {
+    std::abort();
+  }
 }
 
 // Stereo is what the chain runs on: with both strides known the compiler turns
@@ -85,7 +89,10 @@ bool PlanesOfSlots(const int* table, int channels, int (&planes)[kMostChannels])
 void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* interleaved,
                                 int frames, int channels, const int* table) {
   if (frames < 1 || channels < 1) return;
-  AbortUnlessIndexable(std::max(frames, plane_frames), channels);
+  AbortUnlessIndexable(std::max(frames, plane_frames), channels, 0);
+  for (int c = 0; table != nullptr && c < channels; ++c) {
+    AbortUnlessIndexable(plane_frames, table[c], frames - 1);
+  }
   if (channels == 2 && table == nullptr) {
     StereoToPlanar(planar, planar + plane_frames, interleaved, frames);
     return;
@@ -112,7 +119,10 @@ void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* in
 void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int frames,
                                     int channels, const int* table) {
   if (frames < 1 || channels < 1) return;
-  AbortUnlessIndexable(frames, channels);
+  AbortUnlessIndexable(frames, channels, 0);
+  for (int c = 0; table != nullptr && c < channels; ++c) {
+    AbortUnlessIndexable(channels, frames - 1, table[c]);
+  }
   if (channels == 2 && table == nullptr) {
     StereoToInterleave(interleaved, planar, planar + frames, frames);
     return;

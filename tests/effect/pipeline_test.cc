@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <limits>
 #include <numeric>
 #include <random>
 
@@ -72,6 +74,15 @@ TEST(MatrixConversionTest, LeavesAloneWhatNoEntryNames) {
     MatrixConversion::ToPlanar(nullptr, nullptr, frames, channels, nullptr);
     MatrixConversion::ToInterleave(nullptr, nullptr, frames, channels, nullptr);
   }
+}
+
+TEST(MatrixConversionTest, AbortsAtAnIndexThatDoesNotFit) {
+  const testing::KilledBySignal kAborted(SIGABRT);
+  constexpr int kFar[] = {0, std::numeric_limits<int>::max()};
+  std::vector<float> in(4), out(4);
+  EXPECT_EXIT(MatrixConversion::ToPlanar(out.data(), in.data(), 1 << 30, 2, nullptr), kAborted, "");
+  EXPECT_EXIT(MatrixConversion::ToPlanar(out.data(), in.data(), 2, 2, kFar), kAborted, "");
+  EXPECT_EXIT(MatrixConversion::ToInterleave(out.data(), in.data(), 2, 2, kFar), kAborted, "");
 }
 
 TEST(SequencerTest, ReordersChannelsOnTheWayInOnly) {
