@@ -43,11 +43,13 @@ Status ReadConfigFile(const char* directory, const char* file, std::string& data
   }
   std::string_view name(text, static_cast<size_t>(count));
   name.remove_prefix(std::min(name.find_first_not_of(kWhitespace), name.size()));
-  name = name.substr(0, name.find_first_of(kWhitespace));
+  const size_t end = name.find_first_of(kWhitespace);
+  const bool cut = end == std::string_view::npos && count == ptrdiff_t{kMaxConfigBytes};
+  name = name.substr(0, end);
   if (name.empty()) {
     return kConfigNoName;
   }
-  if (!IsPlainName(name)) {
+  if (cut || !IsPlainName(name)) {
     return kConfigBadName;
   }
   data_path = folder + std::string(name);

@@ -45,7 +45,7 @@ Status ReadDataFile(const std::string& path, const DataKind& kind, std::vector<s
   if (file.size_bytes() > kind.max_bytes) {
     return kDataTooLong;
   }
-  std::vector<std::byte> read(file.size_bytes());
+  std::vector<std::byte> read(static_cast<size_t>(file.size_bytes()));
   if (file.Read(read) != static_cast<ptrdiff_t>(read.size())) {
     return kDataUnreadable;
   }

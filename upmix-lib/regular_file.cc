@@ -18,7 +18,7 @@ RegularFile::RegularFile(const std::string& path)
     error_ = Error::kNotRegular;
     return;
   }
-  size_bytes_ = static_cast<size_t>(info.st_size);
+  size_bytes_ = static_cast<uint64_t>(info.st_size);
   error_ = Error::kNone;
 }
 

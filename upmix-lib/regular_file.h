@@ -2,6 +2,7 @@
 #define KELDA_UPMIX_LIB_REGULAR_FILE_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -19,7 +20,7 @@ class RegularFile {
   RegularFile& operator=(const RegularFile&) = delete;
 
   Error error() const { return error_; }
-  size_t size_bytes() const { return size_bytes_; }  // when it was opened
+  uint64_t size_bytes() const { return size_bytes_; }  // when it was opened
 
   // Reads up to bytes.size() bytes from the current position, fewer only at the end of
   // the file. Returns how many, or -1 after a read error.
@@ -27,7 +28,7 @@ class RegularFile {
 
  private:
   int descriptor_ = -1;
-  size_t size_bytes_ = 0;
+  uint64_t size_bytes_ = 0;
   Error error_ = Error::kMissing;
 };
 

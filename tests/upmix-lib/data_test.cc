@@ -120,19 +120,21 @@ TEST(ConfigFile, FirstTokenNamesAFileBesideIt) {
   const TempDirectory directory;
   const char* const path = directory.path().c_str();
   const std::string longest(kMaxNameBytes, 'n'), too_long = longest + "n";
+  const std::string cut = std::string(4090, ' ') + "my.ba.more";  // beyond what is read
   using namespace std::string_view_literals;
   const struct {
     std::string_view text;
     Status status;
     std::string_view name;
   } kRows[] = {
-      {"my.ba"sv, kOk, "my.ba"sv},         {" \r\n\tmy.ba\r\nother.ba\n"sv, kOk, "my.ba"sv},
-      {"my.ba\v#"sv, kOk, "my.ba"sv},      {longest, kOk, longest},
-      {too_long, kConfigBadName, {}},      {"/etc/passwd"sv, kConfigBadName, {}},
-      {"a/b"sv, kConfigBadName, {}},       {".."sv, kConfigBadName, {}},
-      {"a..b"sv, kConfigBadName, {}},      {"my.ba\0"sv, kConfigBadName, {}},
-      {"my\x7F.ba"sv, kConfigBadName, {}}, {"my\x1B.ba"sv, kConfigBadName, {}},
-      {""sv, kConfigNoName, {}},           {" \n\t "sv, kConfigNoName, {}}};
+      {"my.ba"sv, kOk, "my.ba"sv},           {" \r\n\tmy.ba\r\nother.ba\n"sv, kOk, "my.ba"sv},
+      {"my.ba\v#"sv, kOk, "my.ba"sv},        {longest, kOk, longest},
+      {too_long, kConfigBadName, {}},        {cut, kConfigBadName, {}},
+      {"/etc/passwd"sv, kConfigBadName, {}}, {"a/b"sv, kConfigBadName, {}},
+      {".."sv, kConfigBadName, {}},          {"a..b"sv, kConfigBadName, {}},
+      {"my.ba\0"sv, kConfigBadName, {}},     {"my\x7F.ba"sv, kConfigBadName, {}},
+      {"my\x1B.ba"sv, kConfigBadName, {}},   {""sv, kConfigNoName, {}},
+      {" \n\t "sv, kConfigNoName, {}}};
   for (const auto& row : kRows) {
     directory.Write("config", row.text);
     std::string data_path = "untouched";
