@@ -46,8 +46,6 @@ const char* Text(upmix_lib::Status status) {
       return "not made for 48 kHz";
     case kBadText:
       return "holds a text without an end";
-    case kInconsistent:
-      return "holds numbers that contradict each other";
     default:
       return "cannot be used";
   }

@@ -6,6 +6,7 @@
 #include <complex>
 #include <numbers>
 
+#include "upmix-lib/decibels.h"
 #include "upmix-lib/input_guard.h"
 
 namespace kelda::upmix_lib {
@@ -27,8 +28,6 @@ constexpr float kDirectEmphasis = 6.0f;
 constexpr float kSpeechLow_hz = 120.0f;
 constexpr float kSpeechHigh_hz = 9000.0f;
 constexpr float kCentreOutsideSpeech = 0.7f;
-
-float GainFromDb(float db) { return std::pow(10.0f, db / 20.0f); }
 
 RoomParameters CinemaRoom(const CinemaParameters& parameters) {
   RoomParameters room = {};
@@ -70,10 +69,10 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   tuning.decorrelation = 1.0f;
   tuning.wide_amount = parameters.width;
 
-  const float output = GainFromDb(parameters.output_gain_db);
-  std::fill_n(tuning.plane_gain, kPlanes, output * GainFromDb(parameters.surround_level_db));
+  const float output = AmplitudeFromDb(parameters.output_gain_db);
+  std::fill_n(tuning.plane_gain, kPlanes, output * AmplitudeFromDb(parameters.surround_level_db));
   tuning.plane_gain[kFL] = tuning.plane_gain[kFR] = output;
-  tuning.plane_gain[kFC] = output * GainFromDb(parameters.dialogue_level_db);
+  tuning.plane_gain[kFC] = output * AmplitudeFromDb(parameters.dialogue_level_db);
   return tuning;
 }
 
@@ -104,7 +103,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
   if (responses.taps > 0) {
     room_.emplace(responses, hrirs.directions);
   }
-  const float bass_gain = GainFromDb(parameters.bass_level_db + parameters.output_gain_db);
+  const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
   }

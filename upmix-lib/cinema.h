@@ -13,7 +13,6 @@
 #define KELDA_UPMIX_LIB_CINEMA_H_
 
 #include <optional>
-#include <vector>
 
 #include "platform/nonblocking.h"
 #include "upmix-lib/cinema_bass.h"

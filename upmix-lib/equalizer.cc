@@ -1,20 +1,18 @@
 #include "upmix-lib/equalizer.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <vector>
 
 #include "upmix-lib/biquad_design.h"
 #include "upmix-lib/convolver.h"
 #include "upmix-lib/data_file.h"
+#include "upmix-lib/decibels.h"
 #include "upmix-lib/equalizer_bands.h"
 #include "upmix-lib/input_guard.h"
 
 namespace kelda::upmix_lib {
 namespace {
-
-double AmplitudeOf(float level_db) { return std::pow(10.0, static_cast<double>(level_db) / 20); }
 
 std::vector<Biquad> DesignAll(const std::vector<EqualizerBand>& bands) {
   std::vector<Biquad> biquads(bands.size());
@@ -26,7 +24,7 @@ class BandEqualizer final : public Equalizer {
  public:
   explicit BandEqualizer(const EqualizerTuning& tuning)
       : cascade_(DesignAll(tuning.curves.front().bands), DesignAll(tuning.curves.back().bands),
-                 AmplitudeOf(tuning.preamp_db)) {}
+                 AmplitudeFromDb<double>(tuning.preamp_db)) {}
 
   void Process(float* left, float* right) override { cascade_.Process(left, right); }
   void Flush() override { cascade_.Flush(); }
@@ -52,7 +50,7 @@ class FirEqualizer final : public Equalizer {
  private:
   // [input][ear][tap]: each channel's taps, and none from one channel to the other.
   static std::vector<float> Responses(const EqualizerTuning& tuning) {
-    const auto gain = static_cast<float>(AmplitudeOf(tuning.preamp_db));
+    const auto gain = static_cast<float>(AmplitudeFromDb<double>(tuning.preamp_db));
     const std::vector<float>& left = tuning.curves.front().taps;
     const std::vector<float>& right = tuning.curves.back().taps;
     std::vector<float> responses(4 * left.size());

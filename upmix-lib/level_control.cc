@@ -2,14 +2,13 @@
 
 #include <cmath>
 
+#include "upmix-lib/decibels.h"
 #include "upmix-lib/input_guard.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
 constexpr double kBlockS = static_cast<double>(kBlockFrames) / kSampleRateHz;
-
-float AmplitudeOf(double level_db) { return static_cast<float>(std::pow(10.0, level_db / 20)); }
 
 // Multiplies interleaved frames by a gain that moves evenly from `from` to `to`.
 void Ramp(float* frames, float from, float to) {
@@ -42,11 +41,11 @@ void LevelControl::Process(const float* in, float* out) {
   if (meter_.Process(frames, kBlockFrames)) {
     UpdateWantedGain();
   }
-  const float before = AmplitudeOf(gain_.gain_db());
+  const auto before = static_cast<float>(AmplitudeFromDb(gain_.gain_db()));
   if (meter_.sounding()) {
     gain_.Approach(wanted_gain_db_, kBlockS, parameters_);
   }
-  Ramp(frames, before, AmplitudeOf(gain_.gain_db()));
+  Ramp(frames, before, static_cast<float>(AmplitudeFromDb(gain_.gain_db())));
   limiter_.Process(out);
 }
 

@@ -1,5 +1,4 @@
 // The C entries of the level control.
-#include <cstring>
 #include <memory>
 #include <new>
 #include <type_traits>

@@ -1,14 +1,10 @@
 #include "upmix-lib/music_upmix.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "upmix-lib/decibels.h"
 
 namespace kelda::upmix_lib {
-namespace {
-
-float GainFromDb(float db) { return std::pow(10.0f, db / 20.0f); }
-
-}  // namespace
 
 PlaneTuning MusicTuning(const MusicParameters& parameters) {
   PlaneTuning tuning;
@@ -25,9 +21,9 @@ PlaneTuning MusicTuning(const MusicParameters& parameters) {
   tuning.decorrelation = parameters.decorrelation;
   tuning.wide_amount = parameters.wide_amount;
 
-  const float output = GainFromDb(parameters.output_gain_db);
-  const float centre = output * GainFromDb(parameters.centre_level_db);
-  const float surround = output * GainFromDb(parameters.surround_level_db);
+  const float output = AmplitudeFromDb(parameters.output_gain_db);
+  const float centre = output * AmplitudeFromDb(parameters.centre_level_db);
+  const float surround = output * AmplitudeFromDb(parameters.surround_level_db);
   const float gains[kPlanes] = {output, output, centre, surround, surround, surround, surround};
   std::copy_n(gains, kPlanes, tuning.plane_gain);
   return tuning;

@@ -1,6 +1,6 @@
 // The music upmix's entry points.
 #include <cstdint>
-#include <cstring>
+#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -24,9 +24,8 @@ static_assert(std::is_trivially_destructible_v<MusicInstance>);
 constexpr uint32_t kWorkBytes = sizeof(MusicInstance) + alignof(MusicInstance) - 1;
 
 void* Aligned(void* work) {
-  constexpr uintptr_t kMask = alignof(MusicInstance) - 1;
-  const auto address = reinterpret_cast<uintptr_t>(work);
-  return static_cast<char*>(work) + (((address + kMask) & ~kMask) - address);
+  size_t space = kWorkBytes;
+  return std::align(alignof(MusicInstance), sizeof(MusicInstance), work, space);
 }
 
 MusicInstance* Find(void* work) {

@@ -52,10 +52,9 @@ enum Status : int32_t {
   kOutOfRange = 402,     // a number is outside its range
   kBadCount = 403,       // a count is outside its range or contradicts the length
   kBadType = 404,        // an enumerated value is unknown
-  kBadReserved = 405,    // a reserved word is not zero
+  kBadReserved = 405,    // a reserved integer is not zero
   kBadSampleRate = 406,  // not made for 48 kHz
   kBadText = 407,        // a text field has no terminating zero
-  kInconsistent = 408,   // values that are fine alone contradict each other
 
   kOutOfMemory = 501,
   kTooManyInstances = 502,  // all slots of the component are taken
