@@ -2,8 +2,8 @@
 
 #include <android/log.h>
 
-#include "diagnostics/may_block.h"
 #include "platform/data_directory.h"
+#include "platform/may_block.h"
 
 namespace kelda {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "diagnostics/may_block.h"
+#include "platform/may_block.h"
 
 namespace kelda {
 namespace {

@@ -1,9 +1,9 @@
 // The audio entry of an instance.
 #include <android/log.h>
 
-#include "diagnostics/may_block.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
+#include "platform/may_block.h"
 
 namespace kelda {
 namespace {

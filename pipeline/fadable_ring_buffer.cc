@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "diagnostics/may_block.h"
+#include "platform/may_block.h"
 
 namespace kelda {
 namespace {

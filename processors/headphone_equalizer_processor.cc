@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
+#include "platform/may_block.h"
 
 namespace kelda {
 namespace {

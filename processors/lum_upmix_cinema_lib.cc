@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <optional>
 
-#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
+#include "platform/may_block.h"
 #include "processors/config_path.h"
 #include "processors/processing_block.h"
 #include "processors/upmix_lib.h"

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
+#include "platform/may_block.h"
 #include "processors/upmix_lib.h"
 
 namespace kelda {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "diagnostics/may_block.h"
 #include "engine/tuning_files.h"
+#include "platform/may_block.h"
 #include "processors/processing_block.h"
 #include "processors/upmix_lib.h"
 

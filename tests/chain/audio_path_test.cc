@@ -16,7 +16,7 @@
 #include <string_view>
 #include <thread>
 
-#include "diagnostics/may_block.h"
+#include "platform/may_block.h"
 #include "tests/chain/instance.h"
 #include "tests/upmix-lib/components.h"
 

@@ -1,6 +1,6 @@
 // What may block the audio thread: all of it.
-#ifndef KELDA_DIAGNOSTICS_MAY_BLOCK_H_
-#define KELDA_DIAGNOSTICS_MAY_BLOCK_H_
+#ifndef KELDA_PLATFORM_MAY_BLOCK_H_
+#define KELDA_PLATFORM_MAY_BLOCK_H_
 
 #include "platform/nonblocking.h"
 
@@ -53,4 +53,4 @@ void MayBlock(BlockingReason, const Work& work) KELDA_NONBLOCKING {
 
 }  // namespace kelda
 
-#endif  // KELDA_DIAGNOSTICS_MAY_BLOCK_H_
+#endif  // KELDA_PLATFORM_MAY_BLOCK_H_
