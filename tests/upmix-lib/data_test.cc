@@ -261,10 +261,13 @@ TEST(HrirFile, DamageIsRefusedByItsOwnStatus) {
     EXPECT_EQ(CreateVirtualizer(With(good, offset, word, kHrirKind)), status)
         << offset << ' ' << word;
   }
-  Bytes endless = good;
-  std::fill_n(endless.begin() + offsetof(HrirInfo, source) + info, 128, std::byte{'x'});
-  Seal(endless, kHrirKind);
-  EXPECT_EQ(CreateVirtualizer(endless), kBadText);
+  for (const auto& [text, bytes] : {std::pair{offsetof(HrirInfo, source), sizeof(HrirInfo::source)},
+                                    {offsetof(HrirInfo, licence), sizeof(HrirInfo::licence)}}) {
+    Bytes endless = good;
+    std::fill_n(endless.begin() + static_cast<ptrdiff_t>(info + text), bytes, std::byte{'x'});
+    Seal(endless, kHrirKind);
+    EXPECT_EQ(CreateVirtualizer(endless), kBadText);
+  }
   ExpectCutsAreRefused(good, kHrirKind, CreateVirtualizer);
 }
 

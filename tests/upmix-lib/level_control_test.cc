@@ -8,6 +8,7 @@
 
 #include "tests/upmix-lib/components.h"
 #include "upmix-lib/level_control.h"
+#include "upmix-lib/true_peak.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -66,6 +67,18 @@ TEST(LoudnessMeter, MeasuresAfreshAfterAPause) {
 }
 
 // One wild sample does not silence the programme.
+TEST(TruePeak, ReadsTopsBetweenFrames) {
+  constexpr int kReach = TruePeak::kReachFrames;
+  for (const double top : {0.25, 0.5, 0.75}) {  // frames behind the chunk's first
+    Signal left_only(2 * (TruePeak::kChunkFrames + 2 * kReach));
+    for (int i = 0; i < TruePeak::kChunkFrames + 2 * kReach; ++i) {
+      left_only[2 * static_cast<std::size_t>(i)] =
+          static_cast<float>(std::cos(std::numbers::pi / 2 * (i - kReach - top)));
+    }
+    EXPECT_NEAR(TruePeak().OfChunk(&left_only[2 * kReach]), 1, 0.01) << top;
+  }
+}
+
 TEST(LevelControl, BringsProgrammesToTheTarget) {
   const double target_lufs = LevelDefaults().target_lufs;
   for (Planes programme : {Music(20, 3), Speech(20, 4)}) {
