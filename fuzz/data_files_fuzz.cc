@@ -20,9 +20,10 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-void ReadCapture(const std::string& path) {
+// In the layout of its name, or that it looks like.
+void ReadCapture(const std::string& path, const std::string& name) {
   tools::CaptureReader capture(path);
-  const tools::CaptureLayout layout = tools::GuessLayout("capture.pcm", capture.head()).layout;
+  const tools::CaptureLayout layout = tools::GuessLayout(name, capture.head()).layout;
   tools::CaptureAnalysis analysis(layout.channels);
   std::vector<float> frames;
   do {
@@ -60,7 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   std::vector<std::byte> file(size);
   std::copy_n(std::as_bytes(std::span(data, size)).begin(), size, file.begin());
   directory.Write("file", file);
-  ReadCapture(directory.File("file"));
+  ReadCapture(directory.File("file"), "capture.pcm");
+  ReadCapture(directory.File("file"), "rawfile_a_hpeq.raw");
   Inspect(directory.File("file"));
   if (SealByMagic(file)) {
     directory.Write("file", file);
