@@ -65,7 +65,8 @@ InspectedFile InspectData(const std::filesystem::path& path, const KnownKind& kn
   Status status = upmix_lib::ReadDataFile(path.string(), *known.kind, file);
   if (status != upmix_lib::kOk) {
     upmix_lib::RegularFile raw(path.string());
-    std::vector<std::byte> bytes(std::min<size_t>(raw.size_bytes(), known.kind->max_bytes));
+    std::vector<std::byte> bytes(
+        static_cast<size_t>(std::min<uint64_t>(raw.size_bytes(), known.kind->max_bytes)));
     bytes.resize(static_cast<size_t>(std::max<ptrdiff_t>(raw.Read(bytes), 0)));
     result.problem = DescribeContainer(status, *known.kind, bytes);
     return result;

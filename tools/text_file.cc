@@ -25,7 +25,7 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
     throw FileFailure(path.string() + ": too large (" + std::to_string(file.size_bytes()) +
                       " bytes, at most " + std::to_string(max_bytes) + ")");
   }
-  std::string bytes(file.size_bytes(), '\0');
+  std::string bytes(static_cast<std::size_t>(file.size_bytes()), '\0');
   if (file.Read(std::as_writable_bytes(std::span(bytes))) != std::ssize(bytes)) {
     throw FileFailure(path.string() + ": cannot be read");
   }
