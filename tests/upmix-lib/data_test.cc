@@ -120,7 +120,8 @@ TEST(ConfigFile, FirstTokenNamesAFileBesideIt) {
   const TempDirectory directory;
   const char* const path = directory.path().c_str();
   const std::string longest(kMaxNameBytes, 'n'), too_long = longest + "n";
-  const std::string cut = std::string(4090, ' ') + "my.ba.more";  // beyond what is read
+  std::string cut(4090, ' ');
+  cut += "my.ba.more";  // beyond what is read
   using namespace std::string_view_literals;
   const struct {
     std::string_view text;
