@@ -1,23 +1,34 @@
 package com.example.keldaupmix;
 
+import android.Manifest;
 import android.content.BroadcastReceiver;
 import android.content.Context;
 import android.content.Intent;
+import android.content.IntentFilter;
+import android.media.AudioManager;
 import android.media.audiofx.AudioEffect;
+import android.util.Log;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.util.UUID;
 
 /**
- * The effect's parameters for the system application that owns it; copy it into the
- * application, under its package. Needs the platform's hidden API (platform_apis: true) and
- * MODIFY_AUDIO_SETTINGS. One object controls the instance of one audio session.
+ * The effect, for the system application that owns it; copy this file into the application,
+ * under its package. It keeps what the listener has chosen, and one instance of the effect on
+ * the output mix while the mode is another than off. An instance does not survive the audio
+ * server: when that has started again, a new one takes over the choices.
+ *
+ * <p>Needs the platform's hidden API (platform_apis: true) and the permissions
+ * MODIFY_AUDIO_SETTINGS (the output mix) and MODIFY_AUDIO_ROUTING (news of the audio server).
+ * The process has to live as long as the effect is to be heard. Setters return
+ * AudioEffect.SUCCESS or one of its errors; the choice is kept either way.
  */
 public final class KeldaUpmix implements AutoCloseable {
     public static final int MODE_OFF = 0, MODE_MUSIC = 1, MODE_CINEMA = 2, MODE_AUTO = 3;
     public static final int HRTF_STANDARD = 1, HRTF_PERSONALIZED = 2;
 
+    private static final String TAG = "KeldaUpmix";
     private static final int PARAM_MODE = 0;
     private static final int PARAM_WIRED_HRTF = 1;
     private static final int PARAM_BLUETOOTH_HRTF = 2;
@@ -27,64 +38,133 @@ public final class KeldaUpmix implements AutoCloseable {
     private static final UUID ID = UUID.fromString("3f8a61c2-9d47-4b1e-8c05-d2e97a4b6f10");
     /** Above that of applications, so that none takes the control away. */
     private static final int PRIORITY = 1000;
+    /**
+     * The output mix. On the session of a player the framework has an effect add its output to
+     * what the other players have left in the buffer. This one overwrites it.
+     */
+    private static final int SESSION = 0;
 
-    private final AudioEffect effect;
+    private final AudioManager audioManager;
+    /** Null while the mode is off, and while there is no audio server. */
+    private AudioEffect effect;
+    private int mode = MODE_OFF;
+    /** Null until they are chosen: the tuning says what the effect begins with. */
+    private byte[] wiredHrtf, bluetoothHrtf, playingApp;
 
-    /** Session 0 is everything that its output plays. */
-    public KeldaUpmix(int session) {
-        effect = new AudioEffect(ID, ID, PRIORITY, session);
-        effect.setEnabled(true);
+    public KeldaUpmix(Context context) {
+        audioManager = context.getSystemService(AudioManager.class);
+        audioManager.setAudioServerStateCallback(context.getMainExecutor(),
+                new AudioManager.AudioServerStateCallback() {
+                    @Override
+                    public void onAudioServerDown() {
+                        release();
+                    }
+
+                    @Override
+                    public void onAudioServerUp() {
+                        release();
+                        setMode(getMode());
+                    }
+                });
     }
 
-    public int setMode(int mode) {
-        return set(PARAM_MODE, mode);
+    /** Off gives the instance back: while one is enabled, nothing plays by compressed offload. */
+    public synchronized int setMode(int mode) {
+        this.mode = mode;
+        if (mode == MODE_OFF) {
+            release();
+            return AudioEffect.SUCCESS;
+        }
+        return effect == null ? create() : set(PARAM_MODE, word(mode));
     }
 
-    public int getMode() {
-        byte[] value = new byte[4];
-        int status = effect.getParameter(word(PARAM_MODE), value);
-        return status < 0 ? status
-                : ByteBuffer.wrap(value).order(ByteOrder.LITTLE_ENDIAN).getInt();
+    public synchronized int getMode() {
+        return mode;
     }
 
-    public int setWiredHrtf(int type) {
-        return set(PARAM_WIRED_HRTF, type);
+    public synchronized int setWiredHrtf(int type) {
+        wiredHrtf = word(type);
+        return set(PARAM_WIRED_HRTF, wiredHrtf);
     }
 
-    public int setBluetoothHrtf(int type) {
-        return set(PARAM_BLUETOOTH_HRTF, type);
-    }
-
-    public int reloadTunedApps() {
-        return set(PARAM_RELOAD_TUNED_APP_LIST, 0);
+    public synchronized int setBluetoothHrtf(int type) {
+        bluetoothHrtf = word(type);
+        return set(PARAM_BLUETOOTH_HRTF, bluetoothHrtf);
     }
 
     /** The application that plays now; {@code film} has one that is not listed play as cinema. */
-    public int setPlayingApp(String packageName, boolean film) {
-        byte[] text = (packageName + '&' + (film ? '1' : '0')).getBytes(StandardCharsets.UTF_8);
-        return effect.setParameter(word(PARAM_APP_PACKAGE), text);
+    public synchronized int setPlayingApp(String packageName, boolean film) {
+        playingApp = (packageName + '&' + (film ? '1' : '0')).getBytes(StandardCharsets.UTF_8);
+        return set(PARAM_APP_PACKAGE, playingApp);
+    }
+
+    public synchronized int reloadTunedApps() {
+        return set(PARAM_RELOAD_TUNED_APP_LIST, word(0));
     }
 
     @Override
     public void close() {
-        effect.release();
+        audioManager.clearAudioServerStateCallback();
+        release();
     }
 
-    private int set(int parameter, int value) {
-        return effect.setParameter(word(parameter), word(value));
+    private int create() {
+        try {
+            effect = new AudioEffect(ID, ID, PRIORITY, SESSION);
+        } catch (RuntimeException e) {
+            Log.e(TAG, "no instance of the effect", e);
+            return AudioEffect.ERROR_NO_INIT;
+        }
+        if (wiredHrtf != null) set(PARAM_WIRED_HRTF, wiredHrtf);
+        if (bluetoothHrtf != null) set(PARAM_BLUETOOTH_HRTF, bluetoothHrtf);
+        if (playingApp != null) set(PARAM_APP_PACKAGE, playingApp);
+        int status = set(PARAM_MODE, word(mode));
+        return status == AudioEffect.SUCCESS ? effect.setEnabled(true) : status;
+    }
+
+    private synchronized void release() {
+        if (effect != null) effect.release();
+        effect = null;
+    }
+
+    private int set(int parameter, byte[] value) {
+        return effect == null ? AudioEffect.SUCCESS : effect.setParameter(word(parameter), value);
     }
 
     private static byte[] word(int value) {
         return ByteBuffer.allocate(4).order(ByteOrder.LITTLE_ENDIAN).putInt(value).array();
     }
 
-    /** What kelda-adb sends; register it on debuggable builds only. */
+    /** Takes what kelda-adb sends; for debuggable builds only. */
     public final class Receiver extends BroadcastReceiver {
         public static final String ACTION = "vendor.kelda.action.SET_PARAMETER";
 
+        /**
+         * The system delivers such broadcasts to no receiver of a manifest. The sender, adb's
+         * shell, is another application, hence "exported"; it holds DUMP, which others do not.
+         */
+        public void register(Context context) {
+            context.registerReceiver(this, new IntentFilter(ACTION), Manifest.permission.DUMP,
+                    null, Context.RECEIVER_EXPORTED);
+        }
+
         @Override
         public void onReceive(Context context, Intent intent) {
-            set(intent.getIntExtra("parameter", PARAM_MODE), intent.getIntExtra("value", MODE_OFF));
+            int value = intent.getIntExtra("value", 0);
+            switch (intent.getIntExtra("parameter", -1)) {
+                case PARAM_MODE:
+                    setMode(value);
+                    break;
+                case PARAM_WIRED_HRTF:
+                    setWiredHrtf(value);
+                    break;
+                case PARAM_BLUETOOTH_HRTF:
+                    setBluetoothHrtf(value);
+                    break;
+                case PARAM_RELOAD_TUNED_APP_LIST:
+                    reloadTunedApps();
+                    break;
+            }
         }
     }
 }
