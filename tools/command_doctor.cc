@@ -73,7 +73,8 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
   SetProperty("vendor.kelda.effect=1");
   UseTuningDirectory(directory);
   const TuningTrial trial = TryTuning(EffectLibrary(DefaultEffectLibrary()));
-  std::printf("heard\n");
+  std::printf(
+      "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 %% LOWER)\n");
   for (const Heard& heard : trial.heard) {
     std::printf("  %-38s %s\n", heard.situation.c_str(), Sentence(heard).c_str());
     fine = fine && heard.sound == Heard::Sound::kUpmixed && heard.missing.empty();

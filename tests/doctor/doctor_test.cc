@@ -113,6 +113,7 @@ TEST_F(TuningDoctor, FindsTheDefaultTuningWhole) {
       ExpectHeard(mode + output + "personalized ears", "as it should be");
     }
   }
+  EXPECT_TRUE(Holds(report_, "AT 44100 HZ ALL FREQUENCIES ARE 8 % LOWER"));
   EXPECT_FALSE(Holds(report_, "the effect's log")) << report_;
 }
 
