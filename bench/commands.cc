@@ -9,7 +9,7 @@
 #include <string>
 
 #include "bench/against_copy.h"
-#include "tools/effect_session.h"
+#include "tools/framework/effect_session.h"
 
 namespace kelda::bench {
 namespace {

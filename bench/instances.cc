@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "bench/against_copy.h"
-#include "tools/effect_session.h"
+#include "tools/framework/effect_session.h"
 
 namespace kelda::bench {
 namespace {

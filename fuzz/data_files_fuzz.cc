@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "tests/upmix-lib/temp_directory.h"
-#include "tools/capture_analysis.h"
-#include "tools/capture_reader.h"
-#include "tools/inspected_file.h"
+#include "tools/capture/capture_analysis.h"
+#include "tools/capture/capture_reader.h"
+#include "tools/inspect/inspected_file.h"
 #include "upmix-lib/data_file.h"
 
 using namespace kelda;

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "tests/upmix-lib/temp_directory.h"
-#include "tools/failure.h"
-#include "tools/sofa_hrirs.h"
+#include "tools/core/failure.h"
+#include "tools/ears/sofa_hrirs.h"
 #include "upmix-lib/crc32.h"
 
 using namespace kelda;

@@ -8,14 +8,14 @@
 #include "engine/tuning_files.h"
 #include "fuzz/quiet_log.h"
 #include "tests/upmix-lib/temp_directory.h"
-#include "tools/app_list_check.h"
-#include "tools/equalizer_design.h"
-#include "tools/failure.h"
-#include "tools/inspected_file.h"
-#include "tools/parameter_sets.h"
-#include "tools/preset_toml.h"
-#include "tools/timeline.h"
-#include "tools/tuning_project.h"
+#include "tools/core/failure.h"
+#include "tools/equalizer/equalizer_design.h"
+#include "tools/inspect/inspected_file.h"
+#include "tools/presets/parameter_sets.h"
+#include "tools/presets/preset_toml.h"
+#include "tools/render/timeline.h"
+#include "tools/tune/app_list_check.h"
+#include "tools/tune/tuning_project.h"
 
 using namespace kelda;
 using namespace kelda::tools;

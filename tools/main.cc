@@ -3,16 +3,16 @@
 #include <exception>
 #include <string>
 
-#include "tools/command_capture.h"
-#include "tools/command_doctor.h"
-#include "tools/command_inspect.h"
-#include "tools/command_render.h"
-#include "tools/command_report.h"
-#include "tools/command_tune.h"
-#include "tools/failure.h"
-#include "tools/file_problems.h"
-#include "tools/interruption.h"
-#include "tools/status_line.h"
+#include "tools/capture/command_capture.h"
+#include "tools/core/failure.h"
+#include "tools/core/file_problems.h"
+#include "tools/core/interruption.h"
+#include "tools/core/status_line.h"
+#include "tools/inspect/command_doctor.h"
+#include "tools/inspect/command_inspect.h"
+#include "tools/render/command_render.h"
+#include "tools/report/command_report.h"
+#include "tools/tune/command_tune.h"
 
 namespace kelda::tools {
 namespace {

@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/effect_session.h"
-#include "tools/installation.h"
+#include "tools/framework/effect_session.h"
+#include "tools/framework/installation.h"
 
 namespace kelda::tools {
 namespace {

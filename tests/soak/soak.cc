@@ -23,8 +23,8 @@
 
 #include "processors/upl.h"
 #include "processors/upmix_lib.h"
-#include "tools/effect_session.h"
-#include "tools/installation.h"
+#include "tools/framework/effect_session.h"
+#include "tools/framework/installation.h"
 
 namespace kelda::tools {
 namespace {

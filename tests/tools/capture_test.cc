@@ -11,7 +11,7 @@
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/step_detector.h"
+#include "tools/measure/step_detector.h"
 
 namespace kelda::tools {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tools/failure.h"
+#include "tools/core/failure.h"
 
 namespace kelda::tools {
 

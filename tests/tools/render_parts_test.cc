@@ -9,10 +9,10 @@
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/temporary_folder.h"
-#include "tools/block_sizes.h"
-#include "tools/device_name.h"
-#include "tools/progress.h"
-#include "tools/timeline.h"
+#include "tools/audio/progress.h"
+#include "tools/framework/block_sizes.h"
+#include "tools/framework/device_name.h"
+#include "tools/render/timeline.h"
 
 namespace kelda::tools {
 namespace {

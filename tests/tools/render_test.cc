@@ -10,7 +10,7 @@
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/audio_sink.h"
+#include "tools/audio/audio_sink.h"
 
 namespace kelda::tools {
 namespace {

@@ -10,7 +10,7 @@
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sofa_writer.h"
-#include "tools/app_list_check.h"
+#include "tools/tune/app_list_check.h"
 
 namespace kelda::tools {
 namespace {

@@ -11,8 +11,8 @@
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/equalizer_text.h"
-#include "tools/frequency_response.h"
+#include "tools/equalizer/equalizer_text.h"
+#include "tools/measure/frequency_response.h"
 
 namespace kelda::tools {
 namespace {

@@ -10,11 +10,11 @@
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sofa_writer.h"
-#include "tools/frequency_response.h"
-#include "tools/hrir_cues.h"
-#include "tools/hrtf_directions.h"
-#include "tools/measured_ears.h"
-#include "tools/tuned_hrirs.h"
+#include "tools/ears/hrtf_directions.h"
+#include "tools/ears/measured_ears.h"
+#include "tools/ears/tuned_hrirs.h"
+#include "tools/measure/frequency_response.h"
+#include "tools/measure/hrir_cues.h"
 #include "upmix-lib/hrir_set.h"
 
 namespace kelda::tools {

@@ -6,8 +6,8 @@
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/parameter_sets.h"
-#include "tools/preset_toml.h"
+#include "tools/presets/parameter_sets.h"
+#include "tools/presets/preset_toml.h"
 #include "upmix-lib/data_file.h"
 
 namespace kelda::tools {

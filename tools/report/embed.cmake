@@ -1,6 +1,6 @@
 # Writes the report's page and what goes into it as C++ constants.
 #   cmake -DOUT=FILE.cc -DHTML=.. -DSTYLE=.. -DSCRIPT=.. -DCHART=.. -P embed.cmake
-set(text "#include \"tools/report_assets.h\"\n\nnamespace kelda::tools {\n\n")
+set(text "#include \"tools/report/report_assets.h\"\n\nnamespace kelda::tools {\n\n")
 foreach(name IN ITEMS Html Style Script Chart)
   string(TOUPPER ${name} variable)
   file(READ ${${variable}} content)

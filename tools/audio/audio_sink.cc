@@ -1,0 +1,125 @@
+#include "tools/audio/audio_sink.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "tools/core/failure.h"
+
+namespace kelda::tools {
+namespace {
+
+bool IsFlac(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
+
+// A WAV file counts its bytes in 32 bits; the header takes far less than 1 MiB.
+int LargeFormat(int format, std::optional<int64_t> frames, size_t channels) {
+  const int64_t wav_limit_frames =
+      ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(channels * sizeof(float));
+  const bool large = !IsFlac(format) && frames.value_or(0) > wav_limit_frames;
+  return large ? SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK) : format;
+}
+
+}  // namespace
+
+int AudioFormat(const std::filesystem::path& path) {
+  std::string ending = path.extension().string();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (ending == ".wav") {
+    return SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+  }
+  if (ending == ".flac") {
+    return SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+  }
+  throw Failure(ExitCode::kUsage,
+                path.string() + ": unknown ending '" + ending + "' of the output (.wav, .flac)");
+}
+
+SF_VIRTUAL_IO AudioSink::StreamFunctions() {
+  SF_VIRTUAL_IO functions{};
+  functions.get_filelen = [](void* user) -> sf_count_t {
+    struct stat status {};
+    return fstat(static_cast<Stream*>(user)->descriptor, &status) == 0 ? status.st_size : -1;
+  };
+  functions.seek = [](sf_count_t offset, int whence, void* user) -> sf_count_t {
+    return lseek(static_cast<Stream*>(user)->descriptor, offset, whence);
+  };
+  functions.tell = [](void* user) -> sf_count_t {
+    return lseek(static_cast<Stream*>(user)->descriptor, 0, SEEK_CUR);
+  };
+  functions.read = [](void* data, sf_count_t bytes, void* user) -> sf_count_t {
+    return read(static_cast<Stream*>(user)->descriptor, data, static_cast<size_t>(bytes));
+  };
+  functions.write = [](const void* data, sf_count_t bytes, void* user) -> sf_count_t {
+    auto* const stream = static_cast<Stream*>(user);
+    sf_count_t done = 0;
+    while (done < bytes) {
+      const ssize_t written = write(stream->descriptor, static_cast<const char*>(data) + done,
+                                    static_cast<size_t>(bytes - done));
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written <= 0) {
+        stream->error = stream->error != 0 ? stream->error : errno;
+        break;
+      }
+      done += written;
+    }
+    return done;
+  };
+  return functions;
+}
+
+AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
+                     size_t channels)
+    : channels_(channels),
+      format_(LargeFormat(AudioFormat(path), expected_frames, channels)),
+      output_(path),
+      stream_{output_.descriptor()} {
+  SF_INFO info{};
+  info.samplerate = static_cast<int>(kSampleRateHz);
+  info.channels = static_cast<int>(channels_);
+  info.format = format_;
+  SF_VIRTUAL_IO functions = StreamFunctions();
+  file_.reset(sf_open_virtual(&functions, SFM_WRITE, &info, &stream_));
+  if (file_ == nullptr || stream_.error != 0) {
+    Fail();
+  }
+  // The peak chunk holds the time of day: the same render would not be the same file.
+  sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+  // Without this, samples beyond full scale wrap around.
+  sf_command(file_.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
+}
+
+void AudioSink::Fail() {
+  throw Failure(ExitCode::kOutput,
+                output_.path().string() + ": cannot be written: " +
+                    (stream_.error != 0 ? std::strerror(stream_.error) : sf_strerror(file_.get())));
+}
+
+void AudioSink::Write(const float* interleaved, size_t frames) {
+  if (IsFlac(format_)) {
+    clipped_samples_ += std::count_if(interleaved, interleaved + frames * channels_,
+                                      [](float sample) { return std::abs(sample) > 1.0F; });
+  }
+  const auto count = static_cast<sf_count_t>(frames);
+  if (sf_writef_float(file_.get(), interleaved, count) != count || stream_.error != 0) {
+    Fail();
+  }
+}
+
+void AudioSink::Finish() {
+  sf_close(file_.release());
+  if (stream_.error != 0) {
+    Fail();
+  }
+  output_.Commit();
+}
+
+}  // namespace kelda::tools

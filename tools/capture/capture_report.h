@@ -1,0 +1,30 @@
+// How the findings in a capture are told.
+#ifndef KELDA_TOOLS_CAPTURE_REPORT_H_
+#define KELDA_TOOLS_CAPTURE_REPORT_H_
+
+#include <cstddef>
+#include <string>
+
+#include "tools/capture/capture_analysis.h"
+#include "tools/capture/capture_layout.h"
+
+namespace kelda::tools {
+
+struct CaptureSummary {
+  std::string file;
+  CaptureLayout layout;
+  std::string layout_reason;
+  size_t trailing_bytes = 0;
+  CaptureFindings findings;
+};
+
+// For a reader; of each kind of event at most `most_events` are listed.
+std::string FormatCapture(const CaptureSummary& summary, size_t most_events);
+
+// The same for a script, with every event that was kept. Levels that are no numbers,
+// of silence, are null.
+std::string FormatCaptureJson(const CaptureSummary& summary);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_CAPTURE_REPORT_H_

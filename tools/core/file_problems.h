@@ -1,0 +1,45 @@
+// What is wrong with a file that the user wrote: every place at once, in the form that
+// editors jump to.
+#ifndef KELDA_TOOLS_FILE_PROBLEMS_H_
+#define KELDA_TOOLS_FILE_PROBLEMS_H_
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/core/failure.h"
+
+namespace kelda::tools {
+
+// A Failure (input) whose message is whole lines "file:line: what is wrong", without a
+// line end after the last. It is shown as it is.
+class FileFailure : public Failure {
+ public:
+  explicit FileFailure(const std::string& lines) : Failure(ExitCode::kInput, lines) {}
+};
+
+class FileProblems {
+ public:
+  explicit FileProblems(std::string file) : file_(std::move(file)) {}
+
+  // `line` counts from 1; 0: the file as a whole.
+  void Add(std::size_t line, const std::string& what);
+
+  bool empty() const { return count_ == 0; }
+  std::size_t count() const { return count_; }
+  // Twenty of them as lines, in the file's order, and how many more there are; without a
+  // last line end.
+  std::string Text() const;
+  // Throws FileFailure if there is a problem.
+  void ThrowIfAny() const;
+
+ private:
+  std::string file_;
+  std::vector<std::pair<std::size_t, std::string>> shown_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_FILE_PROBLEMS_H_

@@ -1,0 +1,15 @@
+#include "tools/core/standard_output.h"
+
+#include <cstdio>
+
+#include "tools/core/failure.h"
+
+namespace kelda::tools {
+
+void PrintToStandardOutput(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    throw Failure(ExitCode::kOutput, "standard output cannot be written");
+  }
+}
+
+}  // namespace kelda::tools

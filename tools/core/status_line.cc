@@ -1,0 +1,65 @@
+#include "tools/core/status_line.h"
+
+#include <android/log.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace kelda::tools {
+namespace {
+
+// The text that stands in the status line now; empty if there is none. A pointer,
+// so that log lines at the end of the process find it.
+std::string& CurrentText() {
+  static auto* const text = new std::string;
+  return *text;
+}
+
+void Write(const std::string& bytes) {
+  std::fwrite(bytes.data(), 1, bytes.size(), stderr);
+  std::fflush(stderr);
+}
+
+constexpr const char* kClearLine = "\r\033[K";
+
+template <typename Printer>
+void PrintAbove(Printer print) {
+  if (CurrentText().empty()) {
+    print();
+    return;
+  }
+  Write(kClearLine);
+  print();
+  Write(CurrentText());
+}
+
+void Log(const __android_log_message* message) {
+  PrintAbove([&] { __android_log_stderr_logger(message); });
+}
+
+}  // namespace
+
+void ShowLog(int priority) {
+  __android_log_set_minimum_priority(priority);
+  __android_log_set_logger(Log);
+}
+
+void ShowMessage(const std::string& message) { ShowLines("kelda: " + message); }
+
+void ShowLines(const std::string& lines) {
+  PrintAbove([&] { Write(lines + "\n"); });
+}
+
+StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}
+
+StatusLine::~StatusLine() { Show(""); }
+
+void StatusLine::Show(const std::string& text) {
+  if (!visible_ || text == CurrentText()) {
+    return;
+  }
+  CurrentText() = text;
+  Write(kClearLine + text);
+}
+
+}  // namespace kelda::tools

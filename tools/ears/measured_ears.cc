@@ -1,0 +1,197 @@
+#include "tools/ears/measured_ears.h"
+
+#include <mysofa.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <string_view>
+
+#include "tools/core/file_problems.h"
+#include "tools/core/guarded_call.h"
+#include "upmix-lib/regular_file.h"
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::kEars;
+
+constexpr double kMinRateHz = 32000, kMaxRateHz = 384000;
+constexpr std::size_t kMinTaps = 16, kMaxTaps = 16384;
+constexpr double kMaxDelayS = 1.0;
+constexpr unsigned kMaxLoadS = 20;
+
+struct FreeHrtf {
+  void operator()(MYSOFA_HRTF* hrtf) const { mysofa_free(hrtf); }
+};
+using Hrtf = std::unique_ptr<MYSOFA_HRTF, FreeHrtf>;
+
+struct Unusable : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+std::string Number(double value) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "%g", value);
+  return text;
+}
+
+std::string Reason(int mysofa_error) {
+  switch (mysofa_error) {
+    case MYSOFA_INVALID_FORMAT:
+    case MYSOFA_UNSUPPORTED_FORMAT:
+      return "not a SOFA file, or of a kind of HDF5 that libmysofa does not read";
+    case MYSOFA_NO_MEMORY:
+      return "its contents do not fit into memory";
+    case MYSOFA_READ_ERROR:
+      return "cut short or damaged";
+    case MYSOFA_INVALID_ATTRIBUTES:
+      return "its conventions are not SimpleFreeFieldHRIR";
+    case MYSOFA_INVALID_DIMENSIONS:
+    case MYSOFA_INVALID_DIMENSION_LIST:
+      return "its dimensions are not those of SimpleFreeFieldHRIR";
+    case MYSOFA_INVALID_COORDINATE_TYPE:
+      return "its coordinates are neither spherical nor Cartesian, or the listener is turned";
+    case MYSOFA_ONLY_DELAYS_WITH_IR_OR_MR_SUPPORTED:
+      return "Data.Delay is neither [I R] nor [M R]";
+    case MYSOFA_ONLY_THE_SAME_SAMPLING_RATE_SUPPORTED:
+      return "its measurements have different sampling rates";
+    case MYSOFA_INVALID_RECEIVER_POSITIONS:
+      return "its receivers are not two ears";
+    default:
+      return "refused by libmysofa (error " + std::to_string(mysofa_error) + ")";
+  }
+}
+
+std::string Attribute(const MYSOFA_HRTF& hrtf, const char* name) {
+  std::string key = name;
+  const char* value = mysofa_getAttribute(hrtf.attributes, key.data());
+  std::string text = value != nullptr ? value : "";
+  // It is shown, and stored in the file.
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return text;
+}
+
+void CheckConventions(const MYSOFA_HRTF& hrtf) {
+  const std::string conventions = Attribute(hrtf, "SOFAConventions");
+  if (conventions != "SimpleFreeFieldHRIR") {
+    throw Unusable("its conventions are '" + conventions + "', not 'SimpleFreeFieldHRIR'");
+  }
+}
+
+void CheckSizes(const MYSOFA_HRTF& hrtf) {
+  if (hrtf.R != kEars) {
+    throw Unusable("not the responses of two ears (" + std::to_string(hrtf.R) + " receivers)");
+  }
+  if (hrtf.M < 1 || hrtf.N < kMinTaps || hrtf.N > kMaxTaps) {
+    throw Unusable("the length of its responses is out of range (" + std::to_string(hrtf.N) +
+                   " taps, 16 to 16384)");
+  }
+  const std::size_t pairs = std::size_t{hrtf.M} * hrtf.R;
+  if (hrtf.C != 3 || hrtf.DataIR.elements != pairs * hrtf.N ||
+      hrtf.SourcePosition.elements != std::size_t{hrtf.M} * hrtf.C ||
+      hrtf.DataSamplingRate.elements < 1) {
+    throw Unusable("its sizes contradict each other");
+  }
+  if (hrtf.DataDelay.elements != 0 && hrtf.DataDelay.elements != hrtf.R &&
+      hrtf.DataDelay.elements != pairs) {
+    throw Unusable("Data.Delay is neither [I R] nor [M R] (" +
+                   std::to_string(hrtf.DataDelay.elements) + " values)");
+  }
+}
+
+void CheckValues(const MYSOFA_HRTF& hrtf) {
+  const double rate_hz = hrtf.DataSamplingRate.values[0];
+  if (!(rate_hz >= kMinRateHz && rate_hz <= kMaxRateHz)) {
+    throw Unusable("its sampling rate is out of range (" + Number(rate_hz) +
+                   " Hz, 32000 to 384000 Hz)");
+  }
+  const auto finite = [](const MYSOFA_ARRAY& array) {
+    return std::all_of(array.values, array.values + array.elements,
+                       [](float value) { return std::isfinite(value); });
+  };
+  if (!finite(hrtf.DataIR)) throw Unusable("its responses hold a value that is no number");
+  if (!finite(hrtf.SourcePosition)) throw Unusable("its positions hold a value that is no number");
+  if (std::all_of(hrtf.DataIR.values, hrtf.DataIR.values + hrtf.DataIR.elements,
+                  [](float value) { return value == 0.0f; })) {
+    throw Unusable("its responses are silent");
+  }
+  for (unsigned i = 0; i < hrtf.DataDelay.elements; ++i) {
+    const double delay_s = hrtf.DataDelay.values[i] / rate_hz;
+    if (!(delay_s >= 0 && delay_s <= kMaxDelayS)) {
+      throw Unusable("Data.Delay is out of range (" + Number(hrtf.DataDelay.values[i]) +
+                     " samples, 0 to " + Number(kMaxDelayS * rate_hz) + ")");
+    }
+  }
+}
+
+// Whether the first receiver is on the right side of the head.
+bool FirstIsRight(const MYSOFA_ARRAY& receivers) {
+  return receivers.elements >= 6 && receivers.values[1] < 0 && receivers.values[4] > 0;
+}
+
+MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
+  MeasuredEars ears;
+  ears.database = Attribute(hrtf, "DatabaseName");
+  ears.listener = Attribute(hrtf, "ListenerShortName");
+  ears.author = Attribute(hrtf, "AuthorContact");
+  ears.licence = Attribute(hrtf, "License");
+  ears.sample_rate_hz = hrtf.DataSamplingRate.values[0];
+  ears.taps = hrtf.N;
+  const bool swapped = FirstIsRight(hrtf.ReceiverPosition);
+  const float* const positions = hrtf.SourcePosition.values;
+  for (std::size_t m = 0; m < hrtf.M; ++m) {
+    ears.distance_m = std::max(ears.distance_m, double{positions[3 * m + 2]});
+  }
+  for (std::size_t m = 0; m < hrtf.M; ++m) {
+    if (positions[3 * m + 2] < 0.9 * ears.distance_m) continue;
+    ears.directions.push_back({std::remainder(positions[3 * m], 360.0f),
+                               std::clamp(positions[3 * m + 1], -90.0f, 90.0f)});
+    for (std::size_t ear = 0; ear < kEars; ++ear) {
+      const std::size_t receiver = swapped ? 1 - ear : ear;
+      const float* const taps = hrtf.DataIR.values + (m * kEars + receiver) * hrtf.N;
+      ears.responses.insert(ears.responses.end(), taps, taps + hrtf.N);
+      const bool each = hrtf.DataDelay.elements > hrtf.R || hrtf.M == 1;
+      const double delay = hrtf.DataDelay.elements == 0
+                               ? 0
+                               : hrtf.DataDelay.values[(each ? m * kEars : 0) + receiver];
+      ears.delays_s.push_back(delay / ears.sample_rate_hz);
+    }
+  }
+  return ears;
+}
+
+}  // namespace
+
+MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
+  const std::string name = path.string();
+  try {
+    // Asked before: libmysofa would wait for a pipe.
+    if (const upmix_lib::RegularFile file(name);
+        file.error() != upmix_lib::RegularFile::Error::kNone) {
+      throw Unusable(file.error() == upmix_lib::RegularFile::Error::kMissing
+                         ? "cannot be opened"
+                         : "not a regular file");
+    }
+    int error = MYSOFA_OK;
+    // Tried in a child before: damaged files make libmysofa crash, or read on for minutes.
+    const ChildEnd trial =
+        RunInChild([&] { return Hrtf(mysofa_load(name.c_str(), &error)) != nullptr; }, kMaxLoadS);
+    if (!trial.returned) throw Unusable("libmysofa fails to read it: " + trial.how);
+    const Hrtf hrtf(mysofa_load(name.c_str(), &error));
+    if (!hrtf) throw Unusable(Reason(error));
+    CheckConventions(*hrtf);
+    CheckSizes(*hrtf);
+    if (const int refused = mysofa_check(hrtf.get()); refused != MYSOFA_OK) {
+      throw Unusable(Reason(refused));
+    }
+    CheckValues(*hrtf);
+    mysofa_tospherical(hrtf.get());
+    return Convert(*hrtf);
+  } catch (const Unusable& unusable) {
+    throw FileFailure(name + ": " + unusable.what());
+  }
+}
+
+}  // namespace kelda::tools

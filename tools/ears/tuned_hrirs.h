@@ -1,0 +1,28 @@
+// A measured pair of ears, from file to file.
+#ifndef KELDA_TOOLS_TUNED_HRIRS_H_
+#define KELDA_TOOLS_TUNED_HRIRS_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tools/ears/sofa_hrirs.h"
+
+namespace kelda::tools {
+
+struct TunedHrirs {
+  std::vector<std::byte> file;  // *.hki
+  std::string report;           // the acceptance report
+};
+
+// Reads `sofa`, makes the set and checks it, with progress in the status line. Throws
+// FileFailure, Interrupted.
+TunedHrirs TuneHrirs(const std::filesystem::path& sofa, const HrirOptions& options);
+
+// The room of a preset; the default room if `preset` is empty. Throws FileFailure.
+upmix_lib::RoomParameters ReadRoom(const std::filesystem::path& preset);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TUNED_HRIRS_H_

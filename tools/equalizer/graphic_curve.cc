@@ -1,0 +1,78 @@
+#include "tools/equalizer/graphic_curve.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "tools/core/decimal.h"
+#include "tools/core/text_file.h"
+
+namespace kelda::tools {
+namespace {
+
+constexpr double kMinHz = 0.1;
+constexpr double kMaxHz = 1e6;
+constexpr double kMaxDb = 200;
+
+void SkipBlanks(std::string_view* text) {
+  text->remove_prefix(std::min(text->find_first_not_of(" \t\r"), text->size()));
+}
+
+GraphicCurve::Point ParsePoint(std::string_view text) {
+  std::string_view rest = text;
+  const auto number = [&rest] {
+    SkipBlanks(&rest);
+    return TakeDecimal(&rest);
+  };
+  const std::optional<double> freq_hz = number();
+  const std::optional<double> gain_db = number();
+  SkipBlanks(&rest);
+  if (!freq_hz || !gain_db || !rest.empty()) {
+    throw std::invalid_argument("not a frequency and a gain: " + Quoted(text));
+  }
+  if (*freq_hz < 0 || *freq_hz > kMaxHz) {
+    throw std::invalid_argument("frequency out of range (" + Quoted(text) + ", 0 to 1000000 Hz)");
+  }
+  if (std::abs(*gain_db) > kMaxDb) {
+    throw std::invalid_argument("gain out of range (" + Quoted(text) + ", -200 to 200 dB)");
+  }
+  return {std::max(*freq_hz, kMinHz), *gain_db};
+}
+
+}  // namespace
+
+GraphicCurve GraphicCurve::Parse(std::string_view text) {
+  GraphicCurve curve;
+  for (std::string_view rest = text; !rest.empty();) {
+    std::string_view piece = rest.substr(0, rest.find(';'));
+    rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+    SkipBlanks(&piece);
+    if (!piece.empty()) curve.points_.push_back(ParsePoint(piece));
+  }
+  if (curve.points_.empty()) throw std::invalid_argument("GraphicEQ without a point");
+  std::stable_sort(curve.points_.begin(), curve.points_.end(),
+                   [](const Point& a, const Point& b) { return a.freq_hz < b.freq_hz; });
+  const auto twice =
+      std::adjacent_find(curve.points_.begin(), curve.points_.end(),
+                         [](const Point& a, const Point& b) { return a.freq_hz == b.freq_hz; });
+  if (twice != curve.points_.end() && twice->gain_db != std::next(twice)->gain_db) {
+    throw std::invalid_argument("two gains at one frequency (" + std::to_string(twice->freq_hz) +
+                                " Hz)");
+  }
+  return curve;
+}
+
+double GraphicCurve::GainDb(double freq_hz) const {
+  const auto above =
+      std::upper_bound(points_.begin(), points_.end(), freq_hz,
+                       [](double hz, const Point& point) { return hz < point.freq_hz; });
+  if (above == points_.begin()) return points_.front().gain_db;
+  if (above == points_.end()) return points_.back().gain_db;
+  const Point& below = *std::prev(above);
+  const double part = std::log(freq_hz / below.freq_hz) / std::log(above->freq_hz / below.freq_hz);
+  return below.gain_db + part * (above->gain_db - below.gain_db);
+}
+
+}  // namespace kelda::tools

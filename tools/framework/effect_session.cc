@@ -1,0 +1,158 @@
+#include "tools/framework/effect_session.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+#include "tools/core/failure.h"
+
+namespace kelda::tools {
+namespace {
+
+// 3f8a61c2-9d47-4b1e-8c05-d2e97a4b6f10, by which a device's list of effects names it.
+constexpr effect_uuid_t kUuid = {
+    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
+
+void Check(int32_t status, const std::string& what) {
+  if (status != 0) {
+    throw Failure(ExitCode::kRefused,
+                  "the effect refused " + what + " (status " + std::to_string(status) + ")");
+  }
+}
+
+buffer_config_t BufferConfig(uint8_t access_mode) {
+  buffer_config_t config{};
+  config.samplingRate = kSampleRateHz;
+  config.channels = AUDIO_CHANNEL_OUT_STEREO;
+  config.format = AUDIO_FORMAT_PCM_FLOAT;
+  config.accessMode = access_mode;
+  config.mask = EFFECT_CONFIG_ALL;
+  return config;
+}
+
+}  // namespace
+
+EffectSession::EffectSession(const EffectLibrary& library) : library_(library) {
+  constexpr int32_t kSession = 1;
+  constexpr int32_t kOutput = 1;
+  effect_handle_t handle = nullptr;
+  Check(library.info().create_effect(&kUuid, kSession, kOutput, &handle),
+        "to be created; property vendor.kelda.effect must be 1");
+  if (handle == nullptr || *handle == nullptr) {
+    throw Failure(ExitCode::kRefused, "the effect was created without a handle");
+  }
+  try {
+    handle_ = handle;
+    Init();
+    Configure();
+  } catch (...) {
+    library.info().release_effect(handle);
+    throw;
+  }
+}
+
+EffectSession::~EffectSession() { library_.info().release_effect(handle_); }
+
+void EffectSession::Command(effect_command_e code, const char* name, const void* data,
+                            size_t bytes) {
+  // The effect may read and write 16 bytes of a device command's buffers, though
+  // their declared sizes are 4.
+  constexpr size_t kLeastBytes = 16;
+  std::vector<char> command(std::max(bytes, kLeastBytes));
+  if (bytes != 0) {
+    std::memcpy(command.data(), data, bytes);
+  }
+  alignas(int32_t) char reply[kLeastBytes] = {};
+  uint32_t reply_bytes = sizeof(int32_t);
+  Check((*handle_)->command(handle_, code, static_cast<uint32_t>(bytes), command.data(),
+                            &reply_bytes, reply),
+        name);
+  int32_t status = 0;
+  std::memcpy(&status, reply, sizeof(status));
+  Check(status, name);
+}
+
+void EffectSession::Init() {
+  Command(EFFECT_CMD_INIT, "EFFECT_CMD_INIT", nullptr, 0);
+  enabled_ = false;
+}
+
+void EffectSession::Configure() {
+  const effect_config_t config{BufferConfig(EFFECT_BUFFER_ACCESS_READ),
+                               BufferConfig(EFFECT_BUFFER_ACCESS_WRITE)};
+  Command(EFFECT_CMD_SET_CONFIG, "EFFECT_CMD_SET_CONFIG (48000 Hz, stereo, float)", &config,
+          sizeof(config));
+}
+
+void EffectSession::Enable() {
+  Command(EFFECT_CMD_ENABLE, "EFFECT_CMD_ENABLE", nullptr, 0);
+  enabled_ = true;
+}
+
+void EffectSession::Disable() {
+  Command(EFFECT_CMD_DISABLE, "EFFECT_CMD_DISABLE", nullptr, 0);
+  enabled_ = false;
+}
+
+void EffectSession::Reset() {
+  Check((*handle_)->command(handle_, EFFECT_CMD_RESET, 0, nullptr, nullptr, nullptr),
+        "EFFECT_CMD_RESET");
+}
+
+void EffectSession::SetDevice(audio_devices_t device) {
+  Command(EFFECT_CMD_SET_DEVICE, "EFFECT_CMD_SET_DEVICE", &device, sizeof(device));
+}
+
+void EffectSession::SetParam(EffectParam param, uint32_t value) {
+  char bytes[sizeof(value)];
+  std::memcpy(bytes, &value, sizeof(value));
+  SetParam(param, std::string_view(bytes, sizeof(bytes)));
+}
+
+// The command's layout:  status | psize = 4 | vsize | parameter | value ...
+//                          4         4          4        4        vsize bytes
+void EffectSession::SetParam(EffectParam param, std::string_view value) {
+  const effect_param_t header{0, sizeof(param), static_cast<uint32_t>(value.size())};
+  std::vector<char> command(sizeof(header) + sizeof(param) + value.size());
+  std::memcpy(command.data(), &header, sizeof(header));
+  std::memcpy(command.data() + sizeof(header), &param, sizeof(param));
+  std::copy(value.begin(), value.end(), command.data() + sizeof(header) + sizeof(param));
+  const std::string name =
+      "EFFECT_CMD_SET_PARAM of parameter " + std::to_string(static_cast<uint32_t>(param));
+  Command(EFFECT_CMD_SET_PARAM, name.c_str(), command.data(), command.size());
+}
+
+void EffectSession::Process(float* interleaved, size_t frames) {
+  audio_buffer_t buffer{};
+  buffer.frameCount = frames;
+  buffer.f32 = interleaved;
+  const int32_t status = (*handle_)->process(handle_, &buffer, &buffer);
+  if (status != -ENODATA) {
+    Check(status, "a block of " + std::to_string(frames) + " frames");
+  }
+}
+
+std::string EffectSession::Dump() {
+  // A file rather than a pipe: the text may be longer than a pipe holds.
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  if (file == nullptr) {
+    throw std::system_error(errno, std::generic_category(), "cannot create a temporary file");
+  }
+  int32_t descriptor = fileno(file.get());
+  Check((*handle_)->command(handle_, EFFECT_CMD_DUMP, sizeof(descriptor), &descriptor, nullptr,
+                            nullptr),
+        "EFFECT_CMD_DUMP");
+  std::rewind(file.get());
+  std::string text;
+  char piece[4096];
+  while (const size_t bytes = std::fread(piece, 1, sizeof(piece), file.get())) {
+    text.append(piece, bytes);
+  }
+  return text;
+}
+
+}  // namespace kelda::tools

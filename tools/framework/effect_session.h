@@ -1,0 +1,71 @@
+// One instance of the effect, driven through the framework's command protocol.
+#ifndef KELDA_TOOLS_EFFECT_SESSION_H_
+#define KELDA_TOOLS_EFFECT_SESSION_H_
+
+#include <hardware/audio_effect.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "tools/framework/effect_library.h"
+
+namespace kelda::tools {
+
+inline constexpr uint32_t kSampleRateHz = 48000;
+inline constexpr size_t kChannels = 2;
+
+// The effect's own parameters, as EFFECT_CMD_SET_PARAM names them.
+enum class EffectParam : uint32_t {
+  kMode = 0,
+  kWiredHrtf = 1,
+  kBluetoothHrtf = 2,
+  kReloadTunedAppList = 3,
+  kAppPackage = 10,
+};
+
+// Every operation throws Failure (refused) if the effect returns an error or
+// replies with one; the message names the command and the value. One thread.
+class EffectSession {
+ public:
+  // Creates an instance by UUID, then EFFECT_CMD_INIT and EFFECT_CMD_SET_CONFIG
+  // (48 kHz, stereo, float). `library` outlives the session.
+  explicit EffectSession(const EffectLibrary& library);
+  // Releases the instance.
+  ~EffectSession();
+  EffectSession(const EffectSession&) = delete;
+  EffectSession& operator=(const EffectSession&) = delete;
+
+  // Makes the engine anew: disabled, all settings as in the beginning.
+  void Init();
+  // Sets the one configuration again, which empties the chain.
+  void Configure();
+  void Enable();
+  void Disable();
+  bool enabled() const { return enabled_; }
+  void Reset();
+  void SetDevice(audio_devices_t device);
+  void SetParam(EffectParam param, uint32_t value);
+  void SetParam(EffectParam param, std::string_view value);
+
+  // Processes `frames` interleaved stereo frames in place, as the framework
+  // does. While the effect is disabled the audio stays as it is, which is what
+  // the framework then plays.
+  void Process(float* interleaved, size_t frames);
+
+  // The text of EFFECT_CMD_DUMP.
+  std::string Dump();
+
+ private:
+  // A command whose reply is one status word.
+  void Command(effect_command_e code, const char* name, const void* data, size_t bytes);
+
+  const EffectLibrary& library_;
+  effect_handle_t handle_ = nullptr;
+  bool enabled_ = false;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_EFFECT_SESSION_H_

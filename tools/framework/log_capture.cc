@@ -1,0 +1,41 @@
+#include "tools/framework/log_capture.h"
+
+#include <android/log.h>
+
+#include <utility>
+
+#include "tools/core/status_line.h"
+
+namespace kelda::tools {
+namespace {
+
+// A pointer, so that log lines at the end of the process find it.
+std::vector<LogLine>& Lines() {
+  static auto* const lines = new std::vector<LogLine>;
+  return *lines;
+}
+
+void Keep(const __android_log_message* message) {
+  std::string text = message->message;
+  while (text.ends_with('\n')) {
+    text.pop_back();
+  }
+  Lines().push_back({message->priority, message->tag, std::move(text)});
+}
+
+}  // namespace
+
+LogCapture::LogCapture() {
+  Lines().clear();
+  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  __android_log_set_logger(Keep);
+}
+
+LogCapture::~LogCapture() {
+  ShowLog(ANDROID_LOG_WARN);
+  Lines().clear();
+}
+
+std::vector<LogLine> LogCapture::Take() { return std::exchange(Lines(), {}); }
+
+}  // namespace kelda::tools

@@ -1,0 +1,131 @@
+#include "tools/inspect/command_doctor.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tools/core/failure.h"
+#include "tools/framework/effect_library.h"
+#include "tools/framework/installation.h"
+#include "tools/framework/setting.h"
+#include "tools/inspect/tuning_check.h"
+#include "tools/inspect/tuning_trial.h"
+#include "tools/library/library_doctor.h"
+
+namespace kelda::tools {
+namespace {
+
+struct DoctorArguments {
+  std::filesystem::path library;
+  std::filesystem::path tuning;
+};
+
+const char* StateName(TuningFinding::State state) {
+  switch (state) {
+    case TuningFinding::State::kOk:
+      return "ok";
+    case TuningFinding::State::kMissing:
+      return "MISSING";
+    default:
+      return "DAMAGED";
+  }
+}
+
+std::string Sentence(const Heard& heard) {
+  std::string text;
+  switch (heard.sound) {
+    case Heard::Sound::kUpmixed:
+      text = "as it should be";
+      break;
+    case Heard::Sound::kUnprocessed:
+      text = "STEREO, UNPROCESSED";
+      break;
+    case Heard::Sound::kSilence:
+      text = "SILENCE";
+      break;
+    case Heard::Sound::kRepetition:
+      text = "A BUZZ: 21 ms of what played before, over and over";
+      break;
+  }
+  if (heard.missing.empty()) return text;
+  if (heard.sound == Heard::Sound::kUpmixed) text = "PROCESSED IN PART";
+  text += "; without";
+  for (size_t i = 0; i < heard.missing.size(); ++i) {
+    text += (i == 0 ? " " : ", ") + heard.missing[i];
+  }
+  return text;
+}
+
+// Returns whether nothing is wrong.
+bool DiagnoseTuning(const std::filesystem::path& directory) {
+  bool fine = true;
+  std::printf("files in %s\n", directory.c_str());
+  for (const TuningFinding& finding : CheckTuning(directory)) {
+    std::printf("  %-8s %-22s %s; %s\n", StateName(finding.state), finding.file.c_str(),
+                finding.detail.c_str(), finding.effect.c_str());
+    // Without a list, and without an equalizer, the effect is whole.
+    fine = fine &&
+           (finding.state == TuningFinding::State::kOk ||
+            (finding.file == "tunedapp_list" && finding.state == TuningFinding::State::kMissing));
+  }
+  SetProperty("vendor.kelda.effect=1");
+  UseTuningDirectory(directory);
+  const TuningTrial trial = TryTuning(EffectLibrary(DefaultEffectLibrary()));
+  std::printf(
+      "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 %% LOWER)\n");
+  for (const Heard& heard : trial.heard) {
+    std::printf("  %-38s %s\n", heard.situation.c_str(), Sentence(heard).c_str());
+    fine = fine && heard.sound == Heard::Sound::kUpmixed && heard.missing.empty();
+  }
+  if (!trial.log.empty()) std::printf("the effect's log\n");
+  for (const std::string& line : trial.log) std::printf("  %s\n", line.c_str());
+  return fine;
+}
+
+void Run(const DoctorArguments& arguments) {
+  if (arguments.library.empty() && arguments.tuning.empty()) {
+    throw Failure(ExitCode::kUsage, "doctor: nothing to look at: --library DIR, --tuning DIR");
+  }
+  const std::filesystem::path tuning =
+      arguments.tuning.empty() ? DefaultTuningDirectory() : arguments.tuning;
+  if (!std::filesystem::is_directory(tuning)) {
+    throw Failure(ExitCode::kUsage, tuning.string() + ": not a directory of tuning files");
+  }
+  // Before the effect is loaded, which brings a signal library of its own.
+  const bool library_fits = arguments.library.empty() || DiagnoseLibrary(arguments.library, tuning);
+  const bool tuning_fine = arguments.tuning.empty() || DiagnoseTuning(arguments.tuning);
+  std::fflush(stdout);
+  if (!library_fits) {
+    throw Failure(ExitCode::kLibrary, "the signal library does not fit");
+  }
+  if (!tuning_fine) {
+    throw Failure(ExitCode::kInput, "the tuning is not whole");
+  }
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App* program) {
+  CLI::App* const command = program->add_subcommand(
+      "doctor", "Look at a signal library, or at tuning files pulled from a device");
+  const auto arguments = std::make_shared<DoctorArguments>();
+  command
+      ->add_option("--library", arguments->library,
+                   "Directory of a libupmix-lib.so: symbols, sizes, a block through each component")
+      ->type_name("DIR");
+  command
+      ->add_option("--tuning", arguments->tuning,
+                   "Tuning files: what is missing or damaged, and what the listener hears; "
+                   "with --library, what it is tried with")
+      ->type_name("DIR");
+  command->footer(
+      "A library is tried in processes of their own: if it crashes or hangs, that is reported.\n"
+      "Files of the closed library's own format are damaged ones to the open library.\n\n"
+      "Example:\n  kelda doctor --library closed/ --tuning pulled/\n\n" +
+      std::string(kExitCodeHelp));
+  command->callback([arguments] { Run(*arguments); });
+}
+
+}  // namespace kelda::tools

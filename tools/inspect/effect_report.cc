@@ -1,0 +1,83 @@
+#include "tools/inspect/effect_report.h"
+
+#include <algorithm>
+
+namespace kelda::tools {
+namespace {
+
+// Takes "ROLE=FILE" or "ROLE=FILE:NAMES" apart. File names of the effect hold no ':'.
+void AddFile(std::string_view text, std::vector<StageFile>* files) {
+  const size_t equals = text.find('=');
+  if (equals == std::string_view::npos) {
+    return;
+  }
+  const std::string_view value = text.substr(equals + 1);
+  const size_t colon = std::min(value.find(':'), value.size());
+  std::string_view names = value.substr(std::min(colon + 1, value.size()));
+  names = names.substr(0, names.find_last_not_of(" \t\r") + 1);
+  if (colon != 0) {
+    files->push_back({std::string(text.substr(0, equals)), std::string(value.substr(0, colon)),
+                      std::string(names)});
+  }
+}
+
+}  // namespace
+
+std::vector<Stage> ParseStages(std::string_view dump) {
+  constexpr std::string_view kIndent = "      [";
+  constexpr std::string_view kBin = ", bin=";
+  std::vector<Stage> stages;
+  while (!dump.empty()) {
+    std::string_view line = dump.substr(0, dump.find('\n'));
+    dump.remove_prefix(std::min(line.size() + 1, dump.size()));
+    if (!line.starts_with(kIndent) || line.size() < kIndent.size() + 3) {
+      continue;
+    }
+    const bool runs = line[kIndent.size()] == '*';
+    line.remove_prefix(kIndent.size() + 3);
+    const size_t colon = line.find(": ");
+    if (colon == std::string_view::npos) {
+      continue;
+    }
+    std::string_view name = line.substr(0, colon);
+    name = name.substr(0, name.find_last_not_of(' ') + 1);
+    Stage stage{std::string(name), runs, {}};
+    line.remove_prefix(colon + 2);
+    // What a configuration file names is its whole first line, so it may hold anything.
+    const size_t bin = line.rfind(kBin);
+    AddFile(line.substr(0, bin), &stage.files);
+    if (bin != std::string_view::npos) {
+      AddFile(line.substr(bin + 2), &stage.files);
+    }
+    stages.push_back(std::move(stage));
+  }
+  return stages;
+}
+
+std::string RunningMode(const std::vector<Stage>& stages) {
+  for (const Stage& stage : stages) {
+    if (stage.runs && stage.name == "upmm") {
+      return "music";
+    }
+    if (stage.runs && stage.name == "upmc") {
+      return "cinema";
+    }
+  }
+  return "off";
+}
+
+std::string StageTitle(const std::string& name) {
+  constexpr std::pair<const char*, const char*> kTitles[] = {{"pass", "pass-through"},
+                                                             {"upmm", "music upmix"},
+                                                             {"upmc", "cinema upmix"},
+                                                             {"hpeq", "headphone equalizer"},
+                                                             {"upl", "level control"}};
+  for (const auto& [known, title] : kTitles) {
+    if (name == known) {
+      return title;
+    }
+  }
+  return name;
+}
+
+}  // namespace kelda::tools

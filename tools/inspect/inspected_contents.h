@@ -1,0 +1,30 @@
+// What each kind of tuning file holds, in words. The container of data files was checked.
+#ifndef KELDA_TOOLS_INSPECTED_CONTENTS_H_
+#define KELDA_TOOLS_INSPECTED_CONTENTS_H_
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "tools/core/json.h"
+
+namespace kelda::tools {
+
+struct Contents {       // NOLINT(bugprone-exception-escape): moving a Json does not throw
+  std::string problem;  // empty if the signal library takes them
+  std::string text;
+  Json json;
+};
+
+Contents ReadHrirContents(const std::string& path, std::span<const std::byte> file);
+Contents ReadEqualizerContents(const std::string& path, std::span<const std::byte> file);
+Contents ReadMusicContents(const std::string& path, std::span<const std::byte> file);
+Contents ReadCinemaContents(const std::string& path, std::span<const std::byte> file);
+Contents ReadLevelContents(const std::string& path, std::span<const std::byte> file);
+
+// The lines of the list that may be entries. Which are is the engine's to say.
+Contents ReadAppListContents(const std::string& list);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_INSPECTED_CONTENTS_H_

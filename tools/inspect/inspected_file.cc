@@ -1,0 +1,149 @@
+#include "tools/inspect/inspected_file.h"
+
+#include <cstring>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "tools/core/failure.h"
+#include "tools/core/text_file.h"
+#include "tools/inspect/inspected_contents.h"
+#include "tools/inspect/library_status.h"
+#include "upmix-lib/config_file.h"
+#include "upmix-lib/crc32.h"
+#include "upmix-lib/data_file.h"
+#include "upmix-lib/regular_file.h"
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::DataHeader;
+using upmix_lib::DataKind;
+using upmix_lib::Status;
+
+struct KnownKind {
+  const DataKind* kind;
+  const char* name;
+  Contents (*read)(const std::string& path, std::span<const std::byte> file);
+};
+
+constexpr KnownKind kKinds[] = {
+    {&upmix_lib::kHrirKind, "HRIR set", ReadHrirContents},
+    {&upmix_lib::kEqualizerKind, "headphone equalizer", ReadEqualizerContents},
+    {&upmix_lib::kMusicKind, "music parameters", ReadMusicContents},
+    {&upmix_lib::kCinemaKind, "cinema parameters", ReadCinemaContents},
+    {&upmix_lib::kLevelKind, "level parameters", ReadLevelContents},
+};
+
+std::string Hex(uint32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "%08x", value);
+  return text;
+}
+
+// What the container's check found, with the values that it found it by.
+std::string DescribeContainer(Status status, const DataKind& kind,
+                              std::span<const std::byte> file) {
+  DataHeader header{};
+  std::memcpy(&header, file.data(), std::min(file.size(), sizeof(header)));
+  std::string detail;
+  if (status == upmix_lib::kDataBadVersion) {
+    detail = std::to_string(header.version) + ", not " + std::to_string(kind.version);
+  } else if (status == upmix_lib::kDataBadLength) {
+    detail =
+        std::to_string(header.byte_length) + " bytes, the file has " + std::to_string(file.size());
+  } else if (status == upmix_lib::kDataBadCrc) {
+    detail = Hex(header.crc32) + " in the header, " +
+             Hex(upmix_lib::Crc32(file.subspan(sizeof(header)))) + " of the contents";
+  }
+  return DescribeStatus(status) + (detail.empty() ? "" : ": " + detail);
+}
+
+InspectedFile InspectData(const std::filesystem::path& path, const KnownKind& known) {
+  InspectedFile result{known.name, "", "", {}};
+  std::vector<std::byte> file;
+  Status status = upmix_lib::ReadDataFile(path.string(), *known.kind, file);
+  if (status != upmix_lib::kOk) {
+    upmix_lib::RegularFile raw(path.string());
+    std::vector<std::byte> bytes(
+        static_cast<size_t>(std::min<uint64_t>(raw.size_bytes(), known.kind->max_bytes)));
+    bytes.resize(static_cast<size_t>(std::max<ptrdiff_t>(raw.Read(bytes), 0)));
+    result.problem = DescribeContainer(status, *known.kind, bytes);
+    return result;
+  }
+  DataHeader header;
+  std::memcpy(&header, file.data(), sizeof(header));
+  Contents contents = known.read(path.string(), file);
+  result.problem = contents.problem;
+  if (result.problem.empty()) {
+    result.text = std::string(known.name) + ", version " + std::to_string(header.version) + ", " +
+                  std::to_string(file.size()) + " bytes, checksum " + Hex(header.crc32) +
+                  " matches\n" + contents.text;
+    result.json = {{"version", header.version},
+                   {"bytes", file.size()},
+                   {"crc32", Hex(header.crc32)},
+                   {"contents", std::move(contents.json)}};
+  }
+  return result;
+}
+
+InspectedFile InspectConfig(const std::filesystem::path& path) {
+  InspectedFile result{"configuration", "", "", {}};
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  std::string named;
+  const Status status = upmix_lib::ReadConfigFile(folder.c_str(), path.filename().c_str(), named);
+  if (status != upmix_lib::kOk) {
+    result.problem = DescribeStatus(status);
+    return result;
+  }
+  const std::string name = std::filesystem::path(named).filename().string();
+  result.text = "configuration, names " + name + "\n";
+  result.json = {{"names", name}};
+  std::error_code error;
+  if (!std::filesystem::exists(named, error)) {
+    result.problem = "it names " + name + ", which is missing";
+  }
+  return result;
+}
+
+InspectedFile InspectAppList(const std::filesystem::path& path) {
+  InspectedFile result{"tuned applications", "", "", {}};
+  constexpr size_t kMostBytes = size_t{64} << 20;
+  try {
+    const Contents contents = ReadAppListContents(ReadWholeFile(path, kMostBytes));
+    result.text = "tuned applications\n" + contents.text;
+    result.json = contents.json;
+  } catch (const Failure& failure) {
+    result.problem = failure.what();
+  }
+  return result;
+}
+
+}  // namespace
+
+InspectedFile InspectFile(const std::filesystem::path& path) {
+  const std::string name = path.filename().string();
+  if (name == "tunedapp_list") {
+    return InspectAppList(path);
+  }
+  if (name.ends_with(".config")) {
+    return InspectConfig(path);
+  }
+  upmix_lib::RegularFile file(path.string());
+  if (file.error() == upmix_lib::RegularFile::Error::kMissing) {
+    return {"", DescribeStatus(upmix_lib::kDataMissing), "", {}};
+  }
+  if (file.error() == upmix_lib::RegularFile::Error::kNotRegular) {
+    return {"", DescribeStatus(upmix_lib::kDataNotRegular), "", {}};
+  }
+  char magic[4] = {};
+  file.Read(std::as_writable_bytes(std::span(magic)));
+  for (const KnownKind& known : kKinds) {
+    if (std::memcmp(magic, known.kind->magic, sizeof(magic)) == 0) {
+      return InspectData(path, known);
+    }
+  }
+  return {"", "no tuning file: it begins with none of KHKI, KHEQ, KMUP, KCUP, KLEV", "", {}};
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,26 @@
+// A tuning file in readable form.
+#ifndef KELDA_TOOLS_INSPECTED_FILE_H_
+#define KELDA_TOOLS_INSPECTED_FILE_H_
+
+#include <filesystem>
+#include <string>
+
+#include "tools/core/json.h"
+
+namespace kelda::tools {
+
+struct InspectedFile {
+  std::string kind;     // "HRIR set"; empty if it is none that the engine knows
+  std::string problem;  // what is wrong with it; empty if the engine can use it
+  std::string text;     // its contents for a reader, whole lines; empty if it has a problem
+  Json json;            // the same for a script
+};
+
+// Reads a tuning file of any kind: the kind of a data file is known by its first bytes, that
+// of a text by its name. The signal library's own readers judge it. Never throws for what is
+// in the file.
+InspectedFile InspectFile(const std::filesystem::path& path);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_INSPECTED_FILE_H_

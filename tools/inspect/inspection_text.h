@@ -1,0 +1,27 @@
+// How an inspected directory is told.
+#ifndef KELDA_TOOLS_INSPECTION_TEXT_H_
+#define KELDA_TOOLS_INSPECTION_TEXT_H_
+
+#include <string>
+
+#include "tools/core/json.h"
+#include "tools/inspect/inspected_directory.h"
+
+namespace kelda::tools {
+
+// For a reader.
+std::string FormatDirectory(const InspectedDirectory& directory);
+
+// For a script: every file's contents, every decision.
+Json DirectoryJson(const InspectedDirectory& directory);
+
+// "wired.hki.config > standard.hki, upmix.music.hps.bin"
+std::string FormatFiles(const Stage& stage);
+
+// The HRTF that "tuned" comes to for a device: "standard" or "personalized", the one whose
+// decisions are the same.
+std::string TunedHrtf(const DecisionTable& table, const std::string& device);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_INSPECTION_TEXT_H_

@@ -1,0 +1,116 @@
+#include "tools/inspect/tuning_trial.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <utility>
+
+#include "tools/framework/effect_session.h"
+
+namespace kelda::tools {
+namespace {
+
+constexpr size_t kPeriodFrames = 1024;
+constexpr int kPeriods = 24;  // half a second
+using Period = std::vector<float>;
+
+// The log of the session that runs.
+std::vector<std::pair<std::string, std::string>>& Lines() {
+  static std::vector<std::pair<std::string, std::string>> lines;  // tag, message
+  return lines;
+}
+
+void Collect(const __android_log_message* line) { Lines().emplace_back(line->tag, line->message); }
+
+// Plays `periods` of noise; the output's periods, and the last of the input's.
+std::vector<Period> Play(EffectSession* session, std::minstd_rand* random, Period* last_input) {
+  std::vector<Period> out;
+  for (int i = 0; i < kPeriods; ++i) {
+    Period period(kPeriodFrames * kChannels);
+    for (float& sample : period) {
+      sample = static_cast<float>((*random)()) / static_cast<float>(random->max()) * 0.5f - 0.25f;
+    }
+    *last_input = period;
+    session->Process(period.data(), kPeriodFrames);
+    out.push_back(period);
+  }
+  return out;
+}
+
+Heard::Sound Classify(const std::vector<Period>& out, const Period& last_input) {
+  const Period& last = out.back();
+  const bool silent =
+      std::all_of(last.begin(), last.end(), [](float sample) { return std::fabs(sample) < 1e-6f; });
+  if (silent) return Heard::Sound::kSilence;
+  if (last == last_input) return Heard::Sound::kUnprocessed;
+  if (last == out[out.size() - 2]) return Heard::Sound::kRepetition;
+  return Heard::Sound::kUpmixed;
+}
+
+// The stages that the log says could not be loaded.
+std::vector<std::string> MissingStages() {
+  constexpr std::pair<const char*, const char*> kStages[] = {{"KelApUpmmLum", "music upmix"},
+                                                             {"KelApUpmcLum", "cinema upmix"},
+                                                             {"KELAPhpeq", "headphone equalizer"},
+                                                             {"KelApUplLum", "level control"}};
+  std::vector<std::string> missing;
+  for (const auto& [tag, stage] : kStages) {
+    if (std::any_of(Lines().begin(), Lines().end(),
+                    [tag = tag](const auto& line) { return line.first == tag; })) {
+      missing.emplace_back(stage);
+    }
+  }
+  return missing;
+}
+
+}  // namespace
+
+TuningTrial TryTuning(const EffectLibrary& library) {
+  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  __android_log_set_logger(Collect);
+  TuningTrial trial;
+  const auto keep_log = [&] {
+    for (const auto& [tag, message] : Lines()) {
+      // One of the effect's messages ends its line itself.
+      const std::string line = tag + ": " + message.substr(0, message.find_last_not_of('\n') + 1);
+      if (std::find(trial.log.begin(), trial.log.end(), line) == trial.log.end()) {
+        trial.log.push_back(line);
+      }
+    }
+  };
+  struct Named {
+    const char* name;
+    uint32_t value;
+  };
+  for (const Named output : {Named{"wired", AUDIO_DEVICE_OUT_WIRED_HEADPHONE},
+                             Named{"bluetooth", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP}}) {
+    for (const Named ears : {Named{"standard", 1}, Named{"personalized", 2}}) {
+      for (const Named mode : {Named{"music", 1}, Named{"cinema", 2}}) {
+        Lines().clear();
+        EffectSession session(library);
+        session.SetParam(EffectParam::kWiredHrtf, ears.value);
+        session.SetParam(EffectParam::kBluetoothHrtf, ears.value);
+        session.SetDevice(static_cast<audio_devices_t>(output.value));
+        session.Enable();
+        std::minstd_rand random(1);
+        Period last_input;
+        Play(&session, &random, &last_input);
+        session.SetParam(EffectParam::kMode, mode.value);
+        const std::vector<Period> out = Play(&session, &random, &last_input);
+        keep_log();
+        // The stage of the other mode has nothing to do with this one.
+        std::vector<std::string> missing = MissingStages();
+        std::erase(missing, mode.value == 1 ? "cinema upmix" : "music upmix");
+        trial.heard.push_back(
+            {std::string(mode.name) + ", " + output.name + ", " + ears.name + " ears",
+             Classify(out, last_input), std::move(missing)});
+      }
+    }
+  }
+  return trial;
+}
+
+}  // namespace kelda::tools

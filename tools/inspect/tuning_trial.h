@@ -1,0 +1,36 @@
+// What the listener hears with a directory of tuning files.
+#ifndef KELDA_TOOLS_TUNING_TRIAL_H_
+#define KELDA_TOOLS_TUNING_TRIAL_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/framework/effect_library.h"
+
+namespace kelda::tools {
+
+struct Heard {
+  enum class Sound {
+    kUpmixed,      // what the mode is for
+    kUnprocessed,  // the stereo that was put in
+    kSilence,
+    kRepetition,  // one period of old sound over and over
+  };
+  std::string situation;  // "music, wired, standard ears"
+  Sound sound;
+  std::vector<std::string> missing;  // stages that could not be loaded
+};
+
+struct TuningTrial {
+  std::vector<Heard> heard;
+  std::vector<std::string> log;  // the effect's warnings and errors, each once
+};
+
+// Has the effect play noise in every mode, on both outputs, with both kinds of ears: first
+// off, then the mode, as a listener would switch. The tuning directory is the one that was
+// chosen. Throws Failure (refused). Replaces the process's logger.
+TuningTrial TryTuning(const EffectLibrary& library);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TUNING_TRIAL_H_

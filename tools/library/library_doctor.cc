@@ -1,0 +1,70 @@
+#include "tools/library/library_doctor.h"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <iterator>
+#include <string>
+
+#include "tools/core/guarded_call.h"
+#include "tools/library/elf_library.h"
+#include "tools/library/library_trial.h"
+
+namespace kelda::tools {
+namespace {
+
+constexpr unsigned kLimitS = 60;  // per component; an emulator is slow
+
+bool ReportSymbols(const ElfLibrary& library) {
+  size_t present = 0;
+  std::string missing;
+  for (const char* const name : kUpmixLibEntryNames) {
+    if (library.functions.contains(name)) {
+      ++present;
+    } else {
+      missing.append(" ").append(name);
+    }
+  }
+  std::printf("symbols: %zu of %zu present%s%s\n", present, std::size(kUpmixLibEntryNames),
+              missing.empty() ? "" : ", missing:", missing.c_str());
+  return missing.empty();
+}
+
+// Runs in the child.
+bool TryComponent(const std::filesystem::path& library, const std::filesystem::path& tuning,
+                  const Component& component) {
+  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    std::printf("  it cannot be loaded: %s\n", dlerror());
+    return false;
+  }
+  const UpmixLibEntries entries = UpmixLibEntries::Of(handle);
+  ComponentTrial trial(entries, tuning);
+  component.trial(&trial);
+  return trial.fits();
+}
+
+}  // namespace
+
+bool DiagnoseLibrary(const std::filesystem::path& directory, const std::filesystem::path& tuning) {
+  const std::filesystem::path path = std::filesystem::absolute(directory) / "libupmix-lib.so";
+  const ElfLibrary library = ReadElfLibrary(path);
+  std::printf("%s: %s\n", path.c_str(), library.processor.c_str());
+  if (!ReportSymbols(library)) return false;
+  if (!library.for_this_processor) {
+    std::printf("it is for another processor than this program: nothing of it was run\n");
+    return false;
+  }
+  bool fits = true;
+  for (const Component& component : Components()) {
+    std::printf("%s\n", component.name);
+    const ChildEnd end = RunInChild([&] { return TryComponent(path, tuning, component); }, kLimitS);
+    if (!end.returned) {
+      std::printf("  does not fit: %s; on a phone all sound would stop\n", end.how.c_str());
+    }
+    fits = fits && end.returned && end.result;
+  }
+  return fits;
+}
+
+}  // namespace kelda::tools

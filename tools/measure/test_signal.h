@@ -1,0 +1,60 @@
+// Sounds to measure the effect with.
+#ifndef KELDA_TOOLS_TEST_SIGNAL_H_
+#define KELDA_TOOLS_TEST_SIGNAL_H_
+
+#include <cstddef>
+#include <vector>
+
+#include "tools/measure/spectrum.h"
+
+namespace kelda::tools {
+
+// Where a measuring sound comes from in the stereo image.
+enum class Image {
+  kCentre,   // both channels the same
+  kLeft,     // the right channel is silent
+  kDiffuse,  // the channels have nothing to do with each other
+};
+
+enum class Waveform {
+  // The frequency rises by as many octaves in any second (Farina, "Simultaneous measurement
+  // of impulse response and distortion with a swept-sine technique", 2000). Of kDiffuse the
+  // channels would sound at different frequencies at any moment, so that it is refused.
+  kSweep,
+  kNoise,  // sines with random phases
+};
+
+// A sound with the spectrum of pink noise from 20 Hz to 20 kHz that repeats every kPeriod
+// frames, a sum of sines (Schroeder, "Synthesis of low-peak-factor signals and binary
+// sequences with low autocorrelation", 1970, gives the phases of the sweep). It has the same
+// spectrum in every period, so that an average of a few periods is exact where a system
+// stands still, and what differs from period to period is what does not.
+class TestSignal {
+ public:
+  static constexpr size_t kPeriod = 65536;   // 1.4 s
+  static constexpr size_t kFirstBin = 28;    // 20.5 Hz
+  static constexpr size_t kLastBin = 27304;  // 19998 Hz
+  static double BinHz(size_t bin) { return static_cast<double>(bin) * 48000 / kPeriod; }
+
+  // RMS of a channel that is not silent, 1 is full scale. The same sound in every run.
+  // Throws std::invalid_argument for a diffuse sweep.
+  TestSignal(Image image, Waveform waveform, double rms);
+
+  // One period, interleaved stereo.
+  const std::vector<float>& frames() const { return frames_; }
+  // The spectrum of the left channel over one period.
+  const Spectrum& left() const { return left_; }
+  // Mean power per channel and bin, silent ones included.
+  double BinPower(size_t bin) const { return power_[bin]; }
+  // The largest magnitude.
+  float peak() const;
+
+ private:
+  std::vector<float> frames_;
+  Spectrum left_;
+  Power power_;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TEST_SIGNAL_H_

@@ -1,0 +1,128 @@
+#include "tools/presets/parameter_sets.h"
+
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::CinemaParameters;
+using upmix_lib::kCinemaFields;
+using upmix_lib::kCinemaKind;
+using upmix_lib::kLevelFields;
+using upmix_lib::kLevelKind;
+using upmix_lib::kMusicFields;
+using upmix_lib::kMusicKind;
+using upmix_lib::kRoomFields;
+using upmix_lib::LevelParameters;
+using upmix_lib::MusicParameters;
+using upmix_lib::ParameterField;
+using upmix_lib::RoomParameters;
+
+constexpr ParameterMeaning kMusicMeanings[] = {
+    {"centre_amount", "", "share of centred direct sound that moves to the centre speaker"},
+    {"centre_level_db", "dB", "level of the centre speaker"},
+    {"wide_amount", "", "share of what is left in front that moves to the sides"},
+    {"direct_emphasis", "", "more keeps direct sound out of the surround speakers better"},
+    {"ambience_amount", "", "share of the ambience that moves to the surround speakers"},
+    {"surround_level_db", "dB", "level of the surround speakers"},
+    {"back_share", "", "share of the surround power that goes to the back"},
+    {"decorrelation", "", "decorrelation of the surround speakers from each other"},
+    {"coherence_smoothing_ms", "ms", "time constant of the direct-ambient estimate, at 1 kHz"},
+    {"gain_smoothing_ms", "ms", "time constant of the gains of each band"},
+    {"bass_crossover_hz", "Hz", "below it no ambience leaves the front; 0: all of it may"},
+    {"output_gain_db", "dB", "level of the whole"},
+};
+
+constexpr ParameterMeaning kCinemaMeanings[] = {
+    {"dialogue_amount", "", "share of centred direct sound that moves to the centre speaker"},
+    {"dialogue_level_db", "dB", "level of the centre speaker"},
+    {"surround_amount", "", "share of the ambience that moves to the surround speakers"},
+    {"surround_level_db", "dB", "level of the surround speakers"},
+    {"back_share", "", "share of the surround power that goes to the back"},
+    {"width", "", "share of what is left in front that moves to the sides"},
+    {"bass_crossover_hz", "Hz", "below it the sound goes past the HRIRs, in mono"},
+    {"bass_level_db", "dB", "level of what is below the crossover"},
+    {"room_level_db", "dB", "level of the room's late tail; -80: no tail"},
+    {"room_decay_s", "s", "time in which the tail decays by 60 dB"},
+    {"room_early_level_db", "dB", "level of the room's first reflections; -80: none"},
+    {"output_gain_db", "dB", "level of the whole"},
+};
+
+constexpr ParameterMeaning kLevelMeanings[] = {
+    {"target_lufs", "LUFS", "loudness that levelling steers towards"},
+    {"strength", "", "share of the distance to the target that is corrected"},
+    {"max_boost_db", "dB", "most that levelling amplifies"},
+    {"max_cut_db", "dB", "most that levelling attenuates"},
+    {"max_limiting_db", "dB", "most that a boost makes the limiter take off the peaks"},
+    {"boost_db_per_s", "dB/s", "fastest rise of the levelling gain"},
+    {"cut_db_per_s", "dB/s", "fastest fall of the levelling gain"},
+    {"window_s", "s", "length of the programme that the loudness is measured over"},
+    {"ceiling_dbtp", "dBTP", "true-peak ceiling of the output"},
+    {"limiter_release_ms", "ms", "time constant of the limiter's recovery"},
+};
+
+constexpr ParameterMeaning kRoomMeanings[] = {
+    {"early_level_db", "dB", "energy of the first reflections, relative to the direct sound's"},
+    {"late_level_db", "dB", "energy of the late tail, relative to the direct sound's"},
+    {"decay_s", "s", "time in which the tail decays by 60 dB, at low and middle frequencies"},
+    {"size_m", "m", "length of the room: the reflections' delays follow from it"},
+    {"damping_hz", "Hz", "where the tail decays twice as fast"},
+};
+
+// Every field has its meaning, in the same order, but for the reserved ones at the end.
+constexpr bool Complete(std::span<const ParameterField> fields,
+                        std::span<const ParameterMeaning> meanings) {
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const std::string_view name = fields[i].name;
+    if (name.starts_with("reserved") != (i >= meanings.size())) return false;
+    if (i < meanings.size() && name != meanings[i].key) return false;
+  }
+  return meanings.size() <= fields.size();
+}
+static_assert(Complete(kMusicFields, kMusicMeanings));
+static_assert(Complete(kCinemaFields, kCinemaMeanings));
+static_assert(Complete(kLevelFields, kLevelMeanings));
+static_assert(Complete(kRoomFields, kRoomMeanings));
+
+const ParameterSet kSets[] = {
+    {"upmix", "Music upmix", &kMusicKind, sizeof(MusicParameters), kMusicFields, kMusicMeanings},
+    {"cinema", "Cinema upmix", &kCinemaKind, sizeof(CinemaParameters), kCinemaFields,
+     kCinemaMeanings},
+    {"level", "Level control", &kLevelKind, sizeof(LevelParameters), kLevelFields, kLevelMeanings},
+    {"room", "Room around the virtual loudspeakers", nullptr, sizeof(RoomParameters), kRoomFields,
+     kRoomMeanings},
+};
+
+}  // namespace
+
+std::span<const ParameterSet> ParameterSets() { return kSets; }
+const ParameterSet& MusicParameterSet() { return kSets[0]; }
+const ParameterSet& CinemaParameterSet() { return kSets[1]; }
+const ParameterSet& LevelParameterSet() { return kSets[2]; }
+const ParameterSet& RoomParameterSet() { return kSets[3]; }
+
+float ReadParameter(std::span<const std::byte> parameters, const ParameterField& field) {
+  float value;
+  std::memcpy(&value, parameters.data() + field.offset_bytes, sizeof(value));
+  return value;
+}
+
+void WriteParameter(std::span<std::byte> parameters, const ParameterField& field, float value) {
+  std::memcpy(parameters.data() + field.offset_bytes, &value, sizeof(value));
+}
+
+std::string FormatFloat(float value) {
+  char text[64];
+  const auto [end, error] = std::to_chars(text, text + sizeof(text), value);
+  return {text, end};
+}
+
+std::string FormatRange(const ParameterField& field, const ParameterMeaning& meaning) {
+  std::string range = FormatFloat(field.min) + " to " + FormatFloat(field.max);
+  if (*meaning.unit != '\0') range.append(" ").append(meaning.unit);
+  return range;
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,205 @@
+#include "tools/render/command_render.h"
+
+#include <android/log.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/audio/audio_sink.h"
+#include "tools/core/failure.h"
+#include "tools/core/status_line.h"
+#include "tools/framework/device_name.h"
+#include "tools/framework/effect_library.h"
+#include "tools/framework/installation.h"
+#include "tools/render/renderer.h"
+
+namespace kelda::tools {
+namespace {
+
+struct RenderArguments {
+  std::filesystem::path input;
+  std::filesystem::path output;
+  std::string mode = "music";
+  std::string device = "wired";
+  std::string wired_hrtf;
+  std::string bluetooth_hrtf;
+  std::string app;
+  std::string app_flag = "0";
+  std::string block = "960";
+  std::optional<uint64_t> seed;
+  std::filesystem::path tuning;
+  std::vector<std::string> properties;
+  std::string log_level = "warn";
+  std::filesystem::path library;
+  std::vector<std::pair<std::string, std::string>> changes;
+  std::filesystem::path scenario;
+  bool raw_timing = false;
+  bool dump = false;
+};
+
+int ParseLogLevel(const std::string& name) {
+  constexpr std::pair<const char*, int> kLevels[] = {
+      {"verbose", ANDROID_LOG_VERBOSE}, {"debug", ANDROID_LOG_DEBUG},
+      {"info", ANDROID_LOG_INFO},       {"warn", ANDROID_LOG_WARN},
+      {"error", ANDROID_LOG_ERROR},     {"silent", ANDROID_LOG_SILENT}};
+  for (const auto& [known, priority] : kLevels) {
+    if (name == known) {
+      return priority;
+    }
+  }
+  throw Failure(ExitCode::kUsage, "--log-level: unknown level '" + name +
+                                      "' (verbose, debug, info, warn, error, silent)");
+}
+
+// An option is a setting that is written "--key value".
+Setting ParseOption(const std::string& key, const std::string& value) {
+  try {
+    return ParseSetting(key + "=" + value);
+  } catch (const Failure& failure) {
+    throw Failure(failure.code(), "--" + key + ": " + failure.what());
+  }
+}
+
+// The order in which a phone sends them: the output, the listener's choices, the
+// player, and last the mode.
+std::vector<Setting> InitialSettings(const RenderArguments& arguments) {
+  std::vector<Setting> settings{ParseOption("device", arguments.device)};
+  if (!arguments.wired_hrtf.empty()) {
+    settings.push_back(ParseOption("wired-hrtf", arguments.wired_hrtf));
+  }
+  if (!arguments.bluetooth_hrtf.empty()) {
+    settings.push_back(ParseOption("bluetooth-hrtf", arguments.bluetooth_hrtf));
+  }
+  if (!arguments.app.empty()) {
+    settings.push_back(ParseOption("app", arguments.app + "&" + arguments.app_flag));
+  }
+  settings.push_back(ParseOption("mode", arguments.mode));
+  return settings;
+}
+
+std::vector<TimedSetting> Timeline(const RenderArguments& arguments) {
+  std::vector<TimedSetting> changes;
+  if (!arguments.scenario.empty()) {
+    changes = ReadScenario(arguments.scenario);
+  }
+  for (const auto& [seconds, setting] : arguments.changes) {
+    std::string origin = "--at ";
+    origin.append(seconds).append(" ").append(setting);
+    changes.push_back(ParseTimedSetting(seconds, setting, origin));
+  }
+  return InOrder(std::move(changes));
+}
+
+uint64_t DrawSeed() {
+  const uint32_t seed = std::random_device()();
+  ShowMessage("block sizes drawn with --seed " + std::to_string(seed));
+  return seed;
+}
+
+void PrintDump(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    throw Failure(ExitCode::kOutput, "the dump text cannot be written to standard output");
+  }
+}
+
+void Run(const RenderArguments& arguments) {
+  RenderJob job;
+  job.input = arguments.input;
+  job.output = arguments.output;
+  job.settings = InitialSettings(arguments);
+  job.timeline = Timeline(arguments);
+  job.block = ParseBlockRange(arguments.block);
+  job.raw_timing = arguments.raw_timing;
+  job.dump = arguments.dump;
+  static_cast<void>(AudioFormat(job.output));  // refuses a name before anything is loaded
+  SetProperty("vendor.kelda.effect=1");
+  for (const std::string& property : arguments.properties) {
+    SetProperty(property);
+  }
+  UseTuningDirectory(arguments.tuning);
+  ShowLog(ParseLogLevel(arguments.log_level));
+  if (job.block.random()) {
+    job.seed = arguments.seed ? *arguments.seed : DrawSeed();
+  }
+
+  const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
+                                                        : arguments.library);
+  const RenderResult result = Render(library, job);
+  for (const TimedSetting& change : result.unreached) {
+    ShowMessage("warning: " + change.origin + ": not reached, the audio ended before");
+  }
+  if (result.clipped_samples != 0) {
+    ShowMessage("warning: " + std::to_string(result.clipped_samples) +
+                " samples beyond full scale were clipped; a WAV file keeps them");
+  }
+  PrintDump(result.dump);
+}
+
+void AddOptions(CLI::App* command, RenderArguments* arguments) {
+  command->add_option("IN", arguments->input, "Audio file, mono or stereo, any rate")
+      ->required()
+      ->type_name("");
+  command->add_option("OUT", arguments->output, "Result: .wav (32-bit float) or .flac (24 bit)")
+      ->required()
+      ->type_name("");
+  const auto option = [&](const char* name, auto& value, const char* form,
+                          const std::string& help) {
+    return command->add_option(name, value, help)->type_name(form);
+  };
+  option("--mode", arguments->mode, "MODE", "off, music, cinema or auto (music)");
+  option("--device", arguments->device, "DEVICE",
+         ShortDeviceNames() + ", AUDIO_DEVICE_OUT_... or a number (wired)");
+  option("--wired-hrtf", arguments->wired_hrtf, "TYPE",
+         "standard or personalized; else as the tuning says");
+  option("--bluetooth-hrtf", arguments->bluetooth_hrtf, "TYPE", "Likewise for Bluetooth");
+  CLI::Option* const app =
+      option("--app", arguments->app, "PACKAGE", "The playing application, for mode auto");
+  option("--app-flag", arguments->app_flag, "0|1", "1: cinema if the application is not listed (0)")
+      ->needs(app);
+  option("--block", arguments->block, "FRAMES",
+         "Host block, 1 to 65536, or random[:MIN-MAX] (960)");
+  option("--seed", arguments->seed, "NUMBER", "Repeats a random sequence of blocks");
+  option("--tuning", arguments->tuning, "DIR", "Else KELDA_DATA_DIR, else the installed set");
+  option("--property", arguments->properties, "NAME=VALUE", "A system property; repeated")
+      ->allow_extra_args(false);
+  option("--log-level", arguments->log_level, "LEVEL",
+         "verbose, debug, info, warn, error or silent (warn)");
+  option("--library", arguments->library, "FILE", "Effect library; else the installed one");
+  option("--at", arguments->changes, "SECONDS KEY=VALUE",
+         "Change a setting while the audio runs; repeated")
+      ->allow_extra_args(false);
+  option("--scenario", arguments->scenario, "FILE", "Such changes, one a line; # begins a comment");
+  command->add_flag("--raw-timing", arguments->raw_timing,
+                    "Keep what the host hears: latency in front, tail behind");
+  command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");
+}
+
+}  // namespace
+
+void AddRenderCommand(CLI::App* program) {
+  CLI::App* const command =
+      program->add_subcommand("render", "Run an audio file through the effect");
+  const auto arguments = std::make_shared<RenderArguments>();
+  AddOptions(command, arguments.get());
+  command->footer(
+      "The output is as long as the input (at 48 kHz) and in time with it: the latency at the\n"
+      "start is taken off and the tail is fetched at the end. A change takes effect with the\n"
+      "first host block that starts at its time or after it, as on a phone; with blocks of 960\n"
+      "frames every multiple of 0.02 s is exact.\n\n"
+      "Keys of --at and --scenario:\n" +
+      SettingHelp() +
+      "\nExample:\n"
+      "  kelda render song.flac out.wav --mode music --device wired \\\n"
+      "      --at 2.5 mode=cinema --at 5 device=bluetooth --dump\n\n" +
+      kExitCodeHelp);
+  command->callback([arguments] { Run(*arguments); });
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,159 @@
+#include "tools/render/renderer.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "tools/audio/audio_sink.h"
+#include "tools/audio/audio_source.h"
+#include "tools/audio/progress.h"
+#include "tools/core/failure.h"
+#include "tools/core/interruption.h"
+#include "tools/framework/effect_session.h"
+#include "tools/framework/frame_tracker.h"
+#include "tools/framework/processor_latency.h"
+#include "tools/render/realigner.h"
+
+namespace kelda::tools {
+namespace {
+
+// What the processors are set to when the first block comes.
+std::vector<Setting> SettingsAtStart(const RenderJob& job) {
+  std::vector<Setting> settings = job.settings;
+  for (const TimedSetting& change : job.timeline) {
+    if (change.frame == 0) {
+      settings.push_back(change.setting);
+    }
+  }
+  return settings;
+}
+
+class Renderer {
+ public:
+  Renderer(const EffectLibrary& library, const RenderJob& job)
+      : job_(job),
+        library_(library),
+        source_(job.input),
+        sink_(job.output, source_.frames()),
+        session_(library),
+        tracker_(library),
+        sizes_(job.block, job.seed) {}
+
+  RenderResult Run() {
+    for (const Setting& setting : job_.settings) {
+      Change(setting);
+    }
+    session_.Enable();
+    latency_frames_ = MeasureProcessorLatency(library_, SettingsAtStart(job_));
+    realigner_ = Realigner(latency_frames_);
+    Progress progress(source_.frames());
+    while (!Complete()) {
+      CheckInterruption();
+      ApplyDueChanges();
+      RunBlock(sizes_.Next());
+      progress.Update(input_frames_);
+    }
+    RenderResult result;
+    if (job_.dump) {
+      result.dump = session_.Dump();
+    }
+    if (session_.enabled()) {
+      session_.Disable();
+    }
+    CheckInterruption();
+    sink_.Finish();
+    result.clipped_samples = sink_.clipped_samples();
+    result.unreached.assign(next_change_, job_.timeline.end());
+    return result;
+  }
+
+ private:
+  void Change(const Setting& setting) {
+    Apply(setting, &session_);
+    tracker_.Apply(setting);
+  }
+
+  void ApplyDueChanges() {
+    for (; !input_ended_ && next_change_ != job_.timeline.end() &&
+           next_change_->frame <= input_frames_;
+         ++next_change_) {
+      try {
+        Change(next_change_->setting);
+      } catch (const Failure& failure) {
+        throw Failure(failure.code(), next_change_->origin + ": " + failure.what());
+      }
+    }
+  }
+
+  // One host block; silence follows the end of the input.
+  void RunBlock(size_t frames) {
+    block_.resize(frames * kChannels);
+    const size_t read = input_ended_ ? 0 : source_.Read(block_.data(), frames);
+    std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read * kChannels), block_.end(), 0.0F);
+    input_frames_ += static_cast<int64_t>(read);
+    input_ended_ = read < frames || source_.frames() == input_frames_;
+    if (input_frames_ == 0) {
+      return;
+    }
+    session_.Process(block_.data(), frames);
+    const std::vector<int64_t>& delivered = tracker_.Advance(frames);
+    if (job_.raw_timing) {
+      Write(block_.data(), frames);
+    } else {
+      aligned_.clear();
+      realigner_.Push(block_.data(), delivered, &aligned_);
+      size_t wanted = aligned_.size() / kChannels;
+      if (input_ended_) {
+        wanted = std::min(wanted, static_cast<size_t>(input_frames_ - written_frames_));
+      }
+      Write(aligned_.data(), wanted);
+    }
+    NoteDelivery(delivered);
+  }
+
+  void Write(const float* stereo, size_t frames) {
+    sink_.Write(stereo, frames);
+    written_frames_ += static_cast<int64_t>(frames);
+  }
+
+  // Guards the end: an effect that stops delivering would keep us waiting.
+  void NoteDelivery(const std::vector<int64_t>& delivered) {
+    constexpr int64_t kPatienceFrames = int64_t{10} * kSampleRateHz;
+    const int64_t last = *std::max_element(delivered.begin(), delivered.end());
+    silent_frames_ = last < 0 ? silent_frames_ + static_cast<int64_t>(delivered.size()) : 0;
+    delivered_frames_ = std::max(delivered_frames_, last + 1);
+    if (silent_frames_ > kPatienceFrames + static_cast<int64_t>(kMaxBlockFrames)) {
+      throw Failure(ExitCode::kRefused, "the effect delivers no audio any more");
+    }
+  }
+
+  bool Complete() const {
+    return input_ended_ &&
+           (input_frames_ == 0 || delivered_frames_ >= input_frames_ + latency_frames_);
+  }
+
+  const RenderJob& job_;
+  const EffectLibrary& library_;
+  AudioSource source_;
+  AudioSink sink_;
+  EffectSession session_;
+  FrameTracker tracker_;
+  int64_t latency_frames_ = 0;
+  Realigner realigner_{0};
+  BlockSizes sizes_;
+  std::vector<TimedSetting>::const_iterator next_change_ = job_.timeline.begin();
+  int64_t input_frames_ = 0;
+  bool input_ended_ = false;
+  int64_t written_frames_ = 0;
+  int64_t delivered_frames_ = 0;  // one past the newest input frame that came out
+  int64_t silent_frames_ = 0;     // delivered in a row
+  std::vector<float> block_;
+  std::vector<float> aligned_;
+};
+
+}  // namespace
+
+RenderResult Render(const EffectLibrary& library, const RenderJob& job) {
+  return Renderer(library, job).Run();
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,48 @@
+// Runs an audio file through the effect.
+//
+//   AudioSource --> host blocks --> EffectSession --> Realigner --> AudioSink
+//                        |                                ^
+//                        +---------> FrameTracker --------+
+//                                    which input frame each delivered frame is
+#ifndef KELDA_TOOLS_RENDERER_H_
+#define KELDA_TOOLS_RENDERER_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tools/framework/block_sizes.h"
+#include "tools/framework/effect_library.h"
+#include "tools/framework/setting.h"
+#include "tools/render/timeline.h"
+
+namespace kelda::tools {
+
+struct RenderJob {
+  std::filesystem::path input;
+  std::filesystem::path output;
+  std::vector<Setting> settings;       // before the audio starts, in order
+  std::vector<TimedSetting> timeline;  // in order of time
+  BlockRange block{960, 960};
+  uint64_t seed = 0;
+  // False: as long as the input, each frame where its input was; the latency of
+  // the processors at the start is taken off. True: block by block what the host
+  // gets, silence while the effect gathers its first periods included, until the
+  // last frame of the input has come out.
+  bool raw_timing = false;
+  bool dump = false;  // ask for the effect's report at the end
+};
+
+struct RenderResult {
+  int64_t clipped_samples = 0;
+  std::vector<TimedSetting> unreached;  // changes after the end of the input
+  std::string dump;                     // the effect's report, if asked for
+};
+
+// Throws Failure or Interrupted; there is no output then.
+RenderResult Render(const EffectLibrary& library, const RenderJob& job);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_RENDERER_H_

@@ -1,0 +1,88 @@
+#include "tools/report/command_report.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tools/core/failure.h"
+#include "tools/core/output_file.h"
+#include "tools/core/status_line.h"
+#include "tools/framework/effect_library.h"
+#include "tools/framework/installation.h"
+#include "tools/framework/setting.h"
+#include "tools/inspect/inspected_directory.h"
+#include "tools/report/report_data.h"
+#include "tools/report/report_page.h"
+
+namespace kelda::tools {
+namespace {
+
+struct ReportArguments {
+  std::filesystem::path tuning;
+  std::filesystem::path output = "report.html";
+  std::filesystem::path library;
+};
+
+void Write(const OutputFile& file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file.descriptor(), text.data(), text.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      throw Failure(ExitCode::kOutput,
+                    file.path().string() + ": cannot be written: " + std::strerror(errno));
+    }
+    text.remove_prefix(static_cast<size_t>(written));
+  }
+}
+
+void Run(const ReportArguments& arguments) {
+  SetProperty("vendor.kelda.effect=1");
+  UseTuningDirectory(arguments.tuning);
+  const std::filesystem::path tuning = std::getenv("KELDA_DATA_DIR");
+  const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
+                                                        : arguments.library);
+  OutputFile file(arguments.output);
+  std::string page;
+  {
+    StatusLine line;
+    line.Show("asking the engine");
+    const InspectedDirectory directory = InspectDirectory(tuning, library);
+    page = ReportPage(
+        CollectReport(directory, library, [&](const std::string& what) { line.Show(what); }));
+  }
+  Write(file, page);
+  file.Commit();
+}
+
+}  // namespace
+
+void AddReportCommand(CLI::App* program) {
+  CLI::App* const command =
+      program->add_subcommand("report", "Measure a tuning and draw what it does, as one web page");
+  const auto arguments = std::make_shared<ReportArguments>();
+  const auto option = [&](const char* name, auto& value, const char* form, const char* help) {
+    command->add_option(name, value, help)->type_name(form);
+  };
+  option("--tuning", arguments->tuning, "DIR", "Else KELDA_DATA_DIR, else the installed set");
+  option("-o,--output", arguments->output, "FILE", "The page (report.html)");
+  option("--library", arguments->library, "FILE", "Effect library; else the installed one");
+  command->footer(
+      "The page holds everything it needs and asks nothing of any network. It shows each\n"
+      "equalizer, each virtual loudspeaker, the measured response, latency and headroom of each\n"
+      "chain that the engine runs, and what a change of the mode sounds like.\n\n"
+      "Example:\n"
+      "  kelda report --tuning tuning -o report.html\n\n" +
+      std::string(kExitCodeHelp));
+  command->callback([arguments] { Run(*arguments); });
+}
+
+}  // namespace kelda::tools

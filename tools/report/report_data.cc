@@ -1,0 +1,260 @@
+#include "tools/report/report_data.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "tools/framework/log_capture.h"
+#include "tools/framework/setting.h"
+#include "tools/inspect/inspection_text.h"
+#include "tools/measure/frequency_response.h"
+#include "tools/report/chain_measurement.h"
+#include "tools/report/mode_change.h"
+#include "tools/report/report_curves.h"
+#include "upmix-lib/data_file.h"
+
+namespace kelda::tools {
+namespace {
+
+using upmix_lib::EqualizerTuning;
+
+// Decisions that come to the same stages with the same data, whatever names it.
+struct Chain {
+  Decision decision;  // the first of them
+  std::vector<std::string> when;
+  std::optional<ChainMeasurement> measurement;
+};
+
+// The stages that run, by the files that they load in the end.
+std::string Signature(const Decision& decision) {
+  std::string text;
+  for (const Stage& stage : decision.stages) {
+    if (stage.runs) {
+      text.append(stage.name);
+      for (const StageFile& file : stage.files) {
+        text.append(" ").append(file.role == "bin" ? file.file : file.names);
+      }
+      text.append(";");
+    }
+  }
+  return text;
+}
+
+std::vector<Chain> FindChains(const DecisionTable& table) {
+  std::vector<Chain> chains;
+  for (const Decision& decision : table.decisions) {
+    if (decision.device == "other" || decision.hrtf == "tuned" || decision.mode == "auto") {
+      continue;
+    }
+    std::string when = decision.device + ", " + decision.hrtf;
+    when += TunedHrtf(table, decision.device) == decision.hrtf ? " (as tuned)" : "";
+    const auto same = std::find_if(chains.begin(), chains.end(), [&](const Chain& chain) {
+      return Signature(chain.decision) == Signature(decision) &&
+             chain.decision.problems.empty() == decision.problems.empty();
+    });
+    if (same == chains.end()) {
+      chains.push_back({decision, {when}, {}});
+    } else {
+      same->when.push_back(when);
+    }
+  }
+  return chains;
+}
+
+std::vector<Setting> Settings(const Decision& decision) {
+  return {ParseSetting("device=" + decision.device),
+          ParseSetting(decision.device + "-hrtf=" + decision.hrtf),
+          ParseSetting("mode=" + decision.mode)};
+}
+
+// "Music, personalized"; the devices too where they differ.
+std::string Title(const Chain& chain, const std::vector<Chain>& chains) {
+  const auto alike = std::count_if(chains.begin(), chains.end(), [&](const Chain& other) {
+    return other.decision.mode == chain.decision.mode && other.decision.hrtf == chain.decision.hrtf;
+  });
+  std::string title = chain.decision.mode + ", " + chain.decision.hrtf;
+  title[0] = static_cast<char>(title[0] - 'a' + 'A');
+  return alike > 1 ? title + ", " + chain.decision.device : title;
+}
+
+Json ImageJson(const ImageResponse& image) {
+  return {{"left_db", Decibels(image.gain_db[0])},
+          {"right_db", Decibels(image.gain_db[1])},
+          {"level_db", Decibels(image.level_db)},
+          {"arrival_frames", Rounded(image.arrival_frames, 1)},
+          {"true_peak_db", Decibels(image.full_scale_true_peak_db)}};
+}
+
+Json ChainJson(const Chain& chain, const std::vector<Chain>& chains) {
+  Json json{{"title", Title(chain, chains)},
+            {"when", chain.when},
+            {"stages", Json::array()},
+            {"problems", chain.decision.problems}};
+  for (const Stage& stage : chain.decision.stages) {
+    if (stage.runs) {
+      const std::string files = FormatFiles(stage);
+      json["stages"].push_back(StageTitle(stage.name) + (files.empty() ? "" : ": " + files));
+    }
+  }
+  if (chain.measurement) {
+    json["latency_frames"] = chain.measurement->latency_frames;
+    json["images"] = {{"centre", ImageJson(chain.measurement->images[0])},
+                      {"left", ImageJson(chain.measurement->images[1])},
+                      {"diffuse", ImageJson(chain.measurement->images[2])}};
+  }
+  return json;
+}
+
+// The measurement of a chain in which the equalizer `name` runs alone.
+const ChainMeasurement* FindAlone(const std::vector<Chain>& chains, const std::string& name) {
+  for (const Chain& chain : chains) {
+    for (const Stage& stage : chain.decision.stages) {
+      if (chain.measurement && chain.decision.mode == "off" && stage.runs && stage.name == "hpeq" &&
+          stage.files.size() == 1 && stage.files[0].names == name) {
+        return &*chain.measurement;
+      }
+    }
+  }
+  return nullptr;
+}
+
+void AddMeasured(const EqualizerTuning& tuning, const ChainMeasurement& measurement, Json* json) {
+  // Of two channels that have nothing in common, each ear hears its own.
+  const ImageResponse& image = measurement.images[static_cast<size_t>(Image::kDiffuse)];
+  double deviation_db = 0;
+  for (size_t ear = 0; ear < 2; ++ear) {
+    const size_t curve = std::min(ear, tuning.curves.size() - 1);
+    const std::vector<double> expected_db =
+        BandAverageDb([&](double freq_hz) { return EqualizerGainDb(tuning, curve, freq_hz); });
+    for (size_t i = 0; i < expected_db.size(); ++i) {
+      deviation_db = std::max(deviation_db, std::abs(expected_db[i] - image.gain_db[ear][i]));
+    }
+    (*json)["curves"][curve]["measured_db"] = Decibels(image.gain_db[ear]);
+  }
+  (*json)["deviation_db"] = Rounded(deviation_db, 4);
+}
+
+Json EqualizersJson(const InspectedDirectory& directory, const std::vector<Chain>& chains) {
+  Json equalizers = Json::array();
+  for (const DirectoryEntry& entry : directory.entries) {
+    std::vector<std::byte> file;
+    EqualizerTuning tuning;
+    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == "headphone equalizer" &&
+        upmix_lib::ReadDataFile((directory.path / entry.name).string(), upmix_lib::kEqualizerKind,
+                                file) == upmix_lib::kOk &&
+        upmix_lib::ParseEqualizer(file, tuning) == upmix_lib::kOk) {
+      Json json = EqualizerJson(entry.name, tuning);
+      if (const ChainMeasurement* alone = FindAlone(chains, entry.name)) {
+        AddMeasured(tuning, *alone, &json);
+      }
+      equalizers.push_back(std::move(json));
+    }
+  }
+  return equalizers;
+}
+
+Json AllEarsJson(const InspectedDirectory& directory) {
+  Json ears = Json::array();
+  for (const DirectoryEntry& entry : directory.entries) {
+    upmix_lib::HrirSet set;
+    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == "HRIR set" &&
+        upmix_lib::LoadHrirSet((directory.path / entry.name).string(), set) == upmix_lib::kOk) {
+      ears.push_back(EarsJson(entry.name, set));
+    }
+  }
+  return ears;
+}
+
+Json FilesJson(const InspectedDirectory& directory) {
+  Json files = Json::array();
+  for (const DirectoryEntry& entry : directory.entries) {
+    const std::string note = entry.file.problem.empty()
+                                 ? entry.file.text.substr(0, entry.file.text.find('\n'))
+                                 : entry.file.problem;
+    files.push_back({{"name", entry.name}, {"state", Name(entry.state)}, {"note", note}});
+  }
+  return files;
+}
+
+Json ApplicationsJson(const DecisionTable& table) {
+  const auto both = [](const std::string& plain, const std::string& flagged) {
+    return plain == flagged ? plain : plain + ", flagged as video: " + flagged;
+  };
+  Json applications = Json::array();
+  for (const AppDecision& app : table.apps) {
+    applications.push_back({{"name", &app == &table.apps.front() ? "(not listed)" : app.package},
+                            {"wired", both(app.wired, app.flagged_wired)},
+                            {"bluetooth", both(app.bluetooth, app.flagged_bluetooth)},
+                            {"other", app.other}});
+  }
+  return applications;
+}
+
+Json ChangeJson(const ModeChange& change) {
+  std::vector<double> times_ms;
+  for (size_t i = 0; i < change.level_db.size(); ++i) {
+    const double middle_ms = (static_cast<double>(i) + 0.5) * ModeChange::kWindowMs;
+    times_ms.push_back(middle_ms - ModeChange::kBeforeMs);
+  }
+  return {{"from", change.from},
+          {"to", change.to},
+          {"times_ms", Rounded(times_ms, 1)},
+          {"level_db", Decibels(change.level_db)},
+          {"silence_ms", Rounded(change.silence_ms, 2)},
+          {"recovered_ms", Rounded(change.recovered_ms, 0)},
+          {"steps", change.steps}};
+}
+
+std::vector<std::string> Lines(std::string text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    lines.push_back(text.substr(0, text.find('\n')));
+    text.erase(0, lines.back().size() + 1);
+  }
+  return lines;
+}
+
+}  // namespace
+
+Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& library,
+                   const std::function<void(const std::string&)>& progress) {
+  const LogCapture log;  // the decisions' problems were taken from it before
+  std::vector<Chain> chains = FindChains(directory.decisions);
+  for (Chain& chain : chains) {
+    if (chain.decision.problems.empty()) {
+      progress("measuring " + Title(chain, chains));
+      chain.measurement = MeasureChain(library, Settings(chain.decision));
+    }
+  }
+  Json changes = Json::array();
+  for (const auto& [from, to] : {std::pair{"off", "music"}, std::pair{"music", "cinema"},
+                                 std::pair{"cinema", "music"}, std::pair{"music", "off"}}) {
+    progress(std::string("measuring the change from ") + from + " to " + to);
+    changes.push_back(
+        ChangeJson(MeasureModeChange(library, {ParseSetting("device=wired")}, from, to)));
+  }
+  Json chains_json = Json::array();
+  for (const Chain& chain : chains) {
+    chains_json.push_back(ChainJson(chain, chains));
+  }
+  constexpr double kPeriodSeconds = static_cast<double>(TestSignal::kPeriod) / 48000;
+  return {{"directory",
+           std::filesystem::absolute(directory.path / "x").parent_path().filename().string()},
+          {"version", KELDA_VERSION},
+          {"problems", Lines(directory.Problems())},
+          {"warnings", directory.decisions.warnings},
+          {"files", FilesJson(directory)},
+          {"applications", ApplicationsJson(directory.decisions)},
+          {"frequencies", Rounded(ResponseFrequencies(), 1)},
+          {"method",
+           {{"level", "−26 dBFS"},
+            {"period_ms", 1000 * kPeriodSeconds},
+            {"settling_s", ImageResponse::kSettlingSeconds},
+            {"average_s", kPeriodSeconds * double{ImageResponse::kPeriods}}}},
+          {"equalizers", EqualizersJson(directory, chains)},
+          {"ears", AllEarsJson(directory)},
+          {"chains", std::move(chains_json)},
+          {"changes", std::move(changes)}};
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,86 @@
+#include "tools/tune/app_list_check.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include "engine/tuned_app_list.h"
+#include "tools/core/text_file.h"
+#include "tools/framework/log_capture.h"
+
+namespace kelda::tools {
+namespace {
+
+constexpr std::size_t kShownBytes = 200;
+
+const char* NameOf(UpmixMode mode) {
+  switch (mode) {
+    case UpmixMode::Music:
+      return "music";
+    case UpmixMode::Cinema:
+      return "cinema";
+    default:
+      return "off";
+  }
+}
+
+// Android's package names are Java package names of two parts at least.
+bool MayBePackage(std::string_view name) {
+  const auto part = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '.';
+  };
+  return name.find('.') != std::string_view::npos && std::all_of(name.begin(), name.end(), part);
+}
+
+std::string WhySkipped(std::string_view line) {
+  if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "skipped: empty";
+  if (line.find(',') == std::string_view::npos) return "skipped: no comma in " + Quoted(line);
+  return "skipped: no mode behind " + Quoted(line);
+}
+
+}  // namespace
+
+AppListCheck CheckAppList(const std::string& name, std::string_view list) {
+  AppListCheck check{{}, 0, FileProblems(name), FileProblems(name)};
+  const TunedAppList reader;
+  LogCapture log;
+  std::vector<std::string> verdicts;
+  std::map<std::string, std::size_t> line_of;  // the last line of each application
+  std::size_t number = 0;
+  for (std::string_view rest = list; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    ++number;
+    std::string package;
+    UpmixMode mode = UpmixMode::Off;
+    const bool valid =
+        reader.IsValidKeyValue(static_cast<int>(number), std::string(line), &package, &mode);
+    const std::vector<LogLine> warnings = log.Take();
+    if (!valid) {
+      verdicts.push_back(warnings.empty() ? WhySkipped(line)
+                                          : "rejected: " + warnings.front().message);
+      for (const LogLine& warning : warnings) {
+        check.rejected.Add(number, "the engine rejects it: " + warning.message);
+      }
+      continue;
+    }
+    const std::string shown = Quoted(package, kShownBytes);
+    verdicts.push_back(shown + " plays in mode " + NameOf(mode));
+    if (!MayBePackage(package)) {
+      check.doubtful.Add(number, "warning: no application has the package name " + shown);
+    }
+    if (const auto [earlier, fresh] = line_of.try_emplace(package, number); !fresh) {
+      verdicts[earlier->second - 1] += ", but line " + std::to_string(number) + " replaces it";
+      earlier->second = number;
+    }
+  }
+  for (std::size_t i = 0; i < verdicts.size(); ++i) {
+    check.report.append(name).append(":").append(std::to_string(i + 1)).append(": ");
+    check.report.append(verdicts[i]).append("\n");
+  }
+  check.entries = line_of.size();
+  return check;
+}
+
+}  // namespace kelda::tools

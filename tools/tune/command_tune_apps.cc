@@ -1,0 +1,51 @@
+// kelda tune apps: the list of tuned applications, checked.
+#include <memory>
+
+#include "tools/core/standard_output.h"
+#include "tools/core/status_line.h"
+#include "tools/core/text_file.h"
+#include "tools/tune/app_list_check.h"
+#include "tools/tune/command_tune.h"
+
+namespace kelda::tools {
+namespace {
+
+struct Arguments {
+  std::filesystem::path list;
+  std::filesystem::path output;
+  bool keep_rejected = false;
+};
+
+void Run(const Arguments& arguments) {
+  const std::string list = ReadWholeFile(arguments.list, kMaxAppListBytes);
+  const AppListCheck check = CheckAppList(arguments.list.string(), list);
+  PrintToStandardOutput(check.report + std::to_string(check.entries) + " applications\n");
+  if (!check.doubtful.empty()) ShowLines(check.doubtful.Text());
+  if (!arguments.keep_rejected) check.rejected.ThrowIfAny();
+  if (!arguments.output.empty()) {
+    WriteWholeFile(arguments.output, std::as_bytes(std::span(list)));
+  }
+}
+
+}  // namespace
+
+void AddTuneAppsCommand(CLI::App* tune) {
+  CLI::App* const command =
+      tune->add_subcommand("apps", "Check a list of tuned applications, and copy it");
+  const auto arguments = std::make_shared<Arguments>();
+  command
+      ->add_option("LIST", arguments->list,
+                   "A line for each application: package name, comma, OFF, MUSIC or CINEMA")
+      ->required()
+      ->type_name("");
+  AddOutputOption(command, &arguments->output, "The list, as it is; else it is only checked");
+  command->add_flag("--keep-rejected", arguments->keep_rejected,
+                    "Copy a list with lines that the engine rejects, too");
+  command->footer(
+      TuneFooter("Says of every line what the engine does with it in mode auto. Applications that "
+                 "are not\nlisted play in music or cinema, as the player asks.\n",
+                 "kelda tune apps applications.txt -o tunedapp_list"));
+  command->callback([arguments] { Run(*arguments); });
+}
+
+}  // namespace kelda::tools

@@ -1,0 +1,147 @@
+#include "tools/tune/tuning_project.h"
+
+#include "tools/core/file_problems.h"
+#include "tools/core/text_file.h"
+#include "tools/presets/toml_reader.h"
+
+namespace kelda::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kHrtfTypes[] = {"standard", "personalized", "speaker"};
+constexpr const char* kDevices[] = {"wired", "bluetooth"};
+constexpr const char* kModes[] = {"music", "cinema"};
+
+class ProjectReader {
+ public:
+  ProjectReader(const fs::path& path, const toml::table& table)
+      : folder_(path.parent_path()), problems_(path.string()), root_(table, "", &problems_) {}
+
+  TuningProject Read() {
+    TuningProject project;
+    project.applications = Path(root_.RequiredText("applications"));
+    ReadEars(&project);
+    ReadDevices(&project);
+    for (const char* mode : kModes) {
+      TuningProject::Presets& presets = project.upmixes[mode];
+      if (auto table = root_.Table(mode)) {
+        presets.standard = Path(table->Text("standard").value_or(""));
+        presets.personalized = Path(table->Text("personalized").value_or(""));
+        table->RefuseOtherKeys();
+      }
+    }
+    auto levels = root_.Table("level");
+    for (const char* mode : kModes) {
+      project.levels[mode] = levels ? Path(levels->Text(mode).value_or("")) : fs::path();
+    }
+    if (levels) levels->RefuseOtherKeys();
+    root_.RefuseOtherKeys();
+    problems_.ThrowIfAny();
+    return project;
+  }
+
+ private:
+  fs::path Path(const std::string& text) const {
+    return text.empty() ? fs::path() : folder_ / text;
+  }
+
+  void ReadEars(TuningProject* project) {
+    auto hrtf = root_.Table("hrtf");
+    if (!hrtf) return;
+    for (const char* type : kHrtfTypes) {
+      auto table = hrtf->Table(type);
+      if (!table) continue;
+      TuningProject::Ears& ears = project->ears[type];
+      ears.sofa = Path(table->RequiredText("sofa"));
+      ears.room = Path(table->Text("room").value_or(""));
+      HrirOptions& options = ears.options;
+      options.taps = static_cast<int>(
+          table->Number("taps", kMinHrirTaps, kMaxFreeFieldTaps).value_or(kDefaultHrirTaps));
+      options.symmetric = table->Flag("symmetric").value_or(false);
+      options.colour_removed = table->Number("less_colour", 0, 1).value_or(0);
+      options.source = table->Text("source").value_or("");
+      options.licence = table->Text("licence").value_or("");
+      table->RefuseOtherKeys();
+    }
+    hrtf->RefuseOtherKeys();
+  }
+
+  void ReadDevices(TuningProject* project) {
+    for (const char* name : kDevices) {
+      auto table = root_.Table(name);
+      if (!table) {
+        root_.Refuse(name, "is missing: which ears and equalizer it has");
+        continue;
+      }
+      TuningProject::Device& device = project->devices[name];
+      device.hrtf = table->RequiredText("hrtf");
+      device.equalizer = Path(table->RequiredText("equalizer"));
+      if (!device.hrtf.empty() && !project->ears.contains(device.hrtf)) {
+        table->Refuse("hrtf", "has no table of its own (" + Quoted(device.hrtf) +
+                                  ", known: those of [hrtf.standard], [hrtf.personalized] and "
+                                  "[hrtf.speaker] that are given)");
+      }
+      table->RefuseOtherKeys();
+    }
+  }
+
+  fs::path folder_;
+  FileProblems problems_;
+  TomlReader root_;
+};
+
+}  // namespace
+
+TuningProject ReadTuningProject(const fs::path& path) {
+  const toml::table table = ReadToml(path);
+  return ProjectReader(path, table).Read();
+}
+
+std::string ProjectTemplate() {
+  return R"(# A tuning directory. Paths are relative to this file. Take the '#' away from what is to
+# differ from its default.
+
+# Which applications play in which mode: lines "package,OFF", ",MUSIC" or ",CINEMA".
+applications = "applications.txt"
+
+# Ears, as *.sofa files. Of standard, personalized and speaker those that are given are
+# made; each is one of the types that a listener can choose.
+[hrtf.standard]
+sofa = "ears.sofa"
+#room = "room.toml"        # see `kelda tune hrtf --room-template`; else the default room
+#taps = 256                # length of each response, 64 to 1024
+#symmetric = false         # make the left and the right half of the head alike
+#less_colour = 0.0         # share of the colour common to both ears to take out, 0 to 1
+#source = ""               # who measured what; else as the file says
+#licence = ""              # of the measurement; else as the file says
+
+#[hrtf.personalized]
+#sofa = "my-ears.sofa"
+
+# The HRTF type that a device starts with, and its equalizer for personalized listening.
+[wired]
+hrtf = "standard"
+equalizer = "wired ParametricEQ.txt"
+
+[bluetooth]
+hrtf = "standard"
+equalizer = "bluetooth ParametricEQ.txt"
+
+# Presets, see `kelda tune upmix --template` and so on; else the defaults. "standard" is
+# for the HRTF types standard and speaker.
+[music]
+#standard = "music.toml"
+#personalized = "music.toml"
+
+[cinema]
+#standard = "cinema.toml"
+#personalized = "cinema.toml"
+
+[level]
+#music = "level.toml"
+#cinema = "level.toml"
+)";
+}
+
+}  // namespace kelda::tools

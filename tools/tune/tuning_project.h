@@ -1,0 +1,45 @@
+// Projects: a whole tuning directory described by one TOML file.
+#ifndef KELDA_TOOLS_TUNING_PROJECT_H_
+#define KELDA_TOOLS_TUNING_PROJECT_H_
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "tools/ears/sofa_hrirs.h"
+
+namespace kelda::tools {
+
+// A path is empty where the project names none. Relative ones are taken from the folder
+// of the project.
+struct TuningProject {
+  struct Ears {
+    std::filesystem::path sofa;
+    std::filesystem::path room;
+    HrirOptions options;  // its room is not set
+  };
+  struct Device {
+    std::string hrtf;  // the type it starts with, a key of `ears`
+    std::filesystem::path equalizer;
+  };
+  struct Presets {
+    std::filesystem::path standard, personalized;  // of an upmix
+  };
+
+  std::map<std::string, Ears> ears;                     // by type: standard, personalized, speaker
+  std::map<std::string, Device> devices;                // wired, bluetooth
+  std::map<std::string, Presets> upmixes;               // music, cinema
+  std::map<std::string, std::filesystem::path> levels;  // music, cinema
+  std::filesystem::path applications;
+};
+
+// Throws FileFailure with every key that is missing, unknown or wrong. Reads none of the
+// files that the project names.
+TuningProject ReadTuningProject(const std::filesystem::path& path);
+
+// A commented project to start from.
+std::string ProjectTemplate();
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_TUNING_PROJECT_H_
