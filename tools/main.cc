@@ -3,16 +3,11 @@
 #include <exception>
 #include <string>
 
-#include "tools/capture/command_capture.h"
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/interruption.h"
 #include "tools/core/status_line.h"
-#include "tools/inspect/command_doctor.h"
-#include "tools/inspect/command_inspect.h"
-#include "tools/render/command_render.h"
-#include "tools/report/command_report.h"
-#include "tools/tune/command_tune.h"
 
 namespace kelda::tools {
 namespace {

@@ -1,5 +1,3 @@
-#include "tools/capture/command_capture.h"
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
@@ -7,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/commands.h"
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/progress.h"
 #include "tools/capture/capture_analysis.h"

@@ -1,11 +1,10 @@
-#include "tools/inspect/command_doctor.h"
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"

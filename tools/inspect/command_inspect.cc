@@ -1,10 +1,9 @@
-#include "tools/inspect/command_inspect.h"
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 #include <string>
 
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/standard_output.h"

@@ -1,5 +1,3 @@
-#include "tools/render/command_render.h"
-
 #include <android/log.h>
 
 #include <CLI/CLI.hpp>
@@ -12,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/commands.h"
 #include "tools/audio/audio_sink.h"
 #include "tools/core/failure.h"
 #include "tools/core/status_line.h"

@@ -1,5 +1,3 @@
-#include "tools/report/command_report.h"
-
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/output_file.h"
 #include "tools/core/status_line.h"

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/output_file.h"
 

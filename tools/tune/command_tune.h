@@ -10,11 +10,8 @@
 
 namespace kelda::tools {
 
-// Adds the command and its sub-commands to the program; each runs when the arguments are
-// parsed and throws Failure or Interrupted.
-void AddTuneCommand(CLI::App* program);
-
-// The sub-commands, each in a file of its name.
+// The sub-commands, each in a file of its name. They run when the arguments are parsed, and throw
+// Failure or Interrupted.
 void AddTuneEqCommand(CLI::App* tune);
 void AddTunePresetCommands(CLI::App* tune);  // upmix, cinema, level
 void AddTuneHrtfCommand(CLI::App* tune);
