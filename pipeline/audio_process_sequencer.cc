@@ -10,8 +10,9 @@ namespace {
 
 constexpr unsigned kFadeFrames = 4800;
 
-// Longer host blocks run through the rings in slices of this many periods.
-constexpr unsigned kSlicePeriods = 3;
+// A host block of up to this many periods runs through the rings as one slice, a longer
+// one in slices of one period, the rest last.
+constexpr unsigned kLongestSlicePeriods = 3;
 
 // Why the rings never overfill, with P the period, n <= 3P the slice, r < P the
 // frames waiting in the input ring and q those queued in the output ring:
@@ -26,6 +27,15 @@ constexpr unsigned kSlicePeriods = 3;
 // before a slice is delivered is T + n < 7P.
 //
 // Both bounds are strict, as a ring that is filled completely would read as empty.
+//
+// Why a stream of one block size is silent in front and never again: T never falls. Once
+// T >= P and the ring is ready, a slice finds q = T + n - r > n and is delivered. Every
+// stream comes to that, or needs no such reserve:
+// - Slices of up to P frames, also those of a longer block, are silent until q >= 2P. The
+//   first delivered one takes P of them at most.
+// - A block of 2P or of 3P frames is delivered at once and takes all; so does the next one.
+// - Any other block between P and 3P finds too little the first time and leaves T = n > P;
+//   the second one finds q > n > P, which is two whole periods or more.
 constexpr unsigned kInputRingPeriods = 4;
 constexpr unsigned kOutputRingPeriods = 8;
 constexpr unsigned kReadyPeriods = 2;
@@ -84,6 +94,7 @@ void AudioProcessSequencer::SetParameters(const ParameterMap& params) {
 
 bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames) {
   if (frames == 0) return true;  // the buffers may be null then
+  if (frames != period_frames_) StartRequestedFade();
   input_frames_ += frames;
   bool delivered = true;
   if (frames == period_frames_) {
@@ -91,28 +102,28 @@ bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames
     RunChain(out);
     output_frames_ += frames;
   } else {
-    const unsigned slice_frames = kSlicePeriods * period_frames_;
-    unsigned remaining = frames;
-    do {
-      const unsigned slice = std::min(remaining, slice_frames);
-      delivered &= ProcessBuffered(in, out, slice);
-      in += std::size_t{slice} * input_channels_;
-      out += std::size_t{slice} * output_channels_;
-      remaining -= slice;
-    } while (remaining > 0);
-    out -= std::size_t{frames} * output_channels_;
+    const unsigned longest =
+        frames > kLongestSlicePeriods * period_frames_ ? period_frames_ : frames;
+    for (unsigned done = 0; done < frames;) {
+      const unsigned slice = std::min(frames - done, longest);
+      delivered &= ProcessBuffered(in + std::size_t{done} * input_channels_,
+                                   out + std::size_t{done} * output_channels_, slice);
+      done += slice;
+    }
   }
   if (pcm_dump_) pcm_dump_->Write(*out, frames);
   return delivered;
 }
 
+// Before new input is processed: the fade-out falls on output of the previous
+// configuration, the silence and the fade-in on output of the new one.
+void AudioProcessSequencer::StartRequestedFade() {
+  if (!fade_requested_) return;
+  output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
+  fade_requested_ = false;
+}
+
 bool AudioProcessSequencer::ProcessBuffered(const float* in, float* out, unsigned frames) {
-  if (fade_requested_) {
-    // Before new input is processed: the fade-out falls on output of the previous
-    // configuration, the silence and the fade-in on output of the new one.
-    output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
-    fade_requested_ = false;
-  }
   const float* rest = in;
   unsigned rest_frames = frames;
   for (unsigned waiting = WaitingFrames(); waiting + rest_frames >= period_frames_; waiting = 0) {

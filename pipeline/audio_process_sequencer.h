@@ -21,10 +21,11 @@ namespace kelda {
 //   host block    ◄── output ring ◄── a period, interleaved ◄──────┘
 //
 // A host block of exactly one period skips the rings. Every other block goes
-// through them: whole periods are processed as they fill, and output is released
-// once two periods are queued; until then, and whenever less is queued than the
-// host asks for, the host gets silence. A block is delivered whole or not at all,
-// so that nothing is lost or repeated.
+// through them, in slices of one period if it is longer than three, else whole:
+// periods are processed as they fill, and output is released once two are queued;
+// until then, and whenever less is queued than a slice asks for, the host gets
+// silence. Each slice is delivered whole or as silence, so that nothing is lost or
+// repeated. A stream of blocks of one size is silent in front only.
 //
 // Threads: Process is called by the audio thread, everything else by the control
 // thread; the calls never overlap. Process does not allocate or lock.
@@ -78,6 +79,7 @@ class AudioProcessSequencer {
 
  private:
   unsigned WaitingFrames() const;
+  void StartRequestedFade();
   void TakeInput(unsigned first, const float* in, unsigned frames);
   void RunChain(float* out);
   void ProcessPeriodToRing(unsigned waiting, const float* in);

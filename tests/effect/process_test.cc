@@ -17,7 +17,7 @@ namespace {
 using test::Effect;
 using test::Ramp;
 
-constexpr unsigned kPeriod = 1024, kSlice = 3 * kPeriod;
+constexpr unsigned kPeriod = 1024, kLongest = 3 * kPeriod;  // that is not cut
 
 class ProcessTest : public test::DataDirTest {
  protected:
@@ -114,8 +114,9 @@ class Stream {
       heard_ += frames;
       return out;
     }
-    for (unsigned begin = 0; begin < frames; begin += kSlice) {
-      const unsigned slice = std::min(kSlice, frames - begin);
+    const unsigned whole = frames > kLongest ? kPeriod : frames;
+    for (unsigned begin = 0; begin < frames; begin += whole) {
+      const unsigned slice = std::min(whole, frames - begin);
       for (unsigned i = 0; i < slice; ++i) waiting_.push_back(fed_++);
       while (waiting_.size() >= kPeriod) {
         for (unsigned i = 0; i < kPeriod; ++i, waiting_.pop_front()) {
@@ -161,8 +162,8 @@ TEST_F(ProcessTest, RandomBlocksLoseAndRepeatNothingInAnyMode) {
     for (const auto& stream : streams) {
       if (step > 200 && stream != streams[0]) break;  // loud ones are no longer exact
       if (below(12) == 0) stream->Flush(below(4));
-      const unsigned sizes[] = {kPeriod, 1 + below(700), 1 + below(kSlice), kSlice - 2 + below(5),
-                                1 + below(9000)};
+      const unsigned sizes[] = {kPeriod, 1 + below(700), 1 + below(kLongest),
+                                kLongest - 2 + below(5), 1 + below(9000)};
       ASSERT_NO_FATAL_FAILURE(stream->Feed(sizes[below(5)], below(2) == 0));
     }
   }
@@ -218,6 +219,33 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
       }
       EXPECT_GT(heard, processed + kSilence + kFade);
     }
+  }
+}
+
+// Which block takes up the fade that a mode asks for shows in its silence: the latency of
+// the chain that ran then. The next mode has none, and does not fade.
+TEST_F(ProcessTest, EveryBlockTakesUpAFadeButOneOfAPeriod) {
+  constexpr size_t kSilence = 96 + 48, kRampsFirst = 1, kPrimes = 4 * 512 - 512;
+  const struct {
+    unsigned frames;
+    size_t silent;
+  } kCases[] = {{512, kPrimes + kSilence + kRampsFirst},
+                {4 * kPeriod, kPeriod + kSilence + kRampsFirst},
+                {kPeriod, kPrimes + kRampsFirst}};
+  for (const auto& [frames, silent] : kCases) {
+    Effect effect;
+    Set(&effect, kCinema);
+    effect.Enable();
+    std::vector<float> heard, out;
+    effect.Process(std::vector<float>(2 * frames, 1.0f), &heard);
+    if (frames == kPeriod) heard.clear();  // was heard at once
+    effect.SetMode(0);
+    for (int block = 0; block < 8; ++block) {
+      effect.Process(std::vector<float>(2 * 512, 1.0f), &out);
+      heard.insert(heard.end(), out.begin(), out.end());
+    }
+    const auto first = std::find_if(heard.begin(), heard.end(), [](float f) { return f != 0; });
+    EXPECT_EQ(static_cast<size_t>(first - heard.begin()), 2 * silent) << frames;
   }
 }
 
