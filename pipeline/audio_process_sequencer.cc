@@ -93,8 +93,8 @@ void AudioProcessSequencer::SetParameters(const ParameterMap& params) {
 }
 
 bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames) {
-  if (frames == 0) return true;  // the buffers may be null then
   if (frames != period_frames_) StartRequestedFade();
+  if (frames == 0) return true;  // the buffers may be null then
   input_frames_ += frames;
   bool delivered = true;
   if (frames == period_frames_) {

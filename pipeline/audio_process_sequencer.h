@@ -52,7 +52,8 @@ class AudioProcessSequencer {
 
   // Processes `frames` interleaved frames of the chain's input channel count from
   // `in` to `out` (output channel count); `in` and `out` may be the same buffer.
-  // Returns false if any of `out` is silence because too little was queued.
+  // Returns false if any of `out` is silence because too little was queued. A block of
+  // no frames only takes up a requested fade; its buffers may be null.
   bool Process(const float* in, float* out, unsigned frames) KELDA_NONBLOCKING;
   // Runs the enabled processors over the planar block in buffers[first], using
   // both buffers in turn; returns the index of the one that holds the result.

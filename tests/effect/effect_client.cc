@@ -127,6 +127,8 @@ std::string Effect::Stages() {
 int32_t Effect::Process(const std::vector<float>& in, std::vector<float>* out, bool in_place) {
   std::vector<float> input = in;
   out->assign(in.size(), 12345.0f);
+  input.reserve(1);  // a block of no frames has buffers, too
+  out->reserve(1);
   audio_buffer_t in_buffer{}, out_buffer{};
   in_buffer.frameCount = out_buffer.frameCount = in.size() / 2;
   in_buffer.f32 = input.data();

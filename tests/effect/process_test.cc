@@ -229,7 +229,8 @@ TEST_F(ProcessTest, EveryBlockTakesUpAFadeButOneOfAPeriod) {
   const struct {
     unsigned frames;
     size_t silent;
-  } kCases[] = {{512, kPrimes + kSilence + kRampsFirst},
+  } kCases[] = {{0, kPrimes + kSilence + kRampsFirst},
+                {512, kPrimes + kSilence + kRampsFirst},
                 {4 * kPeriod, kPeriod + kSilence + kRampsFirst},
                 {kPeriod, kPrimes + kRampsFirst}};
   for (const auto& [frames, silent] : kCases) {
