@@ -16,6 +16,46 @@ namespace {
 constexpr char kTag[] = "EffectUpmix";
 constexpr char kTrimmed[] = " \"\t\v\r\n";
 
+// A file in which every line is bad must not fill the log.
+constexpr int kMostWarnings = 32;
+
+// The lines of a text file, in memory for one line.
+class LineReader {
+ public:
+  explicit LineReader(const std::string& path) : file_(path) {}
+
+  // Stores the next line, without its newline, in *line; false at the end of the file. Of
+  // a line that is too long to count, as much as shows that.
+  bool Next(std::string* line) {
+    line->clear();
+    bool any = false;
+    while (next_ < end_ || Fill()) {
+      const std::string_view rest(block_ + next_, end_ - next_);
+      const std::string_view piece = rest.substr(0, rest.find('\n'));
+      any = true;
+      line->append(piece.substr(0, kLongestTextBytes + 1 - line->size()));
+      next_ += std::min(piece.size() + 1, rest.size());
+      if (piece.size() < rest.size()) break;
+    }
+    return any;
+  }
+
+ private:
+  bool Fill() {
+    next_ = 0;
+    end_ = file_.Read(block_, sizeof(block_));
+    return end_ > 0;
+  }
+
+  ReadableFile file_;
+  char block_[4096];
+  std::size_t next_ = 0, end_ = 0;  // of what is left in the block
+};
+
+void Warn(const std::string& text) {
+  __android_log_print(ANDROID_LOG_WARN, kTag, "%s", text.c_str());
+}
+
 // Takes what precedes the next `separator`, or the end, off the front of *rest,
 // separator included; nothing if nothing is left.
 std::optional<std::string_view> TakePiece(std::string_view* rest, char separator) {
@@ -32,15 +72,20 @@ TunedAppList::TunedAppList()
           {"OFF", UpmixMode::Off}, {"MUSIC", UpmixMode::Music}, {"CINEMA", UpmixMode::Cinema}} {}
 
 void TunedAppList::Reload() {
-  applications_.clear();
-  const std::string text = ReadText(DataPath("tunedapp_list")).value_or("");
-  std::string_view rest = text;
-  int line_number = 0;
-  while (const auto line = TakePiece(&rest, '\n')) {
-    std::string key;
+  std::map<std::string, UpmixMode> applications;
+  LineReader lines(DataPath("tunedapp_list"));
+  std::string line;
+  int warnings = 0;
+  for (int line_number = 1; lines.Next(&line); ++line_number) {
+    std::string key, warning;
     UpmixMode mode = UpmixMode::Off;
-    if (IsValidKeyValue(++line_number, std::string(*line), &key, &mode)) applications_[key] = mode;
+    if (TakeEntry(line_number, line, &key, &mode, &warning)) applications[key] = mode;
+    if (!warning.empty() && ++warnings <= kMostWarnings) Warn(warning);
   }
+  if (warnings > kMostWarnings) {
+    Warn(std::to_string(warnings - kMostWarnings) + " more warnings of this list are not logged.");
+  }
+  applications_.swap(applications);
 }
 
 bool TunedAppList::IsExist(const std::string& package) const {
@@ -54,6 +99,19 @@ UpmixMode TunedAppList::GetValue(const std::string& package) const {
 
 bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std::string* key,
                                    UpmixMode* mode) const {
+  std::string warning;
+  const bool valid = TakeEntry(line_number, line, key, mode, &warning);
+  if (!warning.empty()) Warn(warning);
+  return valid;
+}
+
+bool TunedAppList::TakeEntry(int line_number, const std::string& line, std::string* key,
+                             UpmixMode* mode, std::string* warning) const {
+  if (line.size() > kLongestTextBytes) return false;
+  const auto warn = [&](const std::string& text) {
+    *warning = "Line(" + std::to_string(line_number) + "): " + text;
+    return false;
+  };
   std::string_view rest = line;
   const auto package = TakePiece(&rest, ',');
   if (!package) return false;
@@ -63,16 +121,11 @@ bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std
   const std::string mode_name = Trim(std::string(*mode_word));
   const auto entry = mode_names_.find(mode_name);
   if (entry == mode_names_.end()) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "Line(%d): Invalid mode was specified. '%s'",
-                        line_number, mode_name.c_str());
-    return false;
+    return warn(std::string("Invalid mode was specified. '") + mode_name.c_str() + "'");
   }
   *mode = entry->second;
   if (TakePiece(&rest, ',')) {
-    __android_log_print(ANDROID_LOG_WARN, kTag,
-                        "Line(%d): There are more separator descriptions than expected.",
-                        line_number);
-    return false;
+    return warn("There are more separator descriptions than expected.");
   }
   return true;
 }

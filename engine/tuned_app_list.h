@@ -17,8 +17,10 @@ class TunedAppList {
   TunedAppList();
 
   // Replaces the list by the file's entries; by none if it cannot be read. Lines
-  // that are not entries are skipped. The last of several lines for one package
-  // counts.
+  // that are not entries are skipped, and so is every line of more than
+  // kLongestTextBytes. The last of several lines for one package counts. The first 32
+  // warnings are logged, then the number of the others. Throws std::bad_alloc, with the
+  // list as it was.
   void Reload();
   bool IsExist(const std::string& package) const;
   // The package's mode; Off if it is not listed.
@@ -33,6 +35,10 @@ class TunedAppList {
   std::string Trim(const std::string& text) const;
 
  private:
+  // As IsValidKeyValue, but what there is to warn of is in *warning and not in the log.
+  bool TakeEntry(int line_number, const std::string& line, std::string* key, UpmixMode* mode,
+                 std::string* warning) const;
+
   std::map<std::string, UpmixMode> applications_;
   const std::map<std::string, UpmixMode> mode_names_;
 };

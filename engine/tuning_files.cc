@@ -1,10 +1,13 @@
 #include "engine/tuning_files.h"
 
 #include <android/log.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstddef>
+#include <cerrno>
+#include <utility>
 
 namespace kelda {
 namespace {
@@ -12,24 +15,39 @@ namespace {
 constexpr char kTag[] = "KelApUtil";
 constexpr char kHrtfTag[] = "KelApVirCommon";
 
-}  // namespace
-
-FileHandle OpenForReading(const std::string& path) {
-  // Asked before the open: opening a FIFO would block, and a directory opens.
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-  return FileHandle(std::fopen(path.c_str(), "rb"));
+// What counts of a configuration file, or nothing if it cannot be opened.
+std::optional<std::string> ReadConfig(const std::string& path) {
+  ReadableFile file(path);
+  if (!file.IsOpen()) return std::nullopt;
+  std::string text(kLongestTextBytes, '\0');
+  text.resize(file.Read(text.data(), text.size()));
+  return text;
 }
 
-std::optional<std::string> ReadText(const std::string& path) {
-  const FileHandle file = OpenForReading(path);
-  if (!file) return std::nullopt;
-  std::string text;
-  char block[4096];
-  while (const std::size_t count = std::fread(block, 1, sizeof(block), file.get())) {
-    text.append(block, count);
+}  // namespace
+
+// Opened before it is looked at, so that what is looked at is what will be read.
+ReadableFile::ReadableFile(const std::string& path)
+    : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+  struct stat status {};
+  if (IsOpen() && (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))) {
+    close(std::exchange(descriptor_, -1));
   }
-  return text;
+}
+
+ReadableFile::~ReadableFile() {
+  if (IsOpen()) close(descriptor_);
+}
+
+std::size_t ReadableFile::Read(char* to, std::size_t bytes) {
+  std::size_t done = 0;
+  while (done < bytes) {
+    const ssize_t count = read(descriptor_, to + done, bytes - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return done;
 }
 
 std::string BinFileReader::GetBasename(const std::string& path) {
@@ -38,7 +56,7 @@ std::string BinFileReader::GetBasename(const std::string& path) {
 
 std::string ConfigFileReader::GetParamFilename(const std::string& path) {
   if (path.empty()) return {};
-  const std::optional<std::string> text = ReadText(path);
+  const std::optional<std::string> text = ReadConfig(path);
   if (!text) {
     __android_log_print(ANDROID_LOG_WARN, kTag, "%s file open error.", path.c_str());
     return {};
@@ -66,13 +84,13 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
     }
     out->resize(static_cast<std::size_t>(file_size));
   }
-  const FileHandle file = OpenForReading(path);
-  if (!file) {
+  ReadableFile file(path);
+  if (!file.IsOpen()) {
     __android_log_print(ANDROID_LOG_ERROR, kTag, "%s file open error.", path.c_str());
     return 0;
   }
   // Bounded by the vector: the file may have grown since its size was asked.
-  const std::size_t count = std::fread(out->data(), 1, out->size(), file.get());
+  const std::size_t count = file.Read(out->data(), out->size());
   if (count < file_size) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "File %s read size is smaller than fileSize %zu < %zu", path.c_str(), count,
@@ -83,7 +101,7 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
 }
 
 HrtfType GetHrtfType(const std::string& path) {
-  const std::optional<std::string> text = ReadText(path);
+  const std::optional<std::string> text = ReadConfig(path);
   if (!text) {
     __android_log_print(ANDROID_LOG_ERROR, kHrtfTag, "Failed to open ifstream");
     return HrtfType::Standard;

@@ -4,9 +4,8 @@
 #ifndef KELDA_ENGINE_TUNING_FILES_H_
 #define KELDA_ENGINE_TUNING_FILES_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,16 +14,27 @@
 
 namespace kelda {
 
-struct FileCloser {
-  void operator()(FILE* file) const { std::fclose(file); }
+// A regular file, open for reading; a pipe or a device is refused without waiting for it.
+class ReadableFile {
+ public:
+  explicit ReadableFile(const std::string& path);
+  ReadableFile(const ReadableFile&) = delete;
+  ReadableFile& operator=(const ReadableFile&) = delete;
+  ~ReadableFile();
+
+  // False if the path cannot be opened or is not a regular file.
+  bool IsOpen() const { return descriptor_ >= 0; }
+  // Reads the next bytes into `to`, `bytes` at most, and returns how many: fewer only at
+  // the end of the file, after an error, or if no file is open.
+  std::size_t Read(char* to, std::size_t bytes);
+
+ private:
+  int descriptor_;
 };
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
 
-// Null if `path` cannot be opened or is not a regular file.
-FileHandle OpenForReading(const std::string& path);
-
-// The whole file, or nothing if it cannot be opened.
-std::optional<std::string> ReadText(const std::string& path);
+// The longest text that counts: of a configuration file its first bytes, of an
+// application list every line that is no longer.
+inline constexpr std::size_t kLongestTextBytes = 4096;
 
 class BinFileReader {
  public:
@@ -34,8 +44,9 @@ class BinFileReader {
 
 class ConfigFileReader {
  public:
-  // The first line of the file, untrimmed and without its newline; empty if `path`
-  // is empty or, with a warning, if the file cannot be opened.
+  // The first line of the file, untrimmed and without its newline, or as much of it as
+  // lies in the first kLongestTextBytes; empty if `path` is empty or, with a warning, if
+  // the file cannot be opened.
   static std::string GetParamFilename(const std::string& path);
 };
 
@@ -49,7 +60,7 @@ class ParamFileReader {
 };
 
 // The HRTF that a configuration file names in its first token; Standard if it
-// names none or cannot be opened.
+// names none in the first kLongestTextBytes or cannot be opened.
 HrtfType GetHrtfType(const std::string& path);
 
 }  // namespace kelda

@@ -2,7 +2,9 @@
 #include "engine/tuning_files.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "engine/tuned_app_list.h"
@@ -16,6 +18,7 @@ using test::Lines;
 class TuningFilesTest : public test::DataDirTest {};
 
 TEST_F(TuningFilesTest, ConfigurationFilesByFirstLineAndFirstToken) {
+  const std::string blanks(4096 - std::strlen("speaker.hki"), ' ');
   const struct {
     std::string content, first_line;
     HrtfType type;
@@ -26,17 +29,22 @@ TEST_F(TuningFilesTest, ConfigurationFilesByFirstLineAndFirstToken) {
                 {"Speaker.hki", "Speaker.hki", HrtfType::Standard, false},
                 {"/d/speaker.hki", "/d/speaker.hki", HrtfType::Standard, false},
                 {"speaker.hki2", "speaker.hki2", HrtfType::Standard, false},
-                {"", "", HrtfType::Standard, false}};
+                {"", "", HrtfType::Standard, false},
+                // 4096 bytes count.
+                {blanks + "speaker.hki then", blanks + "speaker.hki", HrtfType::Speaker, true},
+                {blanks + " speaker.hki", blanks + " speaker.hk", HrtfType::Standard, false}};
   for (const auto& c : kCases) {
     Write("c", c.content);
     EXPECT_EQ(ConfigFileReader::GetParamFilename(Path("c")), c.first_line);
     EXPECT_EQ(GetHrtfType(Path("c")), c.type) << c.content;
-    const std::string unmatched = "E/KelApVirCommon: Not matched any hrtf types: " + c.content;
+    const std::string unmatched = "E/KelApVirCommon: Not matched any hrtf types: " +
+                                  c.first_line.substr(c.first_line.find_last_of(' ') + 1);
     EXPECT_EQ(test::TakeLog(), c.matched ? Lines{} : Lines{unmatched}) << c.content;
   }
   EXPECT_EQ(ConfigFileReader::GetParamFilename(""), "");
   EXPECT_EQ(test::TakeLog(), Lines{});
-  for (const std::string& path : {Path("missing"), dir()}) {
+  mkfifo(Path("fifo").c_str(), 0600);
+  for (const std::string& path : {Path("missing"), dir(), Path("fifo")}) {
     EXPECT_EQ(ConfigFileReader::GetParamFilename(path), "");
     EXPECT_EQ(GetHrtfType(path), HrtfType::Standard);
     EXPECT_EQ(test::TakeLog(), (Lines{"W/KelApUtil: " + path + " file open error.",
@@ -52,7 +60,11 @@ TEST_F(TuningFilesTest, ParameterDataUnderItsLimit) {
   EXPECT_EQ(ParamFileReader::GetParamData(path, &data, 99), 0u);
   EXPECT_EQ(data, std::vector<char>{'a'});
   EXPECT_EQ(test::TakeLog(), Lines{tag + "File " + path + " is bigger than the maxSize 100 > 99"});
+  // It grows to the file's size, whatever its limit.
   EXPECT_EQ(ParamFileReader::GetParamData(path, &data, 100), 100u);
+  EXPECT_EQ(data, content);
+  data.clear();
+  EXPECT_EQ(ParamFileReader::GetParamData(path, &data, 150), 100u);
   EXPECT_EQ(data, content);
   // The limit guards growth only, and what the file does not reach stays.
   std::vector<char> longer(200, 'z'), expected = longer;
@@ -127,10 +139,28 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
     EXPECT_FALSE(list.IsExist(package)) << package;
     EXPECT_EQ(list.GetValue(package), UpmixMode::Off) << package;
   }
+  // Lines of up to 4096 bytes, read in blocks of as many; 32 warnings.
+  const std::string name(4096 - std::strlen(",MUSIC"), 'n');
+  std::string text = name + ",MUSIC\n" + name + "n,MUSIC\n" + name.substr(1) + ",MUSIC";
+  for (int bad = 0; bad < 34; ++bad) text += "\nx,y";
+  Write("tunedapp_list", text + "\ncom.last,MUSIC");
+  list.Reload();
+  Lines warned;
+  for (int bad = 4; bad < 4 + 32; ++bad)
+    warned.push_back(line + std::to_string(bad) + invalid + "y'");
+  warned.push_back("W/EffectUpmix: 2 more warnings of this list are not logged.");
+  EXPECT_EQ(test::TakeLog(), warned);
+  for (const std::string& package : {name, name.substr(1), std::string("com.last")}) {
+    EXPECT_TRUE(list.IsExist(package)) << package.size();
+  }
+  EXPECT_FALSE(list.IsExist(name + "n"));
+  EXPECT_FALSE(list.IsExist("com.a"));
+  list.Reload();
+  EXPECT_EQ(test::TakeLog(), warned);
   std::filesystem::remove(Path("tunedapp_list"));
   std::filesystem::create_directory(Path("tunedapp_list"));
   list.Reload();
-  EXPECT_FALSE(list.IsExist("com.a"));
+  EXPECT_FALSE(list.IsExist("com.last"));
   EXPECT_EQ(test::TakeLog(), Lines{});
 }
 

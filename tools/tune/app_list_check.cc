@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/tuned_app_list.h"
+#include "engine/tuning_files.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/log_capture.h"
 
@@ -35,6 +36,7 @@ bool MayBePackage(std::string_view name) {
 
 std::string WhySkipped(std::string_view line) {
   if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "skipped: empty";
+  if (line.size() > kLongestTextBytes) return "skipped: longer than 4096 bytes";
   if (line.find(',') == std::string_view::npos) return "skipped: no comma in " + Quoted(line);
   return "skipped: no mode behind " + Quoted(line);
 }
