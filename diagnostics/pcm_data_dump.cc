@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include "diagnostics/capture_file.h"
 #include "platform/data_directory.h"
 #include "platform/may_block.h"
 
@@ -17,7 +18,7 @@ PcmDataDump::~PcmDataDump() { Close(); }
 void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
   if (file_ != nullptr) return;
   const std::string file_name = "rawfile_" + name + "_" + suffix + ".raw";
-  file_ = std::fopen(DataPath(file_name).c_str(), "wb");
+  file_ = OpenCaptureFile(DataPath(file_name), "wb");
   if (file_ == nullptr) {
     __android_log_print(ANDROID_LOG_WARN, kTag, "Failed to open file ('%s') for raw data output.",
                         file_name.c_str());

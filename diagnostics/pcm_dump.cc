@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "diagnostics/capture_file.h"
 #include "platform/may_block.h"
 
 namespace kelda {
@@ -33,7 +34,7 @@ std::string PcmDump::GenerateFileName() {
 int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) {
   channels_ = channels;
   frame_limit_ = seconds * kFramesPerSecond;
-  file_ = std::fopen(path.c_str(), "ab");
+  file_ = OpenCaptureFile(path, "ab");
   if (file_ == nullptr) {
     __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to open: %s\n", std::strerror(errno));
     return 0;

@@ -24,7 +24,8 @@ class PcmDump {
   // pcmdump_YYYY_MMDD_HHMM_SS.pcm. Control thread.
   static std::string GenerateFileName();
 
-  // Opens `path` for appending. Returns 1, or 0 if it cannot be opened. Control.
+  // Opens `path` for appending. Returns 1, or 0 if it cannot be opened or is no regular
+  // file. Control.
   int Open(const std::string& path, uint32_t channels, uint32_t seconds);
   // Appends `frames` frames that start at `first_sample`. Returns 1, or 0 with
   // nothing written if no file is open or the block would pass the limit. Audio:

@@ -1,5 +1,8 @@
 // The capture files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -54,11 +57,23 @@ TEST_F(CaptureTest, ReportsFailures) {
   EXPECT_EQ(dump.Close(), 0);
   EXPECT_EQ(test::TakeLog(), (Lines{Said("Failed to open", EISDIR), Said("Failed to open", ENOENT),
                                     Said("No Open File", ENOENT), Said("No Open File", ENOENT)}));
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP();
-  ASSERT_EQ(dump.Open("/dev/full", 1, 1), 1);
+  // A pipe that nobody reads, one that somebody reads, a device.
+  mkfifo(Path("pipe.pcm").c_str(), 0600);
+  EXPECT_EQ(dump.Open(Path("pipe.pcm"), 2, 1), 0);
+  const int reader = open(Path("pipe.pcm").c_str(), O_RDONLY | O_NONBLOCK);
+  EXPECT_EQ(dump.Open(Path("pipe.pcm"), 2, 1), 0);
+  EXPECT_EQ(dump.Open("/dev/null", 2, 1), 0);
+  close(reader);
+  const std::string refused = Said("Failed to open", EOPNOTSUPP);
+  EXPECT_EQ(test::TakeLog(), (Lines{Said("Failed to open", ENXIO), refused, refused}));
+
+  ASSERT_EQ(dump.Open(Path("a.pcm"), 1, 1), 1);
   EXPECT_EQ(dump.Write(sample, 1), 1);
-  EXPECT_EQ(dump.Close(), 0);
-  EXPECT_EQ(test::TakeLog(), Lines{Said("Failed to close", ENOSPC)});
+  {
+    const test::FullDisk full;
+    EXPECT_EQ(dump.Close(), 0);
+  }
+  EXPECT_EQ(test::TakeLog(), Lines{Said("Failed to close", EFBIG)});
   EXPECT_EQ(dump.Close(), 0);  // and not closed twice
 }
 
