@@ -164,7 +164,7 @@ int32_t GetConfig(const effect_module_s* module, const Command& command) {
 }
 
 int32_t Dump(const effect_context_s& context, const Command& command) {
-  if (command.data == nullptr) return 0;
+  if (command.data == nullptr || command.size < sizeof(uint32_t)) return 0;  // no descriptor
   std::string text = "Upmix:\n    enableCount: " + std::to_string(context.enableCount) +
                      "\n    disableCount: " + std::to_string(context.disableCount) +
                      "\n    setconfigCoun: " + std::to_string(context.setConfigCount) + "\n";

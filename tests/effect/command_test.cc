@@ -1,6 +1,8 @@
 // The command protocol: what each command checks, answers, leaves alone and counts.
 #include <cutils/properties.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <map>
 #include <sstream>
@@ -185,6 +187,12 @@ TEST_F(CommandTest, DumpText) {
                 "      [*] upl : bin=upl.music.bin\n");
   test::TakeLog();
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_DUMP, .null_data = true}).result, 0);
+  const int file = open(Path("dump").c_str(), O_WRONLY | O_CREAT, 0600);
+  const Request short_dump = {
+      .code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(file)), .cmd_size = 3};
+  EXPECT_EQ(effect().Command(short_dump).result, 0);
+  EXPECT_EQ(Read("dump"), "");
+  close(file);
   const Reply closed = effect().Command({.code = EFFECT_CMD_DUMP, .data = Bytes(0xFFFFFFFF)}, 1);
   EXPECT_EQ(closed.result, 0);
   EXPECT_TRUE(closed.untouched());
