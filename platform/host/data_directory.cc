@@ -5,8 +5,10 @@
 namespace kelda {
 
 std::string DataDirectory() {
-  const char* directory = std::getenv("KELDA_DATA_DIR");
-  return directory != nullptr && *directory != '\0' ? directory : "/data/vendor/kelda";
+  const char* const given = std::getenv("KELDA_DATA_DIR");
+  std::string directory = given != nullptr && *given != '\0' ? given : "/data/vendor/kelda";
+  while (!directory.empty() && directory.back() == '/') directory.pop_back();
+  return directory;
 }
 
 }  // namespace kelda

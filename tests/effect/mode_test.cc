@@ -30,6 +30,7 @@ class ModeTest : public test::DataDirTest {
 
 // Every call that sets up, empties, processes and ends, of every component.
 TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
+  setenv("KELDA_DATA_DIR", (dir() + "//").c_str(), 1);  // the library gets no '/' at the end
   std::optional<Effect> effect(std::in_place);
   effect->SetParam(kWiredHrtf, kPersonalized);
   effect->SetMode(kMusic);
