@@ -90,6 +90,7 @@ int32_t SetAppPackage(KeldaUpmix* engine, uint32_t vsize, const void* value) {
 }  // namespace
 
 void UpmixCmd_Init(effect_module_s* module) {
+  module->context.state = EffectState::Initialized;
   delete std::exchange(module->context.engine, nullptr);
   module->context.engine = new KeldaUpmix;
 }

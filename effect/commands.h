@@ -21,8 +21,8 @@ enum class UpmixParam : uint32_t {
   AppPackage = 10,         // text: the package, '&', and '1' for the flag
 };
 
-// Replaces the engine by a new one; there are never two. Throws std::bad_alloc,
-// with no engine left.
+// Replaces the engine by a new one; there are never two. The instance does not process
+// afterwards. Throws std::bad_alloc, with no engine left.
 void UpmixCmd_Init(effect_module_s* module);
 
 // Accepts any sample rate with two output channels of float in and out, and

@@ -64,7 +64,6 @@ int32_t Init(effect_module_s* module, const Command& command) {
   if (!command.HasStatusReply()) return Refuse("ERROR: init with Invalid param");
   UpmixCmd_Init(module);
   command.ReplyStatus(0);
-  module->context.state = EffectState::Initialized;
   return 0;
 }
 
@@ -89,7 +88,7 @@ int32_t Enable(effect_context_s* context, const Command& command, int32_t dump_r
     context->engine->StartPcmDump(static_cast<unsigned>(dump_request));
   }
   if (!command.HasStatusReply()) return Refuse("ERROR: enable with invalid param");
-  if (context->state != EffectState::Initialized) {
+  if (context->state != EffectState::Initialized || context->engine == nullptr) {
     __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: ebable at uninitialized state");
     return -ENOSYS;
   }

@@ -19,7 +19,7 @@ enum class EffectState : int32_t {
 
 struct effect_context_s {
   EffectState state;
-  KeldaUpmix* engine;       // owned; null only after memory ran out in a command
+  KeldaUpmix* engine;       // owned; null only if Initialized, after memory ran out
   uint32_t enableCount;     // accepted enable commands
   uint32_t disableCount;    // accepted disable commands
   uint32_t setConfigCount;  // configurations of the right size, accepted or not

@@ -20,7 +20,9 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer,
                       audio_buffer_t* outBuffer) KELDA_NONBLOCKING;
 
 // Carries out one command of the framework. Control. Returns 0 or a negative errno;
-// what a command decides about its payload is in the reply's status word.
+// what a command decides about its payload is in the reply's status word. A command that
+// runs out of memory returns -EINVAL and has changed nothing, but for EFFECT_CMD_INIT,
+// which leaves an instance that cannot be enabled until an EFFECT_CMD_INIT succeeds.
 int32_t Upmix_Command(effect_handle_t self, uint32_t cmdCode, uint32_t cmdSize, void* pCmdData,
                       uint32_t* replySize, void* pReplyData);
 

@@ -28,10 +28,8 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buff
                [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized"); });
       return -EINVAL;
   }
-  if (context.engine != nullptr) {
-    context.engine->Process(inBuffer->f32, outBuffer->f32,
-                            static_cast<unsigned>(inBuffer->frameCount));
-  }
+  context.engine->Process(inBuffer->f32, outBuffer->f32,
+                          static_cast<unsigned>(inBuffer->frameCount));
   return 0;
 }
 

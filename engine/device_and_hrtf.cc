@@ -6,11 +6,11 @@
 #include "platform/data_directory.h"
 
 namespace kelda {
-namespace {
 
-// The files of a headphone's HRTF, by the keys that the processors know. An empty
-// equalizer path says that none applies.
-ParameterMap HrtfParameters(const std::string& device_name, bool personalized) {
+KeldaUpmix::HeadphoneFiles::HeadphoneFiles(const std::string& device_name)
+    : standard(Of(device_name, false)), personalized(Of(device_name, true)) {}
+
+ParameterMap KeldaUpmix::HeadphoneFiles::Of(const std::string& device_name, bool personalized) {
   const std::string kind = personalized ? "hpp" : "hps";
   return {
       {"ap_param_hki_config", DataPath(device_name + ".hki.config")},
@@ -19,8 +19,6 @@ ParameterMap HrtfParameters(const std::string& device_name, bool personalized) {
       {"cinema_param_bin_file", DataPath("upmix.cinema." + kind + ".bin")},
   };
 }
-
-}  // namespace
 
 int KeldaUpmix::SetDevice(AudioDeviceType type) {
   device_ = type;
@@ -32,23 +30,22 @@ int KeldaUpmix::SetDevice(AudioDeviceType type) {
 }
 
 int KeldaUpmix::SetHrtf(AudioDeviceType type, HrtfType hrtf) {
-  const char* device_name = nullptr;
+  const HeadphoneFiles* files = nullptr;
   switch (type) {
     case AudioDeviceType::Bluetooth:
-      device_name = "bluetooth";
+      files = &bluetooth_files_;
       break;
     case AudioDeviceType::Wired:
-      device_name = "wired";
+      files = &wired_files_;
       break;
     default:
       return 1;
   }
   const bool personalized = hrtf == HrtfType::Personalized;
-  const ParameterMap params = HrtfParameters(device_name, personalized);
   // Whatever the mode: personalized listeners hear their headphone's equalizer with
   // the upmix off, too, until the next change to Off or to another HRTF.
   hp_eq_->SetEnabled(personalized);
-  sequencer_.SetParameters(params);
+  sequencer_.SetParameters(personalized ? files->personalized : files->standard);
   return 0;
 }
 

@@ -13,7 +13,11 @@ constexpr unsigned kPeriodFrames = 1024;
 
 }  // namespace
 
-KeldaUpmix::KeldaUpmix() {
+KeldaUpmix::KeldaUpmix()
+    : wired_files_("wired"),
+      bluetooth_files_("bluetooth"),
+      music_level_{{"upl_param_bin_file", DataPath("upl.music.bin")}},
+      cinema_level_{{"upl_param_bin_file", DataPath("upl.cinema.bin")}} {
   tuned_apps_.Reload();
   Initialize();
   CreateProcessorChain();
@@ -78,7 +82,7 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
   const bool hp_eq_wanted =
       (device_ == AudioDeviceType::Wired && wired_hrtf_ == HrtfType::Personalized) ||
       (device_ == AudioDeviceType::Bluetooth && bluetooth_hrtf_ == HrtfType::Personalized);
-  const char* upl_file = nullptr;
+  const ParameterMap* level = nullptr;
   switch (effective) {
     case UpmixMode::Off:
       music_->SetEnabled(false);
@@ -93,7 +97,7 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
       music_->SetEnabled(true);
       hp_eq_->SetEnabled(hp_eq_wanted);
       upl_->SetEnabled(true);
-      upl_file = "upl.music.bin";
+      level = &music_level_;
       break;
     case UpmixMode::Cinema:
       pass_through_->SetEnabled(false);
@@ -101,7 +105,7 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
       cinema_->SetEnabled(true);
       hp_eq_->SetEnabled(hp_eq_wanted);
       upl_->SetEnabled(true);
-      upl_file = "upl.cinema.bin";
+      level = &cinema_level_;
       break;
     default:
       __android_log_print(ANDROID_LOG_WARN, kTag, "Specified mode is invalid %u",
@@ -110,14 +114,9 @@ int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
   }
   actual_mode_ = effective;
   // Off is immediate: nothing is faded and nothing is loaded.
-  if (upl_file == nullptr) return 0;
+  if (level == nullptr) return 0;
   sequencer_.RequestFadeInOut();
-  try {
-    sequencer_.SetParameters({{"upl_param_bin_file", DataPath(upl_file)}});
-  } catch (...) {
-    ChangeActualMode(UpmixMode::Off);  // needs no memory; the next command tries again
-    throw;
-  }
+  sequencer_.SetParameters(*level);
   return 0;
 }
 
@@ -127,12 +126,13 @@ int KeldaUpmix::ReloadTunedAppList() {
 }
 
 void KeldaUpmix::SetAppPackage(const std::string& package, bool flag) {
+  std::string kept = package;  // before anything changes: it needs memory
   const UpmixMode unlisted_mode = flag ? UpmixMode::Cinema : UpmixMode::Music;
   const UpmixMode mode =
       tuned_apps_.IsExist(package) ? tuned_apps_.GetValue(package) : unlisted_mode;
   if (requested_mode_ == UpmixMode::Auto) ChangeActualMode(mode);
   app_mode_ = mode;
-  app_package_ = package;
+  app_package_.swap(kept);
 }
 
 void KeldaUpmix::Reset() { sequencer_.Flush(); }

@@ -28,8 +28,8 @@ namespace kelda {
 //
 // Threads: Process is called by the audio thread, everything else by the control
 // thread; the calls never overlap. Failures of files and of the signal library are
-// logged where they happen; the engine runs with whatever could be loaded. May
-// throw std::bad_alloc from control calls.
+// logged where they happen; the engine runs with whatever could be loaded. A control
+// call may throw std::bad_alloc; it has changed nothing then.
 class KeldaUpmix {
  public:
   KeldaUpmix();
@@ -80,6 +80,14 @@ class KeldaUpmix {
   void StopPcmDump();
 
  private:
+  // What the processors load for a kind of headphone, by the keys that they know. An
+  // empty equalizer path says that none applies.
+  struct HeadphoneFiles {
+    explicit HeadphoneFiles(const std::string& device_name);
+    static ParameterMap Of(const std::string& device_name, bool personalized);
+    const ParameterMap standard, personalized;
+  };
+
   UpmixMode ModeToRun() const;
 
   AudioProcessSequencer sequencer_;
@@ -97,6 +105,10 @@ class KeldaUpmix {
   HrtfType wired_hrtf_;
   std::string app_package_;
   TunedAppList tuned_apps_;
+
+  // Made at construction, so that no command can run out of memory between its changes.
+  const HeadphoneFiles wired_files_, bluetooth_files_;
+  const ParameterMap music_level_, cinema_level_;  // the level control's file
 };
 
 }  // namespace kelda

@@ -50,8 +50,10 @@ std::size_t ReadableFile::Read(char* to, std::size_t bytes) {
   return done;
 }
 
-std::string BinFileReader::GetBasename(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+std::string BinFileReader::GetBasename(const std::string& path) { return Basename(path); }
+
+const char* BinFileReader::Basename(const std::string& path) {
+  return path.c_str() + (path.rfind('/') + 1);  // npos + 1 is 0
 }
 
 std::string ConfigFileReader::GetParamFilename(const std::string& path) {

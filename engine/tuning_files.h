@@ -40,6 +40,8 @@ class BinFileReader {
  public:
   // What follows the last '/', or all of `path` if there is none.
   static std::string GetBasename(const std::string& path);
+  // The same within `path`, for a message: needs no memory.
+  static const char* Basename(const std::string& path);
 };
 
 class ConfigFileReader {

@@ -8,21 +8,18 @@ bool AudioProcessor::SetEnabled(bool enable) {
   return true;
 }
 
-const std::string* AudioProcessor::GetValue(const ParameterMap& params, const std::string& key) {
-  const auto entry = params.find(key);
-  return entry != params.end() ? &entry->second : nullptr;
+const std::string* AudioProcessor::GetValue(const ParameterMap& params, const char* key) {
+  // Not find, which would make a string of the key.
+  for (const auto& [name, value] : params) {
+    if (name == key) return &value;
+  }
+  return nullptr;
 }
 
-bool AudioProcessor::TakePath(const ParameterMap& params, const std::string& key,
-                              std::string* path) {
+bool AudioProcessor::TakePath(const ParameterMap& params, const char* key, std::string* path) {
   const std::string* const value = GetValue(params, key);
   if (value == nullptr || (ready_ && *value == *path)) return false;
-  try {
-    *path = *value;
-  } catch (...) {
-    ready_ = false;
-    throw;
-  }
+  *path = *value;
   return true;
 }
 

@@ -43,7 +43,8 @@ class AudioProcessor {
   virtual unsigned GetMinPeriodFrames() const = 0;
   // Latency in frames.
   virtual unsigned GetDelayedFrames() const KELDA_NONBLOCKING = 0;
-  // Takes the settings it knows from `params`.
+  // Takes the settings it knows from `params`. Needs no memory, so that settings reach
+  // all stages of a chain or none.
   virtual void SetParameters(const ParameterMap& params) = 0;
   // Processes `frames` frames from `in` to `out`, which do not overlap. Returns
   // false, with `out` as it was or silenced, if there is nothing to process with.
@@ -62,11 +63,11 @@ class AudioProcessor {
 
  protected:
   // The value for `key`, or null.
-  static const std::string* GetValue(const ParameterMap& params, const std::string& key);
+  static const std::string* GetValue(const ParameterMap& params, const char* key);
   // Stores the value for `key` in *path and returns true if there is one that has to
-  // be loaded: it differs from *path, or what *path names is not loaded. Out of memory
-  // it leaves the stage not ready, so that the next parameters load everything.
-  bool TakePath(const ParameterMap& params, const std::string& key, std::string* path);
+  // be loaded: it differs from *path, or what *path names is not loaded. *path must have
+  // room for it.
+  bool TakePath(const ParameterMap& params, const char* key, std::string* path);
 
   void SetReady(bool ready) { ready_ = ready; }
 

@@ -1,5 +1,6 @@
 // The sequencer's report and its capture.
 #include <cstddef>
+#include <utility>
 
 #include "pipeline/audio_process_sequencer.h"
 
@@ -21,7 +22,9 @@ void AudioProcessSequencer::Dumpsys(std::string* out) const {
 
 void AudioProcessSequencer::StartPcmDump(const std::string& dir, unsigned seconds) {
   const std::string path = dir + "/" + PcmDump::GenerateFileName();
-  pcm_dump_ = std::make_unique<PcmDump>();
+  auto dump = std::make_unique<PcmDump>();
+  // The old one writes what it holds before the new one goes on in a file of that name.
+  pcm_dump_ = std::move(dump);
   pcm_dump_->Open(path, output_channels_, seconds);
 }
 

@@ -1,23 +1,38 @@
 #ifndef KELDA_PROCESSORS_CONFIG_PATH_H_
 #define KELDA_PROCESSORS_CONFIG_PATH_H_
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <optional>
 #include <string>
 
 namespace kelda {
 
+// An empty path with room for any that can be opened, so that storing one needs no memory:
+// a command that tells several stages what to load cannot run out of it half-way.
+inline std::string RoomForPath() {
+  std::string path;
+  path.reserve(PATH_MAX);
+  return path;
+}
+
 // A configuration file's path as the signal library takes it.
 struct ConfigPath {
-  std::string directory;  // without its trailing '/'
-  std::string file;
+  char directory[PATH_MAX];  // without its trailing '/'
+  const char* file;          // within the path that was split
 };
 
-// Splits `path` at its last '/'; nothing if it has none.
+// Splits `path` at its last '/'; nothing if it has none. A directory that is too long to
+// be opened is cut, and still is with the file's name. Needs no memory.
 inline std::optional<ConfigPath> SplitConfigPath(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return std::nullopt;
-  return ConfigPath{path.substr(0, slash), path.substr(slash + 1)};
+  ConfigPath config;
+  const std::size_t length = std::min(slash, sizeof(config.directory) - 1);
+  config.directory[path.copy(config.directory, length)] = '\0';
+  config.file = path.c_str() + slash + 1;
+  return config;
 }
 
 }  // namespace kelda

@@ -3,7 +3,6 @@
 #include <android/log.h>
 
 #include <cstddef>
-#include <utility>
 
 #include "engine/tuning_files.h"
 #include "platform/may_block.h"
@@ -32,13 +31,9 @@ void HeadphoneEqualizerProcessor::SetParameters(const ParameterMap& params) {
 
 void HeadphoneEqualizerProcessor::InitLib() {
   if (ba_config_path_.empty()) return;
-  // No path and not ready until all is loaded, and so if memory runs out before.
-  std::string path = std::exchange(ba_config_path_, {});
-  SetReady(false);
   equalizer_->Finish();
-  if (!equalizer_->LoadConfig(path)) return;
-  ba_config_path_ = std::move(path);
-  SetReady(true);
+  SetReady(equalizer_->LoadConfig(ba_config_path_));
+  if (!IsReady()) ba_config_path_.clear();
 }
 
 bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames) {

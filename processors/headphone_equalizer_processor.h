@@ -5,6 +5,7 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
+#include "processors/config_path.h"
 #include "processors/lum_hp_eq_lib.h"
 #include "processors/processing_block.h"
 
@@ -35,7 +36,7 @@ class HeadphoneEqualizerProcessor : public AudioProcessor {
 
  private:
   std::unique_ptr<LumHpEqLib> equalizer_;
-  std::string ba_config_path_;
+  std::string ba_config_path_ = RoomForPath();
 };
 
 }  // namespace kelda

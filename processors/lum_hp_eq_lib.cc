@@ -30,7 +30,7 @@ bool LumHpEqLib::LoadConfig(const std::string& path) {
   const std::optional<ConfigPath> config = SplitConfigPath(path);
   if (!config) {
     __android_log_print(ANDROID_LOG_ERROR, kTag, "Fails to initialize due to missing root path: %s",
-                        BinFileReader::GetBasename(path).c_str());
+                        BinFileReader::Basename(path));
     return false;
   }
   if (HasHandle()) {
@@ -38,7 +38,7 @@ bool LumHpEqLib::LoadConfig(const std::string& path) {
     if (A0812(&handle_) == 0) handle_ = 0;
   }
   uint32_t handle = 0;
-  if (const int32_t status = A0243(&handle, config->directory.c_str(), config->file.c_str())) {
+  if (const int32_t status = A0243(&handle, config->directory, config->file)) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Failed to create library due to failure with error code %d.", status);
     return false;

@@ -28,6 +28,7 @@ LumUpmixCinemaLib::LumUpmixCinemaLib() {
                         status);
     param_size_ = 0;
   }
+  param_data_.reserve(param_size_);  // so that loading needs no memory
 }
 
 LumUpmixCinemaLib::~LumUpmixCinemaLib() { Finish(); }
@@ -49,16 +50,16 @@ bool LumUpmixCinemaLib::LoadConfig(const std::string& config_path, const std::st
   if (!config) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Cinema processor fails to initialize due to missing root path: %s",
-                        BinFileReader::GetBasename(config_path).c_str());
+                        BinFileReader::Basename(config_path));
     return false;
   }
   if (ParamFileReader::GetParamData(param_path, &param_data_, param_size_) != param_size_) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Reloading Cinema Library failed due to read %s failed",
-                        BinFileReader::GetBasename(param_path).c_str());
+                        BinFileReader::Basename(param_path));
     return false;
   }
-  instance_ = A0218(param_data_.data(), config->directory.c_str(), config->file.c_str());
+  instance_ = A0218(param_data_.data(), config->directory, config->file);
   if (instance_ == nullptr) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Initialization of the upm cinema library failed due to a failure.");

@@ -37,11 +37,11 @@ bool LumVirtualizerLib::LoadConfig(const std::string& path) {
   if (!config) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Music processor fails to initialize due to missing root path: %s",
-                        BinFileReader::GetBasename(path).c_str());
+                        BinFileReader::Basename(path));
     return false;
   }
   uint32_t handle = 0;
-  if (const int32_t status = A0782(&handle, config->directory.c_str(), config->file.c_str())) {
+  if (const int32_t status = A0782(&handle, config->directory, config->file)) {
     __android_log_print(ANDROID_LOG_ERROR, kTag,
                         "Failed to create library due to failure with error code %d.", status);
     return false;

@@ -53,11 +53,10 @@ void Upl::PrepareWorkMemory(int size) {
 bool Upl::LoadConfig(const std::string& path) {
   configured_ = false;
   if (!path.empty()) {
-    param_path_ = path;
-    if (ParamFileReader::GetParamData(param_path_, &param_data_, param_size_) == 0) {
+    if (ParamFileReader::GetParamData(path, &param_data_, param_size_) == 0) {
       __android_log_print(ANDROID_LOG_ERROR, kTag,
                           "Loading Upl Library failed due to read %s failed",
-                          BinFileReader::GetBasename(param_path_).c_str());
+                          BinFileReader::Basename(path));
       return false;
     }
   }

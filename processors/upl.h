@@ -40,7 +40,6 @@ class Upl {
  private:
   std::unique_ptr<char, AlignedAllocDeleter> work_;  // the instance
   bool configured_ = false;
-  std::string param_path_;
   uint32_t param_size_ = 0;
   std::vector<char> param_data_;
 };

@@ -14,7 +14,6 @@ void UplAudioProcessor::SetParameters(const ParameterMap& params) {
 
 void UplAudioProcessor::InitLib() {
   if (upl_param_path_.empty()) return;
-  SetReady(false);  // and stays so if memory runs out
   SetReady(upl_->LoadConfig(upl_param_path_));
 }
 

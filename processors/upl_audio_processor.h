@@ -4,6 +4,7 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
+#include "processors/config_path.h"
 #include "processors/processing_block.h"
 #include "processors/upl.h"
 
@@ -39,7 +40,7 @@ class UplAudioProcessor : public AudioProcessor {
   // Never released, on purpose: it lives as long as the chain of an instance, and
   // whatever the signal library still holds of it stays valid.
   Upl* const upl_;
-  std::string upl_param_path_;
+  std::string upl_param_path_ = RoomForPath();
 };
 
 }  // namespace kelda

@@ -15,7 +15,6 @@ void UpmixCinemaProcessor::SetParameters(const ParameterMap& params) {
 }
 
 void UpmixCinemaProcessor::InitLib() {
-  SetReady(false);  // and stays so if memory runs out
   cinema_->Finish();
   SetReady(cinema_->LoadConfig(hki_config_path_, cinema_param_path_));
 }

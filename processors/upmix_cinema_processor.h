@@ -5,6 +5,7 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
+#include "processors/config_path.h"
 #include "processors/lum_upmix_cinema_lib.h"
 #include "processors/processing_block.h"
 
@@ -35,8 +36,8 @@ class UpmixCinemaProcessor : public AudioProcessor {
 
  private:
   std::unique_ptr<LumUpmixCinemaLib> cinema_;
-  std::string hki_config_path_;
-  std::string cinema_param_path_;
+  std::string hki_config_path_ = RoomForPath();
+  std::string cinema_param_path_ = RoomForPath();
 };
 
 }  // namespace kelda

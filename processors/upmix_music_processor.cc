@@ -22,8 +22,8 @@ void UpmixMusicProcessor::SetParameters(const ParameterMap& params) {
 }
 
 void UpmixMusicProcessor::InitLib() {
-  SetReady(false);  // and stays so if memory runs out
-  if (!upmix_->LoadConfig(music_param_path_)) return;
+  SetReady(upmix_->LoadConfig(music_param_path_));
+  if (!IsReady()) return;
   virtualizer_->Finish();
   SetReady(virtualizer_->LoadConfig(hki_config_path_));
 }

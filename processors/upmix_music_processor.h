@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pipeline/audio_processor.h"
+#include "processors/config_path.h"
 #include "processors/lum_upmix_lib.h"
 #include "processors/lum_virtualizer_lib.h"
 #include "processors/processing_block.h"
@@ -44,8 +45,8 @@ class UpmixMusicProcessor : public AudioProcessor {
  private:
   std::unique_ptr<LumUpmixLib> upmix_;
   std::unique_ptr<LumVirtualizerLib> virtualizer_;
-  std::string hki_config_path_;
-  std::string music_param_path_;
+  std::string hki_config_path_ = RoomForPath();
+  std::string music_param_path_ = RoomForPath();
   std::vector<float> stereo_scratch_;  // interleaved, one block
 };
 

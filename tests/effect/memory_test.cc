@@ -113,16 +113,22 @@ TEST_F(MemoryTest, CreateWithoutMemory) {
   EXPECT_GT(n, 20u);
 }
 
-// What the instance makes of a period. Every stage flushed, so that its past does not count.
+// What the instance makes of one more period.
 std::vector<float> Played(Effect& effect) {
   std::vector<float> in(2 * 1024), out;
   std::iota(in.begin(), in.end(), 1.0f);
   effect.Command({.code = EFFECT_CMD_ENABLE});  // refused where it is enabled
-  effect.Reset();
   effect.Process(in, &out);
   return out;
 }
 
+uint32_t Mode(Effect& effect) {
+  return effect.Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(0, ""), .reply_size = 20})
+      .Word(16);
+}
+
+// One allocation of a command fails, for every allocation: the instance is and plays as one
+// that never got the command, and afterwards the command can be sent again.
 TEST_F(MemoryTest, CommandsWithoutMemory) {
   property_set("ro.debuggable", "1");
   property_set("vendor.kelda.pcmdump", "1");
@@ -143,6 +149,7 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
   } kCases[] = {
       {0, param(0, Bytes(1))},
       {1, param(0, Bytes(2))},
+      {3, param(0, Bytes(0))},
       {3, {.code = EFFECT_CMD_INIT}},
       {3, {.code = EFFECT_CMD_ENABLE}},
       {3, param(1, Bytes(1))},
@@ -153,69 +160,64 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
       {2, device(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
       {1, {.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(nowhere))}},
   };
-  for (const auto& [mode, request] : kCases) {
+  int refusals = 0;
+  for (size_t i = 0; i < 2 * std::size(kCases); ++i) {
+    const auto& [mode, request] = kCases[i / 2];
+    // Nor is there memory for what is said of files that are missing.
+    setenv("KELDA_DATA_DIR", (i % 2 == 0 ? dir() : Path("missing")).c_str(), 1);
     const std::string error =
         "E/KelUpm: ERROR: command " + std::to_string(request.code) + " failed: std::bad_alloc";
-    const auto set_up = [mode = mode](Effect* effect) {
-      effect->SetMode(mode);
-      effect->SetDevice(kWired);
-    };
-    std::vector<float> expected;
-    Lines expected_log;
-    {
-      Effect healthy;
-      set_up(&healthy);
-      test::TakeLog();
-      healthy.Command(request);
-      expected_log = test::TakeLog();
-      expected = Played(healthy);
-    }
-    for (const bool again : {false, true}) {
-      bool refused = true;
-      for (uint64_t n = 1; refused; ++n) {
-        ASSERT_LT(n, 1000u);
-        SCOPED_TRACE(testing::Message()
-                     << "command " << request.code << " in mode " << mode << ", allocation " << n);
-        fake::Reset();
-        Effect effect;
-        set_up(&effect);
-        test::TakeLog();
-        // Made ahead, so that the call that fails is the library's.
-        std::string data = request.data, reply(16, '\xAA');
-        uint32_t reply_size = request.reply_size;
-        const auto command = (*effect.handle())->command;
-        const uint64_t before = test::NewCalls();
-        test::FailNew(n);
-        const int32_t result =
-            command(effect.handle(), request.code,
-                    request.cmd_size.value_or(static_cast<uint32_t>(data.size())), data.data(),
-                    &reply_size, reply.data());
-        test::FailNew(0);
-        refused = test::NewCalls() - before >= n;
-        if (!refused) break;
-        ASSERT_EQ(result, -22);
-        EXPECT_EQ(test::TakeLog(), Lines{error});
-        if (request.code != EFFECT_CMD_SET_DEVICE) {  // which copies first
-          EXPECT_EQ(reply, std::string(16, '\xAA'));
-        }
-        // Whatever was not done is, by the same command or by the next one.
-        if (again) {
-          effect.Command(request);
-          EXPECT_EQ(test::TakeLog(), expected_log);
-          EXPECT_EQ(Played(effect), expected);
-        } else if (request.code == EFFECT_CMD_INIT) {
-          effect.Init();
-        }
-        effect.SetMode(0);
-        effect.SetParam(1, 1);
-        EXPECT_EQ(effect.Stages(), "P----");
-        effect.SetMode(2);
-        effect.SetDevice(kWired);
-        EXPECT_EQ(effect.Stages(), "--C-L");
+    bool refused = true;
+    for (uint64_t n = 1; refused; ++n) {
+      ASSERT_LT(n, 1000u);
+      SCOPED_TRACE(testing::Message()
+                   << "command " << request.code << " in mode " << mode << ", allocation " << n);
+      fake::Reset();
+      Effect effect, untouched;
+      for (Effect* const e : {&effect, &untouched}) {
+        e->SetMode(mode);
+        e->SetDevice(kWired);
+        if (request.code != EFFECT_CMD_ENABLE) Played(*e);
       }
+      test::TakeLog();
+      // Made ahead, so that the call that fails is the library's.
+      std::string data = request.data, reply(16, '\xAA');
+      uint32_t reply_size = request.reply_size;
+      const auto command = (*effect.handle())->command;
+      const uint64_t before = test::NewCalls();
+      test::FailNew(n);
+      const int32_t result = command(effect.handle(), request.code,
+                                     request.cmd_size.value_or(static_cast<uint32_t>(data.size())),
+                                     data.data(), &reply_size, reply.data());
+      test::FailNew(0);
+      refused = test::NewCalls() - before >= n;
+      if (!refused) break;
+      ++refusals;
+      ASSERT_EQ(result, -22);
+      EXPECT_EQ(reply, std::string(16, '\xAA'));
+      EXPECT_EQ(test::TakeLog().back(), error);
+      if (request.code == EFFECT_CMD_INIT) {  // no engine is left
+        std::vector<float> out;
+        EXPECT_EQ(effect.Command({.code = EFFECT_CMD_ENABLE}).result, -38);
+        EXPECT_EQ(test::TakeLog(), Lines{"E/KelUpm: ERROR: ebable at uninitialized state"});
+        EXPECT_EQ(effect.Process({1, 2}, &out), -61);
+        EXPECT_EQ(effect.Command(param(0, Bytes(1))).status(), -22);
+      } else {
+        EXPECT_EQ(Mode(effect), mode);
+        EXPECT_EQ(effect.Dump(), untouched.Dump());
+        EXPECT_EQ(Played(effect), Played(untouched));
+      }
+      test::TakeLog();
+      effect.Command(request);
+      const Lines log = test::TakeLog();
+      untouched.Command(request);
+      EXPECT_EQ(test::TakeLog(), log);
+      EXPECT_EQ(Played(effect), Played(untouched));
+      EXPECT_EQ(effect.Dump(), untouched.Dump());
     }
     EXPECT_EQ(fake::LiveInstances(), 0) << request.code;
   }
+  EXPECT_GT(refusals, 50);
   close(nowhere);
 }
 
