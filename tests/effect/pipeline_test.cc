@@ -183,6 +183,27 @@ TEST_F(WrappersTest, SayWhatIsMissing) {
   EXPECT_EQ(block[7 * 64 - 1] + block[7 * 64], 1) << "one chunk is silent";
 }
 
+// Until the library has destroyed an instance it is asked again, at the end at the latest.
+TEST_F(WrappersTest, KeepWhatTheLibraryDoesNotDestroy) {
+  WriteTuning();
+  for (const char* const entry : {"A0812", "A0810", "A0213"}) fake::Fail(entry, -7, 0, 1);
+  {
+    LumHpEqLib equalizer;
+    LumVirtualizerLib virtualizer(7);
+    LumUpmixCinemaLib cinema;
+    EXPECT_TRUE(equalizer.LoadConfig(Path("wired.ba.config")));
+    EXPECT_TRUE(virtualizer.LoadConfig(Path("wired.hki.config")));
+    EXPECT_TRUE(cinema.LoadConfig(Path("wired.hki.config"), Path("upmix.cinema.hps.bin")));
+    equalizer.Finish();
+    virtualizer.Finish();
+    cinema.Finish();
+    EXPECT_TRUE(equalizer.HasHandle());
+    EXPECT_TRUE(virtualizer.HasHandle());
+    EXPECT_EQ(fake::LiveInstances(), 3);
+  }
+  EXPECT_EQ(fake::LiveInstances(), 0);
+}
+
 TEST_F(WrappersTest, LevelControlPassesOnWhatItIsNotConfiguredFor) {
   Upl level;
   int frames = 100;
