@@ -26,26 +26,6 @@ std::string Said(const std::string& text, int error) {
 
 class CaptureTest : public test::DataDirTest {};
 
-TEST_F(CaptureTest, TakesWholeBlocksUpToItsLimitAndGoesOnAtAFilesEnd) {
-  const auto block = test::Ramp(48001);
-  PcmDump dump;
-  EXPECT_EQ(dump.Open(Path("a.pcm"), 2, 1), 1);
-  EXPECT_EQ(dump.Write(block[0], 40000), 1);
-  EXPECT_EQ(dump.Write(block[0], 8001), 0);
-  EXPECT_EQ(dump.Write(block[0], 8000), 1);
-  EXPECT_EQ(dump.Write(block[0], 1), 0);
-  EXPECT_EQ(dump.Close(), 1);
-  const std::string excess = "E/KelApsPcmd: Excess Dump Limit";
-  EXPECT_EQ(test::TakeLog(), (Lines{excess, excess}));
-  {
-    PcmDump more;  // closed by its destructor
-    more.Open(Path("a.pcm"), 2, 1);
-    more.Write(block[0], 1);
-  }
-  const std::string all = Bytes(block);
-  EXPECT_TRUE(Read("a.pcm") == all.substr(0, 320000) + all.substr(0, 64000) + all.substr(0, 8));
-}
-
 TEST_F(CaptureTest, ReportsFailures) {
   std::filesystem::create_directory(Path("dir.pcm"));
   const float sample = 1;
@@ -66,15 +46,6 @@ TEST_F(CaptureTest, ReportsFailures) {
   close(reader);
   const std::string refused = Said("Failed to open", EOPNOTSUPP);
   EXPECT_EQ(test::TakeLog(), (Lines{Said("Failed to open", ENXIO), refused, refused}));
-
-  ASSERT_EQ(dump.Open(Path("a.pcm"), 1, 1), 1);
-  EXPECT_EQ(dump.Write(sample, 1), 1);
-  {
-    const test::FullDisk full;
-    EXPECT_EQ(dump.Close(), 0);
-  }
-  EXPECT_EQ(test::TakeLog(), Lines{Said("Failed to close", EFBIG)});
-  EXPECT_EQ(dump.Close(), 0);  // and not closed twice
 }
 
 TEST_F(CaptureTest, RawDataFile) {

@@ -56,26 +56,6 @@ TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   }
 }
 
-// Of channels that go to the same place the last one stays.
-TEST(MatrixConversionTest, LeavesAloneWhatNoEntryNames) {
-  const int same[] = {0, 1, 1, 0, 1, 2};
-  const auto in = test::Ramp(6 * 5, 1);
-  std::vector<float> planes(6 * 5, 99.0f);
-  std::vector<float> slots(planes);
-  MatrixConversion::ToPlanar(planes.data(), in.data(), 5, 6, same);
-  MatrixConversion::ToInterleave(slots.data(), in.data(), 5, 6, same);
-  for (size_t f = 0; f < 5; ++f) {
-    EXPECT_EQ((std::vector{planes[f], planes[5 + f], planes[10 + f], planes[15 + f]}),
-              (std::vector{in[6 * f + 3], in[6 * f + 4], in[6 * f + 5], 99.0f}));
-    EXPECT_EQ(std::vector(&slots[6 * f], &slots[6 * f + 4]),
-              (std::vector{in[15 + f], in[20 + f], in[25 + f], 99.0f}));
-  }
-  for (const auto& [frames, channels] : {std::pair{0, 2}, {2, 0}, {-1, 2}, {2, -1}}) {
-    MatrixConversion::ToPlanar(nullptr, nullptr, frames, channels, nullptr);
-    MatrixConversion::ToInterleave(nullptr, nullptr, frames, channels, nullptr);
-  }
-}
-
 TEST(MatrixConversionTest, AbortsAtAnIndexThatDoesNotFit) {
   const testing::KilledBySignal kAborted(SIGABRT);
   constexpr int kFar[] = {0, std::numeric_limits<int>::max()};
@@ -202,16 +182,6 @@ TEST_F(WrappersTest, KeepWhatTheLibraryDoesNotDestroy) {
     EXPECT_EQ(fake::LiveInstances(), 3);
   }
   EXPECT_EQ(fake::LiveInstances(), 0);
-}
-
-TEST_F(WrappersTest, LevelControlPassesOnWhatItIsNotConfiguredFor) {
-  Upl level;
-  int frames = 100;
-  std::vector<float> in = test::Ramp(100), out(200);
-  EXPECT_EQ(level.ProcFrame(out.data(), in.data(), &frames), 2);
-  EXPECT_EQ(out, in);
-  EXPECT_EQ(level.ProcFrame(nullptr, in.data(), &frames), 2);
-  EXPECT_EQ(level.ProcFrame(out.data(), nullptr, &frames), 2);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -95,15 +94,6 @@ Lines DataDirTest::TakeCalls() const {
   }
   return calls;
 }
-
-FullDisk::FullDisk() {
-  signal(SIGXFSZ, SIG_IGN);  // a write then fails with EFBIG
-  getrlimit(RLIMIT_FSIZE, &before_);
-  const rlimit none = {0, before_.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &none);
-}
-
-FullDisk::~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
 
 std::vector<float> Ramp(unsigned frames, unsigned channels, unsigned first_frame) {
   std::vector<float> block(size_t{frames} * channels);

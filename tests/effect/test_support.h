@@ -5,7 +5,6 @@
 
 #include <android/log.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cstdint>
 #include <string>
@@ -41,16 +40,6 @@ class DataDirTest : public testing::Test {
 
  private:
   std::string dir_;
-};
-
-// While it lives, no file can be written to.
-class FullDisk {
- public:
-  FullDisk();
-  ~FullDisk();
-
- private:
-  rlimit before_;
 };
 
 // `frames` interleaved frames; sample c of frame f is (first_frame + f + 1), negative
