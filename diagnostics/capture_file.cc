@@ -14,19 +14,20 @@ FILE* OpenCaptureFile(const std::string& path, const char* mode) {
       open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | begin, 0666);
   if (descriptor < 0) return nullptr;
   struct stat status {};
-  int error = 0;
-  if (fstat(descriptor, &status) != 0) {
-    error = errno;
-  } else if (!S_ISREG(status.st_mode)) {
-    error = EOPNOTSUPP;
-  } else if (FILE* const file = fdopen(descriptor, mode)) {
-    return file;
-  } else {
-    error = errno;
+  FILE* file = nullptr;
+  if (fstat(descriptor, &status) == 0) {
+    if (S_ISREG(status.st_mode)) {
+      file = fdopen(descriptor, mode);
+    } else {
+      errno = EOPNOTSUPP;
+    }
   }
-  close(descriptor);
-  errno = error;
-  return nullptr;
+  if (file == nullptr) {
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+  }
+  return file;
 }
 
 }  // namespace kelda
