@@ -58,20 +58,12 @@ SF_VIRTUAL_IO AudioSink::StreamFunctions() {
   };
   functions.write = [](const void* data, sf_count_t bytes, void* user) -> sf_count_t {
     auto* const stream = static_cast<Stream*>(user);
-    sf_count_t done = 0;
-    while (done < bytes) {
-      const ssize_t written = write(stream->descriptor, static_cast<const char*>(data) + done,
-                                    static_cast<size_t>(bytes - done));
-      if (written < 0 && errno == EINTR) {
-        continue;
-      }
-      if (written <= 0) {
-        stream->error = stream->error != 0 ? stream->error : errno;
-        break;
-      }
-      done += written;
+    if (WriteAll(stream->descriptor,
+                 {static_cast<const std::byte*>(data), static_cast<size_t>(bytes)})) {
+      return bytes;
     }
-    return done;
+    stream->error = stream->error != 0 ? stream->error : errno;
+    return 0;
   };
   return functions;
 }

@@ -34,6 +34,20 @@ mode_t Permissions(const fs::path& path) {
 
 }  // namespace
 
+bool WriteAll(int descriptor, std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return false;
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
 OutputFile::OutputFile(const fs::path& path) : path_(path) {
   std::error_code error;
   if (fs::is_symlink(path, error)) {
@@ -73,6 +87,12 @@ OutputFile::~OutputFile() {
   }
 }
 
+void OutputFile::Write(std::span<const std::byte> bytes) {
+  if (!WriteAll(descriptor_, bytes)) {
+    Refuse(path_, std::strerror(errno));
+  }
+}
+
 void OutputFile::Commit() {
   // Some file systems report only here that the disk is full.
   const int descriptor = descriptor_;
@@ -81,6 +101,12 @@ void OutputFile::Commit() {
     Refuse(path_, std::strerror(errno));
   }
   temporary_.clear();
+}
+
+void WriteWholeFile(const fs::path& path, std::span<const std::byte> bytes) {
+  OutputFile file(path);
+  file.Write(bytes);
+  file.Commit();
 }
 
 }  // namespace kelda::tools

@@ -2,10 +2,15 @@
 #ifndef KELDA_TOOLS_OUTPUT_FILE_H_
 #define KELDA_TOOLS_OUTPUT_FILE_H_
 
+#include <cstddef>
 #include <filesystem>
+#include <span>
 #include <string>
 
 namespace kelda::tools {
+
+// Writes all of `bytes`. Returns false, with errno, if that fails.
+bool WriteAll(int descriptor, std::span<const std::byte> bytes);
 
 // Written under a temporary name in the same folder; the destructor removes it
 // unless Commit was called. A file that stood under the name stays as it was
@@ -22,6 +27,9 @@ class OutputFile {
   int descriptor() const { return descriptor_; }
   const std::filesystem::path& path() const { return path_; }
 
+  // Writes behind what was written. Throws Failure (output).
+  void Write(std::span<const std::byte> bytes);
+
   // Closes the file and gives it its name. Throws Failure (output).
   void Commit();
 
@@ -30,6 +38,9 @@ class OutputFile {
   std::string temporary_;  // empty once committed
   int descriptor_ = -1;
 };
+
+// Makes the whole file. Throws Failure (output).
+void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte> bytes);
 
 }  // namespace kelda::tools
 

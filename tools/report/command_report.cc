@@ -1,13 +1,9 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
-#include <string_view>
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
@@ -29,20 +25,6 @@ struct ReportArguments {
   std::filesystem::path library;
 };
 
-void Write(const OutputFile& file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(file.descriptor(), text.data(), text.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      throw Failure(ExitCode::kOutput,
-                    file.path().string() + ": cannot be written: " + std::strerror(errno));
-    }
-    text.remove_prefix(static_cast<size_t>(written));
-  }
-}
-
 void Run(const ReportArguments& arguments) {
   SetProperty("vendor.kelda.effect=1");
   UseTuningDirectory(arguments.tuning);
@@ -58,7 +40,7 @@ void Run(const ReportArguments& arguments) {
     page = ReportPage(
         CollectReport(directory, library, [&](const std::string& what) { line.Show(what); }));
   }
-  Write(file, page);
+  file.Write(std::as_bytes(std::span(page)));
   file.Commit();
 }
 

@@ -3,9 +3,7 @@
 #define KELDA_TOOLS_COMMAND_TUNE_H_
 
 #include <CLI/CLI.hpp>
-#include <cstddef>
 #include <filesystem>
-#include <span>
 #include <string>
 
 namespace kelda::tools {
@@ -18,12 +16,10 @@ void AddTuneHrtfCommand(CLI::App* tune);
 void AddTuneAppsCommand(CLI::App* tune);
 void AddTuneBuildCommand(CLI::App* tune);
 
-// What they share: the option -o, the end of a help text, and the file that appears
-// complete or not at all (throws Failure).
+// What they share: the option -o, and the end of a help text.
 CLI::Option* AddOutputOption(CLI::App* command, std::filesystem::path* output,
                              const std::string& help);
 std::string TuneFooter(const std::string& text, const std::string& example);
-void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte> bytes);
 
 }  // namespace kelda::tools
 

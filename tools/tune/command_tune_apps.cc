@@ -1,6 +1,7 @@
 // kelda tune apps: the list of tuned applications, checked.
 #include <memory>
 
+#include "tools/core/output_file.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 #include "tools/core/text_file.h"

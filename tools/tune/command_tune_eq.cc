@@ -1,6 +1,7 @@
 // kelda tune eq: a headphone equalizer from its text.
 #include <memory>
 
+#include "tools/core/output_file.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 #include "tools/equalizer/equalizer_design.h"

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "tools/core/failure.h"
+#include "tools/core/output_file.h"
 #include "tools/core/standard_output.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/presets/parameter_sets.h"
