@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
+#include "tools/core/format.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::tools {
@@ -11,9 +11,7 @@ namespace {
 
 std::string Minutes(double seconds) {
   const auto whole = static_cast<long>(std::max(seconds, 0.0));
-  char text[32];
-  std::snprintf(text, sizeof(text), "%ld:%02ld", whole / 60, whole % 60);
-  return text;
+  return Format("%ld:%02ld", whole / 60, whole % 60);
 }
 
 }  // namespace
@@ -22,8 +20,7 @@ std::string FormatProgress(double done_seconds, std::optional<double> total_seco
                            double elapsed_seconds) {
   constexpr int kBarWidth = 20;
   const double speed = elapsed_seconds > 0.0 ? done_seconds / elapsed_seconds : 0.0;
-  char text[128];
-  std::snprintf(text, sizeof(text), "  %.*fx real time", speed < 10.0 ? 1 : 0, speed);
+  const std::string text = Format("  %.*fx real time", speed < 10.0 ? 1 : 0, speed);
   if (!total_seconds || *total_seconds <= 0.0) {
     return Minutes(done_seconds) + text;
   }

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include "tools/core/format.h"
 
 namespace kelda::tools {
 namespace {
@@ -57,11 +58,7 @@ std::span<const float> Sounding(std::span<const float> samples) {
   return samples.subspan(skipped / kPair * kPair);
 }
 
-std::string Percent(double share) {
-  char text[32];
-  std::snprintf(text, sizeof(text), "%.0f %%", 100 * share);
-  return text;
-}
+std::string Percent(double share) { return Format("%.0f %%", 100 * share); }
 
 LayoutGuess GuessFromSamples(std::span<const float> samples) {
   const CaptureLayout stereo;

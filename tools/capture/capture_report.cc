@@ -1,22 +1,15 @@
 #include "tools/capture/capture_report.h"
 
 #include <cmath>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "tools/core/format.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::tools {
 namespace {
-
-template <typename... Values>
-std::string Format(const char* format, Values... values) {
-  char text[256];
-  std::snprintf(text, sizeof(text), format, values...);
-  return text;
-}
 
 // "1:05.0234"
 std::string Time(int64_t frame) {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <span>
 
 #include "tools/core/file_problems.h"
+#include "tools/core/format.h"
 #include "tools/measure/spectrum.h"
 
 namespace kelda::tools {
@@ -19,13 +19,6 @@ using upmix_lib::kPlanes;
 constexpr std::array<const char*, kPlanes> kNames = {"FL", "FR", "FC", "SL", "SR", "BL", "BR"};
 constexpr std::array<int, kPlanes> kMirrored = {1, 0, 2, 4, 3, 6, 5};
 constexpr std::size_t kFftSize = 4096;
-
-template <typename... Values>
-std::string Format(const char* format, Values... values) {
-  char text[512];
-  std::snprintf(text, sizeof(text), format, values...);
-  return text;
-}
 
 double Decibels(double power) { return 10 * std::log10(std::max(power, 1e-20)); }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tools/core/file_problems.h"
+#include "tools/core/format.h"
 #include "tools/core/guarded_call.h"
 #include "upmix-lib/regular_file.h"
 
@@ -30,11 +31,7 @@ struct Unusable : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-std::string Number(double value) {
-  char text[32];
-  std::snprintf(text, sizeof(text), "%g", value);
-  return text;
-}
+std::string Number(double value) { return Format("%g", value); }
 
 std::string Reason(int mysofa_error) {
   switch (mysofa_error) {

@@ -1,9 +1,9 @@
 #include "tools/inspect/inspected_contents.h"
 
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
+#include "tools/core/format.h"
 #include "tools/inspect/app_list_names.h"
 #include "tools/inspect/library_status.h"
 #include "tools/measure/frequency_response.h"
@@ -23,13 +23,6 @@ using upmix_lib::EqualizerInfo;
 using upmix_lib::EqualizerTuning;
 using upmix_lib::ParameterField;
 using upmix_lib::Status;
-
-template <typename... Values>
-std::string Format(const char* format, Values... values) {
-  char text[256];
-  std::snprintf(text, sizeof(text), format, values...);
-  return text;
-}
 
 // A value as its decimal says it: 0.1 and not 0.10000000149.
 double Decimal(float value) { return std::strtod(FormatFloat(value).c_str(), nullptr); }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/text_file.h"
 #include "tools/inspect/inspected_contents.h"
 #include "tools/inspect/library_status.h"
@@ -35,11 +36,7 @@ constexpr KnownKind kKinds[] = {
     {&upmix_lib::kLevelKind, "level parameters", ReadLevelContents},
 };
 
-std::string Hex(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "%08x", value);
-  return text;
-}
+std::string Hex(uint32_t value) { return Format("%08x", value); }
 
 // What the container's check found, with the values that it found it by.
 std::string DescribeContainer(Status status, const DataKind& kind,
