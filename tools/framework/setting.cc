@@ -13,23 +13,6 @@ namespace {
 
 using Key = Setting::Key;
 
-constexpr struct {
-  std::string_view name;
-  Key key;
-  std::string_view value;  // its form; empty if the key takes none
-} kKeys[] = {
-    {"mode", Key::kMode, "off|music|cinema|auto"},
-    {"device", Key::kDevice, "NAME|NUMBER"},
-    {"wired-hrtf", Key::kWiredHrtf, "standard|personalized"},
-    {"bluetooth-hrtf", Key::kBluetoothHrtf, "standard|personalized"},
-    {"app", Key::kApp, "PACKAGE[&FLAG]"},
-    {"reload-apps", Key::kReloadApps, ""},
-    {"reset", Key::kReset, ""},
-    {"enable", Key::kEnable, ""},
-    {"disable", Key::kDisable, ""},
-    {"property", Key::kProperty, "NAME=VALUE"},
-};
-
 [[noreturn]] void Refuse(const std::string& message) { throw Failure(ExitCode::kUsage, message); }
 
 std::string Quoted(std::string_view text) { return std::string(1, '\'').append(text).append("'"); }
@@ -62,6 +45,42 @@ std::string ParseApp(std::string_view value) {
   return std::string(value);
 }
 
+uint32_t ParseDeviceType(std::string_view value) {
+  const auto device = ParseDevice(value);
+  if (!device) {
+    Refuse("unknown device " + Quoted(value) + " (" + ShortDeviceNames() +
+           ", a name of the platform, or a number up to 0xffffffff)");
+  }
+  return *device;
+}
+
+std::string ParseProperty(std::string_view value) {
+  if (value.find('=') == std::string_view::npos || value.front() == '=') {
+    Refuse("a property is NAME=VALUE, not " + Quoted(value));
+  }
+  return std::string(value);
+}
+
+constexpr struct {
+  std::string_view name;
+  Key key;
+  std::string_view value = {};  // its form; empty if the key takes none
+  // What reads the value, if it is a number, or a text.
+  uint32_t (*number)(std::string_view value) = nullptr;
+  std::string (*text)(std::string_view value) = nullptr;
+} kKeys[] = {
+    {"mode", Key::kMode, "off|music|cinema|auto", ParseMode},
+    {"device", Key::kDevice, "NAME|NUMBER", ParseDeviceType},
+    {"wired-hrtf", Key::kWiredHrtf, "standard|personalized", ParseHrtf},
+    {"bluetooth-hrtf", Key::kBluetoothHrtf, "standard|personalized", ParseHrtf},
+    {"app", Key::kApp, "PACKAGE[&FLAG]", nullptr, ParseApp},
+    {"reload-apps", Key::kReloadApps},
+    {"reset", Key::kReset},
+    {"enable", Key::kEnable},
+    {"disable", Key::kDisable},
+    {"property", Key::kProperty, "NAME=VALUE", nullptr, ParseProperty},
+};
+
 }  // namespace
 
 bool TouchesBuffering(const Setting& setting) {
@@ -86,40 +105,8 @@ Setting ParseSetting(std::string_view text) {
     Refuse(has_value ? Quoted(name) + " takes no value, but was given " + Quoted(value)
                      : Quoted(name) + " needs a value (" + std::string(known->value) + ")");
   }
-  Setting setting{known->key, 0, {}};
-  switch (known->key) {
-    case Key::kMode:
-      setting.number = ParseMode(value);
-      break;
-    case Key::kDevice: {
-      const auto device = ParseDevice(value);
-      if (!device) {
-        Refuse("unknown device " + Quoted(value) + " (" + ShortDeviceNames() +
-               ", a name of the platform, or a number up to 0xffffffff)");
-      }
-      setting.number = *device;
-      break;
-    }
-    case Key::kWiredHrtf:
-    case Key::kBluetoothHrtf:
-      setting.number = ParseHrtf(value);
-      break;
-    case Key::kApp:
-      setting.text = ParseApp(value);
-      break;
-    case Key::kProperty:
-      if (value.find('=') == std::string_view::npos || value.front() == '=') {
-        Refuse("a property is NAME=VALUE, not " + Quoted(value));
-      }
-      setting.text = value;
-      break;
-    case Key::kReloadApps:
-    case Key::kReset:
-    case Key::kEnable:
-    case Key::kDisable:
-      break;
-  }
-  return setting;
+  return {known->key, known->number == nullptr ? 0 : known->number(value),
+          known->text == nullptr ? "" : known->text(value)};
 }
 
 std::string SettingHelp() {
