@@ -11,6 +11,7 @@
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
+#include "tools/core/decibels.h"
 #include "tools/equalizer/equalizer_text.h"
 #include "tools/measure/frequency_response.h"
 

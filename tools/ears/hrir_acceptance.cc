@@ -5,6 +5,7 @@
 #include <cmath>
 #include <span>
 
+#include "tools/core/decibels.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/format.h"
 #include "tools/measure/spectrum.h"
@@ -20,8 +21,6 @@ constexpr std::array<const char*, kPlanes> kNames = {"FL", "FR", "FC", "SL", "SR
 constexpr std::array<int, kPlanes> kMirrored = {1, 0, 2, 4, 3, 6, 5};
 constexpr std::size_t kFftSize = 4096;
 
-double Decibels(double power) { return 10 * std::log10(std::max(power, 1e-20)); }
-
 // The gains of a set over frequency, in dB.
 class Gains {
  public:
@@ -29,7 +28,7 @@ class Gains {
     for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
       for (int ear = 0; ear < kEars; ++ear) {
         Power gains_db = analysis_.PowerOf(set.response(plane, ear));
-        for (double& gain : gains_db) gain = Decibels(gain);
+        for (double& gain : gains_db) gain = PowerToDb(gain);
         gains_db_.push_back(std::move(gains_db));
       }
     }
@@ -84,7 +83,7 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
   }
   for (std::size_t ear = 0; ear < kEars; ++ear) {
     const char* const side = ear == 0 ? "left" : "right";
-    if (const double lost_db = Decibels(origin.lost[ear]); lost_db > kMaxLost_db) {
+    if (const double lost_db = PowerToDb(origin.lost[ear]); lost_db > kMaxLost_db) {
       problems->Add(0, Format("too much of the response at azimuth %g, %s ear, is cut off (%.1f dB "
                               "of its energy, at most %g dB)",
                               azimuth_deg, side, lost_db, kMaxLost_db));
@@ -137,7 +136,7 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
         Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n", kNames[p],
                double{set.directions[p].azimuth_deg}, origin.measurements, origin.nearest_deg,
                origin.farthest_deg, gains.Peak_db(p, 0), gains.Peak_db(p, 1), Interaural_us(origin),
-               Decibels(origin.lost[0]), Decibels(origin.lost[1]));
+               PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
     worst_db = std::max(worst_db, gains.Asymmetry_db(p));
     const HrirPlaneOrigin& mirrored = design.origins[static_cast<std::size_t>(kMirrored[p])];
     worst_us = std::max(worst_us, std::abs(Interaural_us(origin) + Interaural_us(mirrored)));

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "tools/core/decibels.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -76,9 +78,8 @@ void ComponentTrial::Block(const char* entry, int frames, GuardedFloats* out,
     }
   }
   const double peak = static_cast<double>(out->peak());
-  std::printf("         peak %.1f dBFS; %.1f us for %d frames, %.2f %% of their time\n",
-              20 * std::log10(std::max(peak, 1e-10)), 1e6 * shortest_s, frames,
-              100 * shortest_s * kSampleRateHz / frames);
+  std::printf("         peak %.1f dBFS; %.1f us for %d frames, %.2f %% of their time\n", ToDb(peak),
+              1e6 * shortest_s, frames, 100 * shortest_s * kSampleRateHz / frames);
   Expect(out->intact(), "it wrote beyond its output");
   Expect(out->finite(), "its output is not finite");
   Expect(peak > kSilentPeak, "its output is silent");

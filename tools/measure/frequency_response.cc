@@ -1,9 +1,9 @@
 #include "tools/measure/frequency_response.h"
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 
+#include "tools/core/decibels.h"
 #include "upmix-lib/biquad_design.h"
 
 namespace kelda::tools {
@@ -28,8 +28,6 @@ std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz) {
   }
   return sum;
 }
-
-double ToDb(double magnitude) { return 20 * std::log10(std::max(magnitude, 1e-10)); }
 
 double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, double freq_hz) {
   const auto& response = tuning.curves[curve];

@@ -16,9 +16,6 @@ std::vector<double> LogFrequencies(double first_hz, double last_hz, int count);
 // The response of an FIR filter at 48 kHz to `freq_hz`, 0..24000.
 std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz);
 
-// 20 log10 of `magnitude`, not below -200 dB.
-double ToDb(double magnitude);
-
 // The gain of one curve of an equalizer, its preamp included.
 double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, double freq_hz);
 

@@ -5,6 +5,7 @@
 #include <numbers>
 #include <vector>
 
+#include "tools/core/decibels.h"
 #include "tools/measure/frequency_response.h"
 
 namespace kelda::tools {

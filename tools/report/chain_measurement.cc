@@ -4,6 +4,7 @@
 #include <cmath>
 #include <complex>
 
+#include "tools/core/decibels.h"
 #include "tools/core/interruption.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/effect_session.h"

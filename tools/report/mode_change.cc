@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/core/decibels.h"
 #include "tools/core/interruption.h"
 #include "tools/framework/effect_session.h"
 #include "tools/measure/frequency_response.h"

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "tools/core/decibels.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/hrir_cues.h"
 #include "tools/report/chain_measurement.h"
