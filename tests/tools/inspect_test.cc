@@ -7,7 +7,7 @@
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/inspect/effect_report.h"
+#include "tools/framework/effect_report.h"
 #include "upmix-lib/data_file.h"
 #include "upmix-lib/equalizer_file.h"
 

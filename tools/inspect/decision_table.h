@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tools/framework/effect_library.h"
-#include "tools/inspect/effect_report.h"
+#include "tools/framework/effect_report.h"
 
 namespace kelda::tools {
 

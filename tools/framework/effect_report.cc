@@ -1,4 +1,4 @@
-#include "tools/inspect/effect_report.h"
+#include "tools/framework/effect_report.h"
 
 #include <algorithm>
 
