@@ -1,4 +1,6 @@
 // kelda: the workstation's program around the effect library.
+#include <android/log.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <string>
@@ -40,6 +42,7 @@ int main(int argc, char** argv) {
   using kelda::tools::ExitCode;
   try {
     kelda::tools::InstallSignalHandlers();
+    kelda::tools::ShowLog(ANDROID_LOG_WARN);
     return kelda::tools::Run(argc, argv);
   } catch (const kelda::tools::Interrupted& interrupted) {
     return interrupted.exit_code();

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/framework/effect_report.h"
@@ -223,6 +224,49 @@ TEST_F(Inspect, NamesTheValueAndTheLimit) {
   for (const auto& [name, message] : kRefused) {
     ExpectRefused(3, message, {"inspect", folder_ / name});
     ExpectRefused(3, folder_ / name + ": ", {"inspect", folder_ / name});
+  }
+}
+
+// Whatever files hold and are called, no terminal takes a command from it, and no line end in
+// it begins a line of its own.
+TEST_F(Inspect, FilesGiveTheTerminalNoCommands) {
+  const std::string evil = "\x1b]0;title\x07\x7f\xc2\x9bK\x9b";
+  const auto patched = [&](std::string file, size_t at, const std::string& text) {
+    file.replace(at, text.size(), text);
+    upmix_lib::Seal(std::as_writable_bytes(std::span(file)), upmix_lib::kHrirKind);
+    return file;
+  };
+  std::string ears = folder_.Read("standard.hki");
+  ears = patched(ears, ears.find("MIT"), evil + "\nfaked");
+  ASSERT_NE(std::string::npos, ears.find(evil));
+  folder_.Write("standard.hki", ears);
+  folder_.Write("wired.ba.config", evil + ".ba");
+  folder_.Write("tunedapp_list", evil + ",MUSIC\ncom.example.x," + evil + "\n");
+  folder_.Write("scenario", "1 mode=music " + evil + "\r\n");
+  folder_.Write(evil + "\nfaked", "");
+  WriteAudio(folder_ / "in.wav", Noise(960));
+
+  const std::vector<std::string> render{"render", folder_ / "in.wav", folder_ / "out.wav",
+                                        "--tuning", folder_ / ""};
+  auto by_scenario = render;
+  by_scenario.insert(by_scenario.end(), {"--scenario", folder_ / "scenario"});
+  auto with_log = render;
+  with_log.insert(with_log.end(), {"--wired-hrtf", "personalized", "--dump"});
+  const std::pair<std::vector<std::string>, int> kCommands[] = {
+      {{"inspect", folder_ / ""}, 3},
+      {{"inspect", "--json", folder_ / ""}, 3},
+      {{"inspect", folder_ / "standard.hki"}, 0},
+      {{"doctor", "--tuning", folder_ / ""}, 3},
+      {by_scenario, 2},
+      {with_log, 0}};
+  for (const auto& [arguments, exit_code] : kCommands) {
+    const ProgramResult result = RunKelda(arguments);
+    EXPECT_EQ(exit_code, result.exit_code) << arguments[0] << result.err;
+    const std::string shown = result.out + result.err;
+    EXPECT_TRUE(Holds(shown, arguments[1] == "--json" ? "\\u001b]0;title" : "\\x1b]0;title\\x07"));
+    EXPECT_EQ(std::string::npos, shown.find_first_of("\x1b\x07\x7f\x9b\r"))
+        << arguments[0] << shown;
+    EXPECT_EQ(std::string::npos, shown.find("\nfaked")) << arguments[0] << shown;
   }
 }
 

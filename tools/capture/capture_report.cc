@@ -1,10 +1,10 @@
 #include "tools/capture/capture_report.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "tools/core/format.h"
+#include "tools/core/json.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/effect_session.h"
 
@@ -66,15 +66,13 @@ std::string List(const char* title, const CaptureEvents& events, size_t most, Li
   return text;
 }
 
-nlohmann::json Json(const std::optional<double>& value) {
-  return value ? nlohmann::json(*value) : nlohmann::json();
-}
+Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
 
 template <typename Value>
-nlohmann::json Json(const CaptureEvents& events, Value value) {
-  nlohmann::json listed = nlohmann::json::array();
+Json ToJson(const CaptureEvents& events, Value value) {
+  Json listed = Json::array();
   for (const CaptureEvent& event : events.listed) {
-    nlohmann::json entry{{"frame", event.frame}, {"frames", event.frames}};
+    Json entry{{"frame", event.frame}, {"frames", event.frames}};
     if (event.channel >= 0) {
       entry["channel"] = event.channel;
     }
@@ -121,38 +119,36 @@ std::string FormatCapture(const CaptureSummary& summary, size_t most_events) {
 
 std::string FormatCaptureJson(const CaptureSummary& summary) {
   const CaptureFindings& findings = summary.findings;
-  nlohmann::json channels = nlohmann::json::array();
+  Json channels = Json::array();
   for (const ChannelLevels& levels : findings.channels) {
-    channels.push_back({{"peak_dbfs", Json(Decibels(levels.peak))},
+    channels.push_back({{"peak_dbfs", ToJson(Decibels(levels.peak))},
                         {"peak_frame", levels.peak_frame},
-                        {"rms_dbfs", Json(Decibels(levels.rms))},
+                        {"rms_dbfs", ToJson(Decibels(levels.rms))},
                         {"mean", levels.mean},
                         {"beyond_full_scale", levels.beyond},
                         {"nan", levels.nans},
                         {"inf", levels.infinities}});
   }
-  const auto peak = [](const CaptureEvent& event, nlohmann::json* entry) {
-    (*entry)["peak_dbfs"] = Json(Decibels(event.value));
+  const auto peak = [](const CaptureEvent& event, Json* entry) {
+    (*entry)["peak_dbfs"] = ToJson(Decibels(event.value));
   };
-  const nlohmann::json json{
-      {"file", summary.file},
-      {"frames", findings.frames},
-      {"sample_rate_hz", kSampleRateHz},
-      {"layout",
-       {{"channels", summary.layout.channels},
-        {"order", summary.layout.planar ? "planar-1024" : "interleaved"},
-        {"reason", summary.layout_reason}}},
-      {"trailing_bytes", summary.trailing_bytes},
-      {"channels", std::move(channels)},
-      {"not_finite", Json(findings.not_finite, [](const CaptureEvent&, nlohmann::json*) {})},
-      {"silence", Json(findings.silence, peak)},
-      {"clipping", Json(findings.clipping, peak)},
-      {"discontinuities",
-       Json(findings.discontinuities, [](const CaptureEvent& event, nlohmann::json* entry) {
-         (*entry)["step"] = event.value;
-       })}};
-  // File names need not be UTF-8.
-  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+  const Json json{{"file", summary.file},
+                  {"frames", findings.frames},
+                  {"sample_rate_hz", kSampleRateHz},
+                  {"layout",
+                   {{"channels", summary.layout.channels},
+                    {"order", summary.layout.planar ? "planar-1024" : "interleaved"},
+                    {"reason", summary.layout_reason}}},
+                  {"trailing_bytes", summary.trailing_bytes},
+                  {"channels", std::move(channels)},
+                  {"not_finite", ToJson(findings.not_finite, [](const CaptureEvent&, Json*) {})},
+                  {"silence", ToJson(findings.silence, peak)},
+                  {"clipping", ToJson(findings.clipping, peak)},
+                  {"discontinuities",
+                   ToJson(findings.discontinuities, [](const CaptureEvent& event, Json* entry) {
+                     (*entry)["step"] = event.value;
+                   })}};
+  return ToText(json);
 }
 
 }  // namespace kelda::tools

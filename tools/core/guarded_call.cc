@@ -10,6 +10,8 @@
 #include <exception>
 #include <system_error>
 
+#include "tools/core/printable.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -26,7 +28,8 @@ constexpr int kFalse = 114;
   try {
     result = work();
   } catch (const std::exception& exception) {
-    std::printf("  an exception came through the interface: %s\n", exception.what());
+    std::printf("  an exception came through the interface: %s\n",
+                Printable(exception.what()).c_str());
   }
   std::fflush(stdout);
   _exit(result ? kTrue : kFalse);

@@ -6,8 +6,9 @@
 
 namespace kelda::tools {
 
-// Prints `text` whole. Throws Failure (output) if the reader is gone or the disk full.
-void PrintToStandardOutput(const std::string& text);
+// Prints `lines` whole, control characters in them as text. Throws Failure (output) if the
+// reader is gone or the disk full.
+void PrintToStandardOutput(const std::string& lines);
 
 }  // namespace kelda::tools
 

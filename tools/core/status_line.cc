@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "tools/core/printable.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -34,7 +36,11 @@ void PrintAbove(Printer print) {
 }
 
 void Log(const __android_log_message* message) {
-  PrintAbove([&] { __android_log_stderr_logger(message); });
+  const std::string text =
+      PrintableLines(message->message != nullptr ? std::string_view(message->message) : "");
+  __android_log_message shown = *message;
+  shown.message = text.c_str();
+  PrintAbove([&] { __android_log_stderr_logger(&shown); });
 }
 
 }  // namespace
@@ -47,7 +53,7 @@ void ShowLog(int priority) {
 void ShowMessage(const std::string& message) { ShowLines("kelda: " + message); }
 
 void ShowLines(const std::string& lines) {
-  PrintAbove([&] { Write(lines + "\n"); });
+  PrintAbove([&] { Write(PrintableLines(lines) + "\n"); });
 }
 
 StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}
@@ -55,11 +61,12 @@ StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}
 StatusLine::~StatusLine() { Show(""); }
 
 void StatusLine::Show(const std::string& text) {
-  if (!visible_ || text == CurrentText()) {
+  const std::string shown = Printable(text);
+  if (!visible_ || shown == CurrentText()) {
     return;
   }
-  CurrentText() = text;
-  Write(kClearLine + text);
+  CurrentText() = shown;
+  Write(kClearLine + shown);
 }
 
 }  // namespace kelda::tools

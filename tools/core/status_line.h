@@ -8,13 +8,14 @@
 namespace kelda::tools {
 
 // Sends the effect's log lines of `priority` (android_LogPriority) and above to
-// stderr, without tearing the status line.
+// stderr, without tearing the status line; control characters in them are shown as text.
 void ShowLog(int priority);
 
 // Prints "kelda: " and the message as a line of its own.
 void ShowMessage(const std::string& message);
 
-// Prints whole lines as they are; `lines` has no line end after the last.
+// Prints whole lines, control characters in them as text; `lines` has no line end after the
+// last.
 void ShowLines(const std::string& lines);
 
 // The changing line. On anything but a terminal it does nothing. At most one

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tools/core/file_problems.h"
+#include "tools/core/printable.h"
 #include "upmix-lib/regular_file.h"
 
 namespace kelda::tools {
@@ -48,9 +49,7 @@ std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_byte
 
 std::string Quoted(std::string_view text, std::size_t max_bytes) {
   std::string quoted = "'";
-  for (const char c : text.substr(0, max_bytes)) {
-    quoted += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-  }
+  quoted += Printable(text.substr(0, max_bytes));
   return quoted + (text.size() > max_bytes ? "...'" : "'");
 }
 

@@ -16,7 +16,7 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 // encoding: other byte order marks, and NUL bytes.
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes);
 
-// `text` between quotes, cut to `max_bytes`, with control characters as '?': for messages.
+// `text` between quotes, cut to `max_bytes` and Printable: for messages.
 std::string Quoted(std::string_view text, std::size_t max_bytes = 40);
 
 }  // namespace kelda::tools

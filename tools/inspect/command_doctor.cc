@@ -6,6 +6,7 @@
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/printable.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
 #include "tools/framework/setting.h"
@@ -21,49 +22,13 @@ struct DoctorArguments {
   std::filesystem::path tuning;
 };
 
-const char* StateName(TuningFinding::State state) {
-  switch (state) {
-    case TuningFinding::State::kOk:
-      return "ok";
-    case TuningFinding::State::kMissing:
-      return "MISSING";
-    default:
-      return "DAMAGED";
-  }
-}
-
-std::string Sentence(const Heard& heard) {
-  std::string text;
-  switch (heard.sound) {
-    case Heard::Sound::kUpmixed:
-      text = "as it should be";
-      break;
-    case Heard::Sound::kUnprocessed:
-      text = "STEREO, UNPROCESSED";
-      break;
-    case Heard::Sound::kSilence:
-      text = "SILENCE";
-      break;
-    case Heard::Sound::kRepetition:
-      text = "A BUZZ: 21 ms of what played before, over and over";
-      break;
-  }
-  if (heard.missing.empty()) return text;
-  if (heard.sound == Heard::Sound::kUpmixed) text = "PROCESSED IN PART";
-  text += "; without";
-  for (size_t i = 0; i < heard.missing.size(); ++i) {
-    text += (i == 0 ? " " : ", ") + heard.missing[i];
-  }
-  return text;
-}
-
 // Returns whether nothing is wrong.
 bool DiagnoseTuning(const std::filesystem::path& directory) {
   bool fine = true;
   std::printf("files in %s\n", directory.c_str());
   for (const TuningFinding& finding : CheckTuning(directory)) {
-    std::printf("  %-8s %-22s %s; %s\n", StateName(finding.state), finding.file.c_str(),
-                finding.detail.c_str(), finding.effect.c_str());
+    std::printf("  %-8s %-22s %s; %s\n", Name(finding.state), Printable(finding.file).c_str(),
+                Printable(finding.detail).c_str(), finding.effect.c_str());
     // Without a list, and without an equalizer, the effect is whole.
     fine = fine &&
            (finding.state == TuningFinding::State::kOk ||
@@ -75,11 +40,11 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
   std::printf(
       "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 %% LOWER)\n");
   for (const Heard& heard : trial.heard) {
-    std::printf("  %-38s %s\n", heard.situation.c_str(), Sentence(heard).c_str());
-    fine = fine && heard.sound == Heard::Sound::kUpmixed && heard.missing.empty();
+    std::printf("  %-38s %s\n", heard.situation.c_str(), Verdict(heard).c_str());
+    fine = fine && AsItShouldBe(heard);
   }
   if (!trial.log.empty()) std::printf("the effect's log\n");
-  for (const std::string& line : trial.log) std::printf("  %s\n", line.c_str());
+  for (const std::string& line : trial.log) std::printf("  %s\n", Printable(line).c_str());
   return fine;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tools/core/format.h"
+#include "tools/core/printable.h"
 #include "tools/inspect/app_list_names.h"
 #include "tools/inspect/library_status.h"
 #include "tools/measure/frequency_response.h"
@@ -176,8 +177,8 @@ Contents ReadHrirContents(const std::string& path, std::span<const std::byte>) {
   }
   const ParameterSet& room = RoomParameterSet();
   const Contents room_contents = DescribeParameters(std::as_bytes(std::span(&set.room, 1)), room);
-  contents.text.append("  source   ").append(set.source).append("\n  licence  ");
-  contents.text.append(set.licence).append("\n");
+  contents.text.append("  source   ").append(Printable(set.source)).append("\n  licence  ");
+  contents.text.append(Printable(set.licence)).append("\n");
   contents.text += Format("  %d taps per ear (%.2f ms)\n  room\n", set.taps, set.taps / 48.0);
   contents.text += room_contents.text;
   contents.text +=

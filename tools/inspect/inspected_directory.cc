@@ -4,6 +4,7 @@
 #include <set>
 
 #include "tools/core/failure.h"
+#include "tools/core/printable.h"
 #include "tools/core/text_file.h"
 #include "tools/inspect/app_list_names.h"
 #include "upmix-lib/config_file.h"
@@ -89,7 +90,7 @@ std::string InspectedDirectory::Problems() const {
   };
   for (const DirectoryEntry& entry : entries) {
     if (entry.state == DirectoryEntry::State::kFaulty) {
-      add((path / entry.name).string() + ": " + entry.file.problem);
+      add((path / Printable(entry.name)).string() + ": " + entry.file.problem);
     }
   }
   for (const Decision& decision : decisions.decisions) {

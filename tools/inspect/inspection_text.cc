@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tools/core/printable.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -17,7 +19,9 @@ std::string FirstLine(const std::string& text) { return text.substr(0, text.find
 std::string FormatEntries(const std::vector<DirectoryEntry>& entries) {
   std::string text;
   for (const DirectoryEntry& entry : entries) {
-    text.append("  ").append(Column(entry.name, 24)).append(Column(Name(entry.state), 7));
+    text.append("  ")
+        .append(Column(Printable(entry.name), 24))
+        .append(Column(Name(entry.state), 7));
     switch (entry.state) {
       case DirectoryEntry::State::kUsable:
         text += FirstLine(entry.file.text);

@@ -98,6 +98,17 @@ Status LoadEqualizer(const std::string& path, std::string* detail) {
 
 }  // namespace
 
+const char* Name(TuningFinding::State state) {
+  switch (state) {
+    case TuningFinding::State::kOk:
+      return "ok";
+    case TuningFinding::State::kMissing:
+      return "MISSING";
+    default:
+      return "DAMAGED";
+  }
+}
+
 std::vector<TuningFinding> CheckTuning(const std::filesystem::path& directory) {
   TuningChecker checker(directory);
   for (const std::string output : {"wired", "bluetooth"}) {

@@ -16,6 +16,9 @@ struct TuningFinding {
   std::string effect;  // what the file is for
 };
 
+// "ok", "MISSING", "DAMAGED".
+const char* Name(TuningFinding::State state);
+
 // One finding a file: those that the effect looks for, and those that they name. Reads
 // the files as the open signal library does.
 std::vector<TuningFinding> CheckTuning(const std::filesystem::path& directory);

@@ -68,6 +68,35 @@ std::vector<std::string> MissingStages() {
 
 }  // namespace
 
+bool AsItShouldBe(const Heard& heard) {
+  return heard.sound == Heard::Sound::kUpmixed && heard.missing.empty();
+}
+
+std::string Verdict(const Heard& heard) {
+  std::string text;
+  switch (heard.sound) {
+    case Heard::Sound::kUpmixed:
+      text = "as it should be";
+      break;
+    case Heard::Sound::kUnprocessed:
+      text = "STEREO, UNPROCESSED";
+      break;
+    case Heard::Sound::kSilence:
+      text = "SILENCE";
+      break;
+    case Heard::Sound::kRepetition:
+      text = "A BUZZ: 21 ms of what played before, over and over";
+      break;
+  }
+  if (heard.missing.empty()) return text;
+  if (heard.sound == Heard::Sound::kUpmixed) text = "PROCESSED IN PART";
+  text += "; without";
+  for (size_t i = 0; i < heard.missing.size(); ++i) {
+    text += (i == 0 ? " " : ", ") + heard.missing[i];
+  }
+  return text;
+}
+
 TuningTrial TryTuning(const EffectLibrary& library) {
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
   __android_log_set_logger(Collect);

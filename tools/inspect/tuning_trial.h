@@ -21,6 +21,12 @@ struct Heard {
   std::vector<std::string> missing;  // stages that could not be loaded
 };
 
+// Whether everything that the mode is for was heard.
+bool AsItShouldBe(const Heard& heard);
+
+// "as it should be", "PROCESSED IN PART; without level control".
+std::string Verdict(const Heard& heard);
+
 struct TuningTrial {
   std::vector<Heard> heard;
   std::vector<std::string> log;  // the effect's warnings and errors, each once

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tools/core/guarded_call.h"
+#include "tools/core/printable.h"
 #include "tools/library/elf_library.h"
 #include "tools/library/library_trial.h"
 
@@ -35,7 +36,7 @@ bool TryComponent(const std::filesystem::path& library, const std::filesystem::p
                   const Component& component) {
   void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
-    std::printf("  it cannot be loaded: %s\n", dlerror());
+    std::printf("  it cannot be loaded: %s\n", Printable(dlerror()).c_str());
     return false;
   }
   const UpmixLibEntries entries = UpmixLibEntries::Of(handle);

@@ -1,7 +1,6 @@
 #include <android/log.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -10,9 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "tools/commands.h"
 #include "tools/audio/audio_sink.h"
+#include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 #include "tools/framework/device_name.h"
 #include "tools/framework/effect_library.h"
@@ -102,12 +102,6 @@ uint64_t DrawSeed() {
   return seed;
 }
 
-void PrintDump(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-    throw Failure(ExitCode::kOutput, "the dump text cannot be written to standard output");
-  }
-}
-
 void Run(const RenderArguments& arguments) {
   RenderJob job;
   job.input = arguments.input;
@@ -138,7 +132,7 @@ void Run(const RenderArguments& arguments) {
     ShowMessage("warning: " + std::to_string(result.clipped_samples) +
                 " samples beyond full scale were clipped; a WAV file keeps them");
   }
-  PrintDump(result.dump);
+  PrintToStandardOutput(result.dump);
 }
 
 void AddOptions(CLI::App* command, RenderArguments* arguments) {
