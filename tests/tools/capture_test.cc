@@ -192,6 +192,27 @@ TEST_F(Capture, RefusesWhatIsNone) {
   EXPECT_EQ(3U, folder_.Names().size());
 }
 
+TEST_F(Capture, RefusesOtherFilesAndSaysWhatTheyAre) {
+  WriteAudio(folder_ / "song.wav", Noise(48000));
+  ExpectRefused(3,
+                "song.wav: a WAV file (it begins with 'RIFF'), not a raw capture. 'kelda render'",
+                {"capture", folder_ / "song.wav", "-o", out_});
+  for (const std::string head : {"OggS", "fLaC", "ID3\x04"}) {
+    folder_.Write("song", head + std::string(4096, '\0'));
+    ExpectRefused(3, "song: a", {"capture", folder_ / "song"});
+  }
+  folder_.Write("notes", "a text, which would be very loud");
+  ExpectRefused(3, "notes: not a raw capture: channel 0 reaches +", {"capture", folder_ / "notes"});
+  // Late, in the second channel: a capture of a chain that went wrong?
+  std::vector<float> samples = Tones(2);
+  samples[2 * 40000 + 1] = -1001;
+  folder_.Write("loud", Bytes(samples));
+  ExpectRefused(3, "channel 1 reaches +60.0 dBFS at frame 40000 (at most +60)",
+                {"capture", folder_ / "loud", "-o", out_});
+  EXPECT_FALSE(folder_.Names().contains("out.wav"));
+  EXPECT_EQ(40000, Examine(Bytes(samples), "--any-level")["channels"][1]["peak_frame"]);
+}
+
 TEST_F(Capture, ListsForAReader) {
   std::vector<float> samples = Tones(2);
   for (const size_t frame : {10000, 20000, 30000}) samples[2 * frame] += 0.5F;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "tools/core/failure.h"
 
@@ -16,6 +18,28 @@ constexpr size_t kReadFrames = 16 * CaptureLayout::kPlaneFrames;  // whole group
 
 [[noreturn]] void Refuse(const std::filesystem::path& path, const std::string& reason) {
   throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + reason);
+}
+
+// As a number, each of these first bytes is one that no capture begins with.
+constexpr struct {
+  std::string_view begins;
+  const char* what;
+} kAudioFormats[] = {
+    {"RIFF", "a WAV file"},  {"RF64", "a WAV file"},  {"FORM", "an AIFF file"},
+    {"OggS", "an Ogg file"}, {"fLaC", "a FLAC file"}, {"ID3", "an MP3 file"},
+};
+
+void RefuseAudioFile(const std::filesystem::path& path, std::span<const std::byte> head) {
+  const std::string_view bytes(reinterpret_cast<const char*>(head.data()), head.size());
+  for (const auto& format : kAudioFormats) {
+    if (bytes.starts_with(format.begins)) {
+      const std::string name = path.string();
+      throw Failure(ExitCode::kInput,
+                    name + ": " + format.what + " (it begins with '" + std::string(format.begins) +
+                        "'), not a raw capture. 'kelda render' takes audio files; 'ffmpeg -i " +
+                        name + " -f f32le -ar 48000 OUT.pcm' makes raw samples of one");
+    }
+  }
 }
 
 size_t FrameBytes(const CaptureLayout& layout) {
@@ -52,6 +76,7 @@ CaptureReader::CaptureReader(const std::filesystem::path& path)
   }
   std::vector<std::byte> bytes(kHeadBytes);
   bytes.resize(ReadBytes(bytes));
+  RefuseAudioFile(path_, bytes);
   head_.resize(bytes.size() / sizeof(float));
   if (!head_.empty()) std::memcpy(head_.data(), bytes.data(), head_.size() * sizeof(float));
   head_bytes_ = std::move(bytes);

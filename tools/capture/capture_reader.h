@@ -16,7 +16,9 @@ namespace kelda::tools {
 
 class CaptureReader {
  public:
-  // Opens the capture and reads its first samples. Throws Failure (input).
+  // Opens the capture and reads its first samples. Throws Failure (input), also for a file
+  // that begins as one of a known audio format: its header and its samples would be taken for
+  // 32-bit float samples.
   explicit CaptureReader(const std::filesystem::path& path);
 
   // The first samples of the file, for a guess.

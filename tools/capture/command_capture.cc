@@ -1,4 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -26,6 +29,7 @@ struct CaptureArguments {
   std::optional<int> channels;
   std::string layout;
   size_t list = 20;
+  bool any_level = false;
   bool json = false;
 };
 
@@ -42,6 +46,27 @@ LayoutGuess ChooseLayout(const CaptureArguments& arguments, const CaptureReader&
     chosen.layout.planar = arguments.layout == "planar-1024";
   }
   return chosen;
+}
+
+// Other data taken for samples is absurdly loud. `piece` begins at `first_frame`.
+void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
+                 const std::vector<float>& piece, int64_t first_frame) {
+  constexpr float kLoudest = 1000;  // +60 dBFS
+  const auto loud = std::find_if(piece.begin(), piece.end(),
+                                 [](float sample) { return std::abs(sample) > kLoudest; });
+  if (arguments.any_level || loud == piece.end()) {
+    return;
+  }
+  const auto sample = static_cast<int64_t>(loud - piece.begin());
+  char text[256];
+  std::snprintf(text, sizeof(text),
+                ": not a raw capture: channel %d reaches %+.1f dBFS at frame %lld (at most +60). A "
+                "capture is 32-bit float samples at 48 kHz without a header; if this is one of a "
+                "chain that went wrong, say --any-level",
+                static_cast<int>(sample % layout.channels),
+                20 * std::log10(std::abs(static_cast<double>(*loud))),
+                static_cast<long long>(first_frame + sample / layout.channels));
+  throw Failure(ExitCode::kInput, arguments.capture.string() + text);
 }
 
 void Run(const CaptureArguments& arguments) {
@@ -66,6 +91,7 @@ void Run(const CaptureArguments& arguments) {
       CheckInterruption();
       const size_t frames = piece.size() / static_cast<size_t>(chosen.layout.channels);
       analysis.Add(&piece);
+      CheckLevels(arguments, chosen.layout, piece, done_frames);
       if (sink) {
         sink->Write(piece.data(), frames);
       }
@@ -115,6 +141,8 @@ void AddCaptureCommand(CLI::App* program) {
                    "else guessed")
       ->type_name("LAYOUT")
       ->check(CLI::IsMember({"interleaved", "planar-1024"}));
+  command->add_flag("--any-level", arguments->any_level,
+                    "Take samples beyond +60 dBFS too, which are refused as no capture");
   command->add_option("--list", arguments->list, "Most events listed of each kind (20)")
       ->type_name("COUNT");
   command->add_flag("--json", arguments->json, "For scripts: JSON, all events up to 10000 a kind");
