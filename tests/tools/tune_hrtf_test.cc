@@ -120,6 +120,18 @@ TEST_F(TuneHrtf, TakesRoomLengthAndNames) {
   EXPECT_EQ("\xC3\xA4" + std::string(60, 'x'), set.licence);  // cut between characters
 }
 
+TEST_F(TuneHrtf, WarnsOfEarsWithoutDirection) {
+  SofaContents head = SphericalHead(15, 48000);
+  Tuned(head);
+  EXPECT_FALSE(Holds(printed_, "warning"));
+  for (SofaMeasurement& m : head.measurements) m.delays[0] = m.delays[1] = 0;
+  Tuned(head);
+  EXPECT_TRUE(Holds(printed_, "warning         no loudspeaker has a delay between the ears"));
+  for (SofaMeasurement& m : head.measurements) m.responses[0] = m.responses[1];
+  Tuned(head);
+  EXPECT_TRUE(Holds(printed_, "warning         these ears give no direction"));
+}
+
 TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
   using Contents = SofaContents&;
   const struct {
@@ -133,6 +145,7 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
        [](Contents c) { c.rate_hz = 22050; }},
       {"its responses hold a value that is no number\n",
        [](Contents c) { c.measurements[0].responses[0][5] = std::nan(""); }},
+      {"it holds no measurement\n", [](Contents c) { c.measurements.clear(); }},
       {"its responses are silent\n",
        [](Contents c) {
          for (auto& m : c.measurements) m.responses[0][8] = m.responses[1][8] = 0;

@@ -39,24 +39,30 @@ class Gains {
     return *std::max_element(gains_db.begin(), gains_db.end());
   }
 
-  // Mean distance, 200 Hz to 16 kHz, of both ears from the other ears of the mirrored
-  // loudspeaker.
+  // Mean distance of both ears from the other ears of the mirrored loudspeaker.
   double Asymmetry_db(std::size_t plane) const {
-    constexpr double kBinHz = double{upmix_lib::kSampleRateHz} / kFftSize;
     const auto mirrored = static_cast<std::size_t>(kMirrored[plane]);
+    return 0.5 * (Distance_db(at(plane, 0), at(mirrored, 1)) +
+                  Distance_db(at(plane, 1), at(mirrored, 0)));
+  }
+
+  // Mean distance of the ears from each other.
+  double Interaural_db(std::size_t plane) const { return Distance_db(at(plane, 0), at(plane, 1)); }
+
+ private:
+  // Mean, 200 Hz to 16 kHz; each octave counts alike.
+  static double Distance_db(const Power& a_db, const Power& b_db) {
+    constexpr double kBinHz = double{upmix_lib::kSampleRateHz} / kFftSize;
     double sum = 0, weights = 0;
     for (auto k = static_cast<std::size_t>(200 / kBinHz); static_cast<double>(k) * kBinHz < 16000;
          ++k) {
-      const double weight = 1.0 / static_cast<double>(k);  // each octave counts alike
-      for (std::size_t ear = 0; ear < kEars; ++ear) {
-        sum += weight * std::abs(at(plane, ear)[k] - at(mirrored, 1 - ear)[k]);
-        weights += weight;
-      }
+      const double weight = 1.0 / static_cast<double>(k);
+      sum += weight * std::abs(a_db[k] - b_db[k]);
+      weights += weight;
     }
     return sum / weights;
   }
 
- private:
   const Power& at(std::size_t plane, std::size_t ear) const {
     return gains_db_[plane * kEars + ear];
   }
@@ -96,6 +102,21 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
   }
 }
 
+// What ears that hear hardly any difference, of delay or level, mean for the listener. The
+// limits are what can just be heard (Blauert, "Spatial Hearing", 1997).
+std::string DirectionWarning(double longest_us, double apart_db) {
+  constexpr double kJustHeard_us = 10, kJustHeard_db = 0.5;
+  if (longest_us >= kJustHeard_us) return "";
+  if (apart_db >= kJustHeard_db) {
+    return "warning         no loudspeaker has a delay between the ears: they place sounds by "
+           "level\n"
+           "                alone. Are the delays missing in the file (Data.Delay)?\n";
+  }
+  return "warning         these ears give no direction: every loudspeaker reaches both ears at "
+         "once\n"
+         "                and equally loud. All sound will be in the middle of the head\n";
+}
+
 }  // namespace
 
 void CheckHrirs(const HrirDesign& design, const std::string& name) {
@@ -129,7 +150,8 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
   text +=
       "speaker  azimuth  made of  nearest  farthest   peak gain, dB   right ear     cut off, dB\n"
       "             deg              deg       deg     left   right   later, us    left   right\n";
-  double worst_db = 0, worst_us = 0, longest_us = 0, shortest_us = 1e9, peak_db = -1000;
+  double worst_db = 0, worst_us = 0, apart_db = 0, longest_us = 0, shortest_us = 1e9,
+         peak_db = -1000;
   for (std::size_t p = 0; p < kPlanes; ++p) {
     const HrirPlaneOrigin& origin = design.origins[p];
     text +=
@@ -138,6 +160,7 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
                origin.farthest_deg, gains.Peak_db(p, 0), gains.Peak_db(p, 1), Interaural_us(origin),
                PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
     worst_db = std::max(worst_db, gains.Asymmetry_db(p));
+    apart_db = std::max(apart_db, gains.Interaural_db(p));
     const HrirPlaneOrigin& mirrored = design.origins[static_cast<std::size_t>(kMirrored[p])];
     worst_us = std::max(worst_us, std::abs(Interaural_us(origin) + Interaural_us(mirrored)));
     longest_us = std::max(longest_us, std::abs(Interaural_us(origin)));
@@ -149,7 +172,7 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
       "peak gain       %+.1f dB\n"
       "delay range     %.0f to %.0f us between the ears\n",
       worst_db, worst_us, peak_db, shortest_us, longest_us);
-  return text;
+  return text + DirectionWarning(longest_us, apart_db);
 }
 
 }  // namespace kelda::tools

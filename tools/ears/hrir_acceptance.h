@@ -18,7 +18,7 @@ inline constexpr double kMaxPeak_db = 24;               // gain at any frequency
 void CheckHrirs(const HrirDesign& design, const std::string& name);
 
 // The acceptance report: where the set comes from, each loudspeaker in a line, symmetry,
-// peak gain, delays and what was cut off.
+// peak gain, delays and what was cut off; last a warning if the ears give no direction.
 std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa);
 
 }  // namespace kelda::tools

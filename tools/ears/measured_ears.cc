@@ -81,7 +81,10 @@ void CheckSizes(const MYSOFA_HRTF& hrtf) {
   if (hrtf.R != kEars) {
     throw Unusable("not the responses of two ears (" + std::to_string(hrtf.R) + " receivers)");
   }
-  if (hrtf.M < 1 || hrtf.N < kMinTaps || hrtf.N > kMaxTaps) {
+  if (hrtf.M < 1) {
+    throw Unusable("it holds no measurement");
+  }
+  if (hrtf.N < kMinTaps || hrtf.N > kMaxTaps) {
     throw Unusable("the length of its responses is out of range (" + std::to_string(hrtf.N) +
                    " taps, 16 to 16384)");
   }
