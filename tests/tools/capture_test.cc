@@ -11,7 +11,6 @@
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "tools/measure/step_detector.h"
 
 namespace kelda::tools {
 namespace {
@@ -164,6 +163,7 @@ TEST_F(Capture, FindsDiscontinuitiesAndNothingElse) {
   std::vector<float> samples = Tones(2);
   for (size_t frame = 10240; frame < kFrames; ++frame) samples[2 * frame] += 0.2F;  // a step
   samples[2 * 20001 + 1] -= 0.3F;                                                   // a click
+  for (size_t frame = kFrames - 10; frame < kFrames; ++frame) samples[2 * frame] -= 0.2F;
   // A drum: noise that begins at once and dies away.
   const std::vector<float> noise = Noise(4800).samples;
   for (size_t frame = 0; frame < 4800; ++frame) {
@@ -171,10 +171,22 @@ TEST_F(Capture, FindsDiscontinuitiesAndNothingElse) {
         noise[2 * frame] * std::exp(-static_cast<float>(frame) / 1000.0F);
   }
   const json steps = Examine(Bytes(samples), "--channels 2")["discontinuities"];
-  ASSERT_EQ(2, steps["count"]) << steps;
-  EXPECT_EQ("10240+1 in 0, 20001+1 in 1", Events(steps));
+  EXPECT_EQ("10240+1 in 0, 20001+1 in 1, 47990+1 in 0", Events(steps));
   EXPECT_NEAR(0.2, steps["events"][0]["step"], 0.02);
   EXPECT_EQ(0, Examine(Bytes(Noise(kFrames).samples))["discontinuities"]["count"]);
+  // A tone that begins at once is one no more; one absurd sample hides none behind it.
+  samples = Tones(2);
+  std::fill_n(samples.begin(), 2 * 480, 0.0F);
+  for (size_t frame = 480; frame < 4800; ++frame) {
+    const auto phase = static_cast<float>(frame - 480) * 0.05F;
+    samples[2 * frame] = samples[2 * frame + 1] = 0.5F * std::sin(phase);
+  }
+  samples[2 * 20000] = 1e30F;
+  for (size_t frame = 30000; frame < kFrames; ++frame) samples[2 * frame] += 0.2F;
+  const std::string absurd = Events(Examine(Bytes(samples), "--any-level")["discontinuities"]);
+  EXPECT_TRUE(Holds(absurd, "20000+1 in 0")) << absurd;
+  EXPECT_TRUE(Holds(absurd, "30000+1 in 0")) << absurd;
+  EXPECT_FALSE(Holds(absurd, "480+1")) << absurd;
 }
 
 TEST_F(Capture, RefusesWhatIsNone) {
@@ -224,29 +236,6 @@ TEST_F(Capture, ListsForAReader) {
         "784 frames into a period", "  and 1 more\n", "Clipping: none"}) {
     EXPECT_TRUE(Holds(result.out, text));
   }
-}
-
-TEST(StepDetector, TellsStepsFromSound) {
-  const auto steps = [](auto signal) {
-    StepDetector detector;
-    std::vector<int64_t> frames;
-    for (int i = 0; i < 4800 + StepDetector::kFlushFrames; ++i) {
-      const auto step = i < 4800 ? detector.Add(signal(i)) : detector.Flush();
-      if (step) frames.push_back(step->frame);
-    }
-    return frames;
-  };
-  using Frames = std::vector<int64_t>;
-  const auto tone = [](int i) { return 0.5 * std::sin(0.05 * i + 1); };
-  const auto raised = [&](int i) { return tone(i) + (i >= 3000 ? 0.05 : 0); };
-  EXPECT_EQ(Frames{}, steps(tone));
-  EXPECT_EQ((Frames{2000, 4790}),
-            steps([&](int i) { return i < 2000 || i >= 4790 ? tone(i) : 0; }));
-  EXPECT_EQ(Frames{},
-            steps([&](int i) { return i < 2000 ? 0 : std::sin(0.05 * (i - 2000)) * 0.5; }));
-  EXPECT_EQ(Frames{3000}, steps(raised));
-  // One absurd sample, and a step long after it.
-  EXPECT_EQ((Frames{300, 3000}), steps([&](int i) { return i == 300 ? 1e30 : raised(i); }));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <numeric>
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
@@ -25,17 +26,21 @@ class Report : public testing::Test {
     upmix_lib::EqualizerTuning tuning;
     tuning.preamp_db = -4;
     tuning.curves.resize(2);
-    tuning.curves[0].bands = {{BandType::kPeaking, 1000, 9, 8},
-                              {BandType::kLowShelf, 100, 5, 0.7F}};
+    tuning.curves[0].bands = {{BandType::kPeaking, 1000, 9, 10},
+                              {BandType::kLowShelf, 100, 5, 0.7F},
+                              {BandType::kPeaking, 12000, -3, 10}};
     tuning.curves[1].bands = {{BandType::kNotch, 3000, 0, 4},
+                              {BandType::kPeaking, 40, 9, 10},
                               {BandType::kHighShelf, 8000, -6, 0.7F}};
     const std::vector<std::byte> file = upmix_lib::BuildEqualizerFile(tuning);
     folder_.Write("tuning/personalized.ba",
                   std::string(reinterpret_cast<const char*>(file.data()), file.size()));
   }
 
-  json Data() {
-    EXPECT_EQ("", Succeed(report_).err);
+  json Data(int exit_code = 0) {
+    const ProgramResult result = RunKelda(report_);
+    EXPECT_EQ(exit_code, result.exit_code) << result.err;
+    error_ = result.err;
     const std::string page = folder_.Read("report.html");
     const std::string mark = "id=\"data\">";
     EXPECT_TRUE(Holds(page, mark));
@@ -54,9 +59,32 @@ class Report : public testing::Test {
   }
 
   const TemporaryFolder folder_;
+  std::string error_;
   const std::vector<std::string> report_{"report", "--tuning", folder_ / "tuning", "-o",
                                          folder_ / "report.html"};
 };
+
+double Mean(const std::vector<double>& values, size_t first, size_t count) {
+  const auto begin = values.begin() + static_cast<std::ptrdiff_t>(first);
+  return std::accumulate(begin, begin + static_cast<std::ptrdiff_t>(count), 0.0) /
+         static_cast<double>(count);
+}
+
+// The level control begins anew with each mode and boosts only after seconds: what is heard
+// just after a change is not what is heard later.
+void ExpectLevels(const json& changes) {
+  for (const json& change : changes) {
+    SCOPED_TRACE(change["to"]);
+    const auto levels_db = change["settling"]["level_db"].get<std::vector<double>>();
+    EXPECT_NEAR(Mean(levels_db, 6, 4), change["before_db"], 1);  // -0.4 to 0 s
+    EXPECT_NEAR(Mean(levels_db, 12, 4), change["just_after_db"], 1);
+    EXPECT_NEAR(Mean(levels_db, 60, 4), change["later_db"], 1);
+  }
+  const json& to_music = changes[2];
+  EXPECT_EQ("cinema", to_music["from"]);
+  EXPECT_GT(to_music["later_db"], to_music["just_after_db"].get<double>() + 2);
+  EXPECT_NEAR(-23, changes[3]["later_db"], 0.2);  // the noise as it is: twice -26 dBFS
+}
 
 void ExpectFades(const json& changes) {
   for (const json& change : changes) {
@@ -64,7 +92,7 @@ void ExpectFades(const json& changes) {
     // 144 frames of silence, and 0 is the first and the last gain of the fades.
     EXPECT_NEAR(fades ? 3.0 : 0.0, change["silence_ms"], 0.1) << change["to"];
     EXPECT_EQ(0, change["steps"]);
-    const auto levels = change["level_db"].get<std::vector<double>>();
+    const auto levels = change["fade"]["level_db"].get<std::vector<double>>();
     const auto lowest = std::min_element(levels.begin(), levels.end());
     EXPECT_EQ(fades, *lowest < -60) << *lowest;
     if (fades) {
@@ -75,7 +103,11 @@ void ExpectFades(const json& changes) {
 
 TEST_F(Report, MeasuresWhatTheFilesSay) {
   const json data = Data();
+  EXPECT_EQ("", error_);
+  EXPECT_TRUE(data["problems"].empty() && data["verdict"]["files"].empty());
+  for (const json& heard : data["verdict"]["heard"]) EXPECT_TRUE(heard["fine"]) << heard;
   ExpectFades(data["changes"]);
+  ExpectLevels(data["changes"]);
   const json equalizer = data["equalizers"][0];
   EXPECT_LT(equalizer["deviation_db"], 0.02);
   const auto frequencies_hz = data["frequencies"].get<std::vector<double>>();
@@ -84,13 +116,20 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
     const auto at = std::min_element(frequencies_hz.begin(), frequencies_hz.end(), closer);
     return static_cast<size_t>(at - frequencies_hz.begin());
   };
-  // In words: the left ear's bell and preamp, the right ear's notch.
-  EXPECT_NEAR(4.5, equalizer["curves"][0]["measured_db"][nearest(1000)], 0.7);
+  // The bells of Q 10, less the preamp, whole: neither averaged away nor between two points.
+  for (const size_t side : {0, 1}) {
+    const json curve = equalizer["curves"][side];
+    const auto measured_db = curve["measured_db"].get<std::vector<double>>();
+    // At 40 Hz, the right ear's, the lines of the measuring sound are a fifth of its width apart.
+    EXPECT_NEAR(5, *std::max_element(measured_db.begin(), measured_db.end()),
+                side == 0 ? 0.25 : 0.5);
+  }
   EXPECT_NEAR(-4, equalizer["curves"][1]["measured_db"][nearest(1000)], 0.3);
   EXPECT_LT(equalizer["curves"][1]["measured_db"][nearest(3000)], -15);
 
   const json pass = Chain(data, "Off, standard");
   EXPECT_EQ(0, pass["latency_frames"]);
+  EXPECT_EQ(1920, pass["heard_latency_frames"]);  // two blocks of 20 ms wait in the rings
   EXPECT_EQ(0, pass["images"]["centre"]["level_db"]);
   for (const json& gain_db : pass["images"]["left"]["left_db"]) {
     EXPECT_EQ(0, gain_db);
@@ -100,6 +139,7 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   for (const char* title : {"Music, standard, bluetooth", "Cinema, standard, bluetooth"}) {
     const json chain = Chain(data, title);
     EXPECT_EQ(144, chain["latency_frames"]) << title;
+    EXPECT_NEAR(1920 + 144, chain["heard_latency_frames"], 1) << title;
     EXPECT_NEAR(144, chain["images"]["centre"]["arrival_frames"], 1) << title;
     // The level control's ceiling, and its boost of quiet sound.
     EXPECT_LT(chain["images"]["diffuse"]["true_peak_db"], -0.9) << title;
@@ -110,10 +150,14 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   }
 }
 
-TEST_F(Report, SaysWhatItCouldNotMeasure) {
+TEST_F(Report, SaysWhatIsDamagedAndCouldNotBeMeasured) {
   std::filesystem::remove(folder_ / "tuning/upmix.music.hps.bin");
   folder_.Write("tuning/personalized.hki", "KHKI");
-  const json data = Data();
+  const json data = Data(3);
+  EXPECT_TRUE(Holds(error_, "/tuning/personalized.hki: shorter than its header"));
+  EXPECT_TRUE(Holds(error_, "kelda: the tuning is not whole; " + folder_ / "report.html"));
+  EXPECT_EQ("DAMAGED", data["verdict"]["files"][0]["state"]);
+  EXPECT_FALSE(data["verdict"]["heard"][0]["fine"]);
   const json broken = Chain(data, "Music, standard, wired");
   EXPECT_FALSE(broken.contains("images"));
   EXPECT_FALSE(broken["problems"].empty());

@@ -18,13 +18,13 @@ namespace {
 constexpr size_t kPeriod = TestSignal::kPeriod;
 static_assert(kPeriod % kPeriodFrames == 0);
 
-// Plays the sound, a host block of one period of the effect at a time: these pass without
-// the latency of the rings.
+// Plays the sound in host blocks of one size.
 class Player {
  public:
+  // Blocks of one period of the effect pass without the latency of the rings.
   Player(const EffectLibrary& library, const std::vector<Setting>& settings,
-         const TestSignal& signal, float gain)
-      : session_(library), frames_(signal.frames()) {
+         const TestSignal& signal, float gain, size_t block_frames = kPeriodFrames)
+      : session_(library), frames_(signal.frames()), block_(kChannels * block_frames) {
     for (float& sample : frames_) {
       sample *= gain;
     }
@@ -34,19 +34,29 @@ class Player {
     }
   }
 
-  // One period of the sound, as it comes out.
+  // What comes out while the next period of the sound goes in.
   std::vector<float> Play() {
     CheckInterruption();
-    std::vector<float> out = frames_;
-    for (size_t at = 0; at < kPeriod; at += kPeriodFrames) {
-      session_.Process(&out[kChannels * at], kPeriodFrames);
+    while (out_.size() < frames_.size()) {
+      for (float& sample : block_) {
+        sample = frames_[next_];
+        next_ = (next_ + 1) % frames_.size();
+      }
+      session_.Process(block_.data(), block_.size() / kChannels);
+      out_.insert(out_.end(), block_.begin(), block_.end());
     }
-    return out;
+    const auto end = out_.begin() + static_cast<std::ptrdiff_t>(frames_.size());
+    std::vector<float> period(out_.begin(), end);
+    out_.erase(out_.begin(), end);
+    return period;
   }
 
  private:
   EffectSession session_;
   std::vector<float> frames_;
+  size_t next_ = 0;  // of frames_
+  std::vector<float> block_;
+  std::vector<float> out_;  // came out, and was not returned yet
 };
 
 Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>& stereo,
@@ -58,18 +68,22 @@ Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>&
   return analysis.Forward(signal);
 }
 
-// Sum of `power` over a band of 1/12 octave; at low frequencies, of the one bin that is
-// nearest.
+// Sum of `power` over a band of 1/48 octave, at low frequencies over the width of one bin.
+// Of the bins at the edges the band's share counts, so that a curve of narrow bands runs on
+// smoothly from bin to bin.
 double BandPower(const Power& power, double freq_hz) {
-  const double half_band = std::exp2(1.0 / 24);
+  const double half_band = std::exp2(0.5 / ImageResponse::kBandsPerOctave);
   const double bin = freq_hz * kPeriod / 48000;
+  // Bin i lies between i and i + 1 here.
+  const double low = std::min(bin / half_band + 0.5, bin);
+  const double high = std::max(bin * half_band + 0.5, bin + 1);
   const auto clamp = [](double value) {
-    return std::clamp(static_cast<size_t>(std::lround(value)), TestSignal::kFirstBin,
-                      TestSignal::kLastBin);
+    return std::clamp(static_cast<size_t>(value), TestSignal::kFirstBin, TestSignal::kLastBin);
   };
   double sum = 0;
-  for (size_t i = clamp(bin / half_band); i <= clamp(bin * half_band); ++i) {
-    sum += power[i];
+  for (size_t i = clamp(low); i <= clamp(high); ++i) {
+    const auto begin = static_cast<double>(i);
+    sum += power[i] * std::max(0.0, std::min(high, begin + 1) - std::max(low, begin));
   }
   return sum;
 }
@@ -114,6 +128,23 @@ double FullScaleTruePeakDb(const EffectLibrary& library, const std::vector<Setti
     peak = std::max(peak, TruePeak(player.Play(), meter));
   }
   return ToDb(peak);
+}
+
+double MeasureLatency(const EffectLibrary& library, const std::vector<Setting>& settings) {
+  const TestSignal signal(Image::kCentre, Waveform::kSweep, ImageResponse::kRms);
+  const SpectrumAnalysis analysis(kPeriod);
+  Player player(library, settings, signal, 1, ChainMeasurement::kHostFrames);
+  player.Play();
+  player.Play();
+  const std::vector<float> out = player.Play();
+  Spectrum ratio(analysis.bins());
+  for (size_t ear = 0; ear < 2; ++ear) {
+    const Spectrum spectrum = EarSpectrum(analysis, out, ear);
+    for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+      ratio[bin] += spectrum[bin] / signal.left()[bin];
+    }
+  }
+  return PeakFrame(analysis, ratio);
 }
 
 ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& settings,
@@ -170,7 +201,7 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
 }  // namespace
 
 const std::vector<double>& ResponseFrequencies() {
-  static const auto* const frequencies = new std::vector<double>(LogFrequencies(20.5, 19990, 120));
+  static const auto* const frequencies = new std::vector<double>(LogFrequencies(20.5, 19990, 478));
   return *frequencies;
 }
 
@@ -195,6 +226,7 @@ ChainMeasurement MeasureChain(const EffectLibrary& library, const std::vector<Se
     measurement.images[static_cast<size_t>(image)] = Measure(library, settings, image);
   }
   measurement.latency_frames = MeasureProcessorLatency(library, settings);
+  measurement.heard_latency_frames = MeasureLatency(library, settings);
   return measurement;
 }
 

@@ -21,6 +21,8 @@ struct ImageResponse {
   static constexpr double kRms = 0.05;  // -26 dBFS
   static constexpr int kSettlingSeconds = 20;
   static constexpr size_t kPeriods = 4;  // averaged, 5.5 s
+  // Seven bands lie within the width of a filter of Q 10, between the halves of its gain.
+  static constexpr int kBandsPerOctave = 48;
 
   // Gain by frequency, left and right ear, in dB: power at the ear over the mean power of
   // the channels that sound. At the frequencies of ResponseFrequencies().
@@ -36,15 +38,19 @@ struct ImageResponse {
 };
 
 struct ChainMeasurement {
-  std::array<ImageResponse, 3> images;  // by Image
+  static constexpr size_t kHostFrames = 960;  // 20 ms, as a phone's mixer plays
+  std::array<ImageResponse, 3> images;        // by Image
   // What the effect itself declares and replaces by silence when it fades.
   int64_t latency_frames = 0;
+  // When the centre's sound arrives that a host plays in blocks of kHostFrames, in frames: the
+  // wait in the effect's rings included.
+  double heard_latency_frames = 0;
 };
 
-// 1/12 octaves from 20 Hz to 20 kHz.
+// 1/48 octaves from 20 Hz to 20 kHz.
 const std::vector<double>& ResponseFrequencies();
 
-// A known gain as the measurement shows it: averaged over 1/12 octaves of the sound.
+// A known gain as the measurement shows it: averaged over 1/48 octaves of the sound.
 std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& gain_db);
 
 // Measures the chain that `settings` make an instance of the effect run. Takes a few

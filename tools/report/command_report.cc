@@ -33,15 +33,22 @@ void Run(const ReportArguments& arguments) {
                                                         : arguments.library);
   OutputFile file(arguments.output);
   std::string page;
+  std::string problems;
   {
     StatusLine line;
     line.Show("asking the engine");
     const InspectedDirectory directory = InspectDirectory(tuning, library);
     page = ReportPage(
         CollectReport(directory, library, [&](const std::string& what) { line.Show(what); }));
+    problems = directory.Problems();
   }
   file.Write(std::as_bytes(std::span(page)));
   file.Commit();
+  if (!problems.empty()) {
+    ShowLines(problems);
+    throw Failure(ExitCode::kInput, "the tuning is not whole; " + arguments.output.string() +
+                                        " shows what it does as it is");
+  }
 }
 
 }  // namespace
@@ -57,12 +64,15 @@ void AddReportCommand(CLI::App* program) {
   option("-o,--output", arguments->output, "FILE", "The page (report.html)");
   option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   command->footer(
-      "The page holds everything it needs and asks nothing of any network. It shows each\n"
-      "equalizer, each virtual loudspeaker, the measured response, latency and headroom of each\n"
-      "chain that the engine runs, and what a change of the mode sounds like.\n\n"
+      "The page holds everything it needs and asks nothing of any network. It begins with the\n"
+      "verdicts of kelda doctor and shows each equalizer, each virtual loudspeaker, the measured\n"
+      "response, latency and headroom of each chain that the engine runs, and what a change of\n"
+      "the mode sounds like.\n\n"
       "Example:\n"
       "  kelda report --tuning tuning -o report.html\n\n" +
-      std::string(kExitCodeHelp));
+      std::string(kExitCodeHelp) +
+      "  A faulty file, or a stage that the tuning wants and that cannot load, is 3, as with\n"
+      "  kelda inspect; the page is written all the same.\n");
   command->callback([arguments] { Run(*arguments); });
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
+#include <utility>
 
 #include "tools/core/decibels.h"
 #include "tools/core/interruption.h"
@@ -13,8 +15,8 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kBlockMs = 20;
-constexpr size_t kBlockFrames = kBlockMs * kSampleRateHz / 1000;
+constexpr int kBlockMs = 20;
+constexpr size_t kBlockFrames = size_t{kBlockMs} * kSampleRateHz / 1000;
 constexpr size_t kSettlingBlocks = 500;  // 10 s, for the level control
 
 std::vector<float> Noise() {
@@ -52,7 +54,7 @@ double LevelDb(std::span<const float> samples) {
   return ToDb(std::sqrt(sum / static_cast<double>(samples.size())));
 }
 
-double LongestSilenceMs(const std::vector<float>& stereo) {
+double LongestSilenceMs(std::span<const float> stereo) {
   size_t longest = 0;
   size_t length = 0;
   for (size_t i = 0; i < stereo.size(); i += kChannels) {
@@ -62,7 +64,7 @@ double LongestSilenceMs(const std::vector<float>& stereo) {
   return 1000.0 * static_cast<double>(longest) / kSampleRateHz;
 }
 
-int CountSteps(const std::vector<float>& stereo) {
+int CountSteps(std::span<const float> stereo) {
   int steps = 0;
   for (size_t channel = 0; channel < kChannels; ++channel) {
     StepDetector detector;
@@ -73,13 +75,51 @@ int CountSteps(const std::vector<float>& stereo) {
   return steps;
 }
 
+// What came out around the change, and the noise that went in.
+class Recording {
+ public:
+  static constexpr int kBeginMs = -1000;
+  static constexpr int kEndMs = 6000;
+
+  Recording(std::vector<float> in, std::vector<float> out)
+      : in_(std::move(in)), out_(std::move(out)) {}
+
+  std::span<const float> Out(double begin_ms, double length_ms) const {
+    return Part(out_, begin_ms, length_ms);
+  }
+
+  LevelCurve Curve(double begin_ms, double end_ms, double window_ms) const {
+    LevelCurve curve{begin_ms, window_ms, {}};
+    for (double at_ms = begin_ms; at_ms < end_ms; at_ms += window_ms) {
+      curve.level_db.push_back(LevelDb(Out(at_ms, window_ms)));
+    }
+    return curve;
+  }
+
+  double Level(double begin_ms) const {
+    return LevelDb(Out(begin_ms, ModeChange::kLevelMs)) -
+           LevelDb(Part(in_, begin_ms, ModeChange::kLevelMs)) + LevelDb(in_);
+  }
+
+ private:
+  static std::span<const float> Part(const std::vector<float>& stereo, double begin_ms,
+                                     double length_ms) {
+    const auto samples = [](double ms) {
+      return kChannels * static_cast<size_t>(std::lround(ms * kSampleRateHz / 1000));
+    };
+    return std::span(stereo).subspan(samples(begin_ms - kBeginMs), samples(length_ms));
+  }
+
+  std::vector<float> in_;
+  std::vector<float> out_;
+};
+
 }  // namespace
 
 ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Setting>& settings,
                              const std::string& from, const std::string& to) {
-  constexpr size_t kBlocksBefore = ModeChange::kBeforeMs / kBlockMs;
-  constexpr size_t kBlocksAfter = ModeChange::kAfterMs / kBlockMs;
-  constexpr size_t kWindow = kChannels * (kBlockFrames / kBlockMs) * ModeChange::kWindowMs;
+  constexpr size_t kBlocksBefore = -Recording::kBeginMs / kBlockMs;
+  constexpr size_t kBlocksAfter = Recording::kEndMs / kBlockMs;
   const std::vector<float> noise = Noise();
   EffectSession session(library);
   session.Enable();
@@ -89,27 +129,28 @@ ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Set
   Apply(ParseSetting("mode=" + from), &session);
   Play(noise, 0, kSettlingBlocks, &session);
   std::vector<float> out = Play(noise, kSettlingBlocks, kBlocksBefore, &session);
-  const size_t changed = out.size();
   Apply(ParseSetting("mode=" + to), &session);
   const std::vector<float> after =
       Play(noise, kSettlingBlocks + kBlocksBefore, kBlocksAfter, &session);
   out.insert(out.end(), after.begin(), after.end());
+  std::vector<float> in(out.size());
+  for (size_t i = 0; i < in.size(); ++i) {
+    in[i] = noise[(kSettlingBlocks * kBlockFrames * kChannels + i) % noise.size()];
+  }
+  const Recording recording(std::move(in), std::move(out));
 
-  ModeChange change{from, to, {}, LongestSilenceMs(out), 0, CountSteps(out)};
-  for (size_t at = 0; at + kWindow <= out.size(); at += kWindow) {
-    change.level_db.push_back(LevelDb(std::span(out).subspan(at, kWindow)));
-  }
-  // Settled is what the last fifth of a second sounds like; windows of noise vary by 3 dB.
-  const double settled_db = LevelDb(std::span(out).last(out.size() / 3));
-  constexpr double kNear = 3;
-  for (size_t i = change.level_db.size(); i > changed / kWindow; --i) {
-    if (change.level_db[i - 1] < settled_db - 2 * kNear) {
-      change.recovered_ms =
-          ModeChange::kWindowMs * static_cast<double>(i) - double{ModeChange::kBeforeMs};
-      break;
-    }
-  }
-  return change;
+  constexpr double kFadeBeginMs = -100;
+  constexpr double kFadeEndMs = 500;
+  const std::span<const float> fade = recording.Out(kFadeBeginMs, kFadeEndMs - kFadeBeginMs);
+  return {from,
+          to,
+          recording.Curve(kFadeBeginMs, kFadeEndMs, 5),
+          recording.Curve(Recording::kBeginMs, Recording::kEndMs, 100),
+          recording.Level(ModeChange::kBeforeMs),
+          recording.Level(ModeChange::kJustAfterMs),
+          recording.Level(ModeChange::kLaterMs),
+          LongestSilenceMs(fade),
+          CountSteps(fade)};
 }
 
 }  // namespace kelda::tools

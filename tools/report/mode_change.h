@@ -10,18 +10,33 @@
 
 namespace kelda::tools {
 
-// The change takes place at 0 s: the first host block behind the command begins there.
+// The level over time: RMS of both ears, in dBFS, in windows that follow each other.
+struct LevelCurve {
+  double begin_ms;  // of the first window
+  double window_ms;
+  std::vector<double> level_db;
+};
+
+// The change takes place at 0 ms: the first host block behind the command begins there.
 struct ModeChange {
-  static constexpr int kWindowMs = 5;
-  static constexpr int kBeforeMs = 100;
-  static constexpr int kAfterMs = 500;
+  // What three levels are measured over, in ms: before the change, just after it, when the new
+  // mode has faded in, and 5 s after it. A level control may take as long to settle.
+  static constexpr int kLevelMs = 400;
+  static constexpr int kBeforeMs = -400;
+  static constexpr int kJustAfterMs = 200;
+  static constexpr int kLaterMs = 5000;
 
   std::string from;
   std::string to;
-  std::vector<double> level_db;  // RMS of both ears in windows of kWindowMs
-  double silence_ms = 0;         // all samples 0, in one piece at most
-  double recovered_ms = 0;       // when the level is back within 3 dB of what it settles at
-  int steps = 0;                 // that a listener may hear as clicks (step_detector.h)
+  LevelCurve fade;      // -100 to 500 ms, every 5 ms
+  LevelCurve settling;  // -1 to 6 s, every 100 ms
+  // In dBFS. What the noise itself does in a window is taken out, so that they differ only by
+  // what the effect does.
+  double before_db = 0;
+  double just_after_db = 0;
+  double later_db = 0;
+  double silence_ms = 0;  // all samples 0, in one piece at most; of `fade`
+  int steps = 0;          // that a listener may hear as clicks (step_detector.h); of `fade`
 };
 
 // Plays pink noise, half centred and half diffuse, in host blocks of 20 ms and changes the

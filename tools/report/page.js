@@ -40,7 +40,7 @@ function table(caption, heads, rows) {
 
 function section(id, title, ...children) {
   main.append(element("section", { id, "aria-labelledby": `${id}-title` },
-    element("h2", { id: `${id}-title` }, title), ...children));
+    element("h2", { id: `${id}-title` }, title), ...children.filter((child) => child !== null)));
 }
 
 // ---- Pictures -----------------------------------------------------------------------
@@ -61,6 +61,10 @@ const kAxes = {
   },
   ms: {
     title: "Time in ms", unit: (value) => `${+value.toFixed(2)} ms`, tableAt: null,
+    scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
+  },
+  s: {
+    title: "Time in s", unit: (value) => `${+value.toFixed(2)} s`, tableAt: [-0.5, 0.5, 1, 1.5, 2, 3, 4, 5],
     scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
   },
 };
@@ -100,7 +104,7 @@ function dataset(one) {
     label: one.name, data: one.x.map((x, i) => ({ x, y: one.y[i] })),
     borderColor: color(one.faint ? "faint" : one.color), backgroundColor: color(one.faint ? "faint" : one.color),
     borderWidth: one.faint ? 1 : 1.75, borderDash: one.dash ? [6, 4] : [], pointRadius: 0, pointHitRadius: 8,
-    faint: one.faint,
+    faint: one.faint, order: one.faint ? 2 : one.dash ? 0 : 1,  // dashes over the line that they keep to
   };
 }
 
@@ -122,7 +126,7 @@ function draw(entry) {
       plugins: {
         legend: {
           position: "bottom",
-          labels: { color: color("text"), boxWidth: 24, boxHeight: 1, filter: (item, chart) => !chart.datasets[item.datasetIndex].faint },
+          labels: { color: color("text"), boxWidth: 24, boxHeight: 1, sort: (a, b) => a.datasetIndex - b.datasetIndex, filter: (item, chart) => !chart.datasets[item.datasetIndex].faint },
         },
         tooltip: {
           filter: (item) => !item.dataset.faint,
@@ -155,10 +159,31 @@ function header() {
   document.getElementById("header").append(
     paragraph(element("strong", {}, data.directory), `: ${count} files in order, ${faulty.length} faulty, ${missing.length} missing.`),
     soft(`Measured at 48 kHz with kelda ${data.version}, through the effect library itself.`),
-    ...data.problems.map((problem) => element("p", { class: "problem" }, problem)),
     element("nav", { "aria-label": "Contents" }, element("ul", {},
-      [["files", "Files"], ["runs", "What runs"], ["equalizers", "Equalizers"], ["ears", "Ears"], ["chains", "Chains"], ["changes", "Mode changes"]]
+      [["verdict", "Verdict"], ["files", "Files"], ["runs", "What runs"], ["equalizers", "Equalizers"], ["ears", "Ears"], ["chains", "Chains"], ["changes", "Mode changes"]]
         .map(([id, title]) => element("li", {}, element("a", { href: `#${id}` }, title))))));
+}
+
+// What keeps the tuning from being whole, and what of it a listener hears.
+function verdict() {
+  const { files, heard, log } = data.verdict;
+  const whole = data.problems.length === 0;
+  const fine = heard.filter((one) => one.fine);
+  const list = (lines) => element("ul", {}, lines.map((line) => element("li", {}, line)));
+  section("verdict", "Verdict",
+    element("p", whole ? {} : { class: "problem" }, element("strong", {}, whole
+      ? "Everything that the tuning asks for runs."
+      : "This tuning is not whole: something that it asks for is damaged or missing.")),
+    paragraph(fine.length === heard.length
+      ? `The sound is as it should be in all ${heard.length} situations: music and cinema, wired and Bluetooth, standard and personalized ears.`
+      : `The sound is as it should be in ${fine.length} of ${heard.length} situations:`),
+    fine.length === heard.length ? null : table("What a listener hears", ["Situation", "Sound"],
+      heard.map((one) => [one.situation, one.fine ? one.verdict : element("strong", { class: "problem" }, one.verdict)])),
+    files.length ? table("Files that are missing or damaged", ["File", "State", "What is wrong", "What it is for"],
+      files.map((file) => [element("code", {}, file.name), file.state === "MISSING" ? file.state : element("strong", { class: "problem" }, file.state),
+        file.detail, file.effect])) : null,
+    whole ? null : element("details", { open: "" }, element("summary", {}, "What keeps the engine from running as the tuning says"), list(data.problems)),
+    log.length ? element("details", {}, element("summary", {}, "The effect's log"), list(log)) : null);
 }
 
 function files() {
@@ -247,6 +272,21 @@ function ears() {
   section("ears", "Ears", ...(parts.length ? parts : [soft("The tuning has no HRIR set that can be read.")]));
 }
 
+// Averaged in power over 1/12 octave, four of the curve's own bands: the room and the upmix give
+// each band a gain of its own, and what an ear takes together is easier to see together.
+function smoothed(gains_db) {
+  const power = gains_db.map((gain) => (gain === null ? 0 : 10 ** (gain / 10)));
+  const weights = [0.125, 0.25, 0.25, 0.25, 0.125];
+  return power.map((_, at) => {
+    let sum = 0, weight = 0;
+    weights.forEach((one, i) => {
+      const x = power[at + i - 2];
+      if (x !== undefined) { sum += one * x; weight += one; }
+    });
+    return sum > 0 ? 10 * Math.log10(sum / weight) : null;
+  });
+}
+
 const kImages = [["centre", "from the centre"], ["left", "from the left"], ["diffuse", "from everywhere"]];
 
 function chains() {
@@ -255,15 +295,18 @@ function chains() {
     paragraph("How each chain was measured: sweeps of " + data.method.level + ", 20 Hz to 20 kHz, one every " + data.method.period_ms.toFixed(0) +
       " ms, from two places of the stereo image: both channels the same (centre) and the left channel alone (left); and pink noise in two channels that have " +
       "nothing to do with each other (diffuse). The upmix moves sound by where it comes from and the level control by how loud it is; both change with time. So a response " +
-      `holds for this sound, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s, in 1/12 octaves.`),
+      `holds for this sound, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s: ` +
+      "the thin lines in 1/48 octaves, the thick ones in 1/12 octaves."),
     table("Latency, level and headroom",
-      ["Chain", "Latency", "Measured", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
+      ["Chain", "Latency as heard", "Without the rings", "Stages declare", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
       measured.map((chain) => {
         const peak = Math.max(...kImages.map(([key]) => chain.images[key].true_peak_db));
-        return [chain.title, `${(chain.latency_frames / 48).toFixed(2)} ms`, `${(chain.images.centre.arrival_frames / 48).toFixed(2)} ms`,
+        const latencies = [chain.heard_latency_frames, chain.images.centre.arrival_frames, chain.latency_frames];
+        return [chain.title, ...latencies.map((frames) => `${(frames / 48).toFixed(2)} ms`),
           ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(-peak)];
       })),
-    soft("Latency: what the effect's stages declare, and when the centre's sound arrives. A host whose blocks are not 1024 frames long waits for the rings as well. " +
+    soft(`Latency as heard: when the centre's sound arrives from a host that plays blocks of ${data.method.host_ms} ms; most of it is the wait in the effect's rings. ` +
+      "A host that plays blocks of exactly 1024 frames passes without the rings. What the stages declare is the silence in a change of the mode. " +
       "Level: the gain of the whole, both ears together. True peak: the largest of the three sounds at full scale, in dBTP; headroom is what is left to 0 dBTP."),
     ...data.chains.flatMap((chain) => [
       element("h3", {}, chain.title),
@@ -272,30 +315,60 @@ function chains() {
       chain.images ? element("div", { class: "grid narrow" }, kImages.map(([key, place]) => {
         const image = chain.images[key];
         const series = [
-          { name: "left ear", x: data.frequencies, y: image.left_db, color: "s1" },
-          { name: "right ear", x: data.frequencies, y: image.right_db, color: "s2", dash: true },
+          { name: "left ear", x: data.frequencies, y: smoothed(image.left_db), color: "s1" },
+          { name: "right ear", x: data.frequencies, y: smoothed(image.right_db), color: "s2", dash: true },
         ];
+        const fine = [image.left_db, image.right_db].map((y) => ({ name: "fine", x: data.frequencies, y, faint: true }));
         return picture({
-          of: chain.title, title: `Sound ${place}`, axis: "hz", yTitle: "Gain in dB", series, yMin: -12, yMax: 12,
+          of: chain.title, title: `Sound ${place}`, axis: "hz", yTitle: "Gain in dB", series: [...series, ...fine], yMin: -12, yMax: 12,
           words: `The left ear gets ${between([series[0]])}` + (series[1].y.every((y) => y === null) ? ", the right ear nothing." : `, the right ear ${between([series[1]])}.`),
         });
       })) : null,
     ]));
 }
 
+const dbfs = (value) => (value === null ? "silence" : `${signed(value.toFixed(1))} dBFS`);
+
+// "12.0 dB softer"; what is less than half a decibel is hard to hear.
+function against(value, before) {
+  if (value === null || before === null) return value === before ? "as silent" : "silence on one side";
+  const difference = value - before;
+  if (Math.abs(difference) < 0.5) return `as loud (${decibel(difference)})`;
+  return `${Math.abs(difference).toFixed(1)} dB ${difference > 0 ? "louder" : "softer"}`;
+}
+
 function changes() {
+  const { change_level_s: length, change_just_after_s: soon, change_later_s: later } = data.method;
+  const seconds = (value) => value.toFixed(1);
   section("changes", "Mode changes",
-    paragraph("Pink noise, half centred and half diffuse, in host blocks of 20 ms; the mode changes at 0 ms. The level is the RMS of both ears over 5 ms."),
-    table("What is heard", ["Change", "Silence", "Level is back after", "Clicks"],
-      data.changes.map((change) => [`${change.from} to ${change.to}`, `${change.silence_ms.toFixed(1)} ms`, `${change.recovered_ms.toFixed(0)} ms`, `${change.steps}`])),
-    element("div", { class: "grid" }, data.changes.map((change) => picture({
-      title: `From ${change.from} to ${change.to}`, heading: "h3", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0,
-      tableAt: [-50, -25, 0, 10, 20, 30, 40, 50, 75, 100, 200, 400],
-      series: [{ name: "level", x: change.times_ms, y: change.level_db, color: "s1" }],
-      words: change.silence_ms > 0
-        ? `The sound fades out, is silent for ${change.silence_ms.toFixed(1)} ms and is back after ${change.recovered_ms.toFixed(0)} ms.`
-        : "The sound changes at once, without a fade.",
-    }))));
+    paragraph("Pink noise, half centred and half diffuse, on wired headphones in host blocks of 20 ms; the mode changes at 0 s. The level is the RMS of both ears: " +
+      `before the change (the last ${seconds(length)} s), just after it (${seconds(soon)} to ${seconds(soon + length)} s, when the new mode has faded in) and ` +
+      `${later} s after it (to ${seconds(later + length)} s).`),
+    table("What is heard", ["Change", "Before", "Just after", "Against before", `${later} s after`, "Against before", "Silence", "Clicks"],
+      data.changes.map((change) => [`${change.from} to ${change.to}`, dbfs(change.before_db),
+        dbfs(change.just_after_db), against(change.just_after_db, change.before_db), dbfs(change.later_db), against(change.later_db, change.before_db),
+        `${change.silence_ms.toFixed(1)} ms`, `${change.steps}`])),
+    ...data.changes.flatMap((change) => {
+      const name = `From ${change.from} to ${change.to}`;
+      const level = (curve, scale) => [{ name: "level", x: curve.times_ms.map((ms) => ms * scale), y: curve.level_db, color: "s1" }];
+      return [
+        element("h3", {}, name),
+        paragraph(`Before the change the sound is at ${dbfs(change.before_db)}. Just after it the sound is at ${dbfs(change.just_after_db)}, ` +
+          `${against(change.just_after_db, change.before_db)}; ${later} s after it at ${dbfs(change.later_db)}, ${against(change.later_db, change.before_db)}.`),
+        element("div", { class: "grid" },
+          picture({
+            of: name, title: "The fade", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0,
+            tableAt: [-50, -25, 0, 10, 20, 30, 40, 50, 75, 100, 200, 400], series: level(change.fade, 1),
+            words: (change.silence_ms > 0
+              ? `The sound fades out, is silent for ${change.silence_ms.toFixed(1)} ms and fades in again.`
+              : "The sound changes at once, without a fade.") + " Windows of 5 ms.",
+          }),
+          picture({
+            of: name, title: "The seconds after", axis: "s", yTitle: "Level in dBFS", yMin: -45, yMax: -5, series: level(change.settling, 0.001),
+            words: "How long the level takes to settle. Windows of 100 ms, so that the noise itself moves by 1 or 2 dB.",
+          })),
+      ];
+    }));
 }
 
 function drawAll() {
@@ -304,7 +377,7 @@ function drawAll() {
 
 try {
   Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
-  for (const part of [header, files, runs, equalizers, ears, chains, changes]) part();
+  for (const part of [header, verdict, files, runs, equalizers, ears, chains, changes]) part();
   drawAll();
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAll);
   document.documentElement.dataset.drawn = String(charts.length);

@@ -7,6 +7,8 @@
 #include "tools/framework/log_capture.h"
 #include "tools/framework/setting.h"
 #include "tools/inspect/inspection_text.h"
+#include "tools/inspect/tuning_check.h"
+#include "tools/inspect/tuning_trial.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/report/chain_measurement.h"
 #include "tools/report/mode_change.h"
@@ -98,6 +100,7 @@ Json ChainJson(const Chain& chain, const std::vector<Chain>& chains) {
   }
   if (chain.measurement) {
     json["latency_frames"] = chain.measurement->latency_frames;
+    json["heard_latency_frames"] = Rounded(chain.measurement->heard_latency_frames, 1);
     json["images"] = {{"centre", ImageJson(chain.measurement->images[0])},
                       {"left", ImageJson(chain.measurement->images[1])},
                       {"diffuse", ImageJson(chain.measurement->images[2])}};
@@ -190,19 +193,44 @@ Json ApplicationsJson(const DecisionTable& table) {
   return applications;
 }
 
-Json ChangeJson(const ModeChange& change) {
-  std::vector<double> times_ms;
-  for (size_t i = 0; i < change.level_db.size(); ++i) {
-    const double middle_ms = (static_cast<double>(i) + 0.5) * ModeChange::kWindowMs;
-    times_ms.push_back(middle_ms - ModeChange::kBeforeMs);
+Json CurveJson(const LevelCurve& curve) {
+  std::vector<double> times_ms;  // the middles of the windows
+  for (size_t i = 0; i < curve.level_db.size(); ++i) {
+    times_ms.push_back(curve.begin_ms + (static_cast<double>(i) + 0.5) * curve.window_ms);
   }
+  return {{"times_ms", Rounded(times_ms, 1)}, {"level_db", Decibels(curve.level_db)}};
+}
+
+Json ChangeJson(const ModeChange& change) {
   return {{"from", change.from},
           {"to", change.to},
-          {"times_ms", Rounded(times_ms, 1)},
-          {"level_db", Decibels(change.level_db)},
+          {"fade", CurveJson(change.fade)},
+          {"settling", CurveJson(change.settling)},
+          {"before_db", Decibels(change.before_db)},
+          {"just_after_db", Decibels(change.just_after_db)},
+          {"later_db", Decibels(change.later_db)},
           {"silence_ms", Rounded(change.silence_ms, 2)},
-          {"recovered_ms", Rounded(change.recovered_ms, 0)},
           {"steps", change.steps}};
+}
+
+// What `kelda doctor` says of the files and of the sound. Files that are in order say so in
+// the list of files.
+Json VerdictJson(const InspectedDirectory& directory, const TuningTrial& trial) {
+  Json verdict{{"files", Json::array()}, {"heard", Json::array()}, {"log", trial.log}};
+  for (const TuningFinding& finding : CheckTuning(directory.path)) {
+    if (finding.state != TuningFinding::State::kOk) {
+      verdict["files"].push_back({{"name", finding.file},
+                                  {"state", Name(finding.state)},
+                                  {"detail", finding.detail},
+                                  {"effect", finding.effect}});
+    }
+  }
+  for (const Heard& heard : trial.heard) {
+    verdict["heard"].push_back({{"situation", heard.situation},
+                                {"verdict", Verdict(heard)},
+                                {"fine", AsItShouldBe(heard)}});
+  }
+  return verdict;
 }
 
 std::vector<std::string> Lines(std::string text) {
@@ -218,6 +246,8 @@ std::vector<std::string> Lines(std::string text) {
 
 Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& library,
                    const std::function<void(const std::string&)>& progress) {
+  progress("listening as kelda doctor does");
+  const TuningTrial trial = TryTuning(library);
   const LogCapture log;  // the decisions' problems were taken from it before
   std::vector<Chain> chains = FindChains(directory.decisions);
   for (Chain& chain : chains) {
@@ -242,13 +272,18 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
            std::filesystem::absolute(directory.path / "x").parent_path().filename().string()},
           {"version", KELDA_VERSION},
           {"problems", Lines(directory.Problems())},
+          {"verdict", VerdictJson(directory, trial)},
           {"warnings", directory.decisions.warnings},
           {"files", FilesJson(directory)},
           {"applications", ApplicationsJson(directory.decisions)},
-          {"frequencies", Rounded(ResponseFrequencies(), 1)},
+          {"frequencies", Rounded(ResponseFrequencies(), 2)},
           {"method",
            {{"level", "−26 dBFS"},
+            {"change_level_s", ModeChange::kLevelMs / 1000.0},
+            {"change_just_after_s", ModeChange::kJustAfterMs / 1000.0},
+            {"change_later_s", ModeChange::kLaterMs / 1000.0},
             {"period_ms", 1000 * kPeriodSeconds},
+            {"host_ms", 1000.0 * double{ChainMeasurement::kHostFrames} / 48000},
             {"settling_s", ImageResponse::kSettlingSeconds},
             {"average_s", kPeriodSeconds * double{ImageResponse::kPeriods}}}},
           {"equalizers", EqualizersJson(directory, chains)},
