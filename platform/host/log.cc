@@ -1,5 +1,6 @@
 // The workstation's liblog: the platform's entry point for log lines, and a
-// logger that writes them to stderr as `logcat -v threadtime` shows them.
+// logger that writes them to stderr as `logcat -v threadtime` shows them. Of a line that comes
+// again and again it writes the first, and then how many there were.
 #pragma GCC visibility push(default)
 #include <android/log.h>
 #pragma GCC visibility pop
@@ -15,7 +16,11 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <mutex>
+#include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -32,8 +37,29 @@ char PriorityLetter(int32_t priority) {
              : '?';
 }
 
+// The line that was written last, and how often it came again since.
+struct LastLine {
+  pid_t process = 0, thread = 0;
+  int32_t priority = 0;
+  std::string tag, message;
+  uint64_t repeats = 0;
+
+  bool Is(const LastLine& other) const {
+    return std::tie(process, thread, priority, tag, message) ==
+           std::tie(other.process, other.thread, other.priority, other.tag, other.message);
+  }
+};
+
+std::mutex g_last_line_lock;
+
+// Never destroyed: libraries log until the end.
+LastLine& TheLastLine() {
+  static auto* const line = new LastLine;
+  return *line;
+}
+
 // "MM-DD HH:MM:SS.mmm  PID  TID P TAG     : ". Returns its length.
-size_t FormatPrefix(char* prefix, size_t bytes, int32_t priority, const char* tag) {
+size_t FormatPrefix(char* prefix, size_t bytes, const LastLine& line) {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
   const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
@@ -41,20 +67,16 @@ size_t FormatPrefix(char* prefix, size_t bytes, int32_t priority, const char* ta
   localtime_r(&seconds, &local);
   char date[32];
   const size_t date_length = std::strftime(date, sizeof(date), "%m-%d %H:%M:%S", &local);
-  const int length = std::snprintf(
-      prefix, bytes, "%.*s.%03d %5d %5d %c %-8s: ", static_cast<int>(date_length), date,
-      static_cast<int>(milliseconds % 1000), getpid(), gettid(), PriorityLetter(priority), tag);
+  const int length =
+      std::snprintf(prefix, bytes, "%.*s.%03d %5d %5d %c %-8s: ", static_cast<int>(date_length),
+                    date, static_cast<int>(milliseconds % 1000), line.process, line.thread,
+                    PriorityLetter(line.priority), line.tag.c_str());
   return std::min(static_cast<size_t>(std::max(length, 0)), bytes - 1);
 }
 
-}  // namespace
-
-void __android_log_stderr_logger(const struct __android_log_message* log_message) {
-  const int saved_errno = errno;
+void Write(const LastLine& line, std::string_view rest) {
   char prefix[256];
-  const size_t prefix_length = FormatPrefix(prefix, sizeof(prefix), log_message->priority,
-                                            log_message->tag != nullptr ? log_message->tag : "");
-  std::string_view rest = log_message->message != nullptr ? log_message->message : "";
+  const size_t prefix_length = FormatPrefix(prefix, sizeof(prefix), line);
   do {
     const size_t length = std::min(rest.find('\n'), rest.size());
     char newline = '\n';
@@ -66,6 +88,47 @@ void __android_log_stderr_logger(const struct __android_log_message* log_message
     [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, pieces, 3);
     rest.remove_prefix(std::min(length + 1, rest.size()));
   } while (!rest.empty());
+}
+
+// Says how often the last line came again. A child after fork() leaves its parent's alone.
+void WriteRepeats() {
+  LastLine& last = TheLastLine();
+  if (last.repeats == 1 && last.process == getpid()) {
+    Write(last, last.message);
+  } else if (last.repeats > 1 && last.process == getpid()) {
+    Write(last, "the line before, " + std::to_string(last.repeats) + " times more");
+  }
+  last.repeats = 0;
+}
+
+struct AtTheEnd {
+  ~AtTheEnd() {
+    const std::lock_guard<std::mutex> guard(g_last_line_lock);
+    WriteRepeats();
+  }
+} g_at_the_end;
+
+}  // namespace
+
+void __android_log_stderr_logger(const struct __android_log_message* log_message) {
+  const int saved_errno = errno;
+  const auto owned = [](const char* text) { return std::string(text != nullptr ? text : ""); };
+  LastLine line{getpid(),
+                gettid(),
+                log_message->priority,
+                owned(log_message->tag),
+                owned(log_message->message),
+                0};
+  {
+    const std::lock_guard<std::mutex> guard(g_last_line_lock);
+    if (TheLastLine().Is(line)) {
+      ++TheLastLine().repeats;
+    } else {
+      WriteRepeats();
+      Write(line, line.message);
+      TheLastLine() = std::move(line);
+    }
+  }
   errno = saved_errno;
 }
 

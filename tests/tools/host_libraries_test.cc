@@ -31,6 +31,23 @@ TEST(Log, PrintsThreadtimeLinesFromTheMinimumPriorityOn) {
                           start + "E LongerThanEight: lines\n"));
 }
 
+TEST(Log, FoldsRepeats) {
+  testing::internal::CaptureStderr();
+  const auto log = [](int times, int priority, const char* tag, const char* message) {
+    for (int i = 0; i < times; ++i) __android_log_print(priority, tag, "%s", message);
+  };
+  log(1000, ANDROID_LOG_WARN, "T", "again");
+  log(2, ANDROID_LOG_ERROR, "T", "again");
+  log(1, ANDROID_LOG_ERROR, "U", "again");
+  log(1, ANDROID_LOG_ERROR, "U", "other");
+  const std::string stamp = kStamp + "[0-9]+ +[0-9]+ ";
+  EXPECT_TRUE(Matches(testing::internal::GetCapturedStderr(),
+                      stamp + "W T       : again\n" + stamp +
+                          "W T       : the line before, 999 times more\n" + stamp +
+                          "E T       : again\n" + stamp + "E T       : again\n" + stamp +
+                          "E U       : again\n" + stamp + "E U       : other\n"));
+}
+
 TEST(Log, CutsALongMessageAsThePlatformDoes) {
   static std::string seen;
   __android_log_set_logger([](const __android_log_message* message) { seen = message->message; });
@@ -45,7 +62,7 @@ TEST(Log, KeepsTheLinesOfThreadsApart) {
   for (std::thread& thread : threads) {
     thread = std::thread([] {
       for (int line = 0; line < 500; ++line) {
-        __android_log_print(ANDROID_LOG_INFO, "T", "%s", std::string(200, 'a').c_str());
+        __android_log_print(ANDROID_LOG_INFO, "T", "%s%d", std::string(200, 'a').c_str(), line);
       }
     });
   }
@@ -53,7 +70,7 @@ TEST(Log, KeepsTheLinesOfThreadsApart) {
   std::istringstream lines(testing::internal::GetCapturedStderr());
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) {
-    ASSERT_TRUE(Matches(line, kStamp + "[0-9]+ +[0-9]+ I T       : a{200}"));
+    ASSERT_TRUE(Matches(line, kStamp + "[0-9]+ +[0-9]+ I T       : a{200}[0-9]+"));
   }
   EXPECT_EQ(2000, count);
 }
