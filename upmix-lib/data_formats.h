@@ -158,7 +158,7 @@ inline constexpr float kBandMinHz = 10.0f;
 inline constexpr float kBandMaxHz = 23000.0f;
 inline constexpr float kBandMinDb = -40.0f;
 inline constexpr float kBandMaxDb = 40.0f;
-inline constexpr float kBandMinQ = 0.05f;
+inline constexpr float kBandMinQ = 0.01f;
 inline constexpr float kBandMaxQ = 100.0f;
 
 inline constexpr DataKind kEqualizerKind = {

@@ -153,7 +153,16 @@ TEST_F(TuneEq, ReadsEveryKindOfFilter) {
       {"PK Fc 20 Hz Gain 1 dB BW Oct 1", {BandType::kPeaking, 20, 1, 1.4142115F}},
       {"PK Fc 1,050.0 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050, 1, 1}},
       {"PK Fc 1,050 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050, 1, 1}},
-      {"PK Fc 50,125 Hz Gain 1 dB Q 1", {BandType::kPeaking, 50.125F, 1, 1}}};
+      {"PK Fc 50,125 Hz Gain 1 dB Q 1", {BandType::kPeaking, 50.125F, 1, 1}},
+      {"Modal Fc 58 Hz Gain -6.7 dB Q 10 T60 target 300 ms", {BandType::kPeaking, 58, -6.7F, 10}},
+      // With decimal commas, wherever they are, a point groups the digits of a frequency.
+      {"PK Fc 10.000 Hz Gain -1,5 dB Q 1.414", {BandType::kPeaking, 10000, -1.5F, 1.414F}},
+      {"PK Fc 1.050,5 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050.5F, 1, 1}},
+      {"PK Fc 1.250 kHz Gain 1,5 dB Q 1", {BandType::kPeaking, 1250, 1.5F, 1}},
+      {"PK Fc 10.000 Hz Gain 1 dB Q 1\nPreamp: -1,500 dB", {BandType::kPeaking, 10000, 1, 1}},
+      {"PK Fc 10.000 Hz Gain 1 dB Q 1\nFilter: OFF PK Fc 50,5 Hz",
+       {BandType::kPeaking, 10000, 1, 1}},
+      {"PK Fc 10.000 Hz Gain 1.500 dB Q 0.010", {BandType::kPeaking, 10, 1.5F, 0.01F}}};
   for (const auto& [text, expected] : kCases) {
     const EqualizerText read = Read(std::string("Filter: ON ") + text);
     ASSERT_EQ(1U, read.bands.size()) << text;
@@ -163,58 +172,75 @@ TEST_F(TuneEq, ReadsEveryKindOfFilter) {
     EXPECT_FLOAT_EQ(expected.gain_db, band.gain_db) << text;
     EXPECT_NEAR(expected.q, band.q, 1e-5 * expected.q) << text;
   }
+  EXPECT_EQ(2000, Read("GraphicEQ: 1.000 -1; 2.000 -1,5").graphic_curves[0].points()[1].freq_hz);
 }
 
 TEST_F(TuneEq, RefusesWithLineValueAndRange) {
   const std::pair<const char*, const char*> kCases[] = {
       {"Preamp: 0 dB\nChannel: L\n",
-       ":2: refused, it changes what other lines mean ('Channel: L')"},
-      {"Device: a\nInclude: b",
-       ":1: refused, it changes what other lines mean ('Device: a')\n"
-       ":2: refused, it changes what other lines mean ('Include: b')"},
+       ":2: Channel is refused, it changes what other lines mean ('Channel: L')"},
+      {"Else:\nCONVOLUTION: a.wav\nDated: today",
+       ":3: warning: unknown line 'Dated: today'\n"
+       ":1: Else is refused, it changes what other lines mean ('Else:')\n"
+       ":2: CONVOLUTION is refused, it changes the sound as no equalizer file can "
+       "('CONVOLUTION: a.wav')"},
       {"Filter: ON PK Fc 1e9 Hz Gain 1 dB Q 1",
        ":1: Fc is out of range (1e+09 Hz, 10 to 23000 Hz)"},
       {"\n\nFilter: ON PK Fc 100 Hz Gain -50 dB Q 1",
        ":3: Gain is out of range (-50 dB, -40 to 40 dB)"},
-      {"Filter: ON PK Fc 100 Hz Gain 1 dB Q 0", ":1: Q is out of range (0, 0.05 to 100)"},
+      {"Filter: ON PK Fc 100 Hz Gain 1 dB Q 0", ":1: Q is out of range (0, 0.01 to 100)"},
       {"Filter: ON PK Fc nan Hz Gain 1 dB Q 1", ":1: Fc has no number ('nan Hz Gain 1 dB Q 1')"},
       {"Filter: ON PK Fc 100 Hz Gain dB Q 1", ":1: Gain has no number ('dB Q 1')"},
       {"Filter: ON PK Fc 100 Hz Gain 1 dB", ":1: has neither Q nor BW Oct"},
       {"Filter: ON PK Gain 1 dB Q 1", ":1: has no Fc"},
       {"Filter: ON PK Fc 1 Hz Fc 2 Hz", ":1: Fc is given twice"},
       {"Filter: ON PK Fc 10,500 Hz Gain 1 dB Q 1",
-       ":1: Fc is ambiguous ('10,500'; write it without the comma)"},
+       ":1: the frequency is ambiguous ('10,500'; write it without the comma)"},
+      {"Filter: ON PK Fc 1.05,5 Hz Gain 1 dB Q 1",
+       ":1: Fc has no number ('1.05,5 Hz Gain 1 dB Q 1')"},
       {"Filter 1: ONE PK", ":1: is neither ON nor OFF ('ONE PK')"},
       {"Preamp: loud", ":1: Preamp is not a number in dB ('loud')"},
       {"Preamp: 20 dB\nPreamp: 20 dB",
-       ": the preamps' sum is out of range (40.000000 dB, -60 to 24 dB)"},
+       "kelda: : the preamps' sum is out of range (40.000000 dB, -60 to 24 dB)"},
       {"GraphicEQ: 20 0; 30", ":1: not a frequency and a gain: '30'"},
+      {"GraphicEQ: 1,000 0; 2,000 1",
+       ":1: the frequency is ambiguous ('1,000'; write it without the comma)"},
       {"GraphicEQ: 20 0; 20 1", ":1: two gains at one frequency (20.000000 Hz)"},
       {"GraphicEQ: ;;", ":1: GraphicEQ without a point"},
-      {"", ": no Preamp, Filter or GraphicEQ line that is known"},
+      {"", "kelda: : no Preamp, Filter or GraphicEQ line that is known"},
       {"\xFF\xFEP", ": in UTF-16; save it as UTF-8"},
   };
   for (const auto& [text, message] : kCases) EXPECT_EQ(message, Wrong(text)) << text;
   EXPECT_EQ(":2: not a text file (it holds a NUL byte)", Wrong(std::string("a\nb\0", 4)));
+  for (const char* key : {"Device", "Stage", "Include", "If", "ElseIf", "EndIf", "Eval", "Copy",
+                          "Delay", "LoudnessCorrection", "VSTPlugin"}) {
+    EXPECT_TRUE(Wrong(std::string("Preamp: 0 dB\n") + key + ": x")
+                    .starts_with(std::string(":2: ") + key + " is refused, it changes "));
+  }
 }
 
 TEST_F(TuneEq, WarnsAndGoesOn) {
   const std::pair<const char*, std::string> kCases[] = {
-      {"Dated: today\nPreamp: -1 dB\nFilter 1: ON AP Fc 900 Hz Q 1\nCopy: L=R\n",
-       eq_ + ":1: warning: unknown line 'Dated: today'\n" + eq_ +
-           ":3: warning: unknown filter 'AP Fc 900 Hz Q 1'\n" + eq_ +
-           ":4: warning: unknown line 'Copy: L=R'\n"},
-      {"Filter: ON PK Fc 100 Hz Gain 3 dB Q 1",
-       eq_ + ": warning: amplifies by up to 3.00 dB at 100 Hz, so that loud programme may clip\n"},
+      {"Dated: today\nPreamp: -1,5 dB\nFilter 1: ON AP Fc 900 Hz Q 1.5\n",
+       "kelda: " + eq_ +
+           ": warning: it has decimal commas and decimal points; a frequency of '10.000' is read "
+           "as ten thousand\n" +
+           eq_ + ":1: warning: unknown line 'Dated: today'\n" + eq_ +
+           ":3: warning: unknown filter 'AP Fc 900 Hz Q 1.5'\n"},
+      {"Preamp: -2 dB\nFilter: ON PK Fc 100 Hz Gain 5.04 dB Q 1",
+       "kelda: " + eq_ +
+           ": warning: amplifies by up to 3.04 dB at 100 Hz, so that loud music may clip; a safe "
+           "preamp is -5.1 dB\n"},
+      {"Filter: ON PK Fc 100 Hz Gain 0.19 dB Q 1", ""},
   };
   for (const auto& [text, warnings] : kCases) {
     const ProgramResult result = Tune(text);
     EXPECT_EQ(0, result.exit_code);
     EXPECT_EQ(warnings, result.err);
+    printed_ = result.out;
   }
-}
+  EXPECT_TRUE(Holds(printed_, " 1 band, preamp"));
 
-TEST_F(TuneEq, WritesNothingOnFailure) {
   folder_.Write("personalized.ba", "the old one");
   const ProgramResult result = Tune("Filter: ON PK Fc 5 Hz Gain 1 dB Q 1");
   EXPECT_EQ(3, result.exit_code);
@@ -224,13 +250,14 @@ TEST_F(TuneEq, WritesNothingOnFailure) {
 }
 
 TEST_F(TuneEq, LimitsWhatItReads) {
-  EXPECT_EQ(": no Preamp, Filter or GraphicEQ line that is known",
-            Wrong(Repeated("unknown\n", 1000000)));
+  EXPECT_TRUE(Wrong(Repeated("unknown\n", 1000000))
+                  .ends_with("kelda: : and 999980 more\n"
+                             "kelda: : no Preamp, Filter or GraphicEQ line that is known"));
   EXPECT_EQ(":1001: more filters than can be used (at most 1000)",
             Wrong(Repeated("Filter: ON PK Fc 100 Hz Gain 0 dB Q 1\n", 1001)));
   EXPECT_EQ(": too large (16777217 bytes, at most 16777216)",
             Wrong(std::string((size_t{16} << 20) + 1, ' ')));
-  ExpectRefused(3, "/dev/zero: not a regular file\n",
+  ExpectRefused(3, "kelda: /dev/zero: cannot be read: not a regular file\n",
                 {"tune", "eq", "/dev/zero", "-o", folder_ / "x"});
 }
 

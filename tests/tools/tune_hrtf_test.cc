@@ -174,7 +174,7 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
   std::filesystem::resize_file(ears_, std::filesystem::file_size(ears_) / 2);
   ExpectRefused(3, ears_ + ": ", tune_);
   std::filesystem::remove(ears_);
-  ExpectRefused(3, ears_ + ": cannot be opened\n", tune_);
+  ExpectRefused(3, "kelda: " + ears_ + ": cannot be read: No such file or directory\n", tune_);
   EXPECT_TRUE(folder_.Names().empty());
 }
 

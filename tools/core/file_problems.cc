@@ -20,18 +20,17 @@ std::string FileProblems::Text() const {
   std::string text;
   for (const auto& [line, what] : in_order) {
     text += text.empty() ? "" : "\n";
-    text += file_ + ':';
-    if (line != 0) text += std::to_string(line) + ':';
-    text += ' ' + what;
+    text += line == 0 ? "kelda: " + file_ + ": " : file_ + ':' + std::to_string(line) + ": ";
+    text += what;
   }
   if (count_ > kMaxShown) {
-    text += '\n' + file_ + ": and " + std::to_string(count_ - kMaxShown) + " more";
+    text += "\nkelda: " + file_ + ": and " + std::to_string(count_ - kMaxShown) + " more";
   }
   return text;
 }
 
-void FileProblems::ThrowIfAny() const {
-  if (!empty()) throw FileFailure(Text());
+void FileProblems::ThrowIfAny(const std::string& warnings, ExitCode code) const {
+  if (!empty()) throw FileFailure(warnings + (warnings.empty() ? "" : "\n") + Text(), code);
 }
 
 }  // namespace kelda::tools

@@ -12,11 +12,12 @@
 
 namespace kelda::tools {
 
-// A Failure (input) whose message is whole lines "file:line: what is wrong", without a
-// line end after the last. It is shown as it is.
+// A Failure whose message is whole lines "file:line: what is wrong", or "kelda: file: ..."
+// about the file as a whole, without a line end after the last. It is shown as it is.
 class FileFailure : public Failure {
  public:
-  explicit FileFailure(const std::string& lines) : Failure(ExitCode::kInput, lines) {}
+  explicit FileFailure(const std::string& lines, ExitCode code = ExitCode::kInput)
+      : Failure(code, lines) {}
 };
 
 class FileProblems {
@@ -31,8 +32,9 @@ class FileProblems {
   // Twenty of them as lines, in the file's order, and how many more there are; without a
   // last line end.
   std::string Text() const;
-  // Throws FileFailure if there is a problem.
-  void ThrowIfAny() const;
+  // Throws FileFailure with the problems, and the lines of `warnings` before them, if there
+  // is a problem.
+  void ThrowIfAny(const std::string& warnings = "", ExitCode code = ExitCode::kInput) const;
 
  private:
   std::string file_;

@@ -1,48 +1,91 @@
 #include "tools/core/text_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <span>
-#include <string_view>
+#include <cerrno>
+#include <cstring>
 
 #include "tools/core/file_problems.h"
 #include "tools/core/printable.h"
-#include "upmix-lib/regular_file.h"
 
 namespace kelda::tools {
+namespace {
 
-using upmix_lib::RegularFile;
+// A regular file opened for reading. A pipe or a device is refused without waiting for it.
+class RegularFile {
+ public:
+  explicit RegularFile(const std::filesystem::path& path)
+      : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    struct stat info {};
+    if (descriptor_ < 0 || fstat(descriptor_, &info) != 0) {
+      problem_ = std::strerror(errno);
+    } else if (!S_ISREG(info.st_mode)) {
+      problem_ = "not a regular file";
+    }
+    size_bytes_ = static_cast<std::size_t>(info.st_size);
+  }
+  ~RegularFile() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  RegularFile(const RegularFile&) = delete;
+  RegularFile& operator=(const RegularFile&) = delete;
 
-std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes) {
-  RegularFile file(path.string());
-  switch (file.error()) {
-    case RegularFile::Error::kNone:
-      break;
-    case RegularFile::Error::kMissing:
-      throw FileFailure(path.string() + ": cannot be opened");
-    case RegularFile::Error::kNotRegular:
-      throw FileFailure(path.string() + ": not a regular file");
+  const std::string& problem() const { return problem_; }  // empty if there is none
+  std::size_t size_bytes() const { return size_bytes_; }
+
+  // All of it; sets the problem if that fails.
+  std::string Read() {
+    std::string bytes(size_bytes_, '\0');
+    for (std::size_t done = 0; done < bytes.size();) {
+      const ssize_t count = read(descriptor_, bytes.data() + done, bytes.size() - done);
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) {
+        problem_ = count < 0 ? std::strerror(errno) : "it became shorter meanwhile";
+        break;
+      }
+      done += static_cast<std::size_t>(count);
+    }
+    return bytes;
   }
-  if (file.size_bytes() > max_bytes) {
-    throw FileFailure(path.string() + ": too large (" + std::to_string(file.size_bytes()) +
-                      " bytes, at most " + std::to_string(max_bytes) + ")");
+
+ private:
+  int descriptor_;
+  std::size_t size_bytes_ = 0;
+  std::string problem_;
+};
+
+}  // namespace
+
+std::string WhyUnreadable(const std::filesystem::path& path) { return RegularFile(path).problem(); }
+
+std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes, ExitCode code) {
+  RegularFile file(path);
+  if (file.problem().empty() && file.size_bytes() > max_bytes) {
+    throw Failure(code, path.string() + ": too large (" + std::to_string(file.size_bytes()) +
+                            " bytes, at most " + std::to_string(max_bytes) + ")");
   }
-  std::string bytes(static_cast<std::size_t>(file.size_bytes()), '\0');
-  if (file.Read(std::as_writable_bytes(std::span(bytes))) != std::ssize(bytes)) {
-    throw FileFailure(path.string() + ": cannot be read");
+  std::string bytes = file.problem().empty() ? file.Read() : "";
+  if (!file.problem().empty()) {
+    throw Failure(code, path.string() + ": cannot be read: " + file.problem());
   }
   return bytes;
 }
 
-std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes) {
-  std::string text = ReadWholeFile(path, max_bytes);
+std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes, ExitCode code) {
+  std::string text = ReadWholeFile(path, max_bytes, code);
   if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
-    throw FileFailure(path.string() + ": in UTF-16; save it as UTF-8");
+    throw Failure(code, path.string() + ": in UTF-16; save it as UTF-8");
   }
   if (const std::size_t at = text.find('\0'); at != std::string::npos) {
-    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n');
-    throw FileFailure(path.string() + ":" + std::to_string(line) +
-                      ": not a text file (it holds a NUL byte)");
+    FileProblems problems(path.string());
+    problems.Add(static_cast<std::size_t>(
+                     1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n')),
+                 "not a text file (it holds a NUL byte)");
+    problems.ThrowIfAny("", code);
   }
   return text;
 }

@@ -7,14 +7,21 @@
 #include <string>
 #include <string_view>
 
+#include "tools/core/failure.h"
+
 namespace kelda::tools {
 
-// Reads a regular file of at most `max_bytes`, byte for byte. Throws FileFailure.
-std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes);
+// Why `path` cannot be opened as a regular file, or empty if it can.
+std::string WhyUnreadable(const std::filesystem::path& path);
+
+// Reads a regular file of at most `max_bytes`, byte for byte. Throws Failure with `code`.
+std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes,
+                          ExitCode code = ExitCode::kInput);
 
 // Likewise, but takes a UTF-8 byte order mark off and refuses what is no text of a byte
 // encoding: other byte order marks, and NUL bytes.
-std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes);
+std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes,
+                         ExitCode code = ExitCode::kInput);
 
 // `text` between quotes, cut to `max_bytes` and Printable: for messages.
 std::string Quoted(std::string_view text, std::size_t max_bytes = 40);

@@ -7,10 +7,10 @@
 #include <memory>
 #include <string_view>
 
-#include "tools/core/file_problems.h"
+#include "tools/core/failure.h"
 #include "tools/core/format.h"
 #include "tools/core/guarded_call.h"
-#include "upmix-lib/regular_file.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -168,11 +168,8 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
   const std::string name = path.string();
   try {
     // Asked before: libmysofa would wait for a pipe.
-    if (const upmix_lib::RegularFile file(name);
-        file.error() != upmix_lib::RegularFile::Error::kNone) {
-      throw Unusable(file.error() == upmix_lib::RegularFile::Error::kMissing
-                         ? "cannot be opened"
-                         : "not a regular file");
+    if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
+      throw Unusable("cannot be read: " + reason);
     }
     int error = MYSOFA_OK;
     // Tried in a child before: damaged files make libmysofa crash, or read on for minutes.
@@ -190,7 +187,7 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
     mysofa_tospherical(hrtf.get());
     return Convert(*hrtf);
   } catch (const Unusable& unusable) {
-    throw FileFailure(name + ": " + unusable.what());
+    throw Failure(ExitCode::kInput, name + ": " + unusable.what());
   }
 }
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "tools/core/file_problems.h"
+#include "tools/core/failure.h"
 #include "tools/core/format.h"
 #include "tools/ears/hrir_spectra.h"
 #include "tools/ears/hrtf_directions.h"
@@ -84,13 +84,14 @@ class Designer {
     for (const HrirPlane& measured : sofa_.directions) {
       nearest_deg = std::min(nearest_deg, Distance_deg(measured, direction));
     }
-    throw FileFailure(
+    throw Failure(
+        ExitCode::kInput,
         name_ + ": " +
-        Format("no measurements around azimuth %g, elevation %g degrees (the nearest is %.1f "
-               "degrees away, at most %g, or %g on every side)",
-               static_cast<double>(direction.azimuth_deg),
-               static_cast<double>(direction.elevation_deg), nearest_deg, kFarthestAlone_deg,
-               kFarthestNeighbour_deg));
+            Format("no measurements around azimuth %g, elevation %g degrees (the nearest is %.1f "
+                   "degrees away, at most %g, or %g on every side)",
+                   static_cast<double>(direction.azimuth_deg),
+                   static_cast<double>(direction.elevation_deg), nearest_deg, kFarthestAlone_deg,
+                   kFarthestNeighbour_deg));
   }
 
   Measured At(const std::vector<WeightedMeasurement>& measurements) const {

@@ -80,7 +80,8 @@ void DesignFir(const EqualizerResponse& response, EqualizerDesign* design) {
 
 EqualizerDesign DesignEqualizer(const EqualizerText& text, const std::string& name) {
   const EqualizerResponse response(text);
-  EqualizerDesign design{{}, response.FindPeak(), 0};
+  const EqualizerResponse::Peak peak = response.FindPeak();
+  EqualizerDesign design{{}, peak, 0, text.preamp_db - peak.gain_db};
   design.tuning.curves.resize(1);
   if (text.graphic_curves.empty() && text.bands.size() <= upmix_lib::kMaxEqualizerBands) {
     design.tuning.form = EqualizerForm::kBands;
@@ -105,8 +106,9 @@ std::string DescribeEqualizer(const EqualizerDesign& design) {
   char text[512];
   int length = 0;
   if (tuning.form == EqualizerForm::kBands) {
-    length = std::snprintf(text, sizeof(text), "equalizer       %zu bands, preamp %.2f dB\n",
-                           curve.bands.size(), static_cast<double>(tuning.preamp_db));
+    length = std::snprintf(text, sizeof(text), "equalizer       %zu band%s, preamp %.2f dB\n",
+                           curve.bands.size(), curve.bands.size() == 1 ? "" : "s",
+                           static_cast<double>(tuning.preamp_db));
   } else {
     length = std::snprintf(text, sizeof(text),
                            "equalizer       minimum-phase FIR of %zu taps, within %.3f dB of the "
@@ -122,13 +124,16 @@ std::string DescribeEqualizer(const EqualizerDesign& design) {
 }
 
 std::string ClippingWarning(const EqualizerDesign& design, const std::string& name) {
+  constexpr double kInaudibleDb = 0.2;
   constexpr double kRoundingDb = 0.005;
-  if (design.peak.gain_db <= kRoundingDb) return {};
-  char text[128];
+  if (design.peak.gain_db < kInaudibleDb - kRoundingDb) return {};
+  char text[192];
   std::snprintf(text, sizeof(text),
-                ": warning: amplifies by up to %.2f dB at %.0f Hz, so that loud programme may clip",
-                design.peak.gain_db, design.peak.freq_hz);
-  return name + text;
+                ": warning: amplifies by up to %.2f dB at %.0f Hz, so that loud music may clip; "
+                "a safe preamp is %.1f dB",
+                design.peak.gain_db, design.peak.freq_hz,
+                std::floor(10 * (design.safe_preamp_db + kRoundingDb)) / 10);
+  return "kelda: " + name + text;
 }
 
 }  // namespace kelda::tools

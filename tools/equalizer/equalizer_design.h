@@ -14,6 +14,7 @@ struct EqualizerDesign {
   upmix_lib::EqualizerTuning tuning;
   EqualizerResponse::Peak peak;  // of what the text asks for
   double deviation_db;           // from the text, at most, 20 Hz..20 kHz; of bands 0
+  double safe_preamp_db;         // the text's preamps' sum, were its peak at 0 dB
 };
 
 // Filters alone become bands, one each. With a GraphicEQ, or more filters than the file
@@ -25,7 +26,8 @@ EqualizerDesign DesignEqualizer(const EqualizerText& text, const std::string& na
 // Three lines for people: what it is, its peak, the headroom left.
 std::string DescribeEqualizer(const EqualizerDesign& design);
 
-// "NAME: warning: ..." if a sine at full scale would come out louder, else empty.
+// "kelda: NAME: warning: ..." if a sine at full scale would come out louder by 0.2 dB or
+// more, which the rounding of the usual texts stays below; else empty.
 std::string ClippingWarning(const EqualizerDesign& design, const std::string& name);
 
 }  // namespace kelda::tools

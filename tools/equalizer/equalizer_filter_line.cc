@@ -62,24 +62,18 @@ class Words {
     return word;
   }
 
-  // Throws unless a number follows.
-  double TakeNumber(const std::string& of) {
-    const std::string_view before = rest_;
-    const std::optional<double> number = TakeDecimal(&rest_);
-    if (!number) throw std::invalid_argument(of + " has no number (" + Quoted(before) + ")");
-    number_ = before.substr(0, before.size() - rest_.size());
-    Skip();
-    return *number;
-  }
-
-  std::optional<double> TakeNumberIfAny() {
-    const std::optional<double> number = TakeDecimal(&rest_);
+  std::optional<Decimal> TakeNumberIfAny() {
+    const std::optional<Decimal> number = TakeDecimal(&rest_);
     if (number) Skip();
     return number;
   }
 
-  // As the number last taken is written.
-  std::string_view number() const { return number_; }
+  // Throws unless a number follows.
+  Decimal TakeNumber(const std::string& of) {
+    const std::optional<Decimal> number = TakeNumberIfAny();
+    if (!number) throw std::invalid_argument(of + " has no number (" + Quoted(rest_) + ")");
+    return *number;
+  }
 
   // Takes the word if it follows.
   bool Take(std::string_view word) {
@@ -93,7 +87,6 @@ class Words {
   void Skip() { rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r"), rest_.size())); }
 
   std::string_view rest_;
-  std::string_view number_;
 };
 
 // What a filter says, before it is a band.
@@ -114,51 +107,39 @@ void Check(const char* what, double value, double min, double max, const char* u
   }
 }
 
-// A comma that three digits follow may group digits or be a decimal comma: what is within
-// the range is meant.
-double TakeFrequency(Words* words) {
-  const auto allowed = [](double hz) {
-    return hz >= upmix_lib::kBandMinHz && hz <= upmix_lib::kBandMaxHz;
-  };
-  double hz = words->TakeNumber("Fc");
-  const std::string_view text = words->number();
-  const double scale = words->Take("KHZ") ? 1000 : 1;
+double TakeFrequency(Words* words, bool decimal_commas) {
+  const Decimal number = words->TakeNumber("Fc");
+  if (words->Take("KHZ")) return number.value * 1000;  // a mark in it never groups digits
   words->Take("HZ");
-  hz *= scale;
-  const std::size_t comma = text.find(',');
-  const bool may_group = scale == 1 && comma != std::string_view::npos && comma >= 1 &&
-                         comma <= 3 && text.size() == comma + 4;
-  if (may_group && allowed(hz * 1000)) {
-    if (allowed(hz)) {
-      throw std::invalid_argument("Fc is ambiguous (" + Quoted(text) +
-                                  "; write it without the comma)");
-    }
-    hz *= 1000;
-  }
-  return hz;
+  return FrequencyHz(number, decimal_commas, upmix_lib::kBandMinHz, upmix_lib::kBandMaxHz);
 }
 
-Statement ParseStatement(Words words) {
+Statement ParseStatement(Words words, bool decimal_commas) {
   Statement statement;
   const auto set = [](std::optional<double>* part, const char* name, double value) {
     if (*part) throw std::invalid_argument(std::string(name) + " is given twice");
     *part = value;
   };
   if (const auto slope = words.TakeNumberIfAny()) {
-    statement.slope_db = slope;
+    statement.slope_db = slope->value;
     words.Take("DB");
   }
   while (!words.empty()) {
     if (words.Take("FC")) {
-      set(&statement.fc_hz, "Fc", TakeFrequency(&words));
+      set(&statement.fc_hz, "Fc", TakeFrequency(&words, decimal_commas));
     } else if (words.Take("GAIN")) {
-      set(&statement.gain_db, "Gain", words.TakeNumber("Gain"));
+      set(&statement.gain_db, "Gain", words.TakeNumber("Gain").value);
       words.Take("DB");
     } else if (words.Take("Q")) {
-      set(&statement.q, "Q", words.TakeNumber("Q"));
+      set(&statement.q, "Q", words.TakeNumber("Q").value);
     } else if (words.Take("BW")) {
       words.Take("OCT");
-      set(&statement.bandwidth_octaves, "BW Oct", words.TakeNumber("BW Oct"));
+      set(&statement.bandwidth_octaves, "BW Oct", words.TakeNumber("BW Oct").value);
+    } else if (words.Take("T")) {
+      words.TakeNumber("T60");  // the decay that a modal filter's Q was chosen for
+      words.Take("TARGET");
+      words.TakeNumber("T60 target");
+      words.Take("MS");
     } else {
       throw std::invalid_argument("cannot be read from " + Quoted(words.rest()) + " on");
     }
@@ -218,7 +199,7 @@ EqualizerBand MakeBand(const FilterKind& kind, const Statement& statement) {
 
 }  // namespace
 
-std::optional<EqualizerBand> ParseFilter(std::string_view text) {
+std::optional<EqualizerBand> ParseFilter(std::string_view text, bool decimal_commas) {
   Words words(text);
   const std::string state = words.TakeWord();
   if (state == "OFF") return std::nullopt;
@@ -229,7 +210,7 @@ std::optional<EqualizerBand> ParseFilter(std::string_view text) {
   const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                         [&](const FilterKind& k) { return k.name == name; });
   if (kind == std::end(kKinds)) throw UnknownFilter("unknown filter " + Quoted(from_kind));
-  return MakeBand(*kind, ParseStatement(words));
+  return MakeBand(*kind, ParseStatement(words, decimal_commas));
 }
 
 }  // namespace kelda::tools

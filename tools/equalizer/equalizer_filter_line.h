@@ -15,8 +15,9 @@ struct UnknownFilter : std::invalid_argument {
 };
 
 // What follows "Filter N:", see equalizer_text.h. Nothing if the filter is off or none.
-// Throws UnknownFilter, or std::invalid_argument with what is wrong.
-std::optional<upmix_lib::EqualizerBand> ParseFilter(std::string_view text);
+// `decimal_commas`: whether the whole text has them. Throws UnknownFilter, or
+// std::invalid_argument with what is wrong.
+std::optional<upmix_lib::EqualizerBand> ParseFilter(std::string_view text, bool decimal_commas);
 
 }  // namespace kelda::tools
 

@@ -1,6 +1,7 @@
 #include "tools/equalizer/equalizer_text.h"
 
 #include <algorithm>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 
@@ -32,12 +33,12 @@ std::string Lower(std::string_view text) {
 
 double ParsePreamp(std::string_view text) {
   std::string_view rest = text;
-  const auto gain_db = TakeDecimal(&rest);
+  const auto gain = TakeDecimal(&rest);
   const std::string unit = Lower(Trimmed(rest));
-  if (!gain_db || (!unit.empty() && unit != "db")) {
+  if (!gain || (!unit.empty() && unit != "db")) {
     throw std::invalid_argument("Preamp is not a number in dB (" + Quoted(text) + ")");
   }
-  return *gain_db;
+  return gain->value;
 }
 
 // "filter", "filter 12".
@@ -47,27 +48,73 @@ bool IsFilter(const std::string& key) {
          key.find_first_not_of(" \t0123456789", kWord.size()) == std::string::npos;
 }
 
+// Why a command of Equalizer APO is refused, or empty. Skipped, it would leave the other
+// lines with another meaning.
+std::string_view WhyRefused(std::string_view key) {
+  constexpr std::string_view kMeaning[] = {"channel", "device", "stage", "include", "if",
+                                           "elseif",  "else",   "endif", "eval"};
+  constexpr std::string_view kSound[] = {"copy", "convolution", "delay", "loudnesscorrection",
+                                         "vstplugin"};
+  const auto in = [&](std::span<const std::string_view> keys) {
+    return std::find(keys.begin(), keys.end(), key) != keys.end();
+  };
+  return in(kMeaning) ? "it changes what other lines mean"
+         : in(kSound) ? "it changes the sound as no equalizer file can"
+                      : "";
+}
+
+struct Line {
+  std::size_t number;  // from 1
+  std::string_view text;
+  std::string key;  // what stands before the colon, in small letters; empty without a colon
+  std::string_view value;
+};
+
+// Calls `visit` with every line that is neither blank nor a comment.
+template <typename Visit>
+void ForEachLine(std::string_view contents, Visit visit) {
+  for (std::size_t number = 1; !contents.empty(); ++number) {
+    const std::string_view whole = contents.substr(0, contents.find('\n'));
+    contents.remove_prefix(std::min(whole.size() + 1, contents.size()));
+    const std::string_view text = Trimmed(whole);
+    if (text.empty() || text[0] == '#') continue;
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const bool has_key = colon < text.size();
+    visit(Line{number, text, has_key ? Lower(Trimmed(text.substr(0, colon))) : "",
+               has_key ? Trimmed(text.substr(colon + 1)) : ""});
+  }
+}
+
+// Whether a number of the text surely has `mark` as its decimal mark, those of filters that
+// are off included.
+bool TextHasDecimalMark(std::string_view contents, char mark) {
+  bool has = false;
+  ForEachLine(contents, [&](const Line& line) {
+    const bool numbers = line.key == "preamp" || line.key == "graphiceq" || IsFilter(line.key);
+    has = has || (numbers && HasDecimalMark(line.text, mark));
+  });
+  return has;
+}
+
 // Takes one line over. Throws UnknownFilter or std::invalid_argument. Returns whether the
 // line is known.
-bool TakeLine(std::string_view line, EqualizerText* text) {
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos) return false;
-  const std::string key = Lower(Trimmed(line.substr(0, colon)));
-  const std::string_view value = Trimmed(line.substr(colon + 1));
-  if (key == "preamp") {
-    text->preamp_db += ParsePreamp(value);
-  } else if (IsFilter(key)) {
-    if (const auto band = ParseFilter(value)) {
+bool TakeLine(const Line& line, bool decimal_commas, EqualizerText* text) {
+  if (line.key == "preamp") {
+    text->preamp_db += ParsePreamp(line.value);
+  } else if (IsFilter(line.key)) {
+    if (const auto band = ParseFilter(line.value, decimal_commas)) {
       if (text->bands.size() == kMaxFilters) {
         throw std::invalid_argument("more filters than can be used (at most " +
                                     std::to_string(kMaxFilters) + ")");
       }
       text->bands.push_back(*band);
     }
-  } else if (key == "graphiceq") {
-    text->graphic_curves.push_back(GraphicCurve::Parse(value));
-  } else if (key == "channel" || key == "device" || key == "include") {
-    throw std::invalid_argument("refused, it changes what other lines mean (" + Quoted(line) + ")");
+  } else if (line.key == "graphiceq") {
+    text->graphic_curves.push_back(GraphicCurve::Parse(line.value, decimal_commas));
+  } else if (const std::string_view reason = WhyRefused(line.key); !reason.empty()) {
+    const std::string_view name = Trimmed(line.text.substr(0, line.text.find(':')));
+    throw std::invalid_argument(std::string(name) + " is refused, " + std::string(reason) + " (" +
+                                Quoted(line.text) + ")");
   } else {
     return false;
   }
@@ -81,25 +128,26 @@ EqualizerText ReadEqualizerText(const std::filesystem::path& path) {
   EqualizerText text;
   FileProblems problems(path.string());
   FileProblems warnings(path.string());
-  std::size_t number = 0, known = 0;
-  for (std::string_view rest = contents; !rest.empty();) {
-    const std::string_view whole = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(whole.size() + 1, rest.size()));
-    ++number;
-    const std::string_view line = Trimmed(whole);
-    if (line.empty() || line[0] == '#') continue;
+  const bool decimal_commas = TextHasDecimalMark(contents, ',');
+  if (decimal_commas && TextHasDecimalMark(contents, '.')) {
+    warnings.Add(0,
+                 "warning: it has decimal commas and decimal points; a frequency of '10.000' is "
+                 "read as ten thousand");
+  }
+  std::size_t known = 0;
+  ForEachLine(contents, [&](const Line& line) {
     try {
-      if (TakeLine(line, &text)) {
+      if (TakeLine(line, decimal_commas, &text)) {
         ++known;
       } else {
-        warnings.Add(number, "warning: unknown line " + Quoted(line));
+        warnings.Add(line.number, "warning: unknown line " + Quoted(line.text));
       }
     } catch (const UnknownFilter& unknown) {
-      warnings.Add(number, std::string("warning: ") + unknown.what());
+      warnings.Add(line.number, std::string("warning: ") + unknown.what());
     } catch (const std::invalid_argument& error) {
-      problems.Add(number, error.what());
+      problems.Add(line.number, error.what());
     }
-  }
+  });
   if (!(text.preamp_db >= upmix_lib::kPreampMinDb && text.preamp_db <= upmix_lib::kPreampMaxDb)) {
     problems.Add(0, "the preamps' sum is out of range (" + std::to_string(text.preamp_db) +
                         " dB, -60 to 24 dB)");
@@ -107,7 +155,7 @@ EqualizerText ReadEqualizerText(const std::filesystem::path& path) {
   if (known == 0 && problems.empty()) {
     problems.Add(0, "no Preamp, Filter or GraphicEQ line that is known");
   }
-  problems.ThrowIfAny();
+  problems.ThrowIfAny(warnings.Text());
   text.warnings = warnings.Text();
   return text;
 }

@@ -3,7 +3,8 @@
 //
 //   Preamp: -6.2 dB                                       several add up
 //   Filter 1: ON PK Fc 105 Hz Gain -1.5 dB Q 0.70         number optional; OFF is skipped
-//   Filter: ON PK Fc 1,2 kHz Gain 3 dB BW Oct 0.5         a comma for the decimal point
+//   Filter: ON PK Fc 1,2 kHz Gain 3 dB BW Oct 0,5         a comma for the decimal point
+//   Filter: ON PK Fc 10.000 Hz Gain 3,5 dB Q 2            in such a text, ten thousand
 //   GraphicEQ: 20 -1.2; 21 -1.3; ...                      any length
 //
 //   PK PEQ Modal    bell              Gain, and Q or BW Oct
@@ -34,8 +35,9 @@ struct EqualizerText {
 };
 
 // At most 16 MiB and 1000 filters. Lines that are not known are named in the warnings; a
-// known one that cannot be read, has a value out of range, or would change what the others
-// mean (Channel, Device, Include) is refused: throws FileFailure with all of them.
+// known one that cannot be read, has a value out of range, or does what no equalizer file
+// can (Channel, If, Convolution ...) is refused: throws FileFailure with the warnings and
+// all that is wrong.
 EqualizerText ReadEqualizerText(const std::filesystem::path& path);
 
 }  // namespace kelda::tools

@@ -20,36 +20,37 @@ void SkipBlanks(std::string_view* text) {
   text->remove_prefix(std::min(text->find_first_not_of(" \t\r"), text->size()));
 }
 
-GraphicCurve::Point ParsePoint(std::string_view text) {
+GraphicCurve::Point ParsePoint(std::string_view text, bool decimal_commas) {
   std::string_view rest = text;
   const auto number = [&rest] {
     SkipBlanks(&rest);
     return TakeDecimal(&rest);
   };
-  const std::optional<double> freq_hz = number();
-  const std::optional<double> gain_db = number();
+  const std::optional<Decimal> freq = number();
+  const std::optional<Decimal> gain = number();
   SkipBlanks(&rest);
-  if (!freq_hz || !gain_db || !rest.empty()) {
+  if (!freq || !gain || !rest.empty()) {
     throw std::invalid_argument("not a frequency and a gain: " + Quoted(text));
   }
-  if (*freq_hz < 0 || *freq_hz > kMaxHz) {
+  const double freq_hz = FrequencyHz(*freq, decimal_commas, kMinHz, kMaxHz);
+  if (freq_hz < 0 || freq_hz > kMaxHz) {
     throw std::invalid_argument("frequency out of range (" + Quoted(text) + ", 0 to 1000000 Hz)");
   }
-  if (std::abs(*gain_db) > kMaxDb) {
+  if (std::abs(gain->value) > kMaxDb) {
     throw std::invalid_argument("gain out of range (" + Quoted(text) + ", -200 to 200 dB)");
   }
-  return {std::max(*freq_hz, kMinHz), *gain_db};
+  return {std::max(freq_hz, kMinHz), gain->value};
 }
 
 }  // namespace
 
-GraphicCurve GraphicCurve::Parse(std::string_view text) {
+GraphicCurve GraphicCurve::Parse(std::string_view text, bool decimal_commas) {
   GraphicCurve curve;
   for (std::string_view rest = text; !rest.empty();) {
     std::string_view piece = rest.substr(0, rest.find(';'));
     rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
     SkipBlanks(&piece);
-    if (!piece.empty()) curve.points_.push_back(ParsePoint(piece));
+    if (!piece.empty()) curve.points_.push_back(ParsePoint(piece, decimal_commas));
   }
   if (curve.points_.empty()) throw std::invalid_argument("GraphicEQ without a point");
   std::stable_sort(curve.points_.begin(), curve.points_.end(),

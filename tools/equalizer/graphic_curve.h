@@ -14,9 +14,9 @@ class GraphicCurve {
     double freq_hz, gain_db;
   };
 
-  // "20 -1.2; 21 -1.3; ...", frequencies in any order. Throws std::invalid_argument with
-  // what is wrong.
-  static GraphicCurve Parse(std::string_view text);
+  // "20 -1.2; 21 -1.3; ...", frequencies in any order. `decimal_commas`: whether the whole
+  // text has them. Throws std::invalid_argument with what is wrong.
+  static GraphicCurve Parse(std::string_view text, bool decimal_commas);
 
   // 0 < freq_hz.
   double GainDb(double freq_hz) const;

@@ -159,7 +159,8 @@ Contents ReadEqualizerContents(const std::string&, std::span<const std::byte> fi
       contents.text += Format("  %s: %zu taps\n", side, curve.taps.size());
       json["taps"] = curve.taps.size();
     } else {
-      contents.text += Format("  %s: %zu bands\n", side, curve.bands.size());
+      contents.text += Format("  %s: %zu band%s\n", side, curve.bands.size(),
+                              curve.bands.size() == 1 ? "" : "s");
       json["bands"] = Json::array();
       DescribeBands(curve, &contents, &json["bands"]);
     }
