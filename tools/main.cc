@@ -2,23 +2,42 @@
 #include <android/log.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/interruption.h"
+#include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
+#include "tools/core/usage_message.h"
 
 namespace kelda::tools {
 namespace {
 
+// The arguments in the order that CLI11 takes them in: the last first. "help COMMAND" is
+// "COMMAND --help".
+std::vector<std::string> Arguments(int argc, char** argv) {
+  std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (!arguments.empty() && arguments.front() == "help") {
+    arguments.erase(arguments.begin());
+    arguments.emplace_back("--help");
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
+}
+
 int Run(int argc, char** argv) {
   CLI::App program("Kelda Upmix on a workstation.", "kelda");
   program.require_subcommand(1);
-  program.set_version_flag("--version", KELDA_VERSION);
-  program.footer(std::string("Example:\n  kelda render song.flac out.wav\n\n") + kExitCodeHelp);
+  program.set_version_flag("-V,--version", KELDA_VERSION);
+  program.footer(std::string("kelda help COMMAND and kelda COMMAND --help say more.\n\n"
+                             "Example:\n  kelda render song.flac out.wav\n\n") +
+                 kExitCodeHelp);
   AddRenderCommand(&program);
   AddDoctorCommand(&program);
   AddTuneCommand(&program);
@@ -26,11 +45,14 @@ int Run(int argc, char** argv) {
   AddInspectCommand(&program);
   AddReportCommand(&program);
   try {
-    program.parse(argc, argv);
+    program.parse(Arguments(argc, argv));
   } catch (const CLI::ParseError& error) {
-    const bool asked = error.get_exit_code() == 0;  // --help, --version
-    program.exit(error);
-    return static_cast<int>(asked ? ExitCode::kSuccess : ExitCode::kUsage);
+    if (error.get_exit_code() != 0) {
+      throw Failure(ExitCode::kUsage, UsageMessage(program, error));
+    }
+    std::ostringstream answer;  // to --help, --version
+    program.exit(error, answer);
+    PrintToStandardOutput(answer.str());
   }
   return static_cast<int>(ExitCode::kSuccess);
 }

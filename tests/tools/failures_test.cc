@@ -48,8 +48,24 @@ class Failures : public testing::Test {
 };
 
 TEST_F(Failures, WrongUsage) {
-  ExpectFailure(2, "subcommand", {});
-  ExpectFailure(2, "OUT", {"render", in_});
+  const std::pair<const char*, const char*> kUsage[] = {
+      {"", "a command is missing (kelda --help shows what there is)"},
+      {"rendr a",
+       "unknown command 'rendr', did you mean render? (kelda --help shows what there is)"},
+      {"tune lvele", "unknown command 'lvele', did you mean level? (kelda tune --help shows what"},
+      {"play a", "unknown command 'play' ("},
+      {"render a --modee=off",
+       "unknown option '--modee', did you mean --mode? (kelda render --help"},
+      {"render a", "OUT is required (kelda render --help shows what there is)"},
+      {"render a b c", "The following argument was not expected: c ("},
+  };
+  for (const auto& [arguments, message] : kUsage) {
+    ExpectFailure(2, std::string("kelda: ") + message, Words(arguments));
+  }
+  for (const char* help : {"help tune eq", "tune eq --help"}) {
+    EXPECT_TRUE(Holds(Succeed(Words(help)).out, "kelda tune eq [OPTIONS] PRESET.txt")) << help;
+  }
+  EXPECT_TRUE(Matches(Succeed({"-V"}).out, "[0-9.]+\n"));
   ExpectFailure(2, "unknown ending '.mp3'", {"render", in_, folder_ / "out.mp3"});
   ExpectFailure(2, "--mode: unknown mode 'loud'", {"render", in_, out_, "--mode", "loud"});
   const std::pair<const char*, const char*> kCases[] = {
@@ -101,6 +117,8 @@ TEST_F(Failures, UnusableLibrary) {
 }
 
 TEST_F(Failures, RefusalsOfTheEffect) {
+  ExpectFailure(6, "refused to be created for want of memory (status -12)", fake_,
+                Fake("no-memory"));
   ExpectFailure(6, "vendor.kelda.effect must be 1",
                 Command({"--property", "vendor.kelda.effect=0"}));
   ExpectFailure(6, "--at 1 enable: the effect refused EFFECT_CMD_ENABLE (status -38)",
@@ -127,10 +145,17 @@ TEST_F(Failures, InterruptionLeavesNothing) {
 }
 
 TEST_F(Failures, LogLinesAndProgressShareATerminal) {
-  const std::string screen = RunKelda(Command({"--at", "1", "enable"}), {.terminal = true}).err;
+  const std::string screen =
+      RunKelda(Command({"--at", "1", "enable"}), {.terminal = true, .terminal_columns = 40}).err;
   EXPECT_TRUE(Holds(screen, "% ")) << "no progress was shown";
-  // Both lines take the place of the progress, which was cleared.
   const std::string clear = "\r\033[K";
+  for (size_t at = screen.find(clear); at != std::string::npos; at = screen.find(clear, at + 1)) {
+    const std::string shown = screen.substr(at + clear.size());
+    if (shown.find("% ") < shown.find('\r')) {
+      EXPECT_LT(shown.find_first_of("\r\n"), 40U) << "the progress is wider than its terminal";
+    }
+  }
+  // Both lines take the place of the progress, which was cleared.
   const size_t log = screen.rfind(clear, screen.rfind('\n', screen.size() - 3));
   ASSERT_NE(std::string::npos, log) << screen;
   EXPECT_TRUE(
@@ -138,6 +163,50 @@ TEST_F(Failures, LogLinesAndProgressShareATerminal) {
               "[0-9]{2}-[0-9]{2} [0-9:.]+ +[0-9]+ +[0-9]+ E KelUpm  : ERROR: ebable at [^\n]*\r\n"
               "([^\n]*\r\033\\[K)?kelda: --at 1 enable: the effect refused EFFECT_CMD_ENABLE "
               "[(]status -38[)]\r\n"));
+}
+
+TEST_F(Failures, EveryCommandHearsAnInterruption) {
+  const TemporaryFolder sources;
+  sources.Write("text", "Preamp: -1 dB\n");
+  sources.Write("list", "com.a.b,MUSIC\n");
+  sources.Write("capture.pcm", std::string(8000, '\0'));
+  const std::string commands[] = {
+      "tune eq " + sources / "text -o " + out_,
+      "tune apps " + sources / "list -o " + out_,
+      "tune level --template",
+      "capture " + sources / "capture.pcm -o " + out_,
+      "inspect " + sources / "",
+      "doctor --tuning " KELDA_DEFAULT_TUNING,
+      "report -o " + folder_ / "report.html",
+      "render " + in_ + " " + out_,
+  };
+  for (const std::string& command : commands) {
+    const auto interrupted = RunKelda(Words(command), {.pending_signal = SIGINT});
+    EXPECT_EQ(130, interrupted.exit_code) << command << "\n" << interrupted.err;
+    EXPECT_EQ("", interrupted.err) << command;
+    EXPECT_EQ(Names{"in.wav"}, folder_.Names()) << command;
+  }
+}
+
+TEST_F(Failures, AReaderThatWantsNoMoreIsNone) {
+  for (const char* command : {"inspect " KELDA_DEFAULT_TUNING, "tune level --template", "--help"}) {
+    const ProgramResult result = RunKelda(Words(command), {.closed_pipe = true});
+    EXPECT_EQ(0, result.exit_code) << command;
+    EXPECT_EQ("", result.err) << command;
+  }
+}
+
+// A capture's end is an error line of the effect, at every block from then on.
+TEST_F(Failures, RepeatedLogLinesAreFolded) {
+  const TemporaryFolder tuning;
+  const ProgramResult result = RunKelda(
+      Command(Words("--mode off --property ro.debuggable=1 --property vendor.kelda.pcmdump=1 "
+                    "--log-level error --tuning " +
+                    tuning / "")));
+  EXPECT_EQ(0, result.exit_code);
+  EXPECT_TRUE(Matches(result.err,
+                      "(.|\n)* E KelApsPcmd: Excess Dump Limit\n"
+                      "[^\n]* E KelApsPcmd: the line before, [0-9]+ times more\n"));
 }
 
 // The conversation with the library: "CODE of BYTES" is a command. Instance 1 renders, 2

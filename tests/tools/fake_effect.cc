@@ -63,6 +63,7 @@ int32_t Command(effect_handle_t self, uint32_t code, uint32_t bytes, void* data,
 constexpr effect_interface_s kInterface = {Process, Command, nullptr, nullptr};
 
 int32_t Create(const effect_uuid_t*, int32_t, int32_t, effect_handle_t* handle) {
+  if (Behaves("no-memory")) return -12;
   static int count = 0;
   *handle = reinterpret_cast<effect_handle_t>(new Instance{&kInterface, ++count});
   Note(*handle, "create");

@@ -30,6 +30,20 @@ void Redirect(const std::string& file, int descriptor) {
     const rlimit limit{*surroundings.file_size_limit_bytes, *surroundings.file_size_limit_bytes};
     setrlimit(RLIMIT_FSIZE, &limit);
   }
+  if (surroundings.closed_pipe) {
+    int ends[2];
+    if (pipe(ends) == 0 && dup2(ends[1], STDOUT_FILENO) >= 0) {
+      close(ends[0]);
+      close(ends[1]);
+    }
+  }
+  if (surroundings.pending_signal != 0) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, surroundings.pending_signal);
+    sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    raise(surroundings.pending_signal);
+  }
   std::vector<char*> argv{const_cast<char*>(KELDA_PROGRAM)};
   // Built for another processor: the program runs where this test runs, in an emulator.
   if constexpr (sizeof(KELDA_EMULATOR) > 1) {
@@ -53,7 +67,8 @@ std::vector<std::string> Words(const std::string& text) {
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
                                const ProgramSurroundings& surroundings) {
   int program_side = -1;
-  if (surroundings.terminal && openpty(&terminal_, &program_side, nullptr, nullptr, nullptr) != 0) {
+  const winsize size{24, surroundings.terminal_columns, 0, 0};
+  if (surroundings.terminal && openpty(&terminal_, &program_side, nullptr, nullptr, &size) != 0) {
     throw std::runtime_error("cannot open a terminal");
   }
   process_ = fork();

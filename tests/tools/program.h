@@ -24,6 +24,9 @@ struct ProgramSurroundings {
   std::map<std::string, std::string> environment{};  // added to the test's own
   std::optional<uint64_t> file_size_limit_bytes{};   // RLIMIT_FSIZE, as a disk that fills up
   bool terminal = false;                             // stderr is one
+  unsigned short terminal_columns = 80;
+  bool closed_pipe = false;  // stdout is a pipe that nobody reads any more
+  int pending_signal = 0;    // comes before the program can do anything
 };
 
 // The words of `text`, separated by blanks.

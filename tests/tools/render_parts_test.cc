@@ -81,9 +81,11 @@ TEST(Timeline, ReadsAScenarioInOrder) {
   const TemporaryFolder folder;
   folder.Write("scenario",
                "# change of scene\n\n  2.5 mode=cinema # now\n0 device=wired\n1e-1\treset\n"
-               "2.5 mode=off");
+               "2.5 mode=off\n2:30 mode=off\n1:00:00.5 mode=off");
   const auto changes = InOrder(ReadScenario(folder / "scenario"));
-  ASSERT_EQ(4U, changes.size());
+  ASSERT_EQ(6U, changes.size());
+  EXPECT_EQ(int64_t{150} * 48000, changes[4].frame);
+  EXPECT_EQ(int64_t{3600} * 48000 + 24000, changes[5].frame);
   EXPECT_EQ(0, changes[0].frame);
   EXPECT_EQ(4800, changes[1].frame);
   EXPECT_EQ(Setting::Key::kReset, changes[1].setting.key);
@@ -91,25 +93,28 @@ TEST(Timeline, ReadsAScenarioInOrder) {
   EXPECT_EQ(2U, changes[2].setting.number);  // of two at the same time, the first stays so
 }
 
-TEST(Timeline, RefusesWithFileAndLine) {
+TEST(Timeline, RefusesWithEveryLineThatIsWrong) {
   const TemporaryFolder folder;
-  const std::string file = folder / "s";
-  const std::pair<const char*, const char*> kCases[] = {
-      {"0 mode=off\n-1 mode=off\n", ":2: not a time in seconds: '-1' (0 to 10000000)"},
-      {"nan mode=off\n", ":1: not a time in seconds: 'nan' (0 to 10000000)"},
-      {"1s mode=off\n", ":1: not a time in seconds: '1s' (0 to 10000000)"},
-      {"\n\n1\n", ":3: a line is 'SECONDS key=value', not '1'"},
-      {"1 mode=off mode=auto\n", ":1: a line is 'SECONDS key=value', not '1 mode=off mode=auto'"},
-      {"1 mode=x\n", ":1: unknown mode 'x' (off, music, cinema, auto)"},
-  };
-  for (const auto& [text, message] : kCases) {
-    folder.Write("s", text);
-    EXPECT_EQ(file + message, UsageRefusal([&] { ReadScenario(file); }));
+  std::string text = "0 mode=off\n1 mode=\x1B[2J\n1 \x1B[2J\n2\n1 mode=off mode=auto\n";
+  std::string messages =
+      "s:2: unknown mode '?[2J' (off, music, cinema, auto)\n"
+      "s:3: unknown key '?[2J' (mode, device, wired-hrtf, bluetooth-hrtf, app, "
+      "reload-apps, reset, enable, disable, property)\n"
+      "s:4: a line is 'TIME key=value', not '2'\n"
+      "s:5: a line is 'TIME key=value', not '1 mode=off mode=auto'";
+  int line = 5;
+  for (const std::string time :
+       {"-1", "nan", "1s", "2:60", "-0:01", "1.5:00", "1:", ":1", "0:0:0:1", "99999:00:00"}) {
+    text += time + " mode=off\n";
+    messages += "\ns:" + std::to_string(++line) + ": not a time: '" + time +
+                "' (150 or 2:30, up to 10000000 seconds)";
   }
-  for (const char* name : {"none", ""}) {  // the second is the folder
-    EXPECT_EQ(folder / name + ": cannot be read",
-              UsageRefusal([&] { ReadScenario(folder / name); }));
-  }
+  folder.Write("s", text);
+  EXPECT_EQ(messages, Refusal(ExitCode::kUsage, folder / "", [&] { ReadScenario(folder / "s"); }));
+  EXPECT_EQ(folder / "none: cannot be read: No such file or directory",
+            UsageRefusal([&] { ReadScenario(folder / "none"); }));
+  EXPECT_EQ(folder / ": cannot be read: not a regular file",
+            UsageRefusal([&] { ReadScenario(folder / ""); }));
 }
 
 TEST(BlockSizes, ReadsAndRepeats) {
@@ -134,10 +139,13 @@ TEST(BlockSizes, ReadsAndRepeats) {
 
 TEST(Progress, SaysPartTimeSpeedAndRest) {
   EXPECT_EQ("[=====>              ]  27%  4:05 of 15:00  98x real time  0:06 left",
-            FormatProgress(245.0, 900.0, 2.5));
+            FormatProgress(245.0, 900.0, 2.5, 79));
   EXPECT_EQ("[====================] 100%  0:10 of 0:10  4.0x real time  0:00 left",
-            FormatProgress(10.0, 10.0, 2.5));
-  EXPECT_EQ("1:00  240x real time", FormatProgress(60.0, std::nullopt, 0.25));
+            FormatProgress(10.0, 10.0, 2.5, 79));
+  EXPECT_EQ("1:00  240x real time", FormatProgress(60.0, std::nullopt, 0.25, 79));
+  EXPECT_EQ("[=>   ]  27%  4:05 of 15:00  98x real time  0:06 left",
+            FormatProgress(245.0, 900.0, 2.5, 53));
+  EXPECT_EQ(" 27%  4:05 of 15:00  98x real time  0:06 left", FormatProgress(245.0, 900.0, 2.5, 52));
 }
 
 }  // namespace

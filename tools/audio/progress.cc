@@ -14,34 +14,42 @@ std::string Minutes(double seconds) {
   return Format("%ld:%02ld", whole / 60, whole % 60);
 }
 
+// "[=====>    ] " of at most `columns`, or nothing if they are too few.
+std::string Bar(double part, std::size_t columns) {
+  constexpr std::size_t kFrame = 3;  // brackets and blank
+  constexpr std::size_t kLeast = 5;
+  constexpr std::size_t kMost = 20;
+  if (columns < kLeast + kFrame) return "";
+  const std::size_t width = std::min(columns - kFrame, kMost);
+  const auto filled = static_cast<std::size_t>(part * static_cast<double>(width));
+  std::string bar(filled, '=');
+  if (filled < width) {
+    bar += '>';
+    bar.resize(width, ' ');
+  }
+  return "[" + bar + "] ";
+}
+
 }  // namespace
 
 std::string FormatProgress(double done_seconds, std::optional<double> total_seconds,
-                           double elapsed_seconds) {
-  constexpr int kBarWidth = 20;
+                           double elapsed_seconds, std::size_t columns) {
   const double speed = elapsed_seconds > 0.0 ? done_seconds / elapsed_seconds : 0.0;
   const std::string text = Format("  %.*fx real time", speed < 10.0 ? 1 : 0, speed);
   if (!total_seconds || *total_seconds <= 0.0) {
     return Minutes(done_seconds) + text;
   }
   const double part = std::clamp(done_seconds / *total_seconds, 0.0, 1.0);
-  const int filled = static_cast<int>(part * kBarWidth);
-  std::string bar(static_cast<size_t>(filled), '=');
-  if (filled < kBarWidth) {
-    bar += '>';
-    bar.resize(kBarWidth, ' ');
-  }
   const int percent = static_cast<int>(part * 100.0);
-  std::string progress = "[" + bar + "] " +
-                         (percent < 10    ? "  "
-                          : percent < 100 ? " "
-                                          : "") +
+  std::string progress = std::string(percent < 10    ? "  "
+                                     : percent < 100 ? " "
+                                                     : "") +
                          std::to_string(percent) + "%  " + Minutes(done_seconds) + " of " +
                          Minutes(*total_seconds) + text;
   if (speed > 0.0) {
     progress += "  " + Minutes((*total_seconds - done_seconds) / speed) + " left";
   }
-  return progress;
+  return Bar(part, columns - std::min(columns, progress.size())) + progress;
 }
 
 Progress::Progress(std::optional<int64_t> total_frames) {
@@ -58,7 +66,7 @@ void Progress::Update(int64_t done_frames) {
   next_ = Clock::now() + kInterval;
   const std::chrono::duration<double> elapsed = Clock::now() - start_;
   line_.Show(FormatProgress(static_cast<double>(done_frames) / kSampleRateHz, total_seconds_,
-                            elapsed.count()));
+                            elapsed.count(), line_.columns()));
 }
 
 }  // namespace kelda::tools

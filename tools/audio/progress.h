@@ -12,9 +12,10 @@
 namespace kelda::tools {
 
 // "[=====>              ]  27%  4:05 of 15:00  98x real time  0:07 left"; without
-// a total only the time and the speed. Times are minutes:seconds.
+// a total only the time and the speed. Times are minutes:seconds. Where `columns` are too
+// few for all of it, the bar is shorter or left out.
 std::string FormatProgress(double done_seconds, std::optional<double> total_seconds,
-                           double elapsed_seconds);
+                           double elapsed_seconds, std::size_t columns);
 
 // Shows the progress in the status line, a few times a second.
 class Progress {

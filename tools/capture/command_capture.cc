@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/progress.h"
 #include "tools/capture/capture_analysis.h"
 #include "tools/capture/capture_layout.h"
 #include "tools/capture/capture_reader.h"
 #include "tools/capture/capture_report.h"
+#include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
 #include "tools/core/standard_output.h"
@@ -149,7 +149,9 @@ void AddCaptureCommand(CLI::App* program) {
   command->footer(
       "A capture is raw: 32-bit float samples at 48 kHz, no header. The effect's own is its "
       "output,\n"
-      "interleaved (property vendor.kelda.pcmdump); that of the equalizer is planar.\n\n"
+      "interleaved (properties vendor.kelda.pcmdump=SECONDS and, which it needs, "
+      "ro.debuggable=1);\n"
+      "that of the equalizer is planar.\n\n"
       "Silence is 2 ms or more below -90 dBFS in all channels. Clipping is what lies beyond full\n"
       "scale, or stays at the same value near it. A discontinuity is a step that fits neither "
       "what\n"

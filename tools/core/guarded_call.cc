@@ -10,6 +10,7 @@
 #include <exception>
 #include <system_error>
 
+#include "tools/core/interruption.h"
 #include "tools/core/printable.h"
 
 namespace kelda::tools {
@@ -20,7 +21,8 @@ constexpr int kTrue = 113;
 constexpr int kFalse = 114;
 
 [[noreturn]] void Child(const std::function<bool()>& work, unsigned limit_s) {
-  for (const int signal : {SIGALRM, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
+  for (const int signal :
+       {SIGALRM, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGINT, SIGTERM, SIGHUP}) {
     std::signal(signal, SIG_DFL);
   }
   alarm(limit_s);
@@ -38,6 +40,7 @@ constexpr int kFalse = 114;
 }  // namespace
 
 ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s) {
+  CheckInterruption();
   std::fflush(stdout);
   const pid_t child = fork();
   if (child < 0) {
@@ -47,7 +50,9 @@ ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
     if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "waitpid");
+    if (InterruptionCame()) kill(child, SIGKILL);
   }
+  CheckInterruption();
   if (WIFSIGNALED(status)) {
     const int signal = WTERMSIG(status);
     return {false, false,

@@ -15,7 +15,7 @@ struct ChildEnd {
 
 // Runs `work` in a child process, for code that may crash, hang or leave: after
 // `limit_s` seconds it is ended. Standard output is shared, and flushed on both sides.
-// Throws std::system_error if there can be no child.
+// Throws std::system_error if there can be no child, and Interrupted.
 ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s);
 
 }  // namespace kelda::tools

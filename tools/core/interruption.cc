@@ -16,14 +16,20 @@ void Remember(int signal) { g_signal = signal; }
 void InstallSignalHandlers() {
   struct sigaction action {};
   action.sa_handler = Remember;
+  sigset_t remembered;
+  sigemptyset(&remembered);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     sigaction(signal, &action, nullptr);
+    sigaddset(&remembered, signal);
   }
+  sigprocmask(SIG_UNBLOCK, &remembered, nullptr);
   action.sa_handler = SIG_IGN;
   for (const int signal : {SIGPIPE, SIGXFSZ}) {
     sigaction(signal, &action, nullptr);
   }
 }
+
+bool InterruptionCame() { return g_signal != 0; }
 
 void CheckInterruption() {
   if (g_signal != 0) {

@@ -4,9 +4,12 @@
 
 namespace kelda::tools {
 
-// From here on those signals are only remembered. SIGPIPE and SIGXFSZ are
-// ignored, so that the write which met them reports an error instead.
+// From here on those signals, also if the parent left them blocked, are only remembered. SIGPIPE
+// and SIGXFSZ are ignored, so that the write which met them reports an error instead.
 void InstallSignalHandlers();
+
+// Whether one of the signals came.
+bool InterruptionCame();
 
 // Throws Interrupted if one of the signals came.
 void CheckInterruption();

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "tools/core/failure.h"
+#include "tools/core/interruption.h"
 
 namespace kelda::tools {
 namespace {
@@ -106,6 +107,7 @@ void OutputFile::Commit() {
 void WriteWholeFile(const fs::path& path, std::span<const std::byte> bytes) {
   OutputFile file(path);
   file.Write(bytes);
+  CheckInterruption();
   file.Commit();
 }
 

@@ -6,8 +6,9 @@
 
 namespace kelda::tools {
 
-// Prints `lines` whole, control characters in them as text. Throws Failure (output) if the
-// reader is gone or the disk full.
+// Prints `lines`, control characters in them as text. A reader that has closed its end of a
+// pipe, as `head` does, wants no more: that is no failure. Throws Failure (output) if the disk
+// is full, and Interrupted.
 void PrintToStandardOutput(const std::string& lines);
 
 }  // namespace kelda::tools

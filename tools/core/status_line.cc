@@ -1,6 +1,7 @@
 #include "tools/core/status_line.h"
 
 #include <android/log.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -50,7 +51,14 @@ void ShowLog(int priority) {
   __android_log_set_logger(Log);
 }
 
-void ShowMessage(const std::string& message) { ShowLines("kelda: " + message); }
+void ShowMessage(const std::string& message) {
+  std::string lines = "kelda: ";
+  for (const char c : message) {
+    lines += c;
+    if (c == '\n') lines += "kelda: ";
+  }
+  ShowLines(lines);
+}
 
 void ShowLines(const std::string& lines) {
   PrintAbove([&] { Write(PrintableLines(lines) + "\n"); });
@@ -58,10 +66,17 @@ void ShowLines(const std::string& lines) {
 
 StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}
 
+std::size_t StatusLine::columns() const {
+  constexpr std::size_t kUsual = 80;
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U
+                                                                         : kUsual - 1;
+}
+
 StatusLine::~StatusLine() { Show(""); }
 
 void StatusLine::Show(const std::string& text) {
-  const std::string shown = Printable(text);
+  const std::string shown = Printable(text).substr(0, columns());
   if (!visible_ || shown == CurrentText()) {
     return;
   }

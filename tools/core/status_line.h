@@ -3,6 +3,7 @@
 #ifndef KELDA_TOOLS_STATUS_LINE_H_
 #define KELDA_TOOLS_STATUS_LINE_H_
 
+#include <cstddef>
 #include <string>
 
 namespace kelda::tools {
@@ -11,7 +12,7 @@ namespace kelda::tools {
 // stderr, without tearing the status line; control characters in them are shown as text.
 void ShowLog(int priority);
 
-// Prints "kelda: " and the message as a line of its own.
+// Prints "kelda: " and the message as a line of its own, or each line of the message so.
 void ShowMessage(const std::string& message);
 
 // Prints whole lines, control characters in them as text; `lines` has no line end after the
@@ -28,6 +29,10 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
 
   bool visible() const { return visible_; }
+  // How many characters fit into it now: one less than the terminal is wide, so that none
+  // wraps.
+  std::size_t columns() const;
+  // What does not fit is cut off.
   void Show(const std::string& text);
 
  private:

@@ -40,8 +40,9 @@ EffectSession::EffectSession(const EffectLibrary& library) : library_(library) {
   constexpr int32_t kSession = 1;
   constexpr int32_t kOutput = 1;
   effect_handle_t handle = nullptr;
-  Check(library.info().create_effect(&kUuid, kSession, kOutput, &handle),
-        "to be created; property vendor.kelda.effect must be 1");
+  const int32_t status = library.info().create_effect(&kUuid, kSession, kOutput, &handle);
+  Check(status, status == -ENOMEM ? "to be created for want of memory"
+                                  : "to be created; property vendor.kelda.effect must be 1");
   if (handle == nullptr || *handle == nullptr) {
     throw Failure(ExitCode::kRefused, "the effect was created without a handle");
   }

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "tools/core/failure.h"
+#include "tools/core/text_file.h"
 #include "tools/framework/device_name.h"
 
 namespace kelda::tools {
@@ -14,8 +15,6 @@ namespace {
 using Key = Setting::Key;
 
 [[noreturn]] void Refuse(const std::string& message) { throw Failure(ExitCode::kUsage, message); }
-
-std::string Quoted(std::string_view text) { return std::string(1, '\'').append(text).append("'"); }
 
 uint32_t ParseMode(std::string_view value) {
   constexpr std::string_view kNames[] = {"off", "music", "cinema", "auto"};

@@ -5,7 +5,6 @@
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
-#include "tools/core/file_problems.h"
 #include "tools/core/standard_output.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
@@ -26,7 +25,7 @@ struct InspectArguments {
 void InspectOne(const InspectArguments& arguments) {
   const InspectedFile file = InspectFile(arguments.path);
   if (!file.problem.empty()) {
-    throw FileFailure(arguments.path.string() + ": " + file.problem);
+    throw Failure(ExitCode::kInput, arguments.path.string() + ": " + file.problem);
   }
   if (arguments.json) {
     Json json{{"file", arguments.path.string()}, {"kind", file.kind}};
@@ -46,7 +45,7 @@ void InspectAll(const InspectArguments& arguments) {
   PrintToStandardOutput(arguments.json ? ToText(DirectoryJson(directory))
                                        : FormatDirectory(directory));
   if (const std::string problems = directory.Problems(); !problems.empty()) {
-    throw FileFailure(problems);
+    throw Failure(ExitCode::kInput, problems);
   }
 }
 

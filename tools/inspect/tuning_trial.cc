@@ -8,6 +8,7 @@
 #include <random>
 #include <utility>
 
+#include "tools/core/interruption.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::tools {
@@ -29,6 +30,7 @@ void Collect(const __android_log_message* line) { Lines().emplace_back(line->tag
 std::vector<Period> Play(EffectSession* session, std::minstd_rand* random, Period* last_input) {
   std::vector<Period> out;
   for (int i = 0; i < kPeriods; ++i) {
+    CheckInterruption();
     Period period(kPeriodFrames * kChannels);
     for (float& sample : period) {
       sample = static_cast<float>((*random)()) / static_cast<float>(random->max()) * 0.5f - 0.25f;

@@ -3,6 +3,7 @@
 #include <elf.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -94,7 +95,7 @@ std::string ProcessorName(const unsigned char* identity, unsigned machine) {
 
 ElfLibrary ReadElfLibrary(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream) Refuse(path.string() + ": cannot be opened");
+  if (!stream) Refuse(path.string() + ": cannot be read: " + std::strerror(errno));
   const std::vector<char> file{std::istreambuf_iterator<char>(stream), {}};
   try {
     const auto identity = Read<std::array<unsigned char, EI_NIDENT>>(file, 0);

@@ -166,7 +166,7 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
          "verbose, debug, info, warn, error or silent (warn)");
   option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   option("--at", arguments->changes, "SECONDS KEY=VALUE",
-         "Change a setting while the audio runs; repeated")
+         "Change a setting while the audio runs, at 150 or 2:30; repeated")
       ->allow_extra_args(false);
   option("--scenario", arguments->scenario, "FILE", "Such changes, one a line; # begins a comment");
   command->add_flag("--raw-timing", arguments->raw_timing,
@@ -188,6 +188,9 @@ void AddRenderCommand(CLI::App* program) {
       "frames every multiple of 0.02 s is exact.\n\n"
       "Keys of --at and --scenario:\n" +
       SettingHelp() +
+      "\nWith --property ro.debuggable=1 --property vendor.kelda.pcmdump=SECONDS the effect "
+      "captures\n"
+      "its output, in the tuning directory (see kelda capture).\n"
       "\nExample:\n"
       "  kelda render song.flac out.wav --mode music --device wired \\\n"
       "      --at 2.5 mode=cinema --at 5 device=bluetooth --dump\n\n" +

@@ -3,54 +3,87 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
-#include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "tools/core/failure.h"
+#include "tools/core/file_problems.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 
-TimedSetting ParseTimedSetting(std::string_view seconds, std::string_view setting,
-                               const std::string& origin) {
+namespace {
+
+// "150", "2:30", "0:02:30.5": seconds, with minutes and hours before them. Nothing if it is
+// no time from 0 to 1e7 seconds.
+std::optional<double> ParseSeconds(std::string_view text) {
   constexpr double kMaxSeconds = 1e7;
-  double time = 0.0;
-  const auto [end, error] = std::from_chars(seconds.data(), seconds.data() + seconds.size(), time);
-  if (error != std::errc() || end != seconds.data() + seconds.size() ||
-      !(time >= 0.0 && time <= kMaxSeconds)) {
-    throw Failure(ExitCode::kUsage, origin + ": not a time in seconds: '" + std::string(seconds) +
-                                        "' (0 to 10000000)");
+  constexpr int kMostParts = 3;
+  double seconds = 0;
+  for (int part_number = 1; part_number <= kMostParts; ++part_number) {
+    const std::size_t colon = text.find(':');
+    const bool last = colon == std::string_view::npos;
+    const std::string_view part = text.substr(0, colon);
+    double value = 0;
+    const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), value);
+    const bool digits = part.find_first_not_of("0123456789") == std::string_view::npos;
+    if (error != std::errc() || end != part.data() + part.size() || !(value >= 0) ||
+        !(last || digits) || (part_number > 1 && value >= 60)) {
+      return std::nullopt;
+    }
+    seconds = 60 * seconds + value;
+    if (last) return seconds <= kMaxSeconds ? std::optional(seconds) : std::nullopt;
+    text.remove_prefix(colon + 1);
   }
+  return std::nullopt;
+}
+
+TimedSetting ParseChange(std::string_view time, std::string_view setting,
+                         const std::string& origin) {
+  const std::optional<double> seconds = ParseSeconds(time);
+  if (!seconds) {
+    throw Failure(ExitCode::kUsage,
+                  "not a time: " + Quoted(time) + " (150 or 2:30, up to 10000000 seconds)");
+  }
+  return {std::llround(*seconds * kSampleRateHz), ParseSetting(setting), origin};
+}
+
+}  // namespace
+
+TimedSetting ParseTimedSetting(std::string_view time, std::string_view setting,
+                               const std::string& origin) {
   try {
-    return {std::llround(time * kSampleRateHz), ParseSetting(setting), origin};
+    return ParseChange(time, setting, origin);
   } catch (const Failure& failure) {
     throw Failure(failure.code(), origin + ": " + failure.what());
   }
 }
 
 std::vector<TimedSetting> ReadScenario(const std::filesystem::path& file) {
-  std::ifstream stream(file);
+  constexpr std::size_t kMaxBytes = std::size_t{16} << 20;
+  std::istringstream stream(ReadTextFile(file, kMaxBytes, ExitCode::kUsage));
   std::vector<TimedSetting> changes;
+  FileProblems problems(file.string());
   std::string line;
-  for (int number = 1; std::getline(stream, line); ++number) {
+  for (std::size_t number = 1; std::getline(stream, line); ++number) {
     std::istringstream words(line.substr(0, line.find('#')));
-    std::string seconds;
+    std::string time;
     std::string setting;
     std::string surplus;
-    if (!(words >> seconds)) {
+    if (!(words >> time)) {
       continue;
     }
-    const std::string origin = file.string() + ":" + std::to_string(number);
     if (!(words >> setting) || words >> surplus) {
-      std::string message = origin;
-      message.append(": a line is 'SECONDS key=value', not '").append(line).append("'");
-      throw Failure(ExitCode::kUsage, message);
+      problems.Add(number, "a line is 'TIME key=value', not " + Quoted(line));
+      continue;
     }
-    changes.push_back(ParseTimedSetting(seconds, setting, origin));
+    try {
+      changes.push_back(ParseChange(time, setting, file.string() + ":" + std::to_string(number)));
+    } catch (const Failure& failure) {
+      problems.Add(number, failure.what());
+    }
   }
-  if (!stream.eof()) {
-    throw Failure(ExitCode::kUsage, file.string() + ": cannot be read");
-  }
+  problems.ThrowIfAny("", ExitCode::kUsage);
   return changes;
 }
 

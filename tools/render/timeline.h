@@ -25,13 +25,13 @@ struct TimedSetting {
   std::string origin;  // where it was written, for messages
 };
 
-// Reads one change; `seconds` from 0 to 1e7. Throws Failure (usage) with the
-// origin, the value and the range.
-TimedSetting ParseTimedSetting(std::string_view seconds, std::string_view setting,
+// Reads one change; `time` is seconds, or minutes:seconds, or hours:minutes:seconds,
+// up to 1e7 seconds. Throws Failure (usage) with the origin, the value and the range.
+TimedSetting ParseTimedSetting(std::string_view time, std::string_view setting,
                                const std::string& origin);
 
-// Reads a scenario file: lines of "SECONDS key=value"; blank lines and what
-// follows a '#' are skipped. Throws Failure (usage), messages start "file:line: ".
+// Reads a scenario file of at most 16 MiB: lines of "TIME key=value"; blank lines and
+// what follows a '#' are skipped. Throws Failure (usage) with all that is wrong.
 std::vector<TimedSetting> ReadScenario(const std::filesystem::path& file);
 
 // The changes in the order in which they happen: by time, then as given.

@@ -2,6 +2,7 @@
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/interruption.h"
 
 namespace kelda::tools {
 
