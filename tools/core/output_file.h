@@ -39,7 +39,7 @@ class OutputFile {
   int descriptor_ = -1;
 };
 
-// Makes the whole file. Throws Failure (output).
+// Makes the whole file. Throws Failure (output), and Interrupted with no file made.
 void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte> bytes);
 
 }  // namespace kelda::tools

@@ -7,6 +7,7 @@
 #include "tools/core/printable.h"
 #include "tools/core/text_file.h"
 #include "tools/inspect/app_list_names.h"
+#include "tools/tune/tuning_directory.h"
 #include "upmix-lib/config_file.h"
 
 namespace kelda::tools {
@@ -47,6 +48,7 @@ std::set<std::string> PresentNames(const fs::path& directory) {
   if (error) {
     throw Failure(ExitCode::kInput, directory.string() + ": cannot be read: " + error.message());
   }
+  names.erase(kTuningManifest);
   return names;
 }
 

@@ -2,7 +2,6 @@
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
-#include "tools/core/interruption.h"
 
 namespace kelda::tools {
 

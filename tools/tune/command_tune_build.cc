@@ -27,8 +27,7 @@ void Run(const Arguments& arguments) {
   if (arguments.project.empty() || arguments.output.empty()) {
     throw Failure(ExitCode::kUsage, "PROJECT.toml and -o DIR are required, or --template");
   }
-  const TuningBuild build = BuildTuning(ReadTuningProject(arguments.project));
-  if (!build.warnings.empty()) ShowLines(build.warnings);
+  const TuningBuild build = BuildTuning(ReadTuningProject(arguments.project), ShowLines);
   WriteTuningDirectory(arguments.output, build.files);
   if (!arguments.quiet) {
     PrintToStandardOutput(arguments.output.string() + ": " + std::to_string(build.files.size()) +
@@ -51,8 +50,9 @@ void AddTuneBuildCommand(CLI::App* tune) {
                     "Print a commented project, and do nothing else");
   command->add_flag("--quiet", arguments->quiet, "Print no report");
   command->footer(TuneFooter(
-      "The directory appears whole or not at all. One that is there is replaced only if it holds\n"
-      "nothing but tuning files.\n",
+      "The directory appears whole or not at all. One that is there is replaced only if every "
+      "file\n"
+      "in it is as an earlier build left it.\n",
       "kelda tune build --template > project.toml\n  kelda tune build project.toml -o tuning"));
   command->callback([arguments] { Run(*arguments); });
 }

@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "tools/core/interruption.h"
 #include "tools/core/text_file.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/equalizer/equalizer_design.h"
@@ -18,6 +19,8 @@ namespace fs = std::filesystem;
 
 class Builder {
  public:
+  explicit Builder(const WarningReceiver& warn) : warn_(warn) {}
+
   TuningBuild Build(const TuningProject& project) {
     AddApplications(project.applications);
     for (const auto& [type, ears] : project.ears) AddEars(type + ".hki", ears);
@@ -38,6 +41,7 @@ class Builder {
 
  private:
   void Add(const std::string& name, std::vector<std::byte> bytes, const std::string& origin) {
+    CheckInterruption();
     build_.files.push_back({name, std::move(bytes)});
     build_.report.append("\n== ").append(name).append(": ").append(origin).append("\n");
   }
@@ -49,15 +53,14 @@ class Builder {
   }
 
   void Warn(const std::string& lines) {
-    if (lines.empty()) return;
-    build_.warnings.append(build_.warnings.empty() ? "" : "\n").append(lines);
+    if (!lines.empty()) warn_(lines);
   }
 
   void AddApplications(const fs::path& path) {
     const std::string list = ReadWholeFile(path, kMaxAppListBytes);
     const AppListCheck check = CheckAppList(path.string(), list);
-    check.rejected.ThrowIfAny();
     Warn(check.doubtful.Text());
+    check.rejected.ThrowIfAny();
     const auto bytes = std::as_bytes(std::span(list));
     Add("tunedapp_list", {bytes.begin(), bytes.end()}, path.string());
     build_.report += std::to_string(check.entries) + " applications\n";
@@ -84,8 +87,8 @@ class Builder {
 
   void AddEqualizer(const std::string& name, const fs::path& path) {
     const EqualizerText text = ReadEqualizerText(path);
-    const EqualizerDesign design = DesignEqualizer(text, path.string());
     Warn(text.warnings);
+    const EqualizerDesign design = DesignEqualizer(text, path.string());
     Warn(ClippingWarning(design, path.string()));
     Add(name, upmix_lib::BuildEqualizerFile(design.tuning), path.string());
     build_.report += DescribeEqualizer(design);
@@ -96,11 +99,14 @@ class Builder {
         preset.empty() ? "the defaults" : preset.string());
   }
 
+  const WarningReceiver& warn_;
   TuningBuild build_;
 };
 
 }  // namespace
 
-TuningBuild BuildTuning(const TuningProject& project) { return Builder().Build(project); }
+TuningBuild BuildTuning(const TuningProject& project, const WarningReceiver& warn) {
+  return Builder(warn).Build(project);
+}
 
 }  // namespace kelda::tools

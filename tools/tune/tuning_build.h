@@ -1,6 +1,7 @@
 #ifndef KELDA_TOOLS_TUNING_BUILD_H_
 #define KELDA_TOOLS_TUNING_BUILD_H_
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,14 +12,16 @@ namespace kelda::tools {
 
 struct TuningBuild {
   std::vector<TuningFile> files;
-  std::string report;    // what each file was made from and how it turned out
-  std::string warnings;  // whole lines, or empty
+  std::string report;  // what each file was made from and how it turned out
 };
 
+// Takes whole lines, without a line end after the last.
+using WarningReceiver = std::function<void(const std::string& lines)>;
+
 // Makes every file of a tuning directory, in memory. One equalizer for both devices is in
-// "personalized.ba", two are in "wired.ba" and "bluetooth.ba". Throws FileFailure for the
-// first source that cannot be used, Interrupted.
-TuningBuild BuildTuning(const TuningProject& project);
+// "personalized.ba", two are in "wired.ba" and "bluetooth.ba". Throws Failure for the first
+// source that cannot be used, Interrupted.
+TuningBuild BuildTuning(const TuningProject& project, const WarningReceiver& warn);
 
 }  // namespace kelda::tools
 

@@ -3,95 +3,138 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
-#include <string_view>
+#include <span>
 #include <system_error>
 
 #include "tools/core/failure.h"
+#include "tools/core/interruption.h"
+#include "tools/core/text_file.h"
+#include "upmix-lib/crc32.h"
 
 namespace kelda::tools {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A directory beside another one, removed at the end if it is still there.
-class SiblingDirectory {
- public:
-  SiblingDirectory(const fs::path& directory, const std::string& suffix)
-      : path_(directory.string() + "." + suffix + std::to_string(getpid())) {
-    Remove();
-  }
-  ~SiblingDirectory() { Remove(); }
-  SiblingDirectory(const SiblingDirectory&) = delete;
-  SiblingDirectory& operator=(const SiblingDirectory&) = delete;
+constexpr std::size_t kMaxNameShown = 255;
 
-  const fs::path& path() const { return path_; }
+std::error_code LastError() { return {errno, std::generic_category()}; }
+
+// Where a new set is made and an old one waits for its end: a new directory beside `target`,
+// which goes at the end with what is left in it.
+class Workspace {
+ public:
+  explicit Workspace(const fs::path& target) : path_(target.string() + ".new-XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) {
+      throw fs::filesystem_error("", path_, LastError());
+    }
+    fs::create_directory(fresh());
+  }
+  ~Workspace() {
+    std::error_code ignored;
+    if (!keep_) fs::remove_all(path_, ignored);
+  }
+  Workspace(const Workspace&) = delete;
+  Workspace& operator=(const Workspace&) = delete;
+
+  fs::path fresh() const { return fs::path(path_) / "fresh"; }
+  fs::path old() const { return fs::path(path_) / "old"; }
+  // Whether it stays at the end.
+  void Keep(bool keep) { keep_ = keep; }
 
  private:
-  void Remove() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-
-  fs::path path_;
+  std::string path_;
+  bool keep_ = false;
 };
 
-// Whether a tuning directory may hold a file of this name.
-bool IsTuningFile(std::string_view name) {
-  constexpr std::string_view kEndings[] = {".hki", ".ba", ".hki.config", ".ba.config"};
-  constexpr std::string_view kNames[] = {
-      "tunedapp_list",        "upmix.music.hps.bin", "upmix.music.hpp.bin", "upmix.cinema.hps.bin",
-      "upmix.cinema.hpp.bin", "upl.music.bin",       "upl.cinema.bin"};
-  return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames) ||
-         std::any_of(std::begin(kEndings), std::end(kEndings),
-                     [&](std::string_view ending) { return name.ends_with(ending); });
+// The directory that `path` names, through links, whether it is there or not.
+fs::path Target(const fs::path& path) {
+  constexpr int kMostLinks = 40;  // as the kernel
+  // Without a trailing '/', which would make the workspace a child.
+  fs::path target = fs::absolute(path / "").parent_path();
+  for (int links = 0; fs::is_symlink(target); ++links) {
+    if (links == kMostLinks) {
+      throw fs::filesystem_error("", path,
+                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
+    }
+    target = (target.parent_path() / fs::read_symlink(target) / "").parent_path();
+  }
+  return target;
 }
 
-void RefuseForeignFiles(const fs::path& directory, const std::vector<TuningFile>& files) {
+// A line of the manifest: the checksum of a file as it was made, and its name.
+std::string ManifestLine(std::span<const std::byte> bytes, const std::string& name) {
+  char checksum[16];
+  std::snprintf(checksum, sizeof(checksum), "%08x ",
+                static_cast<unsigned>(upmix_lib::Crc32(bytes)));
+  return checksum + name + "\n";
+}
+
+std::string Manifest(const std::vector<TuningFile>& files) {
+  std::string manifest = "# Made by kelda tune build, which replaces these files and no others.\n";
+  for (const TuningFile& file : files) manifest += ManifestLine(file.bytes, file.name);
+  return manifest;
+}
+
+// Throws Failure unless every file is as an earlier call left it.
+void RefuseForeignFiles(const fs::path& directory) {
+  constexpr std::size_t kMaxBytes = std::size_t{64} << 20;  // more than any tuning file
+  const fs::path manifest = directory / kTuningManifest;
+  std::string made = "\n";
+  if (fs::exists(manifest)) made += ReadWholeFile(manifest, kMaxBytes, ExitCode::kOutput);
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     const std::string name = entry.path().filename().string();
-    const bool ours = std::any_of(files.begin(), files.end(),
-                                  [&](const TuningFile& file) { return file.name == name; });
-    if (!ours && !(IsTuningFile(name) && entry.is_regular_file())) {
-      throw Failure(ExitCode::kOutput, directory.string() + ": not replaced, it holds \"" + name +
-                                           "\", which is no tuning file");
+    if (name == kTuningManifest) continue;
+    const auto as_made = [&] {
+      const std::string bytes = ReadWholeFile(entry.path(), kMaxBytes, ExitCode::kOutput);
+      return made.find('\n' + ManifestLine(std::as_bytes(std::span(bytes)), name)) !=
+             std::string::npos;
+    };
+    if (entry.symlink_status().type() != fs::file_type::regular ||
+        made.find(' ' + name + '\n') == std::string::npos || !as_made()) {
+      throw Failure(ExitCode::kOutput, directory.string() + ": not replaced, " +
+                                           Quoted(name, kMaxNameShown) +
+                                           " in it is not as an earlier build left it");
     }
   }
 }
 
-void WriteFile(const fs::path& path, const std::vector<std::byte>& bytes) {
+void WriteFile(const fs::path& path, std::span<const std::byte> bytes) {
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
   file.close();
   if (!file) {
-    throw Failure(ExitCode::kOutput, path.string() + ": cannot be written");
+    throw fs::filesystem_error("", path, LastError());
   }
 }
 
-// Gives `fresh` the place of `target`, and `target`, if it is there, the name `old`.
-void TakePlace(const fs::path& fresh, const fs::path& target, const fs::path& old) {
+// Gives the workspace's fresh directory the place of `target`, and takes `target`, if it is
+// there, into the workspace.
+void TakePlace(const fs::path& target, Workspace* workspace) {
   if (!fs::exists(target)) {
-    fs::rename(fresh, target);
+    fs::rename(workspace->fresh(), target);
     return;
   }
-  if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
-    fs::rename(fresh, old);
+  if (renameat2(AT_FDCWD, workspace->fresh().c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) ==
+      0) {
     return;
   }
   if (errno != EINVAL && errno != ENOSYS) {
-    throw fs::filesystem_error("cannot be replaced", target,
-                               std::error_code(errno, std::generic_category()));
+    throw fs::filesystem_error("", target, LastError());
   }
   // A file system that cannot exchange.
-  fs::rename(target, old);
+  fs::rename(target, workspace->old());
   std::error_code failure;
-  fs::rename(fresh, target, failure);
+  fs::rename(workspace->fresh(), target, failure);
   if (failure) {
-    fs::rename(old, target);
-    throw fs::filesystem_error("cannot be replaced", target, failure);
+    workspace->Keep(true);  // the old set is in it until it has its place again
+    fs::rename(workspace->old(), target);
+    workspace->Keep(false);
+    throw fs::filesystem_error("", target, failure);
   }
 }
 
@@ -99,22 +142,25 @@ void TakePlace(const fs::path& fresh, const fs::path& target, const fs::path& ol
 
 void WriteTuningDirectory(const fs::path& directory, const std::vector<TuningFile>& files) {
   try {
-    // Without a trailing '/', which would make the siblings children.
-    const fs::path target = fs::absolute(directory / "").parent_path();
+    const fs::path target = Target(directory);
     const bool replaces = fs::exists(target);
     if (replaces) {
-      RefuseForeignFiles(target, files);
+      RefuseForeignFiles(target);
+    } else {
+      fs::create_directories(target.parent_path());
     }
-    const SiblingDirectory fresh(target, "new");
-    const SiblingDirectory old(target, "old");
-    fs::create_directories(fresh.path());
+    Workspace workspace(target);
     for (const TuningFile& file : files) {
-      WriteFile(fresh.path() / file.name, file.bytes);
+      WriteFile(workspace.fresh() / file.name, file.bytes);
     }
-    if (replaces) fs::permissions(fresh.path(), fs::status(target).permissions());
-    TakePlace(fresh.path(), target, old.path());
+    const std::string manifest = Manifest(files);
+    WriteFile(workspace.fresh() / kTuningManifest, std::as_bytes(std::span(manifest)));
+    if (replaces) fs::permissions(workspace.fresh(), fs::status(target).permissions());
+    CheckInterruption();
+    TakePlace(target, &workspace);
   } catch (const fs::filesystem_error& error) {
-    throw Failure(ExitCode::kOutput, error.what());
+    throw Failure(ExitCode::kOutput,
+                  error.path1().string() + ": cannot be written: " + error.code().message());
   }
 }
 

@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 constexpr const char* kHrtfTypes[] = {"standard", "personalized", "speaker"};
 constexpr const char* kDevices[] = {"wired", "bluetooth"};
 constexpr const char* kModes[] = {"music", "cinema"};
+constexpr std::size_t kMaxPathShown = 4096;
 
 class ProjectReader {
  public:
@@ -20,20 +21,20 @@ class ProjectReader {
 
   TuningProject Read() {
     TuningProject project;
-    project.applications = Path(root_.RequiredText("applications"));
+    project.applications = RequiredFile(&root_, "applications");
     ReadEars(&project);
     ReadDevices(&project);
     for (const char* mode : kModes) {
       TuningProject::Presets& presets = project.upmixes[mode];
       if (auto table = root_.Table(mode)) {
-        presets.standard = Path(table->Text("standard").value_or(""));
-        presets.personalized = Path(table->Text("personalized").value_or(""));
+        presets.standard = File(&*table, "standard");
+        presets.personalized = File(&*table, "personalized");
         table->RefuseOtherKeys();
       }
     }
     auto levels = root_.Table("level");
     for (const char* mode : kModes) {
-      project.levels[mode] = levels ? Path(levels->Text(mode).value_or("")) : fs::path();
+      project.levels[mode] = levels ? File(&*levels, mode) : fs::path();
     }
     if (levels) levels->RefuseOtherKeys();
     root_.RefuseOtherKeys();
@@ -42,8 +43,22 @@ class ProjectReader {
   }
 
  private:
-  fs::path Path(const std::string& text) const {
-    return text.empty() ? fs::path() : folder_ / text;
+  // The file that the key names; adds a problem if it cannot be opened.
+  fs::path File(TomlReader* table, const char* key) const {
+    return Opened(table, key, table->Text(key).value_or(""));
+  }
+
+  fs::path RequiredFile(TomlReader* table, const char* key) const {
+    return Opened(table, key, table->RequiredText(key));
+  }
+
+  fs::path Opened(TomlReader* table, const char* key, const std::string& name) const {
+    if (name.empty()) return {};
+    fs::path path = folder_ / name;
+    if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
+      table->Refuse(key, "cannot be read: " + Quoted(path.string(), kMaxPathShown) + ": " + reason);
+    }
+    return path;
   }
 
   void ReadEars(TuningProject* project) {
@@ -53,8 +68,8 @@ class ProjectReader {
       auto table = hrtf->Table(type);
       if (!table) continue;
       TuningProject::Ears& ears = project->ears[type];
-      ears.sofa = Path(table->RequiredText("sofa"));
-      ears.room = Path(table->Text("room").value_or(""));
+      ears.sofa = RequiredFile(&*table, "sofa");
+      ears.room = File(&*table, "room");
       HrirOptions& options = ears.options;
       options.taps = static_cast<int>(
           table->Number("taps", kMinHrirTaps, kMaxFreeFieldTaps).value_or(kDefaultHrirTaps));
@@ -76,7 +91,7 @@ class ProjectReader {
       }
       TuningProject::Device& device = project->devices[name];
       device.hrtf = table->RequiredText("hrtf");
-      device.equalizer = Path(table->RequiredText("equalizer"));
+      device.equalizer = RequiredFile(&*table, "equalizer");
       if (!device.hrtf.empty() && !project->ears.contains(device.hrtf)) {
         table->Refuse("hrtf", "has no table of its own (" + Quoted(device.hrtf) +
                                   ", known: those of [hrtf.standard], [hrtf.personalized] and "

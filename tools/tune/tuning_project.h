@@ -33,8 +33,8 @@ struct TuningProject {
   std::filesystem::path applications;
 };
 
-// Throws FileFailure with every key that is missing, unknown or wrong. Reads none of the
-// files that the project names.
+// Throws FileFailure with every key that is missing, unknown or wrong, or names a file that
+// cannot be opened. Reads none of those files.
 TuningProject ReadTuningProject(const std::filesystem::path& path);
 
 // A commented project to start from.
