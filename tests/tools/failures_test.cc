@@ -52,7 +52,7 @@ TEST_F(Failures, WrongUsage) {
       {"", "a command is missing (kelda --help shows what there is)"},
       {"rendr a",
        "unknown command 'rendr', did you mean render? (kelda --help shows what there is)"},
-      {"tune lvele", "unknown command 'lvele', did you mean level? (kelda tune --help shows what"},
+      {"tune htrf", "unknown command 'htrf', did you mean hrtf? (kelda tune --help shows what"},
       {"play a", "unknown command 'play' ("},
       {"render a --modee=off",
        "unknown option '--modee', did you mean --mode? (kelda render --help"},

@@ -42,12 +42,9 @@ TEST(DeviceName, ReadsNamesAndNumbers) {
 TEST(Setting, ReadsKeysAndValues) {
   using Key = Setting::Key;
   const std::pair<const char*, Setting> kCases[] = {
-      {"mode=off", {Key::kMode, 0, ""}},
       {"mode=auto", {Key::kMode, 3, ""}},
-      {"device=wired", {Key::kDevice, 8, ""}},
       {"wired-hrtf=standard", {Key::kWiredHrtf, 1, ""}},
       {"bluetooth-hrtf=personalized", {Key::kBluetoothHrtf, 2, ""}},
-      {"app=com.a.b", {Key::kApp, 0, "com.a.b&0"}},
       {"app=com.a.b&1", {Key::kApp, 0, "com.a.b&1"}},
       {"reload-apps", {Key::kReloadApps, 0, ""}},
       {"property=a.b=c=d", {Key::kProperty, 0, "a.b=c=d"}}};

@@ -159,6 +159,7 @@ TEST_F(TuneEq, ReadsEveryKindOfFilter) {
       {"PK Fc 10.000 Hz Gain -1,5 dB Q 1.414", {BandType::kPeaking, 10000, -1.5F, 1.414F}},
       {"PK Fc 1.050,5 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050.5F, 1, 1}},
       {"PK Fc 1.250 kHz Gain 1,5 dB Q 1", {BandType::kPeaking, 1250, 1.5F, 1}},
+      {"PK Fc 10.000 Hz Gain 1,500 dB Q 1", {BandType::kPeaking, 10000, 1.5F, 1}},
       {"PK Fc 10.000 Hz Gain 1 dB Q 1\nPreamp: -1,500 dB", {BandType::kPeaking, 10000, 1, 1}},
       {"PK Fc 10.000 Hz Gain 1 dB Q 1\nFilter: OFF PK Fc 50,5 Hz",
        {BandType::kPeaking, 10000, 1, 1}},

@@ -2,7 +2,6 @@
 
 #include <span>
 
-#include "tools/core/interruption.h"
 #include "tools/core/text_file.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/equalizer/equalizer_design.h"
@@ -41,7 +40,6 @@ class Builder {
 
  private:
   void Add(const std::string& name, std::vector<std::byte> bytes, const std::string& origin) {
-    CheckInterruption();
     build_.files.push_back({name, std::move(bytes)});
     build_.report.append("\n== ").append(name).append(": ").append(origin).append("\n");
   }
