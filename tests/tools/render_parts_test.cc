@@ -1,4 +1,5 @@
 // The parts of `kelda render` alone: what it reads from its user, and its progress.
+#include <android/log.h>
 #include <gtest/gtest.h>
 #include <system/audio.h>
 
@@ -12,6 +13,7 @@
 #include "tools/audio/progress.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/device_name.h"
+#include "tools/framework/log_capture.h"
 #include "tools/render/timeline.h"
 
 namespace kelda::tools {
@@ -132,6 +134,12 @@ TEST(BlockSizes, ReadsAndRepeats) {
     reached.insert(frames);
   }
   EXPECT_TRUE(reached.contains(1020) && reached.contains(1028));
+}
+
+TEST(LogCapture, PutsThePriorityBack) {
+  const int before = __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+  { const LogCapture capture; }
+  EXPECT_EQ(ANDROID_LOG_FATAL, __android_log_set_minimum_priority(before));
 }
 
 TEST(Progress, SaysPartTimeSpeedAndRest) {

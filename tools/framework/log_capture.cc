@@ -25,14 +25,13 @@ void Keep(const __android_log_message* message) {
 
 }  // namespace
 
-LogCapture::LogCapture() {
+LogCapture::LogCapture() : priority_(__android_log_set_minimum_priority(ANDROID_LOG_WARN)) {
   Lines().clear();
-  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
   __android_log_set_logger(Keep);
 }
 
 LogCapture::~LogCapture() {
-  ShowLog(ANDROID_LOG_WARN);
+  ShowLog(priority_);
   Lines().clear();
 }
 

@@ -14,7 +14,7 @@ struct LogLine {
 };
 
 // While it lives, lines of warnings and errors are kept. At most one exists at a time; a
-// thread. Its end restores the status line's logger.
+// thread. Its end restores the status line's logger and the lowest priority that is logged.
 class LogCapture {
  public:
   LogCapture();
@@ -24,6 +24,9 @@ class LogCapture {
 
   // The lines since the last call.
   std::vector<LogLine> Take();
+
+ private:
+  int priority_;  // android_LogPriority, as it was before
 };
 
 }  // namespace kelda::tools
