@@ -64,7 +64,7 @@ class Capture : public testing::Test {
 
   // The samples that `kelda capture -o` writes.
   std::vector<float> Written(const std::string& bytes, const std::string& options = "") {
-    Examine(bytes, options + " -o " + out_);
+    Examine(bytes, options + " -yo " + out_);
     return ReadAudio(out_).samples;
   }
 

@@ -78,6 +78,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
   if (process_ == 0) {
     Redirect(folder_ / "out", STDOUT_FILENO);
     if (surroundings.terminal) {
+      dup2(program_side, STDIN_FILENO);
       dup2(program_side, STDERR_FILENO);
       close(terminal_);
       close(program_side);
@@ -88,6 +89,10 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
   }
   if (surroundings.terminal) {
     close(program_side);
+    const std::string& typed = surroundings.typed;
+    if (write(terminal_, typed.data(), typed.size()) != static_cast<ssize_t>(typed.size())) {
+      throw std::runtime_error("cannot type");
+    }
   }
 }
 

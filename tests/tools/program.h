@@ -23,7 +23,8 @@ struct ProgramResult {
 struct ProgramSurroundings {
   std::map<std::string, std::string> environment{};  // added to the test's own
   std::optional<uint64_t> file_size_limit_bytes{};   // RLIMIT_FSIZE, as a disk that fills up
-  bool terminal = false;                             // stderr is one
+  bool terminal = false;                             // stdin and stderr are one
+  std::string typed{};                               // at the terminal
   unsigned short terminal_columns = 80;
   bool closed_pipe = false;  // stdout is a pipe that nobody reads any more
   int pending_signal = 0;    // comes before the program can do anything

@@ -20,7 +20,7 @@ class Render : public testing::Test {
   // Runs `kelda render input output ...`, which must succeed.
   ProgramResult Run(const std::string& input, const std::string& output,
                     std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"render", folder_ / input, folder_ / output});
+    arguments.insert(arguments.begin(), {"render", "-y", folder_ / input, folder_ / output});
     return Succeed(arguments);
   }
 
@@ -199,16 +199,30 @@ TEST_F(Render, TakesAnEmptyFile) {
   }
 }
 
-TEST_F(Render, MayReplaceItsInput) {
-  const Audio input = Noise(30000);
-  WriteAudio(folder_ / "song.wav", input);
-  Run("song.wav", "song.wav", {"--mode", "off"});
-  EXPECT_TRUE(input.samples == ReadAudio(folder_ / "song.wav").samples);
+TEST_F(Render, ReplacesOnlyWhatItMay) {
+  WriteAudio(folder_ / "song.wav", Noise(3000));
+  const std::string song = folder_.Read("song.wav");
   std::filesystem::create_symlink("song.wav", folder_ / "link.wav");
-  Run("song.wav", "link.wav", {"--mode", "off"});
-  EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "link.wav"));
-  EXPECT_TRUE(input.samples == ReadAudio(folder_ / "song.wav").samples);
-  EXPECT_EQ((std::set<std::string>{"link.wav", "song.wav"}), folder_.Names());
+  std::filesystem::create_hard_link(folder_ / "song.wav", folder_ / "hard.wav");
+  for (const char* name : {"song.wav", "link.wav", "hard.wav"}) {
+    ExpectRefused(2, "it is the input itself",
+                  {"render", "-y", folder_ / "song.wav", folder_ / name});
+    ExpectRefused(2, "it is the input itself",
+                  {"capture", folder_ / "song.wav", "-yo", folder_ / name});
+  }
+  folder_.Write("out.wav", "precious");
+  const std::vector<std::string> render{"render", folder_ / "song.wav", folder_ / "out.wav"};
+  ExpectRefused(4, "it exists; -y replaces it", render);
+  ExpectRefused(4, "it exists; -y", {"capture", folder_ / "song.wav", "-o", folder_ / "out.wav"});
+  ExpectRefused(4, "it exists and stays", render, {.terminal = true, .typed = "\n"});
+  EXPECT_EQ("precious", folder_.Read("out.wav"));
+  EXPECT_EQ(song, folder_.Read("song.wav"));
+  const ProgramResult asked = RunKelda(render, {.terminal = true, .typed = "y\n"});
+  EXPECT_TRUE(Holds(asked.err, "out.wav exists. Replace it? [y/N] "));
+  EXPECT_EQ(3000, ReadAudio(folder_ / "out.wav").frames());
+  std::filesystem::create_symlink("out.wav", folder_ / "other.wav");
+  Run("song.wav", "other.wav", {});
+  EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "other.wav"));
 }
 
 TEST_F(Render, DumpsTheEffectsReport) {

@@ -61,8 +61,8 @@ class TuneEq : public testing::Test {
     audio.samples.assign(size_t{2} * 40960, 0.0F);
     audio.samples[0] = 1.0F;
     WriteAudio(folder_ / "in.wav", audio);
-    Succeed({"render", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off", "--wired-hrtf",
-             "personalized", "--tuning", folder_ / "", "--log-level", "silent"});
+    Succeed({"render", "-y", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
+             "--wired-hrtf", "personalized", "--tuning", folder_ / "", "--log-level", "silent"});
     audio = ReadAudio(folder_ / "out.wav");
     std::vector<float> left;
     for (size_t i = 0; i < audio.samples.size(); i += 2) left.push_back(audio.samples[i]);

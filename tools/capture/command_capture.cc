@@ -17,6 +17,7 @@
 #include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
+#include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 
@@ -31,6 +32,7 @@ struct CaptureArguments {
   size_t list = 20;
   bool any_level = false;
   bool json = false;
+  bool replace = false;
 };
 
 LayoutGuess ChooseLayout(const CaptureArguments& arguments, const CaptureReader& reader) {
@@ -72,6 +74,7 @@ void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
 void Run(const CaptureArguments& arguments) {
   if (!arguments.output.empty()) {
     static_cast<void>(AudioFormat(arguments.output));  // refuses a name before anything is read
+    CheckReplacement(arguments.capture, arguments.output, arguments.replace);
   }
   CaptureReader reader(arguments.capture);
   LayoutGuess chosen = ChooseLayout(arguments, reader);
@@ -132,6 +135,7 @@ void AddCaptureCommand(CLI::App* program) {
   command
       ->add_option("-o,--output", arguments->output, "Audio: .wav (32-bit float) or .flac (24 bit)")
       ->type_name("FILE");
+  command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
   command->add_option("--channels", arguments->channels, "1 to 8; else guessed")
       ->type_name("COUNT")
       ->check(CLI::Range(1, kMaxCaptureChannels));

@@ -14,7 +14,7 @@ bool WriteAll(int descriptor, std::span<const std::byte> bytes);
 
 // Written under a temporary name in the same folder; the destructor removes it
 // unless Commit was called. A file that stood under the name stays as it was
-// until then, so it may even be the input.
+// until then.
 class OutputFile {
  public:
   // Throws Failure (output) with the reason. A symbolic link is followed.

@@ -12,6 +12,7 @@
 #include "tools/audio/audio_sink.h"
 #include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 #include "tools/framework/device_name.h"
@@ -41,6 +42,7 @@ struct RenderArguments {
   std::filesystem::path scenario;
   bool raw_timing = false;
   bool dump = false;
+  bool replace = false;
 };
 
 int ParseLogLevel(const std::string& name) {
@@ -112,6 +114,7 @@ void Run(const RenderArguments& arguments) {
   job.raw_timing = arguments.raw_timing;
   job.dump = arguments.dump;
   static_cast<void>(AudioFormat(job.output));  // refuses a name before anything is loaded
+  CheckReplacement(job.input, job.output, arguments.replace);
   SetProperty("vendor.kelda.effect=1");
   for (const std::string& property : arguments.properties) {
     SetProperty(property);
@@ -171,6 +174,7 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
   option("--scenario", arguments->scenario, "FILE", "Such changes, one a line; # begins a comment");
   command->add_flag("--raw-timing", arguments->raw_timing,
                     "Keep what the host hears: latency in front, tail behind");
+  command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
   command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");
 }
 
