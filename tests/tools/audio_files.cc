@@ -5,13 +5,14 @@
 
 namespace kelda::tools {
 
-void WriteAudio(const std::string& path, const Audio& audio) {
+void WriteAudio(const std::string& path, const Audio& audio, int bitrate_mode) {
   SF_INFO info{};
   info.channels = audio.channels;
   info.samplerate = audio.rate_hz;
   info.format = audio.format;
   SNDFILE* const file = sf_open(path.c_str(), SFM_WRITE, &info);
   sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);  // full scale is 2^23, not 2^23 - 1
+  sf_command(file, SFC_SET_BITRATE_MODE, &bitrate_mode, sizeof(bitrate_mode));
   if (file == nullptr || sf_writef_float(file, audio.samples.data(), audio.frames()) !=
                              static_cast<sf_count_t>(audio.frames())) {
     throw std::runtime_error("cannot write " + path);

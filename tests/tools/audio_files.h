@@ -19,7 +19,9 @@ struct Audio {
   int64_t frames() const { return static_cast<int64_t>(samples.size()) / channels; }
 };
 
-void WriteAudio(const std::string& path, const Audio& audio);
+// `bitrate_mode`, for MP3, is libsndfile's.
+void WriteAudio(const std::string& path, const Audio& audio,
+                int bitrate_mode = SF_BITRATE_MODE_CONSTANT);
 Audio ReadAudio(const std::string& path);
 
 // White noise on a grid of 24 bits within +-0.5, never 0, so that each frame can

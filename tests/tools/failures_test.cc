@@ -84,17 +84,9 @@ TEST_F(Failures, UnreadableInput) {
   ExpectFailure(3, "No such file", {"render", folder_ / "none.wav", out_});
   ExpectFailure(3, "cannot be read", {"render", folder_ / "", out_});
   WriteAudio(in_, Noise(1000, 3));
-  ExpectFailure(3, "it has 3 channels (1 or 2 are taken)", Command({}));
+  ExpectFailure(3, "it has 3 channels, and not every one has a known place", Command({}));
   folder_.Write("in.wav", "this is no audio");
   ExpectFailure(3, "cannot be read", Command({}));
-  Audio flac = Noise(100000);
-  flac.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
-  for (const int rate_hz : {48000, 44100}) {  // read as it is, and converted
-    flac.rate_hz = rate_hz;
-    WriteAudio(in_, flac);
-    std::filesystem::resize_file(in_, std::filesystem::file_size(in_) / 2);
-    ExpectFailure(3, "of 100000 frames", Command({}));
-  }
 }
 
 TEST_F(Failures, UnwritableOutput) {

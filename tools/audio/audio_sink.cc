@@ -17,11 +17,11 @@ namespace {
 
 bool IsFlac(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
-// A WAV file counts its bytes in 32 bits; the header takes far less than 1 MiB.
+// A WAV file counts its bytes in 32 bits; the header takes far less than 1 MiB. RF64 counts in 64.
 int LargeFormat(int format, std::optional<int64_t> frames, size_t channels) {
   const int64_t wav_limit_frames =
       ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(channels * sizeof(float));
-  const bool large = !IsFlac(format) && frames.value_or(0) > wav_limit_frames;
+  const bool large = !IsFlac(format) && frames.value_or(INT64_MAX) > wav_limit_frames;
   return large ? SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK) : format;
 }
 
@@ -83,6 +83,8 @@ AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> e
   if (file_ == nullptr || stream_.error != 0) {
     Fail();
   }
+  // Of a length that nobody knew it becomes a WAV file at the end, if that can hold it.
+  sf_command(file_.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, expected_frames ? SF_FALSE : SF_TRUE);
   // The peak chunk holds the time of day: the same render would not be the same file.
   sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   // Without this, samples beyond full scale wrap around.

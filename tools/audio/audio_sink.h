@@ -21,8 +21,8 @@ int AudioFormat(const std::filesystem::path& path);
 
 class AudioSink {
  public:
-  // `expected_frames`, if known, lets a WAV file that would pass its format's
-  // limit of 4 GiB become an RF64 one. Throws Failure (usage, output).
+  // A WAV file that would pass its format's limit of 4 GiB becomes an RF64 one: by
+  // `expected_frames`, or if nobody knows them by what is written. Throws Failure (usage, output).
   AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
             size_t channels = kChannels);
 

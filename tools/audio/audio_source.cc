@@ -2,120 +2,110 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
+#include <utility>
 
+#include "tools/audio/sndfile_stream.h"
 #include "tools/core/failure.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::tools {
-namespace {
 
-constexpr size_t kConverterInputFrames = 4096;
-
-}  // namespace
-
-AudioSource::AudioSource(const std::filesystem::path& path) : path_(path) {
-  const auto refuse = [&](const std::string& reason) {
-    throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + reason);
-  };
-  file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
-  if (file_ == nullptr) {
-    refuse(sf_strerror(nullptr));
+AudioSource::AudioSource(const std::filesystem::path& path) : path_(path), links_(OggLinks(path)) {
+  // An Ogg file that libsndfile does not read, a film perhaps, goes the way of all others.
+  try {
+    OpenNext();
+  } catch (const Failure&) {
+    links_.clear();
   }
-  if (info_.channels > static_cast<int>(kChannels)) {
-    refuse("it has " + std::to_string(info_.channels) + " channels (1 or 2 are taken)");
+  if (links_.empty()) {
+    Use(OpenSound(path));
   }
-  const double ratio = static_cast<double>(kSampleRateHz) / info_.samplerate;
-  const bool length_known = info_.frames < SF_COUNT_MAX;
-  if (info_.samplerate == static_cast<int>(kSampleRateHz)) {
-    frames_ = length_known ? std::optional(info_.frames) : std::nullopt;
+  if (const auto frames = stream_->frames(); frames && links_.size() <= 1) {
+    stated_frames_ =
+        std::llround(static_cast<double>(*frames) * kSampleRateHz / stream_->format().rate_hz);
+  }
+}
+
+void AudioSource::OpenNext() {
+  stream_.reset();
+  if (next_link_ < links_.size()) {
+    Use(std::make_unique<SndfileStream>(path_, links_[next_link_++]));
+  }
+}
+
+void AudioSource::Use(std::unique_ptr<SoundStream> stream) {
+  const SoundFormat& format = stream->format();
+  if (!RateConverter::Takes(format.rate_hz, kSampleRateHz)) {
+    throw Failure(ExitCode::kInput, path_.string() + ": cannot be read: its sample rate is " +
+                                        std::to_string(format.rate_hz) +
+                                        " Hz (188 to 12288000 are taken)");
+  }
+  fold_.emplace(format, path_.string());
+  if (!fold_->note().empty() &&
+      std::find(notes_.begin(), notes_.end(), fold_->note()) == notes_.end()) {
+    notes_.push_back(fold_->note());
+  }
+  converter_.reset();
+  if (format.rate_hz != static_cast<int>(kSampleRateHz)) {
+    converter_.emplace(format.rate_hz, kSampleRateHz);
+  }
+  stream_ = std::move(stream);
+}
+
+void AudioSource::Refill() {
+  constexpr size_t kFrames = 4096;
+  decoded_.resize(kFrames * stream_->format().channels);
+  const size_t frames = stream_->Read(decoded_.data(), kFrames);
+  decoded_.resize(frames * stream_->format().channels);
+  for (float& sample : decoded_) {
+    if (!std::isfinite(sample)) {
+      sample = 0;
+      ++not_finite_;
+    }
+  }
+  folded_.resize(frames * kChannels);
+  fold_->Fold(decoded_.data(), frames, folded_.data());
+  ready_.clear();
+  next_ready_ = 0;
+  if (converter_) {
+    converter_->Push(folded_.data(), frames, &ready_);
+  } else {
+    ready_.swap(folded_);
+  }
+  if (frames == kFrames) {
     return;
   }
-  if (src_is_valid_ratio(ratio) == 0) {
-    refuse("its sample rate is " + std::to_string(info_.samplerate) +
-           " Hz (188 to 12288000 are taken)");
+  if (converter_) {
+    converter_->Finish(&ready_);
   }
-  if (length_known) {
-    frames_ = std::llround(static_cast<double>(info_.frames) * ratio);
+  if (std::string fault = stream_->Fault(); !fault.empty()) {
+    fault_ = std::move(fault);
   }
-  converter_input_.resize(kConverterInputFrames * kChannels);
-  int error = 0;
-  converter_.reset(src_callback_new(FeedConverter, SRC_SINC_BEST_QUALITY,
-                                    static_cast<int>(kChannels), &error, this));
-  if (converter_ == nullptr) {
-    refuse(src_strerror(error));
+  try {
+    OpenNext();
+  } catch (const Failure& failure) {
+    const std::string reason = failure.what();  // begins with the path
+    fault_ = "a later part of it " + reason.substr(path_.string().size() + 2);
   }
+}
+
+bool AudioSource::AtEnd() {
+  while (next_ready_ == ready_.size() && stream_ != nullptr) {
+    Refill();
+  }
+  return next_ready_ == ready_.size();
 }
 
 size_t AudioSource::Read(float* stereo, size_t frames) {
-  return converter_ == nullptr ? ReadAtFileRate(stereo, frames) : ReadConverted(stereo, frames);
-}
-
-size_t AudioSource::ReadAtFileRate(float* stereo, size_t frames) {
-  float* destination = stereo;
-  if (info_.channels == 1) {
-    mono_.resize(frames);
-    destination = mono_.data();
+  size_t done = 0;
+  while (done < frames && !AtEnd()) {
+    const size_t count = std::min(frames - done, (ready_.size() - next_ready_) / kChannels);
+    std::copy_n(ready_.begin() + static_cast<std::ptrdiff_t>(next_ready_), count * kChannels,
+                stereo + kChannels * done);
+    next_ready_ += count * kChannels;
+    done += count;
   }
-  const sf_count_t read = sf_readf_float(file_.get(), destination, static_cast<sf_count_t>(frames));
-  file_frames_read_ += read;
-  const bool ended = read < static_cast<sf_count_t>(frames);
-  if (sf_error(file_.get()) != SF_ERR_NO_ERROR ||
-      (ended && info_.frames < SF_COUNT_MAX && file_frames_read_ < info_.frames)) {
-    throw Failure(ExitCode::kInput, path_.string() + ": is damaged: it ends after " +
-                                        std::to_string(file_frames_read_) + " of " +
-                                        std::to_string(info_.frames) + " frames");
-  }
-  const auto count = static_cast<size_t>(read);
-  if (info_.channels == 1) {
-    for (size_t i = 0; i < count; ++i) {
-      stereo[kChannels * i] = stereo[kChannels * i + 1] = mono_[i];
-    }
-  }
-  return count;
-}
-
-// Called by the converter, through which no exception may pass.
-long AudioSource::FeedConverter(void* source, float** data) {
-  auto* const self = static_cast<AudioSource*>(source);
-  *data = self->converter_input_.data();
-  try {
-    return static_cast<long>(self->ReadAtFileRate(*data, kConverterInputFrames));
-  } catch (...) {
-    self->converter_failure_ = std::current_exception();
-    return 0;
-  }
-}
-
-size_t AudioSource::ReadConverted(float* stereo, size_t frames) {
-  if (frames_) {
-    // The converter may end a frame early or late; the length is the exact one.
-    frames =
-        static_cast<size_t>(std::min(static_cast<int64_t>(frames), *frames_ - converted_frames_));
-  }
-  const double ratio = static_cast<double>(kSampleRateHz) / info_.samplerate;
-  size_t count = 0;
-  while (count < frames) {
-    const long read = src_callback_read(converter_.get(), ratio, static_cast<long>(frames - count),
-                                        stereo + kChannels * count);
-    if (converter_failure_) {
-      std::rethrow_exception(converter_failure_);
-    }
-    if (read <= 0) {
-      if (src_error(converter_.get()) != 0) {
-        throw Failure(ExitCode::kInput, path_.string() + ": cannot be converted to 48 kHz: " +
-                                            src_strerror(src_error(converter_.get())));
-      }
-      break;
-    }
-    count += static_cast<size_t>(read);
-  }
-  if (frames_) {
-    std::fill(stereo + kChannels * count, stereo + kChannels * frames, 0.0F);
-    count = frames;
-  }
-  converted_frames_ += static_cast<int64_t>(count);
-  return count;
+  return done;
 }
 
 }  // namespace kelda::tools

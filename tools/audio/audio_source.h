@@ -2,57 +2,67 @@
 #ifndef KELDA_TOOLS_AUDIO_SOURCE_H_
 #define KELDA_TOOLS_AUDIO_SOURCE_H_
 
-#include <samplerate.h>
-#include <sndfile.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
+
+#include "tools/audio/ogg_links.h"
+#include "tools/audio/rate_converter.h"
+#include "tools/audio/sound_stream.h"
+#include "tools/audio/stereo_fold.h"
 
 namespace kelda::tools {
 
-// Any file that libsndfile reads, streamed. A mono file is played on both
-// channels; other rates are converted by libsamplerate's best converter.
+// Any file that OpenSound reads, streamed to its end, wherever that is: the length that a file
+// states is only for the progress. The links of a chained Ogg file follow one another. Samples
+// that are no numbers are taken as 0.
 class AudioSource {
  public:
-  // Throws Failure (input): unreadable, more than two channels, or a rate that
-  // is more than a factor of 256 away from 48 kHz.
+  // Throws Failure (input): unreadable, channels without a known place, or a rate that is more
+  // than a factor of 256 away from 48 kHz.
   explicit AudioSource(const std::filesystem::path& path);
 
-  // The length at 48 kHz; empty if the file does not say.
-  std::optional<int64_t> frames() const { return frames_; }
+  // The length at 48 kHz that the file states; empty if it does not.
+  std::optional<int64_t> stated_frames() const { return stated_frames_; }
 
-  // Reads up to `frames` interleaved stereo frames at 48 kHz and returns how
-  // many; fewer only at the end. Throws Failure (input) if the file is damaged.
+  // Reads up to `frames` interleaved stereo frames at 48 kHz and returns how many; fewer only at
+  // the end. Throws Interrupted.
   size_t Read(float* stereo, size_t frames);
 
- private:
-  struct SndfileCloser {
-    void operator()(SNDFILE* file) const { sf_close(file); }
-  };
-  struct ConverterCloser {
-    void operator()(SRC_STATE* state) const { src_delete(state); }
-  };
+  // Whether everything has been read.
+  bool AtEnd();
 
-  size_t ReadAtFileRate(float* stereo, size_t frames);
-  size_t ReadConverted(float* stereo, size_t frames);
-  static long FeedConverter(void* source, float** data);
+  // What was done to the file's channels, a sentence each, for messages.
+  const std::vector<std::string>& notes() const { return notes_; }
+  // Once it is at the end: why it came before its time, for a message; else empty.
+  const std::string& fault() const { return fault_; }
+  // Samples that were no numbers.
+  int64_t not_finite() const { return not_finite_; }
+
+ private:
+  // Decodes and converts the next piece; at the end of a stream goes on to the next link.
+  void Refill();
+  void OpenNext();
+  void Use(std::unique_ptr<SoundStream> stream);
 
   std::filesystem::path path_;
-  SF_INFO info_{};
-  std::unique_ptr<SNDFILE, SndfileCloser> file_;
-  int64_t file_frames_read_ = 0;
-  std::optional<int64_t> frames_;
-  std::vector<float> mono_;
-  // Used if the file's rate is not 48 kHz.
-  std::unique_ptr<SRC_STATE, ConverterCloser> converter_;
-  std::vector<float> converter_input_;
-  std::exception_ptr converter_failure_;
-  int64_t converted_frames_ = 0;
+  std::vector<OggLink> links_;  // of a chained Ogg file
+  size_t next_link_ = 0;
+  std::unique_ptr<SoundStream> stream_;  // empty at the end
+  std::optional<StereoFold> fold_;
+  std::optional<RateConverter> converter_;  // if the rate is not 48 kHz
+  std::optional<int64_t> stated_frames_;
+  std::vector<float> decoded_;
+  std::vector<float> folded_;
+  std::vector<float> ready_;  // stereo at 48 kHz
+  size_t next_ready_ = 0;     // the first sample in it that was not read
+  std::vector<std::string> notes_;
+  std::string fault_;
+  int64_t not_finite_ = 0;
 };
 
 }  // namespace kelda::tools

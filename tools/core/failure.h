@@ -16,6 +16,7 @@ enum class ExitCode {
   kOutput = 4,      // the output cannot be written
   kLibrary = 5,     // no usable effect library
   kRefused = 6,     // the effect refused a command or a block of audio
+  kIncomplete = 7,  // done, but the input ended before its time
 };
 
 // The text that every command's help ends with.
@@ -24,7 +25,8 @@ inline constexpr const char* kExitCodeHelp =
     "  0 done                       4 output cannot be written\n"
     "  1 unexpected failure         5 effect library cannot be used\n"
     "  2 wrong usage                6 effect refused a command\n"
-    "  3 input cannot be read       130, 143 interrupted (SIGINT, SIGTERM)\n";
+    "  3 input cannot be read       7 done, but the input ended early\n"
+    "  130, 143 interrupted (SIGINT, SIGTERM)\n";
 
 class Failure : public std::runtime_error {
  public:

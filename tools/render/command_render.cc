@@ -136,10 +136,24 @@ void Run(const RenderArguments& arguments) {
                 " samples beyond full scale were clipped; a WAV file keeps them");
   }
   PrintToStandardOutput(result.dump);
+  for (const std::string& note : result.notes) {
+    ShowMessage(job.input.string() + ": " + note);
+  }
+  if (result.input_not_finite != 0) {
+    ShowMessage("warning: " + job.input.string() + ": " + std::to_string(result.input_not_finite) +
+                " samples were no numbers and were taken as 0");
+  }
+  if (!result.input_fault.empty()) {
+    throw Failure(ExitCode::kIncomplete, "warning: " + job.input.string() + ": " +
+                                             result.input_fault +
+                                             "; what was there is in the output");
+  }
 }
 
 void AddOptions(CLI::App* command, RenderArguments* arguments) {
-  command->add_option("IN", arguments->input, "Audio file, mono or stereo, any rate")
+  command
+      ->add_option("IN", arguments->input,
+                   "Audio file of any rate; more than two channels are folded to stereo")
       ->required()
       ->type_name("");
   command->add_option("OUT", arguments->output, "Result: .wav (32-bit float) or .flac (24 bit)")

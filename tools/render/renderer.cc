@@ -1,7 +1,6 @@
 #include "tools/render/renderer.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/audio_source.h"
@@ -33,7 +32,7 @@ class Renderer {
       : job_(job),
         library_(library),
         source_(job.input),
-        sink_(job.output, source_.frames()),
+        sink_(job.output, source_.stated_frames()),
         session_(library),
         tracker_(library),
         sizes_(job.block, job.seed) {}
@@ -45,7 +44,7 @@ class Renderer {
     session_.Enable();
     latency_frames_ = MeasureProcessorLatency(library_, SettingsAtStart(job_));
     realigner_ = Realigner(latency_frames_);
-    Progress progress(source_.frames());
+    Progress progress(source_.stated_frames());
     while (!Complete()) {
       CheckInterruption();
       ApplyDueChanges();
@@ -61,6 +60,9 @@ class Renderer {
     }
     CheckInterruption();
     sink_.Finish();
+    result.notes = source_.notes();
+    result.input_fault = source_.fault();
+    result.input_not_finite = source_.not_finite();
     result.clipped_samples = sink_.clipped_samples();
     result.unreached.assign(next_change_, job_.timeline.end());
     return result;
@@ -90,7 +92,7 @@ class Renderer {
     const size_t read = input_ended_ ? 0 : source_.Read(block_.data(), frames);
     std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read * kChannels), block_.end(), 0.0F);
     input_frames_ += static_cast<int64_t>(read);
-    input_ended_ = read < frames || source_.frames() == input_frames_;
+    input_ended_ = input_ended_ || source_.AtEnd();
     if (input_frames_ == 0) {
       return;
     }

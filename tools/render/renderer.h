@@ -35,6 +35,9 @@ struct RenderJob {
 };
 
 struct RenderResult {
+  std::vector<std::string> notes;  // what was done to the input's channels
+  std::string input_fault;         // why the input ended before its time; else empty
+  int64_t input_not_finite = 0;    // samples that were no numbers
   int64_t clipped_samples = 0;
   std::vector<TimedSetting> unreached;  // changes after the end of the input
   std::string dump;                     // the effect's report, if asked for

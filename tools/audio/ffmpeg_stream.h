@@ -1,0 +1,48 @@
+#ifndef KELDA_TOOLS_FFMPEG_STREAM_H_
+#define KELDA_TOOLS_FFMPEG_STREAM_H_
+
+#include <sys/types.h>
+
+#include <cstdio>
+
+#include "tools/audio/sound_stream.h"
+
+namespace kelda::tools {
+
+// The first sound of a file as the program ffmpeg decodes it, a child process without a shell. It
+// neither resamples nor mixes; and it opens no address but files.
+class FfmpegStream : public SoundStream {
+ public:
+  // Returns nothing if ffmpeg is not installed. Throws Failure (input) with what ffmpeg says if
+  // it finds no sound, Interrupted.
+  static std::unique_ptr<FfmpegStream> Open(const std::filesystem::path& path);
+  // Ends ffmpeg if it still runs.
+  ~FfmpegStream() override;
+  FfmpegStream(const FfmpegStream&) = delete;
+  FfmpegStream& operator=(const FfmpegStream&) = delete;
+
+  size_t Read(float* interleaved, size_t frames) override;
+  std::string Fault() override;
+
+ private:
+  struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  FfmpegStream() = default;
+  bool Start(const std::filesystem::path& path);
+  void ReadHeader();
+  size_t ReadBytes(void* data, size_t bytes);
+  void Wait();
+  std::string Messages();
+
+  std::filesystem::path path_;
+  pid_t process_ = -1;  // while it runs
+  int status_ = 0;      // how it ended
+  int sound_ = -1;      // a WAV file through a pipe
+  std::unique_ptr<std::FILE, FileCloser> messages_;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_FFMPEG_STREAM_H_

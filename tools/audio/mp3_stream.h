@@ -1,0 +1,33 @@
+#ifndef KELDA_TOOLS_MP3_STREAM_H_
+#define KELDA_TOOLS_MP3_STREAM_H_
+
+#include <mpg123.h>
+
+#include "tools/audio/sound_stream.h"
+
+namespace kelda::tools {
+
+// MPEG audio by libmpg123 itself: libsndfile takes the estimate that libmpg123 makes of a length
+// that the file does not state for the end. Encoders' delay and padding are left out where the
+// file states them.
+class Mp3Stream : public SoundStream {
+ public:
+  // Throws Failure (input).
+  explicit Mp3Stream(const std::filesystem::path& path);
+
+  std::optional<int64_t> frames() const override { return stated_frames_; }
+  size_t Read(float* interleaved, size_t frames) override;
+  std::string Fault() override;
+
+ private:
+  struct Deleter {
+    void operator()(mpg123_handle* handle) const { mpg123_delete(handle); }
+  };
+  std::unique_ptr<mpg123_handle, Deleter> handle_;
+  std::optional<int64_t> stated_frames_;
+  int64_t frames_read_ = 0;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_MP3_STREAM_H_

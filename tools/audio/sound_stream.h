@@ -1,0 +1,76 @@
+// A sound file as it is: decoded, at its own rate and with its own channels.
+#ifndef KELDA_TOOLS_SOUND_STREAM_H_
+#define KELDA_TOOLS_SOUND_STREAM_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelda::tools {
+
+// Where a channel's loudspeaker stands. kOther is a place without a rule for stereo.
+enum class ChannelPlace {
+  kLeft,
+  kRight,
+  kCentre,
+  kLfe,
+  kBackLeft,
+  kBackRight,
+  kBackCentre,
+  kSideLeft,
+  kSideRight,
+  kOther,
+};
+
+struct SoundFormat {
+  int rate_hz = 0;
+  // One per channel, in the order of the samples; empty if neither the file nor a convention
+  // says where they belong.
+  std::vector<ChannelPlace> places;
+  size_t channels = 0;
+};
+
+// The places by convention of `channels` without any: mono, stereo, 5.1 and 7.1 (in the order of
+// WAV and FLAC); empty for another number.
+std::vector<ChannelPlace> UsualPlaces(size_t channels);
+
+class SoundStream {
+ public:
+  virtual ~SoundStream() = default;
+
+  const SoundFormat& format() const { return format_; }
+
+  // The frames that the file says it holds; empty if it does not say, or only by a guess.
+  virtual std::optional<int64_t> frames() const { return std::nullopt; }
+
+  // Reads up to `frames` interleaved frames and returns how many; fewer only at the end.
+  // Throws Interrupted.
+  virtual size_t Read(float* interleaved, size_t frames) = 0;
+
+  // After the end: why the sound ended before its time, for a message; else empty.
+  virtual std::string Fault() = 0;
+
+ protected:
+  SoundFormat format_;
+};
+
+// "0:09.983"
+std::string SoundTime(int64_t frames, int rate_hz);
+
+// "it ends after 0:09.983 of 0:20.000"
+std::string EndedEarly(int64_t frames, int64_t expected_frames, int rate_hz);
+
+// What libsndfile, libmpg123 or, as a child process, ffmpeg reads; never the latter for what the
+// former read. Throws Failure (input) with the reason.
+std::unique_ptr<SoundStream> OpenSound(const std::filesystem::path& path);
+
+// Whether `path` is an MP3 file by its first bytes.
+bool LooksLikeMp3(const std::filesystem::path& path);
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_SOUND_STREAM_H_

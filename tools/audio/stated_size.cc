@@ -1,0 +1,76 @@
+#include "tools/audio/stated_size.h"
+
+#include <cstdint>
+#include <fstream>
+#include <string_view>
+
+namespace kelda::tools {
+namespace {
+
+uint64_t Number(std::string_view bytes, bool big_endian) {
+  uint64_t number = 0;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[big_endian ? i : bytes.size() - 1 - i]);
+    number = number << 8 | byte;
+  }
+  return number;
+}
+
+// What stands for a size that is not known: nothing, or about the largest of 31 or 32 bits.
+bool IsPlaceholder(uint64_t size) {
+  constexpr uint64_t kNear = 1U << 16;
+  return size == 0 || size == UINT64_MAX ||
+         (size > (uint64_t{1} << 31) - kNear && size < (uint64_t{1} << 31) + kNear) ||
+         (size > (uint64_t{1} << 32) - kNear && size < (uint64_t{1} << 32));
+}
+
+}  // namespace
+
+std::string CutContainer(const std::filesystem::path& path) {
+  std::error_code error;
+  const uint64_t file_bytes = std::filesystem::file_size(path, error);
+  std::ifstream file(path, std::ios::binary);
+  const auto read = [&](size_t bytes) {
+    std::string text(bytes, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(bytes));
+    text.resize(static_cast<size_t>(file.gcount()));
+    return text;
+  };
+  const std::string head = error ? "" : read(12);
+  if (head.size() < 12) {
+    return "";
+  }
+  const std::string_view container = std::string_view(head).substr(0, 4);
+  const bool big_endian = container == "FORM" || container == "RIFX";
+  if (!big_endian && container != "RIFF" && container != "RF64") {
+    return "";
+  }
+  uint64_t large_size = 0;  // of a data chunk whose own size does not fit
+  for (uint64_t at = head.size(); at + 8 <= file_bytes;) {
+    file.seekg(static_cast<std::streamoff>(at));
+    const std::string chunk = read(8);
+    if (chunk.size() < 8) {
+      break;
+    }
+    const std::string_view name = std::string_view(chunk).substr(0, 4);
+    uint64_t size = Number(std::string_view(chunk).substr(4), big_endian);
+    if (name == "ds64") {
+      const std::string sizes = read(16);
+      large_size = sizes.size() == 16 ? Number(std::string_view(sizes).substr(8), false) : 0;
+    }
+    if (name == "data" || name == "SSND") {
+      if (container == "RF64" && size == UINT32_MAX) {
+        size = large_size;
+      }
+      const uint64_t there = file_bytes - at - 8;
+      return size <= there || IsPlaceholder(size)
+                 ? ""
+                 : "it was cut off: " + std::to_string(there) + " of " + std::to_string(size) +
+                       " bytes of sound are there";
+    }
+    at += 8 + size + size % 2;
+  }
+  return "";
+}
+
+}  // namespace kelda::tools
