@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <limits>
+#include <numbers>
 #include <optional>
 #include <random>
+#include <tuple>
 
 #include "tests/tools/audio_files.h"
 #include "tests/tools/expectations.h"
@@ -51,7 +55,7 @@ TEST_F(Render, PrintsTheSeedItDrew) {
   const std::string seed = Words(drawn.err.substr(drawn.err.find("--seed "))).at(1);
   const ProgramResult given =
       Run("in.wav", "b.wav",
-          Words("--mode off --block random --raw-timing --log-level silent --seed " + seed));
+          Words("--mode off --block random --raw-timing --log-level silent -q --seed " + seed));
   EXPECT_EQ("", given.err);
   EXPECT_EQ(folder_.Read("a.wav"), folder_.Read("b.wav"));
   EXPECT_EQ(std::string::npos, folder_.Read("a.wav").find("PEAK"));  // it holds the time of day
@@ -198,13 +202,55 @@ TEST_F(Render, DumpsTheEffectsReport) {
   EXPECT_TRUE(Holds(result.out, "[ ] pass"));
 }
 
-TEST_F(Render, ReportsAChangeAfterTheEnd) {
-  WriteAudio(folder_ / "in.wav", Noise(9600));
+// A sine of 997 Hz at -20 dBFS in both channels has -20 LUFS (ITU-R BS.1770-4, annex 1).
+TEST_F(Render, SumsUpInALine) {
+  Audio tone;
+  for (int frame = 0; frame < 48000; ++frame) {
+    const double value = 0.1 * std::sin(2 * std::numbers::pi * 997 * frame / 48000);
+    tone.samples.insert(tone.samples.end(), 2, static_cast<float>(value));
+  }
+  WriteAudio(folder_ / "in.wav", tone);
+  const auto last_line = [&](const std::string& options) {
+    const std::string text = Run("in.wav", "out.wav", Words("--log-level silent " + options)).err;
+    return text.substr(text.rfind('\n', text.size() - 2) + 1);
+  };
+  EXPECT_TRUE(Matches(last_line("--mode off --at 0.5 mode=music"),
+                      "kelda: " + (folder_ / "out.wav") +
+                          ": 0:01.000; loudness -20.0 LUFS in, -[0-9.]+ out; true peak -20.0 dBTP "
+                          "in, -[0-9.]+ out; [0-9.]+x real time; ran: pass-through; from 0:00.500 "
+                          "music upmix, level control\n"));
+  EXPECT_TRUE(Holds(last_line("--mode off"),
+                    "-20.0 LUFS in, -20.0 out; true peak -20.0 dBTP in, -20.0 out;"));
+}
+
+TEST_F(Render, WarnsOfWhatWasNotHeardAsAskedFor) {
+  Audio noise = Noise(9600);
+  WriteAudio(folder_ / "in.wav", noise);
+  noise.samples[100] = std::numeric_limits<float>::quiet_NaN();
+  noise.samples[200] = std::numeric_limits<float>::infinity();
+  WriteAudio(folder_ / "nan.wav", noise);
   folder_.Write("s", "0.1 mode=off\n0.2 mode=off\n");
-  const ProgramResult result = Run(
-      "in.wav", "out.wav", {"--mode", "off", "--scenario", folder_ / "s", "--log-level", "silent"});
-  EXPECT_EQ("kelda: warning: " + (folder_ / "s:2") + ": not reached, the audio ended before\n",
-            result.err);
+  std::filesystem::copy(KELDA_DEFAULT_TUNING, folder_ / "tuning");
+  std::filesystem::remove(folder_ / "tuning/upmix.music.hps.bin");
+  const std::tuple<const char*, std::string, std::string> kCases[] = {
+      {"in.wav", "", ""},
+      {"in.wav", "--device speaker --mode off", ""},
+      {"in.wav", "--device speaker", "the upmix did not run: the device is no headphone"},
+      {"in.wav", "--at 0.1 device=speaker",
+       "from 0:00.100 the upmix did not run: the device is no headphone"},
+      {"in.wav", "--mode auto --app com.example", ""},
+      {"in.wav", "--mode auto", "mode auto was told no application (--app), so it upmixed music"},
+      {"in.wav", "--tuning " + (folder_ / "tuning"),
+       "not ready, so left out: music upmix; 'kelda doctor' says what is wrong with the tuning"},
+      {"in.wav", "--mode cinema --tuning " + (folder_ / "tuning"), ""},
+      {"in.wav", "--mode off --scenario " + (folder_ / "s"),
+       (folder_ / "s:2") + ": not reached, the audio ended before"},
+      {"nan.wav", "", (folder_ / "nan.wav") + ": 2 samples were no numbers and were taken as 0"}};
+  for (const auto& [file, options, warning] : kCases) {
+    EXPECT_EQ(warning.empty() ? "" : "kelda: warning: " + warning + "\n",
+              Run(file, "out.wav", Words("-q --log-level silent " + options)).err)
+        << options;
+  }
 }
 
 }  // namespace

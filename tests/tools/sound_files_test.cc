@@ -32,7 +32,7 @@ class SoundFiles : public testing::Test {
   Audio Played(const std::string& name, int exit_code = 0, const std::string& message = "",
                const ProgramSurroundings& surroundings = {}) {
     const ProgramResult result = RunKelda(
-        {"render", "-y", "--mode", "off", folder_ / name, folder_ / "out.wav"}, surroundings);
+        {"render", "-yq", "--mode", "off", folder_ / name, folder_ / "out.wav"}, surroundings);
     EXPECT_EQ(exit_code, result.exit_code) << name << ": " << result.err;
     EXPECT_TRUE(message.empty() ? result.err.empty() : bool(Holds(result.err, message)))
         << name << ": " << result.err;

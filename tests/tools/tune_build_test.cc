@@ -122,7 +122,7 @@ TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
   const std::pair<const char*, double> kDevices[] = {{"wired", -3}, {"bluetooth", 0}};
   for (const auto& [device, gain_db] : kDevices) {
     const ProgramResult rendered =
-        Succeed({"render", "-y", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
+        Succeed({"render", "-yq", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
                  "--device", device, "--tuning", folder_ / "out"});
     EXPECT_EQ("", rendered.err);
     EXPECT_NEAR(0.5 * std::pow(10, gain_db / 20), ReadAudio(folder_ / "out.wav").samples[0], 1e-5);

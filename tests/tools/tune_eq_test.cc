@@ -61,7 +61,7 @@ class TuneEq : public testing::Test {
     audio.samples.assign(size_t{2} * 40960, 0.0F);
     audio.samples[0] = 1.0F;
     WriteAudio(folder_ / "in.wav", audio);
-    Succeed({"render", "-y", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
+    Succeed({"render", "-yq", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
              "--wired-hrtf", "personalized", "--tuning", folder_ / "", "--log-level", "silent"});
     audio = ReadAudio(folder_ / "out.wav");
     std::vector<float> left;

@@ -80,4 +80,13 @@ std::string StageTitle(const std::string& name) {
   return name;
 }
 
+bool IsStageLog(std::string_view stage_name, std::string_view tag) {
+  constexpr std::pair<std::string_view, std::string_view> kTags[] = {{"upmm", "KelApUpmmLum"},
+                                                                     {"upmc", "KelApUpmcLum"},
+                                                                     {"hpeq", "KELAPhpeq"},
+                                                                     {"upl", "KelApUplLum"}};
+  return std::find(std::begin(kTags), std::end(kTags), std::pair(stage_name, tag)) !=
+         std::end(kTags);
+}
+
 }  // namespace kelda::tools

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 #include "tools/core/interruption.h"
 #include "tools/framework/effect_session.h"
@@ -25,16 +24,9 @@ void Apply(const std::string& setting, EffectSession* session) {
   Apply(ParseSetting(setting), session);
 }
 
-// By these tags a stage's log lines are its own; what went wrong below them, they repeat.
 bool Concerns(const LogLine& line, const std::vector<Stage>& stages) {
-  constexpr std::pair<const char*, const char*> kTags[] = {{"upmm", "KelApUpmmLum"},
-                                                           {"upmc", "KelApUpmcLum"},
-                                                           {"hpeq", "KELAPhpeq"},
-                                                           {"upl", "KelApUplLum"}};
   return std::any_of(stages.begin(), stages.end(), [&](const Stage& stage) {
-    return stage.runs && std::any_of(std::begin(kTags), std::end(kTags), [&](const auto& tag) {
-             return stage.name == tag.first && line.tag == tag.second;
-           });
+    return stage.runs && IsStageLog(stage.name, line.tag);
   });
 }
 

@@ -18,6 +18,7 @@
 #include "tools/framework/device_name.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
+#include "tools/render/render_summary.h"
 #include "tools/render/renderer.h"
 
 namespace kelda::tools {
@@ -43,6 +44,7 @@ struct RenderArguments {
   bool raw_timing = false;
   bool dump = false;
   bool replace = false;
+  bool quiet = false;
 };
 
 int ParseLogLevel(const std::string& name) {
@@ -128,20 +130,15 @@ void Run(const RenderArguments& arguments) {
   const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
                                                         : arguments.library);
   const RenderResult result = Render(library, job);
-  for (const TimedSetting& change : result.unreached) {
-    ShowMessage("warning: " + change.origin + ": not reached, the audio ended before");
-  }
-  if (result.clipped_samples != 0) {
-    ShowMessage("warning: " + std::to_string(result.clipped_samples) +
-                " samples beyond full scale were clipped; a WAV file keeps them");
-  }
   PrintToStandardOutput(result.dump);
   for (const std::string& note : result.notes) {
     ShowMessage(job.input.string() + ": " + note);
   }
-  if (result.input_not_finite != 0) {
-    ShowMessage("warning: " + job.input.string() + ": " + std::to_string(result.input_not_finite) +
-                " samples were no numbers and were taken as 0");
+  for (const std::string& warning : RenderWarnings(job, result)) {
+    ShowMessage("warning: " + warning);
+  }
+  if (!arguments.quiet) {
+    ShowMessage(SummaryLine(job, result));
   }
   if (!result.input_fault.empty()) {
     throw Failure(ExitCode::kIncomplete, "warning: " + job.input.string() + ": " +
@@ -189,6 +186,7 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
   command->add_flag("--raw-timing", arguments->raw_timing,
                     "Keep what the host hears: latency in front, tail behind");
   command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
+  command->add_flag("-q,--quiet", arguments->quiet, "No line about the result at the end");
   command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");
 }
 

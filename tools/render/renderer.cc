@@ -1,9 +1,11 @@
 #include "tools/render/renderer.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/audio_source.h"
+#include "tools/audio/loudness_meter.h"
 #include "tools/audio/progress.h"
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
@@ -11,6 +13,7 @@
 #include "tools/framework/frame_tracker.h"
 #include "tools/framework/processor_latency.h"
 #include "tools/render/realigner.h"
+#include "tools/render/stage_watch.h"
 
 namespace kelda::tools {
 namespace {
@@ -35,9 +38,11 @@ class Renderer {
         sink_(job.output, source_.stated_frames()),
         session_(library),
         tracker_(library),
+        watch_(library),
         sizes_(job.block, job.seed) {}
 
   RenderResult Run() {
+    const auto start = std::chrono::steady_clock::now();
     for (const Setting& setting : job_.settings) {
       Change(setting);
     }
@@ -60,9 +65,15 @@ class Renderer {
     }
     CheckInterruption();
     sink_.Finish();
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    result.seconds = elapsed.count();
+    result.frames = input_frames_;
+    result.input = input_meter_.Finish();
+    result.input.not_finite = source_.not_finite();
+    result.output = output_meter_.Finish();
+    result.history = watch_.history();
     result.notes = source_.notes();
     result.input_fault = source_.fault();
-    result.input_not_finite = source_.not_finite();
     result.clipped_samples = sink_.clipped_samples();
     result.unreached.assign(next_change_, job_.timeline.end());
     return result;
@@ -72,6 +83,7 @@ class Renderer {
   void Change(const Setting& setting) {
     Apply(setting, &session_);
     tracker_.Apply(setting);
+    watch_.Follow(setting, input_frames_);
   }
 
   void ApplyDueChanges() {
@@ -93,6 +105,7 @@ class Renderer {
     std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read * kChannels), block_.end(), 0.0F);
     input_frames_ += static_cast<int64_t>(read);
     input_ended_ = input_ended_ || source_.AtEnd();
+    input_meter_.Add(block_.data(), read);
     if (input_frames_ == 0) {
       return;
     }
@@ -114,6 +127,7 @@ class Renderer {
 
   void Write(const float* stereo, size_t frames) {
     sink_.Write(stereo, frames);
+    output_meter_.Add(stereo, frames);
     written_frames_ += static_cast<int64_t>(frames);
   }
 
@@ -139,6 +153,9 @@ class Renderer {
   AudioSink sink_;
   EffectSession session_;
   FrameTracker tracker_;
+  StageWatch watch_;
+  LoudnessMeter input_meter_;
+  LoudnessMeter output_meter_;
   int64_t latency_frames_ = 0;
   Realigner realigner_{0};
   BlockSizes sizes_;

@@ -12,9 +12,11 @@
 #include <string>
 #include <vector>
 
+#include "tools/audio/loudness_meter.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/setting.h"
+#include "tools/render/stage_watch.h"
 #include "tools/render/timeline.h"
 
 namespace kelda::tools {
@@ -35,9 +37,13 @@ struct RenderJob {
 };
 
 struct RenderResult {
-  std::vector<std::string> notes;  // what was done to the input's channels
-  std::string input_fault;         // why the input ended before its time; else empty
-  int64_t input_not_finite = 0;    // samples that were no numbers
+  int64_t frames = 0;  // of the input at 48 kHz
+  double seconds = 0;  // that the render took
+  Levels input;
+  Levels output;
+  std::vector<StagesFrom> history;  // what ran, from frame 0 on
+  std::vector<std::string> notes;   // what was done to the input's channels
+  std::string input_fault;          // why the input ended before its time; else empty
   int64_t clipped_samples = 0;
   std::vector<TimedSetting> unreached;  // changes after the end of the input
   std::string dump;                     // the effect's report, if asked for

@@ -1,0 +1,52 @@
+#ifndef KELDA_TOOLS_LOUDNESS_METER_H_
+#define KELDA_TOOLS_LOUDNESS_METER_H_
+
+#include <ebur128.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "tools/audio/rate_converter.h"
+
+namespace kelda::tools {
+
+struct Levels {
+  std::optional<double> loudness_lufs;  // empty for silence and for less than 0.4 s
+  std::optional<double> true_peak_db;   // dBTP; empty for silence
+  int64_t not_finite = 0;               // samples that were no numbers
+};
+
+// Integrated loudness and true peak of 48 kHz stereo, by ITU-R BS.1770-4, annexes 1 and 2. The
+// loudness is libebur128's; its true peak takes longer than the effect, so that is taken from the
+// samples at four times the rate, by libsoxr.
+class LoudnessMeter {
+ public:
+  // Throws std::bad_alloc, as Add does.
+  LoudnessMeter();
+
+  // Takes interleaved stereo frames. Samples that are no numbers count as 0.
+  void Add(const float* stereo, size_t frames);
+
+  // Once, after the last frame.
+  Levels Finish();
+
+ private:
+  struct Deleter {
+    void operator()(ebur128_state* state) const { ebur128_destroy(&state); }
+  };
+  void TakePeak(const float* samples, size_t count);
+
+  std::unique_ptr<ebur128_state, Deleter> state_;
+  RateConverter oversampling_;
+  std::vector<float> finite_;
+  std::vector<float> oversampled_;
+  float peak_ = 0;
+  int64_t not_finite_ = 0;
+};
+
+}  // namespace kelda::tools
+
+#endif  // KELDA_TOOLS_LOUDNESS_METER_H_
