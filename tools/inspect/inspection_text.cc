@@ -52,7 +52,7 @@ const Decision& Find(const DecisionTable& table, const std::string& device, cons
   });
 }
 
-constexpr const char* kModes[] = {"off", "music", "cinema"};
+constexpr const char* kShownModes[] = {"off", "music", "cinema"};
 
 std::string FormatDecision(const Decision& decision) {
   std::string text;
@@ -92,7 +92,7 @@ std::string FormatDecisions(const DecisionTable& table) {
       if ((alike && std::string(device) == "other") || repeats) {
         continue;
       }
-      for (const char* mode : kModes) {
+      for (const char* mode : kShownModes) {
         text += "  " + Column(device, 9) +
                 Column(hrtf + std::string(tuned == hrtf ? " *" : ""), 14) + Column(mode, 6) +
                 FormatDecision(Find(table, device, hrtf, mode));
@@ -155,7 +155,7 @@ std::string FormatFiles(const Stage& stage) {
 
 std::string TunedHrtf(const DecisionTable& table, const std::string& device) {
   for (const char* hrtf : {"standard", "personalized"}) {
-    if (std::all_of(std::begin(kModes), std::end(kModes), [&](const char* mode) {
+    if (std::all_of(std::begin(kShownModes), std::end(kShownModes), [&](const char* mode) {
           return SameOutcome(Find(table, device, "tuned", mode), Find(table, device, hrtf, mode));
         })) {
       return hrtf;
