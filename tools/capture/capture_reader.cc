@@ -34,10 +34,11 @@ void RefuseAudioFile(const std::filesystem::path& path, std::span<const std::byt
   for (const auto& format : kAudioFormats) {
     if (bytes.starts_with(format.begins)) {
       const std::string name = path.string();
-      throw Failure(ExitCode::kInput,
-                    name + ": " + format.what + " (it begins with '" + std::string(format.begins) +
-                        "'), not a raw capture. 'kelda render' takes audio files; 'ffmpeg -i " +
-                        name + " -f f32le -ar 48000 OUT.pcm' makes raw samples of one");
+      std::string message = name + ": ";
+      message.append(format.what).append(" (it begins with '").append(format.begins);
+      message.append("'), not a raw capture. 'kelda render' takes audio files; 'ffmpeg -i ");
+      message.append(name).append(" -f f32le -ar 48000 OUT.pcm' makes raw samples of one");
+      throw Failure(ExitCode::kInput, message);
     }
   }
 }

@@ -60,6 +60,7 @@ void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
     return;
   }
   const auto sample = static_cast<int64_t>(loud - piece.begin());
+  const int64_t frame = first_frame + sample / layout.channels;
   char text[256];
   std::snprintf(text, sizeof(text),
                 ": not a raw capture: channel %d reaches %+.1f dBFS at frame %lld (at most +60). A "
@@ -67,7 +68,7 @@ void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
                 "chain that went wrong, say --any-level",
                 static_cast<int>(sample % layout.channels),
                 20 * std::log10(std::abs(static_cast<double>(*loud))),
-                static_cast<long long>(first_frame + sample / layout.channels));
+                static_cast<long long>(frame));
   throw Failure(ExitCode::kInput, arguments.capture.string() + text);
 }
 

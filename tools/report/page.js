@@ -78,7 +78,7 @@ function nearest(xs, x) {
 // A chart with its heading, its words for those who do not see it, and its values.
 //   of: what it is of, if the heading above says so to those who see it
 //   series: {name, x, y, color, dash, faint}; y may hold null where there is nothing
-function picture({ title, of, heading, axis, yTitle, series, words, yMin, yMax, tableAt, digits = 1, wide }) {
+function picture({ title, of, heading, axis, yTitle, series, words, yMin, yMax, xRange, tableAt, digits = 1, wide }) {
   const kind = kAxes[axis];
   const name = of ? `${of}: ${title}` : title;
   const canvas = element("canvas", { role: "img", "aria-label": `${name}. ${words}` });
@@ -95,7 +95,7 @@ function picture({ title, of, heading, axis, yTitle, series, words, yMin, yMax, 
     element("figcaption", {}, words),
     element("details", {}, element("summary", {}, "Values as a table"),
       table(`${name}, ${yTitle}`, [kind.title, ...shown.map((one) => one.name)], rows)));
-  charts.push({ canvas, kind, series, yTitle, yMin, yMax, digits });
+  charts.push({ canvas, kind, series, yTitle, yMin, yMax, xRange: xRange ?? [series[0].x[0], series[0].x.at(-1)], digits });
   return figure;
 }
 
@@ -109,7 +109,7 @@ function dataset(one) {
 }
 
 function draw(entry) {
-  const { canvas, kind, series, yTitle, yMin, yMax, digits } = entry;
+  const { canvas, kind, series, yTitle, yMin, yMax, xRange, digits } = entry;
   entry.chart?.destroy();
   const grid = { color: color("grid") };
   const text = { color: color("soft") };
@@ -120,7 +120,7 @@ function draw(entry) {
       animation: false, responsive: true, maintainAspectRatio: false, parsing: false, normalized: true,
       interaction: { mode: "index", intersect: false },
       scales: {
-        x: { min: series[0].x[0], max: series[0].x.at(-1), ...kind.scale, grid, ticks: { ...kind.scale.ticks, ...text }, title: { display: true, text: kind.title, ...text } },
+        x: { min: xRange[0], max: xRange[1], ...kind.scale, grid, ticks: { ...kind.scale.ticks, ...text }, title: { display: true, text: kind.title, ...text } },
         y: { suggestedMin: yMin, suggestedMax: yMax, grid, ticks: text, title: { display: true, text: yTitle, ...text } },
       },
       plugins: {
@@ -169,7 +169,7 @@ function verdict() {
   const { files, heard, log } = data.verdict;
   const whole = data.problems.length === 0;
   const fine = heard.filter((one) => one.fine);
-  const list = (lines) => element("ul", {}, lines.map((line) => element("li", {}, line)));
+  const list = (lines) => element("ul", {}, lines.map((line) => element("li", {}, ...[line].flat())));
   section("verdict", "Verdict",
     element("p", whole ? {} : { class: "problem" }, element("strong", {}, whole
       ? "Everything that the tuning asks for runs."
@@ -179,9 +179,9 @@ function verdict() {
       : `The sound is as it should be in ${fine.length} of ${heard.length} situations:`),
     fine.length === heard.length ? null : table("What a listener hears", ["Situation", "Sound"],
       heard.map((one) => [one.situation, one.fine ? one.verdict : element("strong", { class: "problem" }, one.verdict)])),
-    files.length ? table("Files that are missing or damaged", ["File", "State", "What is wrong", "What it is for"],
-      files.map((file) => [element("code", {}, file.name), file.state === "MISSING" ? file.state : element("strong", { class: "problem" }, file.state),
-        file.detail, file.effect])) : null,
+    files.length ? soft("Files that are missing or damaged") : null,
+    files.length ? list(files.map((file) => [element("code", {}, file.name), " is ", element("strong", { class: "problem" }, file.state),
+      ` (${file.effect})`, file.state === "MISSING" ? "" : `: ${file.detail}`])) : null,
     whole ? null : element("details", { open: "" }, element("summary", {}, "What keeps the engine from running as the tuning says"), list(data.problems)),
     log.length ? element("details", {}, element("summary", {}, "The effect's log"), list(log)) : null);
 }
@@ -357,14 +357,14 @@ function changes() {
           `${against(change.just_after_db, change.before_db)}; ${later} s after it at ${dbfs(change.later_db)}, ${against(change.later_db, change.before_db)}.`),
         element("div", { class: "grid" },
           picture({
-            of: name, title: "The fade", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0,
+            of: name, title: "The fade", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0, xRange: [-100, 500],
             tableAt: [-50, -25, 0, 10, 20, 30, 40, 50, 75, 100, 200, 400], series: level(change.fade, 1),
             words: (change.silence_ms > 0
               ? `The sound fades out, is silent for ${change.silence_ms.toFixed(1)} ms and fades in again.`
               : "The sound changes at once, without a fade.") + " Windows of 5 ms.",
           }),
           picture({
-            of: name, title: "The seconds after", axis: "s", yTitle: "Level in dBFS", yMin: -45, yMax: -5, series: level(change.settling, 0.001),
+            of: name, title: "The seconds after", axis: "s", yTitle: "Level in dBFS", yMin: -45, yMax: -5, xRange: [-1, 6], series: level(change.settling, 0.001),
             words: "How long the level takes to settle. Windows of 100 ms, so that the noise itself moves by 1 or 2 dB.",
           })),
       ];
