@@ -1,6 +1,6 @@
 // The audio file that a command writes: 48 kHz, stereo if nothing else is said, WAV or FLAC.
-#ifndef KELDA_TOOLS_AUDIO_SINK_H_
-#define KELDA_TOOLS_AUDIO_SINK_H_
+#ifndef KELDA_TOOLS_AUDIO_AUDIO_SINK_H_
+#define KELDA_TOOLS_AUDIO_AUDIO_SINK_H_
 
 #include <sndfile.h>
 
@@ -60,4 +60,4 @@ class AudioSink {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_AUDIO_SINK_H_
+#endif  // KELDA_TOOLS_AUDIO_AUDIO_SINK_H_

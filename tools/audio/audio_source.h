@@ -1,6 +1,6 @@
 // An audio file, read as 48 kHz stereo.
-#ifndef KELDA_TOOLS_AUDIO_SOURCE_H_
-#define KELDA_TOOLS_AUDIO_SOURCE_H_
+#ifndef KELDA_TOOLS_AUDIO_AUDIO_SOURCE_H_
+#define KELDA_TOOLS_AUDIO_AUDIO_SOURCE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -67,4 +67,4 @@ class AudioSource {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_AUDIO_SOURCE_H_
+#endif  // KELDA_TOOLS_AUDIO_AUDIO_SOURCE_H_

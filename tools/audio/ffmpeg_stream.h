@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_FFMPEG_STREAM_H_
-#define KELDA_TOOLS_FFMPEG_STREAM_H_
+#ifndef KELDA_TOOLS_AUDIO_FFMPEG_STREAM_H_
+#define KELDA_TOOLS_AUDIO_FFMPEG_STREAM_H_
 
 #include <sys/types.h>
 
@@ -45,4 +45,4 @@ class FfmpegStream : public SoundStream {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FFMPEG_STREAM_H_
+#endif  // KELDA_TOOLS_AUDIO_FFMPEG_STREAM_H_

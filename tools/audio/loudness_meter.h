@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_LOUDNESS_METER_H_
-#define KELDA_TOOLS_LOUDNESS_METER_H_
+#ifndef KELDA_TOOLS_AUDIO_LOUDNESS_METER_H_
+#define KELDA_TOOLS_AUDIO_LOUDNESS_METER_H_
 
 #include <ebur128.h>
 
@@ -49,4 +49,4 @@ class LoudnessMeter {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_LOUDNESS_METER_H_
+#endif  // KELDA_TOOLS_AUDIO_LOUDNESS_METER_H_

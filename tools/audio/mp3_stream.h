@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_MP3_STREAM_H_
-#define KELDA_TOOLS_MP3_STREAM_H_
+#ifndef KELDA_TOOLS_AUDIO_MP3_STREAM_H_
+#define KELDA_TOOLS_AUDIO_MP3_STREAM_H_
 
 #include <mpg123.h>
 
@@ -30,4 +30,4 @@ class Mp3Stream : public SoundStream {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_MP3_STREAM_H_
+#endif  // KELDA_TOOLS_AUDIO_MP3_STREAM_H_

@@ -1,6 +1,6 @@
 // The links of a chained Ogg file.
-#ifndef KELDA_TOOLS_OGG_LINKS_H_
-#define KELDA_TOOLS_OGG_LINKS_H_
+#ifndef KELDA_TOOLS_AUDIO_OGG_LINKS_H_
+#define KELDA_TOOLS_AUDIO_OGG_LINKS_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -20,4 +20,4 @@ std::vector<OggLink> OggLinks(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_OGG_LINKS_H_
+#endif  // KELDA_TOOLS_AUDIO_OGG_LINKS_H_

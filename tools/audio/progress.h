@@ -1,6 +1,6 @@
 // How far a render is.
-#ifndef KELDA_TOOLS_PROGRESS_H_
-#define KELDA_TOOLS_PROGRESS_H_
+#ifndef KELDA_TOOLS_AUDIO_PROGRESS_H_
+#define KELDA_TOOLS_AUDIO_PROGRESS_H_
 
 #include <chrono>
 #include <cstdint>
@@ -34,4 +34,4 @@ class Progress {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_PROGRESS_H_
+#endif  // KELDA_TOOLS_AUDIO_PROGRESS_H_

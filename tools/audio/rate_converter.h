@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_RATE_CONVERTER_H_
-#define KELDA_TOOLS_RATE_CONVERTER_H_
+#ifndef KELDA_TOOLS_AUDIO_RATE_CONVERTER_H_
+#define KELDA_TOOLS_AUDIO_RATE_CONVERTER_H_
 
 #include <soxr.h>
 
@@ -45,4 +45,4 @@ class RateConverter {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_RATE_CONVERTER_H_
+#endif  // KELDA_TOOLS_AUDIO_RATE_CONVERTER_H_

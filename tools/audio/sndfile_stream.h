@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_SNDFILE_STREAM_H_
-#define KELDA_TOOLS_SNDFILE_STREAM_H_
+#ifndef KELDA_TOOLS_AUDIO_SNDFILE_STREAM_H_
+#define KELDA_TOOLS_AUDIO_SNDFILE_STREAM_H_
 
 #include <sndfile.h>
 
@@ -51,4 +51,4 @@ class SndfileStream : public SoundStream {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SNDFILE_STREAM_H_
+#endif  // KELDA_TOOLS_AUDIO_SNDFILE_STREAM_H_

@@ -1,6 +1,6 @@
 // A sound file as it is: decoded, at its own rate and with its own channels.
-#ifndef KELDA_TOOLS_SOUND_STREAM_H_
-#define KELDA_TOOLS_SOUND_STREAM_H_
+#ifndef KELDA_TOOLS_AUDIO_SOUND_STREAM_H_
+#define KELDA_TOOLS_AUDIO_SOUND_STREAM_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -73,4 +73,4 @@ bool LooksLikeMp3(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SOUND_STREAM_H_
+#endif  // KELDA_TOOLS_AUDIO_SOUND_STREAM_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_STATED_SIZE_H_
-#define KELDA_TOOLS_STATED_SIZE_H_
+#ifndef KELDA_TOOLS_AUDIO_STATED_SIZE_H_
+#define KELDA_TOOLS_AUDIO_STATED_SIZE_H_
 
 #include <filesystem>
 #include <string>
@@ -13,4 +13,4 @@ std::string CutContainer(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STATED_SIZE_H_
+#endif  // KELDA_TOOLS_AUDIO_STATED_SIZE_H_

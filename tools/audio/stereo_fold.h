@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_STEREO_FOLD_H_
-#define KELDA_TOOLS_STEREO_FOLD_H_
+#ifndef KELDA_TOOLS_AUDIO_STEREO_FOLD_H_
+#define KELDA_TOOLS_AUDIO_STEREO_FOLD_H_
 
 #include <array>
 #include <cstddef>
@@ -32,4 +32,4 @@ class StereoFold {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STEREO_FOLD_H_
+#endif  // KELDA_TOOLS_AUDIO_STEREO_FOLD_H_

@@ -1,6 +1,6 @@
 // What a capture shows: levels, and what should not be in it.
-#ifndef KELDA_TOOLS_CAPTURE_ANALYSIS_H_
-#define KELDA_TOOLS_CAPTURE_ANALYSIS_H_
+#ifndef KELDA_TOOLS_CAPTURE_CAPTURE_ANALYSIS_H_
+#define KELDA_TOOLS_CAPTURE_CAPTURE_ANALYSIS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -89,4 +89,4 @@ class CaptureAnalysis {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CAPTURE_ANALYSIS_H_
+#endif  // KELDA_TOOLS_CAPTURE_CAPTURE_ANALYSIS_H_

@@ -1,6 +1,6 @@
 // How the samples of a raw capture are arranged: it has no header that says so.
-#ifndef KELDA_TOOLS_CAPTURE_LAYOUT_H_
-#define KELDA_TOOLS_CAPTURE_LAYOUT_H_
+#ifndef KELDA_TOOLS_CAPTURE_CAPTURE_LAYOUT_H_
+#define KELDA_TOOLS_CAPTURE_CAPTURE_LAYOUT_H_
 
 #include <cstddef>
 #include <span>
@@ -43,4 +43,4 @@ std::string Describe(const CaptureLayout& layout);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CAPTURE_LAYOUT_H_
+#endif  // KELDA_TOOLS_CAPTURE_CAPTURE_LAYOUT_H_

@@ -1,6 +1,6 @@
 // Reads a raw capture as interleaved frames, a piece at a time.
-#ifndef KELDA_TOOLS_CAPTURE_READER_H_
-#define KELDA_TOOLS_CAPTURE_READER_H_
+#ifndef KELDA_TOOLS_CAPTURE_CAPTURE_READER_H_
+#define KELDA_TOOLS_CAPTURE_CAPTURE_READER_H_
 
 #include <cstdint>
 #include <cstdio>
@@ -54,4 +54,4 @@ class CaptureReader {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CAPTURE_READER_H_
+#endif  // KELDA_TOOLS_CAPTURE_CAPTURE_READER_H_

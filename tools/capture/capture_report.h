@@ -1,6 +1,6 @@
 // How the findings in a capture are told.
-#ifndef KELDA_TOOLS_CAPTURE_REPORT_H_
-#define KELDA_TOOLS_CAPTURE_REPORT_H_
+#ifndef KELDA_TOOLS_CAPTURE_CAPTURE_REPORT_H_
+#define KELDA_TOOLS_CAPTURE_CAPTURE_REPORT_H_
 
 #include <cstddef>
 #include <string>
@@ -27,4 +27,4 @@ std::string FormatCaptureJson(const CaptureSummary& summary);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CAPTURE_REPORT_H_
+#endif  // KELDA_TOOLS_CAPTURE_CAPTURE_REPORT_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_DECIBELS_H_
-#define KELDA_TOOLS_DECIBELS_H_
+#ifndef KELDA_TOOLS_CORE_DECIBELS_H_
+#define KELDA_TOOLS_CORE_DECIBELS_H_
 
 namespace kelda::tools {
 
@@ -11,4 +11,4 @@ double PowerToDb(double power);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_DECIBELS_H_
+#endif  // KELDA_TOOLS_CORE_DECIBELS_H_

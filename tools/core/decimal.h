@@ -1,6 +1,6 @@
 // Decimal numbers as people and programs of many countries write them.
-#ifndef KELDA_TOOLS_DECIMAL_H_
-#define KELDA_TOOLS_DECIMAL_H_
+#ifndef KELDA_TOOLS_CORE_DECIMAL_H_
+#define KELDA_TOOLS_CORE_DECIMAL_H_
 
 #include <optional>
 #include <string_view>
@@ -31,4 +31,4 @@ double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, do
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_DECIMAL_H_
+#endif  // KELDA_TOOLS_CORE_DECIMAL_H_

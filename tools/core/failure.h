@@ -1,6 +1,6 @@
 // How a command of `kelda` fails: an exit code and a message for the user.
-#ifndef KELDA_TOOLS_FAILURE_H_
-#define KELDA_TOOLS_FAILURE_H_
+#ifndef KELDA_TOOLS_CORE_FAILURE_H_
+#define KELDA_TOOLS_CORE_FAILURE_H_
 
 #include <exception>
 #include <stdexcept>
@@ -50,4 +50,4 @@ class Interrupted : public std::exception {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FAILURE_H_
+#endif  // KELDA_TOOLS_CORE_FAILURE_H_

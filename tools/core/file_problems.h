@@ -1,7 +1,7 @@
 // What is wrong with a file that the user wrote: every place at once, in the form that
 // editors jump to.
-#ifndef KELDA_TOOLS_FILE_PROBLEMS_H_
-#define KELDA_TOOLS_FILE_PROBLEMS_H_
+#ifndef KELDA_TOOLS_CORE_FILE_PROBLEMS_H_
+#define KELDA_TOOLS_CORE_FILE_PROBLEMS_H_
 
 #include <cstddef>
 #include <string>
@@ -44,4 +44,4 @@ class FileProblems {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FILE_PROBLEMS_H_
+#endif  // KELDA_TOOLS_CORE_FILE_PROBLEMS_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_FORMAT_H_
-#define KELDA_TOOLS_FORMAT_H_
+#ifndef KELDA_TOOLS_CORE_FORMAT_H_
+#define KELDA_TOOLS_CORE_FORMAT_H_
 
 #include <string>
 
@@ -10,4 +10,4 @@ namespace kelda::tools {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FORMAT_H_
+#endif  // KELDA_TOOLS_CORE_FORMAT_H_

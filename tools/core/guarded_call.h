@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_GUARDED_CALL_H_
-#define KELDA_TOOLS_GUARDED_CALL_H_
+#ifndef KELDA_TOOLS_CORE_GUARDED_CALL_H_
+#define KELDA_TOOLS_CORE_GUARDED_CALL_H_
 
 #include <functional>
 #include <string>
@@ -20,4 +20,4 @@ ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_GUARDED_CALL_H_
+#endif  // KELDA_TOOLS_CORE_GUARDED_CALL_H_

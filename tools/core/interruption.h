@@ -1,6 +1,6 @@
 // Stops a command cleanly on SIGINT, SIGTERM and SIGHUP.
-#ifndef KELDA_TOOLS_INTERRUPTION_H_
-#define KELDA_TOOLS_INTERRUPTION_H_
+#ifndef KELDA_TOOLS_CORE_INTERRUPTION_H_
+#define KELDA_TOOLS_CORE_INTERRUPTION_H_
 
 namespace kelda::tools {
 
@@ -16,4 +16,4 @@ void CheckInterruption();
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INTERRUPTION_H_
+#endif  // KELDA_TOOLS_CORE_INTERRUPTION_H_

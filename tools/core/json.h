@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_JSON_H_
-#define KELDA_TOOLS_JSON_H_
+#ifndef KELDA_TOOLS_CORE_JSON_H_
+#define KELDA_TOOLS_CORE_JSON_H_
 
 #include <nlohmann/json.hpp>
 #include <string>
@@ -18,4 +18,4 @@ inline std::string ToText(const Json& json) {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_JSON_H_
+#endif  // KELDA_TOOLS_CORE_JSON_H_

@@ -1,6 +1,6 @@
 // A file that appears under its name only when it is complete.
-#ifndef KELDA_TOOLS_OUTPUT_FILE_H_
-#define KELDA_TOOLS_OUTPUT_FILE_H_
+#ifndef KELDA_TOOLS_CORE_OUTPUT_FILE_H_
+#define KELDA_TOOLS_CORE_OUTPUT_FILE_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -44,4 +44,4 @@ void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_OUTPUT_FILE_H_
+#endif  // KELDA_TOOLS_CORE_OUTPUT_FILE_H_

@@ -1,6 +1,6 @@
 // Text that comes from files, made safe to show.
-#ifndef KELDA_TOOLS_PRINTABLE_H_
-#define KELDA_TOOLS_PRINTABLE_H_
+#ifndef KELDA_TOOLS_CORE_PRINTABLE_H_
+#define KELDA_TOOLS_CORE_PRINTABLE_H_
 
 #include <string>
 #include <string_view>
@@ -16,4 +16,4 @@ std::string PrintableLines(std::string_view lines);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_PRINTABLE_H_
+#endif  // KELDA_TOOLS_CORE_PRINTABLE_H_

@@ -1,6 +1,6 @@
 // Whether an output may take the place of a file.
-#ifndef KELDA_TOOLS_REPLACEMENT_H_
-#define KELDA_TOOLS_REPLACEMENT_H_
+#ifndef KELDA_TOOLS_CORE_REPLACEMENT_H_
+#define KELDA_TOOLS_CORE_REPLACEMENT_H_
 
 #include <filesystem>
 
@@ -17,4 +17,4 @@ void CheckReplacement(const std::filesystem::path& input, const std::filesystem:
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REPLACEMENT_H_
+#endif  // KELDA_TOOLS_CORE_REPLACEMENT_H_

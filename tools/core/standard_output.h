@@ -1,6 +1,6 @@
 // What a command answers.
-#ifndef KELDA_TOOLS_STANDARD_OUTPUT_H_
-#define KELDA_TOOLS_STANDARD_OUTPUT_H_
+#ifndef KELDA_TOOLS_CORE_STANDARD_OUTPUT_H_
+#define KELDA_TOOLS_CORE_STANDARD_OUTPUT_H_
 
 #include <string>
 
@@ -13,4 +13,4 @@ void PrintToStandardOutput(const std::string& lines);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STANDARD_OUTPUT_H_
+#endif  // KELDA_TOOLS_CORE_STANDARD_OUTPUT_H_

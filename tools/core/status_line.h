@@ -1,7 +1,7 @@
 // What a command tells the user on stderr: messages, the effect's log lines, and
 // at the bottom of a terminal one line that changes.
-#ifndef KELDA_TOOLS_STATUS_LINE_H_
-#define KELDA_TOOLS_STATUS_LINE_H_
+#ifndef KELDA_TOOLS_CORE_STATUS_LINE_H_
+#define KELDA_TOOLS_CORE_STATUS_LINE_H_
 
 #include <cstddef>
 #include <string>
@@ -41,4 +41,4 @@ class StatusLine {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STATUS_LINE_H_
+#endif  // KELDA_TOOLS_CORE_STATUS_LINE_H_

@@ -1,6 +1,6 @@
 // Text that the user wrote, read whole.
-#ifndef KELDA_TOOLS_TEXT_FILE_H_
-#define KELDA_TOOLS_TEXT_FILE_H_
+#ifndef KELDA_TOOLS_CORE_TEXT_FILE_H_
+#define KELDA_TOOLS_CORE_TEXT_FILE_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -28,4 +28,4 @@ std::string Quoted(std::string_view text, std::size_t max_bytes = 40);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TEXT_FILE_H_
+#endif  // KELDA_TOOLS_CORE_TEXT_FILE_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_USAGE_MESSAGE_H_
-#define KELDA_TOOLS_USAGE_MESSAGE_H_
+#ifndef KELDA_TOOLS_CORE_USAGE_MESSAGE_H_
+#define KELDA_TOOLS_CORE_USAGE_MESSAGE_H_
 
 #include <CLI/CLI.hpp>
 #include <string>
@@ -12,4 +12,4 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_USAGE_MESSAGE_H_
+#endif  // KELDA_TOOLS_CORE_USAGE_MESSAGE_H_

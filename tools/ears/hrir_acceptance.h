@@ -1,6 +1,6 @@
 // Whether an HRIR set can serve, and what its maker should know about it.
-#ifndef KELDA_TOOLS_HRIR_ACCEPTANCE_H_
-#define KELDA_TOOLS_HRIR_ACCEPTANCE_H_
+#ifndef KELDA_TOOLS_EARS_HRIR_ACCEPTANCE_H_
+#define KELDA_TOOLS_EARS_HRIR_ACCEPTANCE_H_
 
 #include <string>
 
@@ -23,4 +23,4 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_HRIR_ACCEPTANCE_H_
+#endif  // KELDA_TOOLS_EARS_HRIR_ACCEPTANCE_H_

@@ -1,8 +1,8 @@
 // The steps between a measured head-related impulse response and the taps that the
 // virtualizer convolves with. Spectra of measurements are at their own sampling rate,
 // those of taps at 48 kHz.
-#ifndef KELDA_TOOLS_HRIR_SPECTRA_H_
-#define KELDA_TOOLS_HRIR_SPECTRA_H_
+#ifndef KELDA_TOOLS_EARS_HRIR_SPECTRA_H_
+#define KELDA_TOOLS_EARS_HRIR_SPECTRA_H_
 
 #include <span>
 #include <vector>
@@ -52,4 +52,4 @@ CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, doubl
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_HRIR_SPECTRA_H_
+#endif  // KELDA_TOOLS_EARS_HRIR_SPECTRA_H_

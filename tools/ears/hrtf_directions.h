@@ -1,6 +1,6 @@
 // Which measurements stand for a direction that may lie between them.
-#ifndef KELDA_TOOLS_HRTF_DIRECTIONS_H_
-#define KELDA_TOOLS_HRTF_DIRECTIONS_H_
+#ifndef KELDA_TOOLS_EARS_HRTF_DIRECTIONS_H_
+#define KELDA_TOOLS_EARS_HRTF_DIRECTIONS_H_
 
 #include <cstddef>
 #include <span>
@@ -41,4 +41,4 @@ SphereShares ShareSphere(std::span<const upmix_lib::HrirPlane> measured);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_HRTF_DIRECTIONS_H_
+#endif  // KELDA_TOOLS_EARS_HRTF_DIRECTIONS_H_

@@ -1,6 +1,6 @@
 // Head-related impulse responses as measured, read from a SOFA file (AES69).
-#ifndef KELDA_TOOLS_MEASURED_EARS_H_
-#define KELDA_TOOLS_MEASURED_EARS_H_
+#ifndef KELDA_TOOLS_EARS_MEASURED_EARS_H_
+#define KELDA_TOOLS_EARS_MEASURED_EARS_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -39,4 +39,4 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_MEASURED_EARS_H_
+#endif  // KELDA_TOOLS_EARS_MEASURED_EARS_H_

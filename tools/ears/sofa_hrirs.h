@@ -1,6 +1,6 @@
 // From measured ears to the HRIR set that the virtualizer loads.
-#ifndef KELDA_TOOLS_SOFA_HRIRS_H_
-#define KELDA_TOOLS_SOFA_HRIRS_H_
+#ifndef KELDA_TOOLS_EARS_SOFA_HRIRS_H_
+#define KELDA_TOOLS_EARS_SOFA_HRIRS_H_
 
 #include <array>
 #include <functional>
@@ -64,4 +64,4 @@ HrirDesign DesignHrirs(const MeasuredEars& sofa, const std::string& name,
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SOFA_HRIRS_H_
+#endif  // KELDA_TOOLS_EARS_SOFA_HRIRS_H_

@@ -1,6 +1,6 @@
 // A measured pair of ears, from file to file.
-#ifndef KELDA_TOOLS_TUNED_HRIRS_H_
-#define KELDA_TOOLS_TUNED_HRIRS_H_
+#ifndef KELDA_TOOLS_EARS_TUNED_HRIRS_H_
+#define KELDA_TOOLS_EARS_TUNED_HRIRS_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -25,4 +25,4 @@ upmix_lib::RoomParameters ReadRoom(const std::filesystem::path& preset);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNED_HRIRS_H_
+#endif  // KELDA_TOOLS_EARS_TUNED_HRIRS_H_

@@ -1,6 +1,6 @@
 // From an equalizer's text to what the equalizer's file holds.
-#ifndef KELDA_TOOLS_EQUALIZER_DESIGN_H_
-#define KELDA_TOOLS_EQUALIZER_DESIGN_H_
+#ifndef KELDA_TOOLS_EQUALIZER_EQUALIZER_DESIGN_H_
+#define KELDA_TOOLS_EQUALIZER_EQUALIZER_DESIGN_H_
 
 #include <string>
 
@@ -32,4 +32,4 @@ std::string ClippingWarning(const EqualizerDesign& design, const std::string& na
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EQUALIZER_DESIGN_H_
+#endif  // KELDA_TOOLS_EQUALIZER_EQUALIZER_DESIGN_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_EQUALIZER_FILTER_LINE_H_
-#define KELDA_TOOLS_EQUALIZER_FILTER_LINE_H_
+#ifndef KELDA_TOOLS_EQUALIZER_EQUALIZER_FILTER_LINE_H_
+#define KELDA_TOOLS_EQUALIZER_EQUALIZER_FILTER_LINE_H_
 
 #include <optional>
 #include <stdexcept>
@@ -21,4 +21,4 @@ std::optional<upmix_lib::EqualizerBand> ParseFilter(std::string_view text, bool 
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EQUALIZER_FILTER_LINE_H_
+#endif  // KELDA_TOOLS_EQUALIZER_EQUALIZER_FILTER_LINE_H_

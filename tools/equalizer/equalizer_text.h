@@ -15,8 +15,8 @@
 //   LP LPQ HP HPQ   low, high pass    Q or BW Oct, else 0.7071
 //   BP              band pass         Q or BW Oct, else 0.7071
 //   NO              notch             Q or BW Oct, else 30
-#ifndef KELDA_TOOLS_EQUALIZER_TEXT_H_
-#define KELDA_TOOLS_EQUALIZER_TEXT_H_
+#ifndef KELDA_TOOLS_EQUALIZER_EQUALIZER_TEXT_H_
+#define KELDA_TOOLS_EQUALIZER_EQUALIZER_TEXT_H_
 
 #include <filesystem>
 #include <string>
@@ -42,4 +42,4 @@ EqualizerText ReadEqualizerText(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EQUALIZER_TEXT_H_
+#endif  // KELDA_TOOLS_EQUALIZER_EQUALIZER_TEXT_H_

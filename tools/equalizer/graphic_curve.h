@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_GRAPHIC_CURVE_H_
-#define KELDA_TOOLS_GRAPHIC_CURVE_H_
+#ifndef KELDA_TOOLS_EQUALIZER_GRAPHIC_CURVE_H_
+#define KELDA_TOOLS_EQUALIZER_GRAPHIC_CURVE_H_
 
 #include <string_view>
 #include <vector>
@@ -29,4 +29,4 @@ class GraphicCurve {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_GRAPHIC_CURVE_H_
+#endif  // KELDA_TOOLS_EQUALIZER_GRAPHIC_CURVE_H_

@@ -1,6 +1,6 @@
 // The sizes of the blocks in which the host hands over its audio.
-#ifndef KELDA_TOOLS_BLOCK_SIZES_H_
-#define KELDA_TOOLS_BLOCK_SIZES_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_BLOCK_SIZES_H_
+#define KELDA_TOOLS_FRAMEWORK_BLOCK_SIZES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -38,4 +38,4 @@ class BlockSizes {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_BLOCK_SIZES_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_BLOCK_SIZES_H_

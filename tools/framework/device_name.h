@@ -1,6 +1,6 @@
 // Names of output devices.
-#ifndef KELDA_TOOLS_DEVICE_NAME_H_
-#define KELDA_TOOLS_DEVICE_NAME_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_DEVICE_NAME_H_
+#define KELDA_TOOLS_FRAMEWORK_DEVICE_NAME_H_
 
 #include <system/audio.h>
 
@@ -20,4 +20,4 @@ std::string ShortDeviceNames();
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_DEVICE_NAME_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_DEVICE_NAME_H_

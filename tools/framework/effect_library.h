@@ -1,6 +1,6 @@
 // An effect library, loaded as the audio effect framework loads it.
-#ifndef KELDA_TOOLS_EFFECT_LIBRARY_H_
-#define KELDA_TOOLS_EFFECT_LIBRARY_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_EFFECT_LIBRARY_H_
+#define KELDA_TOOLS_FRAMEWORK_EFFECT_LIBRARY_H_
 
 #include <hardware/audio_effect.h>
 
@@ -27,4 +27,4 @@ class EffectLibrary {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EFFECT_LIBRARY_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_EFFECT_LIBRARY_H_

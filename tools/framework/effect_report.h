@@ -1,6 +1,6 @@
 // The text of the effect's dump, taken apart.
-#ifndef KELDA_TOOLS_EFFECT_REPORT_H_
-#define KELDA_TOOLS_EFFECT_REPORT_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_EFFECT_REPORT_H_
+#define KELDA_TOOLS_FRAMEWORK_EFFECT_REPORT_H_
 
 #include <string>
 #include <string_view>
@@ -41,4 +41,4 @@ bool IsStageLog(std::string_view stage_name, std::string_view tag);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EFFECT_REPORT_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_EFFECT_REPORT_H_

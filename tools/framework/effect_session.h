@@ -1,6 +1,6 @@
 // One instance of the effect, driven through the framework's command protocol.
-#ifndef KELDA_TOOLS_EFFECT_SESSION_H_
-#define KELDA_TOOLS_EFFECT_SESSION_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_EFFECT_SESSION_H_
+#define KELDA_TOOLS_FRAMEWORK_EFFECT_SESSION_H_
 
 #include <hardware/audio_effect.h>
 
@@ -68,4 +68,4 @@ class EffectSession {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_EFFECT_SESSION_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_EFFECT_SESSION_H_

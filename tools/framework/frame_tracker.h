@@ -6,8 +6,8 @@
 // a second instance, in pass-through, is run with the same block sizes and the
 // same resets; its input is not audio but the number of each frame, which comes
 // out as it went in, whatever the buffering does.
-#ifndef KELDA_TOOLS_FRAME_TRACKER_H_
-#define KELDA_TOOLS_FRAME_TRACKER_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_FRAME_TRACKER_H_
+#define KELDA_TOOLS_FRAMEWORK_FRAME_TRACKER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -45,4 +45,4 @@ class FrameTracker {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FRAME_TRACKER_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_FRAME_TRACKER_H_

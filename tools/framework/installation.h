@@ -3,8 +3,8 @@
 //   PREFIX/bin/kelda    PREFIX/lib/kelda/*.so    PREFIX/share/kelda/tuning/
 //
 // The build tree has the same layout.
-#ifndef KELDA_TOOLS_INSTALLATION_H_
-#define KELDA_TOOLS_INSTALLATION_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_INSTALLATION_H_
+#define KELDA_TOOLS_FRAMEWORK_INSTALLATION_H_
 
 #include <filesystem>
 
@@ -20,4 +20,4 @@ void UseTuningDirectory(const std::filesystem::path& directory);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INSTALLATION_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_INSTALLATION_H_

@@ -1,6 +1,6 @@
 // Keeps what the effect logs instead of showing it.
-#ifndef KELDA_TOOLS_LOG_CAPTURE_H_
-#define KELDA_TOOLS_LOG_CAPTURE_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_LOG_CAPTURE_H_
+#define KELDA_TOOLS_FRAMEWORK_LOG_CAPTURE_H_
 
 #include <string>
 #include <vector>
@@ -31,4 +31,4 @@ class LogCapture {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_LOG_CAPTURE_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_LOG_CAPTURE_H_

@@ -1,6 +1,6 @@
 // Measures the latency of the effect's processors.
-#ifndef KELDA_TOOLS_PROCESSOR_LATENCY_H_
-#define KELDA_TOOLS_PROCESSOR_LATENCY_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_PROCESSOR_LATENCY_H_
+#define KELDA_TOOLS_FRAMEWORK_PROCESSOR_LATENCY_H_
 
 #include <cstdint>
 #include <vector>
@@ -20,4 +20,4 @@ int64_t MeasureProcessorLatency(const EffectLibrary& library, const std::vector<
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_PROCESSOR_LATENCY_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_PROCESSOR_LATENCY_H_

@@ -1,7 +1,7 @@
 // What can be changed on an effect, written "key=value": before the audio starts
 // by an option, while it runs by the timeline.
-#ifndef KELDA_TOOLS_SETTING_H_
-#define KELDA_TOOLS_SETTING_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_SETTING_H_
+#define KELDA_TOOLS_FRAMEWORK_SETTING_H_
 
 #include <cstdint>
 #include <string>
@@ -49,4 +49,4 @@ void SetProperty(const std::string& assignment);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SETTING_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_SETTING_H_

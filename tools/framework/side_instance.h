@@ -1,6 +1,6 @@
 // Keeps instances of the effect that only measure out of sight.
-#ifndef KELDA_TOOLS_SIDE_INSTANCE_H_
-#define KELDA_TOOLS_SIDE_INSTANCE_H_
+#ifndef KELDA_TOOLS_FRAMEWORK_SIDE_INSTANCE_H_
+#define KELDA_TOOLS_FRAMEWORK_SIDE_INSTANCE_H_
 
 #include <cstdint>
 
@@ -23,4 +23,4 @@ class SideInstanceScope {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SIDE_INSTANCE_H_
+#endif  // KELDA_TOOLS_FRAMEWORK_SIDE_INSTANCE_H_

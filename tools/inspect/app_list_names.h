@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_APP_LIST_NAMES_H_
-#define KELDA_TOOLS_APP_LIST_NAMES_H_
+#ifndef KELDA_TOOLS_INSPECT_APP_LIST_NAMES_H_
+#define KELDA_TOOLS_INSPECT_APP_LIST_NAMES_H_
 
 #include <string>
 #include <string_view>
@@ -13,4 +13,4 @@ std::vector<std::string> PossiblePackages(std::string_view list);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_APP_LIST_NAMES_H_
+#endif  // KELDA_TOOLS_INSPECT_APP_LIST_NAMES_H_

@@ -1,8 +1,8 @@
 // Which stages the engine runs with which files, for every device, HRTF and mode: asked of
 // the effect library itself. Each answer comes from an instance of its own that is told
 // the settings as a phone tells them, and is read off its report and its log.
-#ifndef KELDA_TOOLS_DECISION_TABLE_H_
-#define KELDA_TOOLS_DECISION_TABLE_H_
+#ifndef KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
+#define KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
 
 #include <string>
 #include <vector>
@@ -44,4 +44,4 @@ DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_DECISION_TABLE_H_
+#endif  // KELDA_TOOLS_INSPECT_DECISION_TABLE_H_

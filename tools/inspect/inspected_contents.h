@@ -1,6 +1,6 @@
 // What each kind of tuning file holds, in words. The container of data files was checked.
-#ifndef KELDA_TOOLS_INSPECTED_CONTENTS_H_
-#define KELDA_TOOLS_INSPECTED_CONTENTS_H_
+#ifndef KELDA_TOOLS_INSPECT_INSPECTED_CONTENTS_H_
+#define KELDA_TOOLS_INSPECT_INSPECTED_CONTENTS_H_
 
 #include <cstddef>
 #include <span>
@@ -27,4 +27,4 @@ Contents ReadAppListContents(const std::string& list);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INSPECTED_CONTENTS_H_
+#endif  // KELDA_TOOLS_INSPECT_INSPECTED_CONTENTS_H_

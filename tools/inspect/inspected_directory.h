@@ -1,6 +1,6 @@
 // A directory of tuning files: each of them, what is missing, and what the engine makes of it.
-#ifndef KELDA_TOOLS_INSPECTED_DIRECTORY_H_
-#define KELDA_TOOLS_INSPECTED_DIRECTORY_H_
+#ifndef KELDA_TOOLS_INSPECT_INSPECTED_DIRECTORY_H_
+#define KELDA_TOOLS_INSPECT_INSPECTED_DIRECTORY_H_
 
 #include <filesystem>
 #include <string>
@@ -43,4 +43,4 @@ const char* Name(DirectoryEntry::State state);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INSPECTED_DIRECTORY_H_
+#endif  // KELDA_TOOLS_INSPECT_INSPECTED_DIRECTORY_H_

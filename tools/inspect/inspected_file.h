@@ -1,6 +1,6 @@
 // A tuning file in readable form.
-#ifndef KELDA_TOOLS_INSPECTED_FILE_H_
-#define KELDA_TOOLS_INSPECTED_FILE_H_
+#ifndef KELDA_TOOLS_INSPECT_INSPECTED_FILE_H_
+#define KELDA_TOOLS_INSPECT_INSPECTED_FILE_H_
 
 #include <filesystem>
 #include <string>
@@ -23,4 +23,4 @@ InspectedFile InspectFile(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INSPECTED_FILE_H_
+#endif  // KELDA_TOOLS_INSPECT_INSPECTED_FILE_H_

@@ -1,6 +1,6 @@
 // How an inspected directory is told.
-#ifndef KELDA_TOOLS_INSPECTION_TEXT_H_
-#define KELDA_TOOLS_INSPECTION_TEXT_H_
+#ifndef KELDA_TOOLS_INSPECT_INSPECTION_TEXT_H_
+#define KELDA_TOOLS_INSPECT_INSPECTION_TEXT_H_
 
 #include <string>
 
@@ -24,4 +24,4 @@ std::string TunedHrtf(const DecisionTable& table, const std::string& device);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_INSPECTION_TEXT_H_
+#endif  // KELDA_TOOLS_INSPECT_INSPECTION_TEXT_H_

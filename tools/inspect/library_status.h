@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_LIBRARY_STATUS_H_
-#define KELDA_TOOLS_LIBRARY_STATUS_H_
+#ifndef KELDA_TOOLS_INSPECT_LIBRARY_STATUS_H_
+#define KELDA_TOOLS_INSPECT_LIBRARY_STATUS_H_
 
 #include <string>
 
@@ -17,4 +17,4 @@ inline bool IsMissing(upmix_lib::Status status) {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_LIBRARY_STATUS_H_
+#endif  // KELDA_TOOLS_INSPECT_LIBRARY_STATUS_H_

@@ -1,6 +1,6 @@
 // What is missing or damaged in a directory of tuning files.
-#ifndef KELDA_TOOLS_TUNING_CHECK_H_
-#define KELDA_TOOLS_TUNING_CHECK_H_
+#ifndef KELDA_TOOLS_INSPECT_TUNING_CHECK_H_
+#define KELDA_TOOLS_INSPECT_TUNING_CHECK_H_
 
 #include <filesystem>
 #include <string>
@@ -25,4 +25,4 @@ std::vector<TuningFinding> CheckTuning(const std::filesystem::path& directory);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNING_CHECK_H_
+#endif  // KELDA_TOOLS_INSPECT_TUNING_CHECK_H_

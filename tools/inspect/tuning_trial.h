@@ -1,6 +1,6 @@
 // What the listener hears with a directory of tuning files.
-#ifndef KELDA_TOOLS_TUNING_TRIAL_H_
-#define KELDA_TOOLS_TUNING_TRIAL_H_
+#ifndef KELDA_TOOLS_INSPECT_TUNING_TRIAL_H_
+#define KELDA_TOOLS_INSPECT_TUNING_TRIAL_H_
 
 #include <string>
 #include <vector>
@@ -39,4 +39,4 @@ TuningTrial TryTuning(const EffectLibrary& library);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNING_TRIAL_H_
+#endif  // KELDA_TOOLS_INSPECT_TUNING_TRIAL_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_ELF_LIBRARY_H_
-#define KELDA_TOOLS_ELF_LIBRARY_H_
+#ifndef KELDA_TOOLS_LIBRARY_ELF_LIBRARY_H_
+#define KELDA_TOOLS_LIBRARY_ELF_LIBRARY_H_
 
 #include <filesystem>
 #include <set>
@@ -20,4 +20,4 @@ ElfLibrary ReadElfLibrary(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_ELF_LIBRARY_H_
+#endif  // KELDA_TOOLS_LIBRARY_ELF_LIBRARY_H_

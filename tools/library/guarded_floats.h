@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_GUARDED_FLOATS_H_
-#define KELDA_TOOLS_GUARDED_FLOATS_H_
+#ifndef KELDA_TOOLS_LIBRARY_GUARDED_FLOATS_H_
+#define KELDA_TOOLS_LIBRARY_GUARDED_FLOATS_H_
 
 #include <algorithm>
 #include <cmath>
@@ -41,4 +41,4 @@ class GuardedFloats {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_GUARDED_FLOATS_H_
+#endif  // KELDA_TOOLS_LIBRARY_GUARDED_FLOATS_H_

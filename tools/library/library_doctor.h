@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_LIBRARY_DOCTOR_H_
-#define KELDA_TOOLS_LIBRARY_DOCTOR_H_
+#ifndef KELDA_TOOLS_LIBRARY_LIBRARY_DOCTOR_H_
+#define KELDA_TOOLS_LIBRARY_LIBRARY_DOCTOR_H_
 
 #include <filesystem>
 
@@ -16,4 +16,4 @@ bool DiagnoseLibrary(const std::filesystem::path& directory, const std::filesyst
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_LIBRARY_DOCTOR_H_
+#endif  // KELDA_TOOLS_LIBRARY_LIBRARY_DOCTOR_H_

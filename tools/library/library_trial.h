@@ -1,6 +1,6 @@
 // Tries a signal library out: one component after another, as the effect uses it.
-#ifndef KELDA_TOOLS_LIBRARY_TRIAL_H_
-#define KELDA_TOOLS_LIBRARY_TRIAL_H_
+#ifndef KELDA_TOOLS_LIBRARY_LIBRARY_TRIAL_H_
+#define KELDA_TOOLS_LIBRARY_LIBRARY_TRIAL_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -57,4 +57,4 @@ const std::vector<Component>& Components();
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_LIBRARY_TRIAL_H_
+#endif  // KELDA_TOOLS_LIBRARY_LIBRARY_TRIAL_H_

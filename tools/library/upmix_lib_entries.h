@@ -1,6 +1,6 @@
 // The entry points of a signal library, as addresses.
-#ifndef KELDA_TOOLS_UPMIX_LIB_ENTRIES_H_
-#define KELDA_TOOLS_UPMIX_LIB_ENTRIES_H_
+#ifndef KELDA_TOOLS_LIBRARY_UPMIX_LIB_ENTRIES_H_
+#define KELDA_TOOLS_LIBRARY_UPMIX_LIB_ENTRIES_H_
 
 #include <dlfcn.h>
 
@@ -44,4 +44,4 @@ struct UpmixLibEntries {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_UPMIX_LIB_ENTRIES_H_
+#endif  // KELDA_TOOLS_LIBRARY_UPMIX_LIB_ENTRIES_H_

@@ -1,6 +1,6 @@
 // What a filter of the tuning does to a sine.
-#ifndef KELDA_TOOLS_FREQUENCY_RESPONSE_H_
-#define KELDA_TOOLS_FREQUENCY_RESPONSE_H_
+#ifndef KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_
+#define KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_
 
 #include <complex>
 #include <span>
@@ -29,4 +29,4 @@ GainPeak FindEqualizerPeak(const upmix_lib::EqualizerTuning& tuning);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_FREQUENCY_RESPONSE_H_
+#endif  // KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_

@@ -1,6 +1,6 @@
 // By what a pair of head-related impulse responses places a sound.
-#ifndef KELDA_TOOLS_HRIR_CUES_H_
-#define KELDA_TOOLS_HRIR_CUES_H_
+#ifndef KELDA_TOOLS_MEASURE_HRIR_CUES_H_
+#define KELDA_TOOLS_MEASURE_HRIR_CUES_H_
 
 #include "upmix-lib/hrir_set.h"
 
@@ -23,4 +23,4 @@ const char* PlaneName(int plane);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_HRIR_CUES_H_
+#endif  // KELDA_TOOLS_MEASURE_HRIR_CUES_H_

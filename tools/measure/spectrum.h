@@ -1,6 +1,6 @@
 // Spectra of impulse responses in double precision, for designs that take their time.
-#ifndef KELDA_TOOLS_SPECTRUM_H_
-#define KELDA_TOOLS_SPECTRUM_H_
+#ifndef KELDA_TOOLS_MEASURE_SPECTRUM_H_
+#define KELDA_TOOLS_MEASURE_SPECTRUM_H_
 
 #include <complex>
 #include <cstddef>
@@ -41,4 +41,4 @@ class SpectrumAnalysis {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_SPECTRUM_H_
+#endif  // KELDA_TOOLS_MEASURE_SPECTRUM_H_

@@ -1,6 +1,6 @@
 // Finds the steps in a signal that do not fit in with what is around them.
-#ifndef KELDA_TOOLS_STEP_DETECTOR_H_
-#define KELDA_TOOLS_STEP_DETECTOR_H_
+#ifndef KELDA_TOOLS_MEASURE_STEP_DETECTOR_H_
+#define KELDA_TOOLS_MEASURE_STEP_DETECTOR_H_
 
 #include <array>
 #include <cstdint>
@@ -62,4 +62,4 @@ class StepDetector {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STEP_DETECTOR_H_
+#endif  // KELDA_TOOLS_MEASURE_STEP_DETECTOR_H_

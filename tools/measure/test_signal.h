@@ -1,6 +1,6 @@
 // Sounds to measure the effect with.
-#ifndef KELDA_TOOLS_TEST_SIGNAL_H_
-#define KELDA_TOOLS_TEST_SIGNAL_H_
+#ifndef KELDA_TOOLS_MEASURE_TEST_SIGNAL_H_
+#define KELDA_TOOLS_MEASURE_TEST_SIGNAL_H_
 
 #include <cstddef>
 #include <vector>
@@ -57,4 +57,4 @@ class TestSignal {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TEST_SIGNAL_H_
+#endif  // KELDA_TOOLS_MEASURE_TEST_SIGNAL_H_

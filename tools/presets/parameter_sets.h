@@ -3,8 +3,8 @@
 // Ranges, defaults and places in the file are the signal library's own tables; this adds
 // what a person needs. Presets are read and templates printed by these sets, and files are
 // shown by them.
-#ifndef KELDA_TOOLS_PARAMETER_SETS_H_
-#define KELDA_TOOLS_PARAMETER_SETS_H_
+#ifndef KELDA_TOOLS_PRESETS_PARAMETER_SETS_H_
+#define KELDA_TOOLS_PRESETS_PARAMETER_SETS_H_
 
 #include <cstddef>
 #include <span>
@@ -51,4 +51,4 @@ std::string FormatRange(const upmix_lib::ParameterField& field, const ParameterM
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_PARAMETER_SETS_H_
+#endif  // KELDA_TOOLS_PRESETS_PARAMETER_SETS_H_

@@ -1,6 +1,6 @@
 // Presets: tuning parameters as a TOML file, one key a parameter.
-#ifndef KELDA_TOOLS_PRESET_TOML_H_
-#define KELDA_TOOLS_PRESET_TOML_H_
+#ifndef KELDA_TOOLS_PRESETS_PRESET_TOML_H_
+#define KELDA_TOOLS_PRESETS_PRESET_TOML_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -24,4 +24,4 @@ std::string PresetTemplate(const ParameterSet& set);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_PRESET_TOML_H_
+#endif  // KELDA_TOOLS_PRESETS_PRESET_TOML_H_

@@ -1,6 +1,6 @@
 // TOML files that the user wrote.
-#ifndef KELDA_TOOLS_TOML_FILE_H_
-#define KELDA_TOOLS_TOML_FILE_H_
+#ifndef KELDA_TOOLS_PRESETS_TOML_FILE_H_
+#define KELDA_TOOLS_PRESETS_TOML_FILE_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -38,4 +38,4 @@ std::string Shown(const toml::node& node);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TOML_FILE_H_
+#endif  // KELDA_TOOLS_PRESETS_TOML_FILE_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_TOML_READER_H_
-#define KELDA_TOOLS_TOML_READER_H_
+#ifndef KELDA_TOOLS_PRESETS_TOML_READER_H_
+#define KELDA_TOOLS_PRESETS_TOML_READER_H_
 
 #include <optional>
 #include <set>
@@ -40,4 +40,4 @@ class TomlReader {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TOML_READER_H_
+#endif  // KELDA_TOOLS_PRESETS_TOML_READER_H_

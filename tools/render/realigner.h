@@ -1,6 +1,6 @@
 // Puts delivered audio back to where its input was.
-#ifndef KELDA_TOOLS_REALIGNER_H_
-#define KELDA_TOOLS_REALIGNER_H_
+#ifndef KELDA_TOOLS_RENDER_REALIGNER_H_
+#define KELDA_TOOLS_RENDER_REALIGNER_H_
 
 #include <cstdint>
 #include <vector>
@@ -33,4 +33,4 @@ class Realigner {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REALIGNER_H_
+#endif  // KELDA_TOOLS_RENDER_REALIGNER_H_

@@ -1,6 +1,6 @@
 // What `kelda render` tells its user at the end.
-#ifndef KELDA_TOOLS_RENDER_SUMMARY_H_
-#define KELDA_TOOLS_RENDER_SUMMARY_H_
+#ifndef KELDA_TOOLS_RENDER_RENDER_SUMMARY_H_
+#define KELDA_TOOLS_RENDER_RENDER_SUMMARY_H_
 
 #include <string>
 #include <vector>
@@ -20,4 +20,4 @@ std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_RENDER_SUMMARY_H_
+#endif  // KELDA_TOOLS_RENDER_RENDER_SUMMARY_H_

@@ -4,8 +4,8 @@
 //                        |                                ^
 //                        +---------> FrameTracker --------+
 //                                    which input frame each delivered frame is
-#ifndef KELDA_TOOLS_RENDERER_H_
-#define KELDA_TOOLS_RENDERER_H_
+#ifndef KELDA_TOOLS_RENDER_RENDERER_H_
+#define KELDA_TOOLS_RENDER_RENDERER_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -54,4 +54,4 @@ RenderResult Render(const EffectLibrary& library, const RenderJob& job);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_RENDERER_H_
+#endif  // KELDA_TOOLS_RENDER_RENDERER_H_

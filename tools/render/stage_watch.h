@@ -2,8 +2,8 @@
 //
 // A second instance is told every setting that the rendering one gets, and asked for its report
 // after each: so the rendering one is told no more than a phone tells it.
-#ifndef KELDA_TOOLS_STAGE_WATCH_H_
-#define KELDA_TOOLS_STAGE_WATCH_H_
+#ifndef KELDA_TOOLS_RENDER_STAGE_WATCH_H_
+#define KELDA_TOOLS_RENDER_STAGE_WATCH_H_
 
 #include <cstdint>
 #include <map>
@@ -53,4 +53,4 @@ class StageWatch {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_STAGE_WATCH_H_
+#endif  // KELDA_TOOLS_RENDER_STAGE_WATCH_H_

@@ -6,8 +6,8 @@
 // effect's own buffering (a pause where there was none; a block of exactly one
 // period even takes another path through it). With the default block of 960
 // frames every multiple of 20 ms is exact.
-#ifndef KELDA_TOOLS_TIMELINE_H_
-#define KELDA_TOOLS_TIMELINE_H_
+#ifndef KELDA_TOOLS_RENDER_TIMELINE_H_
+#define KELDA_TOOLS_RENDER_TIMELINE_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -39,4 +39,4 @@ std::vector<TimedSetting> InOrder(std::vector<TimedSetting> changes);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TIMELINE_H_
+#endif  // KELDA_TOOLS_RENDER_TIMELINE_H_

@@ -1,6 +1,6 @@
 // Measures what a listener gets of a whole chain of the effect.
-#ifndef KELDA_TOOLS_CHAIN_MEASUREMENT_H_
-#define KELDA_TOOLS_CHAIN_MEASUREMENT_H_
+#ifndef KELDA_TOOLS_REPORT_CHAIN_MEASUREMENT_H_
+#define KELDA_TOOLS_REPORT_CHAIN_MEASUREMENT_H_
 
 #include <array>
 #include <cstdint>
@@ -59,4 +59,4 @@ ChainMeasurement MeasureChain(const EffectLibrary& library, const std::vector<Se
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CHAIN_MEASUREMENT_H_
+#endif  // KELDA_TOOLS_REPORT_CHAIN_MEASUREMENT_H_

@@ -1,6 +1,6 @@
 // What a listener hears when the mode changes.
-#ifndef KELDA_TOOLS_MODE_CHANGE_H_
-#define KELDA_TOOLS_MODE_CHANGE_H_
+#ifndef KELDA_TOOLS_REPORT_MODE_CHANGE_H_
+#define KELDA_TOOLS_REPORT_MODE_CHANGE_H_
 
 #include <string>
 #include <vector>
@@ -46,4 +46,4 @@ ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Set
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_MODE_CHANGE_H_
+#endif  // KELDA_TOOLS_REPORT_MODE_CHANGE_H_

@@ -1,6 +1,6 @@
 // The parts of the report's page, compiled in: tools/report/ and the plotting library.
-#ifndef KELDA_TOOLS_REPORT_ASSETS_H_
-#define KELDA_TOOLS_REPORT_ASSETS_H_
+#ifndef KELDA_TOOLS_REPORT_REPORT_ASSETS_H_
+#define KELDA_TOOLS_REPORT_REPORT_ASSETS_H_
 
 #include <string_view>
 
@@ -13,4 +13,4 @@ extern const std::string_view kReportChart;  // Chart.js
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REPORT_ASSETS_H_
+#endif  // KELDA_TOOLS_REPORT_REPORT_ASSETS_H_

@@ -1,6 +1,6 @@
 // The report's data about single files: what each equalizer and each ear does.
-#ifndef KELDA_TOOLS_REPORT_CURVES_H_
-#define KELDA_TOOLS_REPORT_CURVES_H_
+#ifndef KELDA_TOOLS_REPORT_REPORT_CURVES_H_
+#define KELDA_TOOLS_REPORT_REPORT_CURVES_H_
 
 #include <string>
 #include <vector>
@@ -27,4 +27,4 @@ Json EarsJson(const std::string& name, const upmix_lib::HrirSet& set);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REPORT_CURVES_H_
+#endif  // KELDA_TOOLS_REPORT_REPORT_CURVES_H_

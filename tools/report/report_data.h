@@ -1,6 +1,6 @@
 // Everything that the report shows.
-#ifndef KELDA_TOOLS_REPORT_DATA_H_
-#define KELDA_TOOLS_REPORT_DATA_H_
+#ifndef KELDA_TOOLS_REPORT_REPORT_DATA_H_
+#define KELDA_TOOLS_REPORT_REPORT_DATA_H_
 
 #include <functional>
 #include <string>
@@ -18,4 +18,4 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REPORT_DATA_H_
+#endif  // KELDA_TOOLS_REPORT_REPORT_DATA_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_REPORT_PAGE_H_
-#define KELDA_TOOLS_REPORT_PAGE_H_
+#ifndef KELDA_TOOLS_REPORT_REPORT_PAGE_H_
+#define KELDA_TOOLS_REPORT_REPORT_PAGE_H_
 
 #include <string>
 
@@ -12,4 +12,4 @@ std::string ReportPage(const Json& data);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_REPORT_PAGE_H_
+#endif  // KELDA_TOOLS_REPORT_REPORT_PAGE_H_

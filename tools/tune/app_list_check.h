@@ -1,6 +1,6 @@
 // What the engine makes of a list of tuned applications, line by line.
-#ifndef KELDA_TOOLS_APP_LIST_CHECK_H_
-#define KELDA_TOOLS_APP_LIST_CHECK_H_
+#ifndef KELDA_TOOLS_TUNE_APP_LIST_CHECK_H_
+#define KELDA_TOOLS_TUNE_APP_LIST_CHECK_H_
 
 #include <cstddef>
 #include <string>
@@ -25,4 +25,4 @@ AppListCheck CheckAppList(const std::string& name, std::string_view list);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_APP_LIST_CHECK_H_
+#endif  // KELDA_TOOLS_TUNE_APP_LIST_CHECK_H_

@@ -1,6 +1,6 @@
 // kelda tune: from the files that people have to the files that the phone reads.
-#ifndef KELDA_TOOLS_COMMAND_TUNE_H_
-#define KELDA_TOOLS_COMMAND_TUNE_H_
+#ifndef KELDA_TOOLS_TUNE_COMMAND_TUNE_H_
+#define KELDA_TOOLS_TUNE_COMMAND_TUNE_H_
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -23,4 +23,4 @@ std::string TuneFooter(const std::string& text, const std::string& example);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_COMMAND_TUNE_H_
+#endif  // KELDA_TOOLS_TUNE_COMMAND_TUNE_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_TUNING_BUILD_H_
-#define KELDA_TOOLS_TUNING_BUILD_H_
+#ifndef KELDA_TOOLS_TUNE_TUNING_BUILD_H_
+#define KELDA_TOOLS_TUNE_TUNING_BUILD_H_
 
 #include <functional>
 #include <string>
@@ -25,4 +25,4 @@ TuningBuild BuildTuning(const TuningProject& project, const WarningReceiver& war
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNING_BUILD_H_
+#endif  // KELDA_TOOLS_TUNE_TUNING_BUILD_H_

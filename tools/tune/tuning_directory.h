@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_TUNING_DIRECTORY_H_
-#define KELDA_TOOLS_TUNING_DIRECTORY_H_
+#ifndef KELDA_TOOLS_TUNE_TUNING_DIRECTORY_H_
+#define KELDA_TOOLS_TUNE_TUNING_DIRECTORY_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -28,4 +28,4 @@ void WriteTuningDirectory(const std::filesystem::path& directory,
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNING_DIRECTORY_H_
+#endif  // KELDA_TOOLS_TUNE_TUNING_DIRECTORY_H_

@@ -1,6 +1,6 @@
 // Projects: a whole tuning directory described by one TOML file.
-#ifndef KELDA_TOOLS_TUNING_PROJECT_H_
-#define KELDA_TOOLS_TUNING_PROJECT_H_
+#ifndef KELDA_TOOLS_TUNE_TUNING_PROJECT_H_
+#define KELDA_TOOLS_TUNE_TUNING_PROJECT_H_
 
 #include <filesystem>
 #include <map>
@@ -42,4 +42,4 @@ std::string ProjectTemplate();
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_TUNING_PROJECT_H_
+#endif  // KELDA_TOOLS_TUNE_TUNING_PROJECT_H_
