@@ -23,11 +23,11 @@ static_assert(std::endian::native == std::endian::little, "WAV files are");
 
 constexpr uint16_t kExtensible = 0xFFFE;
 
-template <typename Number>
-Number At(const std::string& bytes, size_t offset) {
-  Number number;
-  std::memcpy(&number, bytes.data() + offset, sizeof(number));
-  return number;
+template <typename Value>
+Value ValueAt(const std::string& bytes, size_t offset) {
+  Value value;
+  std::memcpy(&value, bytes.data() + offset, sizeof(value));
+  return value;
 }
 
 // The places that the bits of a WAV file's channel mask stand for, from the lowest.
@@ -125,13 +125,13 @@ void FfmpegStream::ReadHeader() {
     if (head.starts_with("data")) {
       return;
     }
-    const auto size = At<uint32_t>(head, 4);
+    const auto size = ValueAt<uint32_t>(head, 4);
     const std::string chunk = read(size + size % 2);
     if (head.starts_with("fmt ") && size >= 16) {
-      format_.channels = At<uint16_t>(chunk, 2);
-      format_.rate_hz = At<int32_t>(chunk, 4);
-      format_.places = At<uint16_t>(chunk, 0) == kExtensible && size >= 40
-                           ? MaskPlaces(At<uint32_t>(chunk, 20))
+      format_.channels = ValueAt<uint16_t>(chunk, 2);
+      format_.rate_hz = ValueAt<int32_t>(chunk, 4);
+      format_.places = ValueAt<uint16_t>(chunk, 0) == kExtensible && size >= 40
+                           ? MaskPlaces(ValueAt<uint32_t>(chunk, 20))
                            : UsualPlaces(format_.channels);
     }
   }

@@ -9,7 +9,7 @@
 namespace kelda::tools {
 namespace {
 
-void Check(soxr_error_t error) {
+void CheckConversion(soxr_error_t error) {
   if (error != nullptr) {
     throw std::runtime_error(std::string("conversion of the sample rate: ") + error);
   }
@@ -28,7 +28,7 @@ RateConverter::RateConverter(int from_hz, int to_hz, unsigned long quality)
   const soxr_quality_spec_t recipe = soxr_quality_spec(quality, 0);
   soxr_error_t error = nullptr;
   converter_.reset(soxr_create(from_hz, to_hz, kChannels, &error, &samples, &recipe, nullptr));
-  Check(error);
+  CheckConversion(error);
 }
 
 void RateConverter::Convert(const float* stereo, size_t frames, std::vector<float>* output) {
@@ -39,8 +39,9 @@ void RateConverter::Convert(const float* stereo, size_t frames, std::vector<floa
     const size_t size = output->size();
     output->resize(size + kRoomFrames * kChannels);
     size_t taken = 0;
-    Check(soxr_process(converter_.get(), frames == 0 ? nullptr : stereo + kChannels * read,
-                       frames - read, &taken, output->data() + size, kRoomFrames, &made));
+    CheckConversion(soxr_process(converter_.get(),
+                                 frames == 0 ? nullptr : stereo + kChannels * read, frames - read,
+                                 &taken, output->data() + size, kRoomFrames, &made));
     output->resize(size + made * kChannels);
     read += taken;
     frames_out_ += static_cast<int64_t>(made);

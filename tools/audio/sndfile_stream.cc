@@ -11,11 +11,11 @@
 namespace kelda::tools {
 namespace {
 
-[[noreturn]] void Refuse(const std::filesystem::path& path, const std::string& reason) {
+[[noreturn]] void RefuseSound(const std::filesystem::path& path, const std::string& reason) {
   throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + reason);
 }
 
-ChannelPlace Place(int channel) {
+ChannelPlace PlaceOf(int channel) {
   switch (channel) {
     case SF_CHANNEL_MAP_LEFT:
     case SF_CHANNEL_MAP_FRONT_LEFT:
@@ -57,7 +57,7 @@ SndfileStream::SndfileStream(const std::filesystem::path& path, const OggLink& l
       part_{std::unique_ptr<std::FILE, FileCloser>(std::fopen(path.c_str(), "rb")), link.begin,
             link.end} {
   if (part_.file == nullptr) {
-    Refuse(path, std::strerror(errno));
+    RefuseSound(path, std::strerror(errno));
   }
   SF_VIRTUAL_IO functions = PartFunctions();
   functions.seek(0, SEEK_SET, &part_);
@@ -97,14 +97,14 @@ SF_VIRTUAL_IO SndfileStream::PartFunctions() {
 
 void SndfileStream::Take(const std::filesystem::path& path) {
   if (file_ == nullptr) {
-    Refuse(path, sf_strerror(nullptr));
+    RefuseSound(path, sf_strerror(nullptr));
   }
   format_.rate_hz = info_.samplerate;
   format_.channels = static_cast<size_t>(info_.channels);
   std::vector<int> map(format_.channels);
   if (sf_command(file_.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(),
                  static_cast<int>(map.size() * sizeof(int))) == SF_TRUE) {
-    std::transform(map.begin(), map.end(), std::back_inserter(format_.places), Place);
+    std::transform(map.begin(), map.end(), std::back_inserter(format_.places), PlaceOf);
   } else {
     format_.places = UsualPlaces(format_.channels);
   }

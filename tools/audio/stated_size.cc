@@ -7,7 +7,7 @@
 namespace kelda::tools {
 namespace {
 
-uint64_t Number(std::string_view bytes, bool big_endian) {
+uint64_t SizeOf(std::string_view bytes, bool big_endian) {
   uint64_t number = 0;
   for (size_t i = 0; i < bytes.size(); ++i) {
     const auto byte = static_cast<unsigned char>(bytes[big_endian ? i : bytes.size() - 1 - i]);
@@ -53,10 +53,10 @@ std::string CutContainer(const std::filesystem::path& path) {
       break;
     }
     const std::string_view name = std::string_view(chunk).substr(0, 4);
-    uint64_t size = Number(std::string_view(chunk).substr(4), big_endian);
+    uint64_t size = SizeOf(std::string_view(chunk).substr(4), big_endian);
     if (name == "ds64") {
       const std::string sizes = read(16);
-      large_size = sizes.size() == 16 ? Number(std::string_view(sizes).substr(8), false) : 0;
+      large_size = sizes.size() == 16 ? SizeOf(std::string_view(sizes).substr(8), false) : 0;
     }
     if (name == "data" || name == "SSND") {
       if (container == "RF64" && size == UINT32_MAX) {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint32_t kAuto = 3;
 
-std::string Decibels(const std::optional<double>& value) {
+std::string LevelText(const std::optional<double>& value) {
   char text[32] = "-inf";
   if (value) {
     std::snprintf(text, sizeof(text), "%.1f", *value);
@@ -62,10 +62,10 @@ std::string SummaryLine(const RenderJob& job, const RenderResult& result) {
   char speed_text[32];
   std::snprintf(speed_text, sizeof(speed_text), "%.*fx real time", speed < 10 ? 1 : 0, speed);
   return job.output.string() + ": " + SoundTime(result.frames, kSampleRateHz) + "; loudness " +
-         Decibels(result.input.loudness_lufs) + " LUFS in, " +
-         Decibels(result.output.loudness_lufs) + " out; true peak " +
-         Decibels(result.input.true_peak_db) + " dBTP in, " + Decibels(result.output.true_peak_db) +
-         " out; " + speed_text + Ran(result.history);
+         LevelText(result.input.loudness_lufs) + " LUFS in, " +
+         LevelText(result.output.loudness_lufs) + " out; true peak " +
+         LevelText(result.input.true_peak_db) + " dBTP in, " +
+         LevelText(result.output.true_peak_db) + " out; " + speed_text + Ran(result.history);
 }
 
 std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult& result) {
