@@ -2,7 +2,7 @@
 
 #include <android/log.h>
 
-#include <bit>
+#include <bitset>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -25,7 +25,8 @@ uint32_t ReadWord(const void* bytes) {
 bool IsSupportedChannelMask(uint32_t mask) {
   constexpr uint32_t kRefusedBits = 0xFF000000;  // index masks, haptics, the top byte
   constexpr uint32_t kPositionBits = 0x33FFFFFF;
-  if (mask != 0 && (mask & kRefusedBits) == 0 && std::popcount(mask & kPositionBits) == 2) {
+  if (mask != 0 && (mask & kRefusedBits) == 0 &&
+      std::bitset<32>(mask & kPositionBits).count() == 2) {
     return true;
   }
   if ((mask & kRefusedBits) != 0) {
