@@ -181,6 +181,7 @@ TEST_F(LibraryTest, ExportsAndImportsNoMoreThanItNeeds) {
   const std::set<std::string> signal = taken_from(KELDA_FAKE_UPMIX_LIB);
   EXPECT_EQ(signal.size(), 31u);
   for (const std::string& name : signal) EXPECT_TRUE(name.starts_with("A0")) << name;
+  EXPECT_EQ(Symbols(KELDA_OPEN_UPMIX_LIB, "--defined-only"), signal);
 }
 
 TEST_F(LibraryTest, NeedsTheLibrariesByTheirNamesOnThePhone) {
