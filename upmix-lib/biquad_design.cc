@@ -2,7 +2,8 @@
 
 #include <cmath>
 #include <complex>
-#include <numbers>
+
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -14,7 +15,7 @@ Biquad Normalise(double b0, double b1, double b2, double a0, double a1, double a
 }  // namespace
 
 Biquad DesignBiquad(const EqualizerBand& band) {
-  const double angle = 2 * std::numbers::pi * static_cast<double>(band.freq_hz) / kSampleRateHz;
+  const double angle = 2 * kPi * static_cast<double>(band.freq_hz) / kSampleRateHz;
   const double cosine = std::cos(angle);
   const double alpha = std::sin(angle) / (2 * static_cast<double>(band.q));
   const double a = std::pow(10.0, static_cast<double>(band.gain_db) / 40);
@@ -52,8 +53,7 @@ Biquad DesignBiquad(const EqualizerBand& band) {
 }
 
 double ResponseDb(const Biquad& biquad, double freq_hz) {
-  const std::complex<double> delay =
-      std::polar(1.0, -2 * std::numbers::pi * freq_hz / kSampleRateHz);
+  const std::complex<double> delay = std::polar(1.0, -2 * kPi * freq_hz / kSampleRateHz);
   const std::complex<double> zeros = biquad.b0 + delay * (biquad.b1 + delay * biquad.b2);
   const std::complex<double> poles = 1.0 + delay * (biquad.a1 + delay * biquad.a2);
   return 20 * std::log10(std::abs(zeros / poles));

@@ -4,10 +4,10 @@
 #include <array>
 #include <cmath>
 #include <complex>
-#include <numbers>
 
 #include "upmix-lib/decibels.h"
 #include "upmix-lib/input_guard.h"
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -41,9 +41,10 @@ RoomParameters CinemaRoom(const CinemaParameters& parameters) {
 
 std::complex<double> ResponseAt(std::span<const float> taps, double radians_per_frame) {
   std::complex<double> sum;
-  for (size_t n = 0; n < taps.size(); ++n) {
-    sum +=
-        static_cast<double>(taps[n]) * std::polar(1.0, -radians_per_frame * static_cast<double>(n));
+  double frame = 0.0;
+  for (const float tap : taps) {
+    sum += static_cast<double>(tap) * std::polar(1.0, -radians_per_frame * frame);
+    frame += 1.0;
   }
   return sum;
 }
@@ -77,13 +78,13 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
 }
 
 BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
-  const double radians = 2.0 * std::numbers::pi * crossover_hz / kSampleRateHz;
+  const double radians = 2.0 * kPi * crossover_hz / kSampleRateHz;
   BassPath path = {};
   double phase = 0.0;
   for (int ear = 0; ear < kEars; ++ear) {
     const std::complex<double> response = ResponseAt(hrirs.response(kFC, ear), radians);
     // A mono signal leaves sqrt(2) times itself in the centre plane.
-    path.gain[ear] = static_cast<float>(std::numbers::sqrt2 * std::abs(response));
+    path.gain[ear] = static_cast<float>(kSqrt2 * std::abs(response));
     phase += std::arg(response) / kEars;
   }
   const int hrir_delay = std::clamp(static_cast<int>(std::lround(-phase / radians)), 0, kBlock / 4);

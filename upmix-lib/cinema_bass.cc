@@ -1,13 +1,12 @@
 #include "upmix-lib/cinema_bass.h"
 
-#include <numbers>
-
 #include "upmix-lib/input_guard.h"
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 
 BassSplitter::BassSplitter(float crossover_hz) {
-  constexpr float kButterworth = std::numbers::sqrt2_v<float> / 2.0f;
+  constexpr float kButterworth = static_cast<float>(kSqrt2) / 2.0f;
   const Biquad high = DesignBiquad({BandType::kHighPass, crossover_hz, 0.0f, kButterworth});
   const Biquad low = DesignBiquad({BandType::kLowPass, crossover_hz, 0.0f, kButterworth});
   b0_ = Lanes{high.b0, high.b0, low.b0, 0.0};

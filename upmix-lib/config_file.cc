@@ -1,9 +1,9 @@
 #include "upmix-lib/config_file.h"
 
 #include <algorithm>
-#include <span>
 #include <string_view>
 
+#include "upmix-lib/bytes.h"
 #include "upmix-lib/regular_file.h"
 
 namespace kelda::upmix_lib {
@@ -37,7 +37,7 @@ Status ReadConfigFile(const char* directory, const char* file, std::string& data
       return kConfigNotRegular;
   }
   char text[kMaxConfigBytes];
-  const ptrdiff_t count = config.Read(std::as_writable_bytes(std::span(text)));
+  const ptrdiff_t count = config.Read(WritableBytesOf(text));
   if (count < 0) {
     return kConfigUnreadable;
   }

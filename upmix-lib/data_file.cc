@@ -18,12 +18,13 @@ Status CheckHeader(const DataHeader& header, const DataKind& kind, size_t byte_l
 }
 
 Status CheckContainer(std::span<const std::byte> data, const DataKind& kind) {
-  if (data.size() < sizeof(DataHeader)) {
+  const auto size_bytes = static_cast<size_t>(data.size());
+  if (size_bytes < sizeof(DataHeader)) {
     return kDataTooShort;
   }
   DataHeader header;
   std::memcpy(&header, data.data(), sizeof(header));
-  if (const Status status = CheckHeader(header, kind, data.size()); status != kOk) {
+  if (const Status status = CheckHeader(header, kind, size_bytes); status != kOk) {
     return status;
   }
   return header.crc32 == Crc32(data.subspan(sizeof(DataHeader))) ? kOk : kDataBadCrc;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "upmix-lib/bytes.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/status.h"
 
@@ -50,7 +51,7 @@ Status LoadParameters(const void* blob, const DataKind& kind,
   }
   Parameters loaded;
   std::memcpy(static_cast<void*>(&loaded), blob, sizeof(loaded));
-  const auto bytes = std::as_bytes(std::span(&loaded, 1));
+  const auto bytes = BytesOf(loaded);
   if (const Status status = CheckContainer(bytes, kind); status != kOk) {
     return status;
   }
@@ -65,7 +66,7 @@ Status LoadParameters(const void* blob, const DataKind& kind,
 template <typename Parameters>
 Parameters DefaultParameters(const DataKind& kind, std::span<const ParameterField> fields) {
   Parameters parameters{};
-  const auto bytes = std::as_writable_bytes(std::span(&parameters, 1));
+  const auto bytes = WritableBytesOf(parameters);
   SetDefaults(bytes, fields);
   Seal(bytes, kind);
   return parameters;

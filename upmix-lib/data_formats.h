@@ -13,13 +13,12 @@
 #ifndef KELDA_UPMIX_LIB_DATA_FORMATS_H_
 #define KELDA_UPMIX_LIB_DATA_FORMATS_H_
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace kelda::upmix_lib {
 
-static_assert(std::endian::native == std::endian::little, "data files are used as they lie");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "data files are used as they lie");
 
 inline constexpr uint32_t kSampleRateHz = 48000;
 inline constexpr uint32_t kBlockFrames = 1024;  // every component but the music upmix

@@ -56,7 +56,8 @@ class FirEqualizer final : public Equalizer {
     std::vector<float> responses(4 * left.size());
     const auto scale = [gain](float tap) { return gain * tap; };
     std::transform(left.begin(), left.end(), responses.begin(), scale);
-    std::transform(right.begin(), right.end(), responses.end() - std::ssize(right), scale);
+    std::transform(right.begin(), right.end(),
+                   responses.end() - static_cast<std::ptrdiff_t>(right.size()), scale);
     return responses;
   }
 

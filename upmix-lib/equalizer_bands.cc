@@ -45,12 +45,13 @@ void Deinterleave(const DoubleVec4* frames, float* left, float* right) {
 
 }  // namespace
 
-BandCascade::BandCascade(std::span<const Biquad> left, std::span<const Biquad> right, double gain)
+BandCascade::BandCascade(const std::vector<Biquad>& left, const std::vector<Biquad>& right,
+                         double gain)
     : gain_(gain), pairs_((left.size() + 1) / 2) {
   const Biquad identity;
   for (size_t i = 0; i < 2 * pairs_.size(); ++i) {
     for (const size_t channel : {0u, 1u}) {
-      const std::span<const Biquad> bands = channel == 0 ? left : right;
+      const std::vector<Biquad>& bands = channel == 0 ? left : right;
       const int lane = 2 * (static_cast<int>(i) % 2) + static_cast<int>(channel);
       pairs_[i / 2].biquads.Set(lane, i < bands.size() ? bands[i] : identity);
     }

@@ -2,7 +2,6 @@
 #define KELDA_UPMIX_LIB_EQUALIZER_BANDS_H_
 
 #include <cstddef>
-#include <span>
 #include <vector>
 
 #include "platform/nonblocking.h"
@@ -30,7 +29,7 @@ class BandCascade {
  public:
   // `gain` is applied ahead of the bands. `left` and `right` are of equal length, any.
   // Control thread.
-  BandCascade(std::span<const Biquad> left, std::span<const Biquad> right, double gain);
+  BandCascade(const std::vector<Biquad>& left, const std::vector<Biquad>& right, double gain);
 
   // Filters kBlockFrames frames in place. Audio thread.
   void Process(float* left, float* right) KELDA_NONBLOCKING;

@@ -68,19 +68,19 @@ Status CheckInfo(const EqualizerInfo& info, size_t behind_bytes) {
   return CheckBounds({{info.preamp_db, kPreampMinDb, kPreampMaxDb}});
 }
 
-// Copies `items` to the front of `bytes`, which has room, and moves behind them.
+// Copies `count` items to the front of `bytes`, which has room, and moves behind them.
 template <typename Item>
-void PutItems(std::span<const Item> items, std::span<std::byte>& bytes) {
-  const auto source = std::as_bytes(items);
-  std::copy(source.begin(), source.end(), bytes.begin());
-  bytes = bytes.subspan(items.size_bytes());
+void PutItems(const Item* items, size_t count, std::span<std::byte>& bytes) {
+  const size_t item_bytes = count * sizeof(Item);
+  std::copy_n(reinterpret_cast<const std::byte*>(items), item_bytes, bytes.begin());
+  bytes = bytes.subspan(item_bytes);
 }
 
 }  // namespace
 
 Status ParseEqualizer(std::span<const std::byte> file, EqualizerTuning& tuning) {
   EqualizerInfo info;
-  if (file.size() < sizeof(DataHeader) + sizeof(info)) {
+  if (static_cast<size_t>(file.size()) < sizeof(DataHeader) + sizeof(info)) {
     return kBadCount;
   }
   std::memcpy(&info, file.data() + sizeof(DataHeader), sizeof(info));
@@ -114,12 +114,12 @@ std::vector<std::byte> BuildEqualizerFile(const EqualizerTuning& tuning) {
   std::vector<std::byte> file(sizeof(DataHeader) + sizeof(info) +
                               info.curves * info.count * item_bytes);
   std::span<std::byte> rest = std::span(file).subspan(sizeof(DataHeader));
-  PutItems(std::span<const EqualizerInfo>(&info, 1), rest);
+  PutItems(&info, 1, rest);
   for (const EqualizerTuning::Curve& curve : tuning.curves) {
     if (bands) {
-      PutItems(std::span<const EqualizerBand>(curve.bands), rest);
+      PutItems(curve.bands.data(), curve.bands.size(), rest);
     } else {
-      PutItems(std::span<const float>(curve.taps), rest);
+      PutItems(curve.taps.data(), curve.taps.size(), rest);
     }
   }
   Seal(file, kEqualizerKind);

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -79,7 +80,7 @@ RealFft::RealFft(int size)
     for (int l = 1; l < lanes_; ++l, out += 2 * lanes_) {
       for (int i = 0; i < lanes_; ++i) {
         const int k = BlockStart(size_, lanes_, block) + i;
-        const double angle = -2.0 * std::numbers::pi * k * l / size_;
+        const double angle = -2.0 * kPi * k * l / size_;
         out[i] = static_cast<float>(std::cos(angle));
         out[lanes_ + i] = static_cast<float>(std::sin(angle));
       }

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "upmix-lib/fft.h"
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 
@@ -25,7 +25,6 @@ FilterBankTables::FilterBankTables() {
   constexpr int kRise = kTransformFrames - kFall;
   constexpr double kAnalysisShare = 0.6;
   constexpr double kRisePower = 1.5;
-  constexpr double kPi = std::numbers::pi;
 
   double product[kSynthesisFrames] = {};
   for (int k = 0; k < kKernel; ++k) {

@@ -17,6 +17,7 @@ struct Preamble {
 };
 static_assert(sizeof(Preamble) ==
               sizeof(HrirInfo) + sizeof(RoomParameters) + kPlanes * sizeof(HrirPlane));
+constexpr std::size_t kTapsOffset_bytes = sizeof(DataHeader) + sizeof(Preamble);
 
 template <std::size_t kSize>
 bool IsTerminated(const char (&text)[kSize]) {
@@ -49,20 +50,20 @@ Status LoadHrirSet(const std::string& path, HrirSet& set) {
   std::vector<std::byte> file;
   if (const Status status = ReadDataFile(path, kHrirKind, file); status != kOk) return status;
 
-  const auto contents = std::span<const std::byte>(file).subspan(sizeof(DataHeader));
+  if (file.size() < kTapsOffset_bytes) return kBadCount;
   Preamble preamble;
-  if (contents.size() < sizeof(preamble)) return kBadCount;
-  std::memcpy(&preamble, contents.data(), sizeof(preamble));
-  const auto taps = contents.subspan(sizeof(preamble));
+  std::memcpy(&preamble, file.data() + sizeof(DataHeader), sizeof(preamble));
+  const std::size_t tap_bytes = file.size() - kTapsOffset_bytes;
 
-  if (const Status status = CheckInfo(preamble.info, taps.size()); status != kOk) return status;
-  const auto room_bytes = std::as_bytes(std::span(&preamble.room, 1));
-  if (const Status status = CheckFields(room_bytes, kRoomFields); status != kOk) return status;
+  if (const Status status = CheckInfo(preamble.info, tap_bytes); status != kOk) return status;
+  if (const Status status = CheckFields(BytesOf(preamble.room), kRoomFields); status != kOk) {
+    return status;
+  }
   for (const HrirPlane& plane : preamble.planes) {
     if (const Status status = CheckDirection(plane); status != kOk) return status;
   }
-  std::vector<float> responses(taps.size() / sizeof(float));
-  std::memcpy(responses.data(), taps.data(), taps.size());
+  std::vector<float> responses(tap_bytes / sizeof(float));
+  std::memcpy(responses.data(), file.data() + kTapsOffset_bytes, tap_bytes);
   for (const float tap : responses) {
     if (const Status status = CheckMagnitude(tap, kMaxHrirTap); status != kOk) return status;
   }
@@ -88,10 +89,10 @@ std::vector<std::byte> EncodeHrirSet(const HrirSet& set) {
   preamble.room = set.room;
   std::copy_n(set.directions.begin(), kPlanes, preamble.planes);
 
-  const auto taps = std::as_bytes(std::span(set.responses));
-  std::vector<std::byte> file(sizeof(DataHeader) + sizeof(preamble) + taps.size());
+  const std::size_t tap_bytes = set.responses.size() * sizeof(float);
+  std::vector<std::byte> file(kTapsOffset_bytes + tap_bytes);
   std::memcpy(file.data() + sizeof(DataHeader), &preamble, sizeof(preamble));
-  std::memcpy(file.data() + sizeof(DataHeader) + sizeof(preamble), taps.data(), taps.size());
+  std::memcpy(file.data() + kTapsOffset_bytes, set.responses.data(), tap_bytes);
   Seal(file, kHrirKind);
   return file;
 }

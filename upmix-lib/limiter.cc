@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -37,7 +38,7 @@ Limiter::Limiter(float ceiling_dbtp, float release_ms)
   std::array<double, kSmoothFrames> window;
   for (size_t k = 0; k < kSmoothFrames; ++k) {
     const double place = static_cast<double>(k + 1) / (kSmoothFrames + 1);
-    window[k] = std::pow(std::sin(std::numbers::pi * place), 2);
+    window[k] = std::pow(std::sin(kPi * place), 2);
     sum += window[k];
   }
   for (size_t i = 0; i < kChunkFrames; ++i) {

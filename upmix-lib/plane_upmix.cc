@@ -1,9 +1,9 @@
 #include "upmix-lib/plane_upmix.h"
 
 #include <cmath>
-#include <numbers>
 
 #include "upmix-lib/input_guard.h"
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 
@@ -11,7 +11,7 @@ PlaneUpmix::PlaneUpmix(const PlaneTuning& tuning)
     : decomposition_(tuning.decomposition), tuning_(tuning) {}
 
 void PlaneUpmix::Process(const float* const* in, float* const* out) {
-  constexpr float kHalfRoot = std::numbers::sqrt2_v<float> / 2.0f;
+  constexpr float kHalfRoot = static_cast<float>(kSqrt2) / 2.0f;
   alignas(kSimdAlignment_bytes) float guarded[kHopFrames];
   Spectrum left, right;
   GuardSamples(in[0], guarded, kHopFrames);
@@ -55,7 +55,7 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   }
 #pragma omp simd
   for (int n = 0; n < kHopFrames; ++n) {
-    out[kFC][n] = gain[kFC] * std::numbers::sqrt2_v<float> * common[n];
+    out[kFC][n] = gain[kFC] * static_cast<float>(kSqrt2) * common[n];
   }
 }
 

@@ -29,9 +29,10 @@ RegularFile::~RegularFile() {
 }
 
 ptrdiff_t RegularFile::Read(std::span<std::byte> bytes) {
+  const auto wanted = static_cast<size_t>(bytes.size());
   size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = read(descriptor_, bytes.data() + done, bytes.size() - done);
+  while (done < wanted) {
+    const ssize_t count = read(descriptor_, bytes.data() + done, wanted - done);
     if (count < 0 && errno == EINTR) {
       continue;
     }

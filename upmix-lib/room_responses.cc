@@ -4,19 +4,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <numbers>
 #include <random>
 #include <utility>
 
 #include "upmix-lib/biquad_design.h"
 #include "upmix-lib/fft.h"
+#include "upmix-lib/math_constants.h"
 #include "upmix-lib/room.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
 constexpr double kSoundSpeed_m_per_s = 343.0;
-constexpr double kRadians = std::numbers::pi / 180.0;
+constexpr double kRadians = kPi / 180.0;
 
 // ---- Early reflections ---------------------------------------------------------------
 
@@ -99,7 +99,7 @@ int NearestPlane(const HrirSet& hrirs, double azimuth_deg, double elevation_deg)
 // `taps` damped by one pole at `corner_hz` for each of `order` walls.
 std::vector<double> Damped(std::span<const float> taps, double corner_hz, int order) {
   std::vector<double> damped(taps.begin(), taps.end());
-  const double pole = std::exp(-2.0 * std::numbers::pi * corner_hz / kSampleRateHz);
+  const double pole = std::exp(-2.0 * kPi * corner_hz / kSampleRateHz);
   for (int i = 0; i < order; ++i) {
     double state = 0.0;
     for (double& tap : damped) tap = state = (1.0 - pole) * tap + pole * state;
@@ -178,7 +178,7 @@ int LateTaps(const RoomParameters& room) {
 }
 
 double DiffuseCoherence(double freq_hz) {
-  const double argument = std::numbers::pi * freq_hz / 550.0;
+  const double argument = kPi * freq_hz / 550.0;
   const double sinc = argument == 0.0 ? 1.0 : std::sin(argument) / argument;
   return sinc * std::max(0.0, 1.0 - freq_hz / 2700.0);
 }
@@ -207,7 +207,7 @@ std::vector<LateBin> LateBins(const RoomParameters& room) {
 std::vector<double> GrainWindow() {
   std::vector<double> window(kGrain_frames);
   for (std::size_t n = 0; n < window.size(); ++n) {
-    window[n] = std::sin(std::numbers::pi * (static_cast<double>(n) + 0.5) / kGrain_frames);
+    window[n] = std::sin(kPi * (static_cast<double>(n) + 0.5) / kGrain_frames);
   }
   return window;
 }

@@ -1,14 +1,15 @@
 #include "upmix-lib/row_fft.h"
 
 #include <cmath>
-#include <numbers>
+
+#include "upmix-lib/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
 // exp(-2 pi i index / size), rounded once.
 void AppendTwiddle(int index, int size, std::vector<float>* table) {
-  const double angle = -2.0 * std::numbers::pi * index / size;
+  const double angle = -2.0 * kPi * index / size;
   table->push_back(static_cast<float>(std::cos(angle)));
   table->push_back(static_cast<float>(std::sin(angle)));
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "upmix-lib/math_constants.h"
 #include "upmix-lib/simd.h"
 
 namespace kelda::upmix_lib {
@@ -23,7 +23,7 @@ double BesselI0(double x) {
 
 // The interpolator at a distance of `frames`, not 0.
 double WindowedSinc(double frames) {
-  const double angle = std::numbers::pi * frames;
+  const double angle = kPi * frames;
   const double place = frames / TruePeak::kReachFrames;
   return std::sin(angle) / angle * BesselI0(kKaiserBeta * std::sqrt(1 - place * place)) /
          BesselI0(kKaiserBeta);
