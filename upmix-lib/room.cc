@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "upmix-lib/math_constants.h"
+#include "upmix-lib/simd.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -28,11 +29,12 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, f
   for (int side = 0; side < kRoomSides; ++side) {
     const auto& gains = side_gains_[static_cast<std::size_t>(side)];
     float* to = convolver_.input(side);
-#pragma omp simd
-    for (int n = 0; n < kBlock; ++n) {
-      float sum = 0.0f;
-      for (std::size_t plane = 0; plane < kPlanes; ++plane) sum += gains[plane] * planes[plane][n];
-      to[n] = sum;
+    for (int n = 0; n < kBlock; n += kLanes) {
+      Vec sum{};
+      for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+        sum += gains[plane] * Load<Vec>(planes[plane] + n);
+      }
+      Store(to + n, sum);
     }
   }
   float* wet_left = wet_.data();
