@@ -19,7 +19,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-HandleTable<Cinema> instances;
+constinit HandleTable<Cinema> instances(HandleKind::kCinema);
 
 uint32_t HandleOf(const void* instance) {
   const auto value = reinterpret_cast<uintptr_t>(instance);

@@ -7,7 +7,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-constinit HandleComponent<Equalizer> component;
+constinit HandleComponent<Equalizer> component(HandleKind::kEqualizer);
 
 }  // namespace
 

@@ -32,6 +32,8 @@ namespace kelda::upmix_lib {
 template <typename Processor>
 class HandleComponent {
  public:
+  constexpr explicit HandleComponent(HandleKind kind) : instances_(kind) {}
+
   // Control. Writes *handle on success only.
   Status Create(uint32_t* handle, const char* directory, const char* file) {
     if (handle == nullptr) {

@@ -8,7 +8,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-HandleComponent<Virtualizer> component;
+constinit HandleComponent<Virtualizer> component(HandleKind::kVirtualizer);
 
 constexpr int32_t kFirstOfStream = 2;
 

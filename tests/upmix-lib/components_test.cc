@@ -139,6 +139,14 @@ TEST_P(HandleContract, OrderOfCallsIsChecked) {
   EXPECT_EQ(handle, 0u);
   ASSERT_EQ(Create(&handle), kOk);
   ASSERT_NE(handle, 0u);
+  // The other component's first instance, too.
+  const bool equalizer = std::string_view(e.name) == kHandleEntries[0].name;
+  const HandleEntries& other = kHandleEntries[equalizer ? 1 : 0];
+  const TempDirectory other_directory;
+  other_directory.Install(other.data);
+  uint32_t foreign = 0;
+  ASSERT_EQ(other.create(&foreign, other_directory.path().c_str(), "config"), kOk);
+  EXPECT_EQ(e.initialize(foreign), kBadHandle) << "taken for its own";
 
   EXPECT_EQ(e.process(handle, planes), kNotInitialized);
   EXPECT_EQ(last_error(handle),
@@ -163,14 +171,17 @@ TEST_P(HandleContract, OrderOfCallsIsChecked) {
   EXPECT_EQ(handle, 0u);
   EXPECT_EQ(e.destroy(nullptr), kNullPointer);
   ASSERT_EQ(Create(&handle), kOk);  // in the place of the old one
-  for (uint32_t dead : {stale, 0u, 0xFFFFFFFFu}) {
+  for (const uint32_t refused : {stale, foreign, 0u, 0xFFFFFFFFu}) {
+    uint32_t dead = refused;
     EXPECT_EQ(e.initialize(dead), kBadHandle);
     EXPECT_EQ(e.flush(dead), kBadHandle);
     EXPECT_EQ(e.process(dead, planes), kBadHandle);
     EXPECT_EQ(e.close(dead), kBadHandle);
     EXPECT_EQ(e.last_error(dead, &error, &detail), kBadHandle);
     EXPECT_EQ(e.destroy(&dead), kBadHandle);
+    EXPECT_EQ(dead, refused) << "a destroy that failed took the handle";
   }
+  EXPECT_EQ(other.destroy(&foreign), kOk);
   EXPECT_EQ(e.destroy(&handle), kOk);
 }
 
@@ -184,7 +195,7 @@ TEST_P(HandleContract, HoldsTwoHundredAndFiftySixInstances) {
 }
 
 TEST(HandleTable, LookUpsHoldWhileOthersComeAndGo) {
-  HandleTable<int> table;
+  HandleTable<int> table(HandleKind::kCinema);
   const uint32_t kept = table.Insert(std::make_unique<int>(7));
   std::thread other([&] {
     for (int i = 0; i < 20000; ++i) table.Remove(table.Insert(std::make_unique<int>(i)));
@@ -324,10 +335,13 @@ TEST(CinemaContract, CreateNeedsSoundParametersAndFilesAndMisuseIsRefused) {
   void* const stale = instance;
   EXPECT_EQ(A0213(&instance), kOk);
   EXPECT_EQ(instance, nullptr);
-  for (void* dead : {stale, static_cast<void*>(nullptr), static_cast<void*>(block.data())}) {
+  for (void* const refused :
+       {stale, static_cast<void*>(nullptr), static_cast<void*>(block.data())}) {
+    void* dead = refused;
     EXPECT_EQ(A0238(in, out, dead), kBadHandle);
     EXPECT_EQ(A0593(dead), kBadHandle);
     EXPECT_EQ(A0213(&dead), kBadHandle);
+    EXPECT_EQ(dead, refused) << "a destroy that failed took the pointer";
   }
 }
 
