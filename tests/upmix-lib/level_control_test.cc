@@ -66,19 +66,23 @@ TEST(LoudnessMeter, MeasuresAfreshAfterAPause) {
   EXPECT_NEAR(20 * std::log10(meter.Peak()), -35, 0.1);
 }
 
-// One wild sample does not silence the programme.
-TEST(TruePeak, ReadsTopsBetweenFrames) {
+// Tones of full scale whose tops lie between two frames.
+TEST(TruePeak, IsTrueUpTo20kHz) {
   constexpr int kReach = TruePeak::kReachFrames;
-  for (const double top : {0.25, 0.5, 0.75}) {  // frames behind the chunk's first
-    Signal left_only(2 * (TruePeak::kChunkFrames + 2 * kReach));
-    for (int i = 0; i < TruePeak::kChunkFrames + 2 * kReach; ++i) {
-      left_only[2 * static_cast<std::size_t>(i)] =
-          static_cast<float>(std::cos(std::numbers::pi / 2 * (i - kReach - top)));
+  for (const double freq_hz : {1000.0, 12000.0, 15000.0, 18000.0, 18500.0, 19000.0, 20000.0}) {
+    for (const double top : {0.25, 0.5, 0.75}) {  // frames after the chunk's first
+      const double phase =
+          std::numbers::pi / 2 - 2 * std::numbers::pi * freq_hz * (kReach + top) / kSampleRateHz;
+      const Signal tone = Sine(freq_hz, 1.0, TruePeak::kChunkFrames + 2 * kReach, phase);
+      Signal left_only(2 * tone.size());
+      for (std::size_t i = 0; i < tone.size(); ++i) left_only[2 * i] = tone[i];
+      EXPECT_NEAR(20 * std::log10(TruePeak().OfChunk(&left_only[2 * kReach])), 0, 0.12)
+          << freq_hz << " Hz, " << top;
     }
-    EXPECT_NEAR(TruePeak().OfChunk(&left_only[2 * kReach]), 1, 0.01) << top;
   }
 }
 
+// One wild sample does not silence the programme.
 TEST(LevelControl, BringsProgrammesToTheTarget) {
   const double target_lufs = LevelDefaults().target_lufs;
   for (Planes programme : {Music(20, 3), Speech(20, 4)}) {
@@ -189,6 +193,32 @@ TEST(LevelControl, SinesBelowTheCeilingStayPure) {
       EXPECT_LT(ThdPlusNoiseDb(std::span(out[0]).last(2 * kSampleRateHz), freq_hz), -100)
           << freq_hz << " Hz at " << level_db << " dB";
     }
+  }
+}
+
+// A gain that recovered between the peaks of a bass note would bend the note.
+TEST(LevelControl, LimitedBassStaysPure) {
+  const std::tuple<double, double> kLimits[] = {{40, -48}, {60, -53}, {200, -80}};
+  for (const auto& [freq_hz, limit_db] : kLimits) {
+    const Planes out = LevelInstance(LimiterOnly(-1)).Process(Tone(freq_hz, 5, 6));
+    EXPECT_LT(ThdPlusNoiseDb(std::span(out[0]).last(kSampleRateHz), freq_hz), limit_db) << freq_hz;
+  }
+}
+
+// What follows a lone peak is itself again at once, and what follows a loud passage soon.
+TEST(LevelControl, ABurstIsNotHeardAfterwards) {
+  const struct {
+    double burst_s, after_s, most_lost_db;
+  } kCases[] = {{0.01, 0.3, 0.9}, {1.0, 2.0, 0.5}};
+  for (const auto& [burst_s, after_s, most_lost_db] : kCases) {
+    Planes in = Tone(997, -8, 5);
+    const auto burst = static_cast<std::ptrdiff_t>(burst_s * kSampleRateHz);
+    for (Signal& plane : in) {
+      std::for_each_n(plane.begin() + kSampleRateHz, burst, [](float& sample) { sample *= 10; });
+    }
+    const Planes out = LevelInstance(LimiterOnly(-1)).Process(in);
+    const auto after = static_cast<std::size_t>((1 + burst_s + after_s) * kSampleRateHz);
+    EXPECT_NEAR(PeakDb(std::span(out[0]).subspan(after, 480)), -8, most_lost_db) << burst_s;
   }
 }
 
