@@ -31,7 +31,6 @@ void RunCinema(benchmark::State& state, bool with_room) {
   HrirSet hrirs;
   hrirs.taps = 256;
   hrirs.responses = Noise(kPlanes * kEars * 256, 1);
-  std::copy_n(kPlaneDirections, kPlanes, hrirs.directions.begin());
   const auto cinema = std::make_unique<Cinema>(parameters, hrirs);
   const std::vector<float> left = Noise(kBlockFrames, 2), right = Noise(kBlockFrames, 3);
   std::vector<float> out_left(kBlockFrames), out_right(kBlockFrames);

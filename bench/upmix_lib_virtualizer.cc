@@ -30,7 +30,6 @@ void Virtualize(benchmark::State& state, const RoomParameters& room) {
   hrirs.taps = static_cast<int>(state.range(0));
   hrirs.responses = Noise(static_cast<std::size_t>(hrirs.taps) * kPlanes * kEars);
   hrirs.room = room;
-  std::copy_n(kPlaneDirections, kPlanes, hrirs.directions.begin());
   Virtualizer virtualizer(hrirs);
 
   const std::vector<float> in = Noise(kPlanes * kBlockFrames);

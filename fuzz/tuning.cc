@@ -46,9 +46,13 @@ Bytes DrawHrirs(ByteReader* input) {
   HrirSet set;
   set.taps = input->OneOf(kTaps);
   DrawFields(kRoomFields, std::as_writable_bytes(std::span(&set.room, 1)), input);
-  std::copy_n(kPlaneDirections, kPlanes, set.directions.begin());
   const float tap = Draw(0.1f, kMaxHrirTap, input);
-  set.responses.resize(std::size_t{kPlanes} * kEars * static_cast<std::size_t>(set.taps), tap);
+  const auto unlike = input->Take<uint8_t>();  // bit p: plane p has taps of its own
+  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+    const bool own = (unlike >> plane & 1) != 0;
+    set.responses.insert(set.responses.end(), kEars * static_cast<std::size_t>(set.taps),
+                         own ? Draw(0.0f, kMaxHrirTap, input) : tap);
+  }
   return EncodeHrirSet(set);
 }
 

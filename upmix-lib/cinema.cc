@@ -102,7 +102,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
       room_centre_(kBlock) {
   const RoomResponses responses = MakeRoomResponses(CinemaRoom(parameters), hrirs);
   if (responses.taps > 0) {
-    room_.emplace(responses, hrirs.directions);
+    room_.emplace(responses);
   }
   const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {

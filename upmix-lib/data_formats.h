@@ -95,9 +95,10 @@ inline constexpr ParameterField kRoomFields[] = {
     {"reserved[2]", offsetof(RoomParameters, reserved[2]), 0.0f, 0.0f, 0.0f},
 };
 
+// The direction that a plane's HRIRs were made for.
 struct HrirPlane {
-  float azimuth_deg;    // -180..180
-  float elevation_deg;  // -90..90
+  float azimuth_deg;
+  float elevation_deg;
 };
 static_assert(sizeof(HrirPlane) == 8);
 
@@ -107,7 +108,8 @@ inline constexpr DataKind kHrirKind = {
     sizeof(DataHeader) + sizeof(HrirInfo) + sizeof(RoomParameters) +
         kPlanes*(sizeof(HrirPlane) + 2 * kMaxHrirTaps * sizeof(float))};
 
-// The directions that the music upmix places its planes at.
+// The planes' directions. A file must hold exactly these, in this order: a set for other
+// loudspeakers, or with its planes exchanged, is refused.
 inline constexpr HrirPlane kPlaneDirections[kPlanes] = {{30, 0},  {-30, 0}, {0, 0},   {90, 0},
                                                         {-90, 0}, {135, 0}, {-135, 0}};
 

@@ -39,9 +39,14 @@ Status CheckMagnitude(float value, float limit) {
   return std::fabs(value) <= limit ? kOk : kOutOfRange;
 }
 
-Status CheckDirection(const HrirPlane& plane) {
-  const Status azimuth = CheckMagnitude(plane.azimuth_deg, 180.0f);
-  return azimuth != kOk ? azimuth : CheckMagnitude(plane.elevation_deg, 90.0f);
+// HRIRs for any other direction would be heard from their plane's all the same.
+Status CheckDirection(const HrirPlane& made_for, const HrirPlane& plane) {
+  if (!std::isfinite(made_for.azimuth_deg) || !std::isfinite(made_for.elevation_deg)) {
+    return kNotFinite;
+  }
+  return made_for.azimuth_deg == plane.azimuth_deg && made_for.elevation_deg == plane.elevation_deg
+             ? kOk
+             : kBadDirection;
 }
 
 }  // namespace
@@ -59,8 +64,9 @@ Status LoadHrirSet(const std::string& path, HrirSet& set) {
   if (const Status status = CheckFields(BytesOf(preamble.room), kRoomFields); status != kOk) {
     return status;
   }
-  for (const HrirPlane& plane : preamble.planes) {
-    if (const Status status = CheckDirection(plane); status != kOk) return status;
+  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+    const Status status = CheckDirection(preamble.planes[plane], kPlaneDirections[plane]);
+    if (status != kOk) return status;
   }
   std::vector<float> responses(tap_bytes / sizeof(float));
   std::memcpy(responses.data(), file.data() + kTapsOffset_bytes, tap_bytes);
@@ -72,7 +78,6 @@ Status LoadHrirSet(const std::string& path, HrirSet& set) {
   loaded.source = preamble.info.source;
   loaded.licence = preamble.info.licence;
   loaded.room = preamble.room;
-  std::copy_n(preamble.planes, kPlanes, loaded.directions.begin());
   loaded.taps = static_cast<int>(preamble.info.tap_count);
   loaded.responses = std::move(responses);
   set = std::move(loaded);
@@ -87,7 +92,7 @@ std::vector<std::byte> EncodeHrirSet(const HrirSet& set) {
   set.source.copy(preamble.info.source, sizeof(preamble.info.source) - 1);
   set.licence.copy(preamble.info.licence, sizeof(preamble.info.licence) - 1);
   preamble.room = set.room;
-  std::copy_n(set.directions.begin(), kPlanes, preamble.planes);
+  std::copy_n(kPlaneDirections, kPlanes, preamble.planes);
 
   const std::size_t tap_bytes = set.responses.size() * sizeof(float);
   std::vector<std::byte> file(kTapsOffset_bytes + tap_bytes);

@@ -2,7 +2,6 @@
 #ifndef KELDA_UPMIX_LIB_HRIR_SET_H_
 #define KELDA_UPMIX_LIB_HRIR_SET_H_
 
-#include <array>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -17,7 +16,6 @@ struct HrirSet {
   std::string source;   // Who measured what.
   std::string licence;  // Of the measurement.
   RoomParameters room;
-  std::array<HrirPlane, kPlanes> directions;
   int taps = 0;                  // Per response.
   std::vector<float> responses;  // [plane][ear][tap]; the interaural delay included.
 

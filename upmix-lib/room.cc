@@ -14,11 +14,11 @@ constexpr int kBlock = kBlockFrames;
 
 }  // namespace
 
-Room::Room(const RoomResponses& responses, const std::array<HrirPlane, kPlanes>& directions)
+Room::Room(const RoomResponses& responses)
     : convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlock) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-    const float azimuth = directions[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
+    const float azimuth = kPlaneDirections[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
     const float leftness = 0.5f + 0.5f * std::sin(azimuth);
     side_gains_[0][plane] = std::sqrt(leftness);
     side_gains_[1][plane] = std::sqrt(1.0f - leftness);

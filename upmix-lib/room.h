@@ -40,8 +40,7 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
 // Renders the room of seven planes.
 class Room {
  public:
-  // `responses` has taps; `directions` tell how far to either side each plane is. Control.
-  Room(const RoomResponses& responses, const std::array<HrirPlane, kPlanes>& directions);
+  explicit Room(const RoomResponses& responses);  // Control; `responses` has taps.
 
   // Clears the signal history. Control.
   void Clear() { convolver_.Clear(); }

@@ -80,11 +80,11 @@ std::vector<Reflection> Reflections(double size_m, double source_azimuth_deg) {
   return reflections;
 }
 
-int NearestPlane(const HrirSet& hrirs, double azimuth_deg, double elevation_deg) {
+int NearestPlane(double azimuth_deg, double elevation_deg) {
   int nearest = 0;
   double best_cosine = -2.0;
   for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
-    const HrirPlane& direction = hrirs.directions[static_cast<std::size_t>(plane)];
+    const HrirPlane& direction = kPlaneDirections[plane];
     const double a = elevation_deg * kRadians, b = direction.elevation_deg * kRadians;
     const double turn = (azimuth_deg - direction.azimuth_deg) * kRadians;
     const double cosine = std::sin(a) * std::sin(b) + std::cos(a) * std::cos(b) * std::cos(turn);
@@ -126,9 +126,11 @@ void CutLows(double* taps, int count) {
   }
 }
 
+// Scales what is not silent.
 void ScaleToEnergy(double energy, Responses* responses) {
   double sum = 0.0;
   for (const double tap : *responses) sum += tap * tap;
+  if (sum == 0.0) return;
   const double gain = std::sqrt(kRoomSides * energy / sum);
   for (double& tap : *responses) tap *= gain;
 }
@@ -139,7 +141,7 @@ Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int t
   for (int side = 0; side < kRoomSides; ++side) {
     const double azimuth_deg = side == 0 ? kSideAzimuth_deg : -kSideAzimuth_deg;
     for (const Reflection& reflection : Reflections(room.size_m, azimuth_deg)) {
-      const int plane = NearestPlane(hrirs, reflection.azimuth_deg, reflection.elevation_deg);
+      const int plane = NearestPlane(reflection.azimuth_deg, reflection.elevation_deg);
       const int start = static_cast<int>(std::lround(reflection.delay_s * kSampleRateHz));
       for (int ear = 0; ear < kEars; ++ear) {
         double* to = early.data() + (side * kEars + ear) * taps + start;
@@ -274,8 +276,8 @@ double DirectEnergy(const HrirSet& hrirs) {
 
 RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs) {
   const double direct_energy = DirectEnergy(hrirs);
-  const bool early = room.early_level_db > kRoomOffDb && direct_energy > 0.0;
-  const bool late = room.late_level_db > kRoomOffDb && direct_energy > 0.0;
+  const bool early = room.early_level_db > kRoomOffDb;
+  const bool late = room.late_level_db > kRoomOffDb;
   if (!early && !late) return {};
 
   const int taps = std::max(early ? EarlyTaps(room, hrirs) : 0, late ? LateTaps(room) : 0);

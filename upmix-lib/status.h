@@ -55,6 +55,7 @@ enum Status : int32_t {
   kBadReserved = 405,    // a reserved integer is not zero
   kBadSampleRate = 406,  // not made for 48 kHz
   kBadText = 407,        // a text field has no terminating zero
+  kBadDirection = 408,   // an HRIR pair was not made for its plane's direction
 
   kOutOfMemory = 501,
   kTooManyInstances = 502,  // all slots of the component are taken

@@ -23,7 +23,7 @@ float Rise(int n) {
 PlaneRenderer::PlaneRenderer(const HrirSet& hrirs)
     : direct_(kPlaneCount, hrirs.taps, hrirs.responses) {
   const RoomResponses responses = MakeRoomResponses(hrirs.room, hrirs);
-  if (responses.taps > 0) room_.emplace(responses, hrirs.directions);
+  if (responses.taps > 0) room_.emplace(responses);
 }
 
 void PlaneRenderer::Clear() {

@@ -50,7 +50,6 @@ inline HrirSet SilentHrirs(int taps) {
   set.taps = taps;
   set.room = {kRoomOffDb, kRoomOffDb, 0.1f, 3.0f, 5000.0f, {}};
   set.responses.resize(kPlanes * kEars * static_cast<std::size_t>(taps));
-  std::copy_n(kPlaneDirections, kPlanes, set.directions.begin());
   return set;
 }
 

@@ -144,7 +144,7 @@ TEST(Localisation, DefaultEarsAddNoLatency) {
     Planes in(kPlanes, Signal(2 * kBlock));
     in[plane] = BandLimitedImpulse(2 * kBlock, 200);
     const Planes ears = VirtualizerInstance(DefaultEars()).Process(in);
-    const bool right = DefaultEars().directions[plane].azimuth_deg < 0;
+    const bool right = kPlaneDirections[plane].azimuth_deg < 0;
     EXPECT_EQ(LatencyFrames(in[plane], ears[right ? 1 : 0]), 0) << plane;
   }
 }
@@ -167,6 +167,19 @@ TEST(Room, StaysOutOfTheBass) {
       }
     }
   }
+}
+
+// Reflections come through the planes nearest to them, which may be silent.
+TEST(Room, HasItsLevelWhicheverPlanesAreSilent) {
+  const auto energy_of = [](const HrirSet& ears) {
+    const RoomResponses room = MakeRoomResponses({-12, kRoomOffDb, 0.3f, 5, 5000, {}}, ears);
+    return Power(room.responses) * static_cast<double>(room.responses.size());
+  };
+  for (std::size_t audible = 0; audible < kPlanes; ++audible) {
+    EXPECT_NEAR(Db(energy_of(Probe({audible})) / kRoomSides),
+                Db(std::pow(10.0, -1.2) * kEars / kPlanes), 0.1);
+  }
+  EXPECT_EQ(energy_of(Probe({})), 0.0);
 }
 
 }  // namespace

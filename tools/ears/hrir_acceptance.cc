@@ -15,6 +15,7 @@ namespace {
 
 using upmix_lib::HrirSet;
 using upmix_lib::kEars;
+using upmix_lib::kPlaneDirections;
 using upmix_lib::kPlanes;
 
 constexpr std::array<const char*, kPlanes> kNames = {"FL", "FR", "FC", "SL", "SR", "BL", "BR"};
@@ -76,7 +77,7 @@ double Interaural_us(const HrirPlaneOrigin& origin) { return 1e6 * origin.intera
 void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
                 FileProblems* problems) {
   const HrirPlaneOrigin& origin = design.origins[plane];
-  const auto azimuth_deg = double{design.set.directions[plane].azimuth_deg};
+  const auto azimuth_deg = double{kPlaneDirections[plane].azimuth_deg};
   const double interaural_us = Interaural_us(origin);
   if (std::abs(interaural_us) > kMaxInterauralDelay_us) {
     problems->Add(0, Format("the interaural delay at azimuth %g is not a head's (%.0f us, at most "
@@ -156,7 +157,7 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
     const HrirPlaneOrigin& origin = design.origins[p];
     text +=
         Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n", kNames[p],
-               double{set.directions[p].azimuth_deg}, origin.measurements, origin.nearest_deg,
+               double{kPlaneDirections[p].azimuth_deg}, origin.measurements, origin.nearest_deg,
                origin.farthest_deg, gains.Peak_db(p, 0), gains.Peak_db(p, 1), Interaural_us(origin),
                PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
     worst_db = std::max(worst_db, gains.Asymmetry_db(p));

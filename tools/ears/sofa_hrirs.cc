@@ -51,7 +51,6 @@ class Designer {
     design.set.room = options_.room;
     design.set.taps = options_.taps;
     design.sphere_covered = shares_.covered;
-    std::copy_n(kPlaneDirections, kPlanes, design.set.directions.begin());
     for (std::size_t p = 0; p < kPlanes; ++p) {
       design.origins[p] = AddPlane(kPlaneDirections[p], &design.set.responses);
     }

@@ -186,7 +186,7 @@ Contents ReadHrirContents(const std::string& path, std::span<const std::byte>) {
       "  plane  azimuth  elevation   delay left-right   level left-right   largest gain\n";
   Json planes = Json::array();
   for (int plane = 0; plane < static_cast<int>(upmix_lib::kPlanes); ++plane) {
-    const auto& direction = set.directions[static_cast<size_t>(plane)];
+    const auto& direction = upmix_lib::kPlaneDirections[plane];
     const HrirCues cues = MeasureCues(set, plane);
     contents.text += Format("  %-5s %8.1f %10.1f %13.0f us %15.2f dB %9.2f dB at %.0f Hz\n",
                             PlaneName(plane), static_cast<double>(direction.azimuth_deg),

@@ -46,6 +46,8 @@ const char* Text(upmix_lib::Status status) {
       return "not made for 48 kHz";
     case kBadText:
       return "holds a text without an end";
+    case kBadDirection:
+      return "made for other directions than the planes'";
     default:
       return "cannot be used";
   }

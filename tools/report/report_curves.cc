@@ -111,7 +111,7 @@ Json EarsJson(const std::string& name, const upmix_lib::HrirSet& set) {
             {"taps", set.taps},
             {"planes", Json::array()}};
   for (int plane = 0; plane < static_cast<int>(upmix_lib::kPlanes); ++plane) {
-    const auto& direction = set.directions[static_cast<size_t>(plane)];
+    const auto& direction = upmix_lib::kPlaneDirections[plane];
     const HrirCues cues = MeasureCues(set, plane);
     json["planes"].push_back(
         {{"name", PlaneName(plane)},
