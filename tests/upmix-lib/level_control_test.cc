@@ -256,14 +256,5 @@ TEST(LevelControl, BurstsStayUnderTheCeiling) {
   }
 }
 
-// Limiting must not depend on where the blocks begin.
-TEST(LevelControl, BlockBordersLeaveNoTrace) {
-  const Planes in = AtLoudness(Music(4, 8), -9);
-  ASSERT_GT(TruePeakDb(in), 3) << "nothing to limit";
-  constexpr std::size_t kShift = 8 * 61;
-  EXPECT_EQ(Delayed(LevelInstance(LimiterOnly(-1)).Process(in), kShift),
-            LevelInstance(LimiterOnly(-1)).Process(Delayed(in, kShift)));
-}
-
 }  // namespace
 }  // namespace kelda::upmix_lib
