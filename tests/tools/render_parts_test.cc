@@ -96,8 +96,8 @@ TEST(Timeline, RefusesWithEveryLineThatIsWrong) {
   const TemporaryFolder folder;
   std::string text = "0 mode=off\n1 mode=\x1B[2J\n1 \x1B[2J\n2\n1 mode=off mode=auto\n";
   std::string messages =
-      "s:2: unknown mode '?[2J' (off, music, cinema, auto)\n"
-      "s:3: unknown key '?[2J' (mode, device, wired-hrtf, bluetooth-hrtf, app, "
+      "s:2: unknown mode '\\x1b[2J' (off, music, cinema, auto)\n"
+      "s:3: unknown key '\\x1b[2J' (mode, device, wired-hrtf, bluetooth-hrtf, app, "
       "reload-apps, reset, enable, disable, property)\n"
       "s:4: a line is 'TIME key=value', not '2'\n"
       "s:5: a line is 'TIME key=value', not '1 mode=off mode=auto'";
