@@ -3,7 +3,7 @@
 
 #include <system/audio.h>
 
-#include "engine/upmix_types.h"
+#include "settings/upmix_types.h"
 
 namespace kelda {
 

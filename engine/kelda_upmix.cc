@@ -2,8 +2,8 @@
 
 #include <android/log.h>
 
-#include "engine/tuning_files.h"
 #include "platform/data_directory.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

@@ -5,8 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "engine/tuned_app_list.h"
-#include "engine/upmix_types.h"
 #include "pipeline/audio_process_sequencer.h"
 #include "pipeline/pass_through_processor.h"
 #include "platform/nonblocking.h"
@@ -14,6 +12,8 @@
 #include "processors/upl_audio_processor.h"
 #include "processors/upmix_cinema_processor.h"
 #include "processors/upmix_music_processor.h"
+#include "settings/tuned_app_list.h"
+#include "settings/upmix_types.h"
 
 namespace kelda {
 

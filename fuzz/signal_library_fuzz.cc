@@ -12,7 +12,7 @@
 #include "fuzz/byte_reader.h"
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/status.h"
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <string>
 
-#include "engine/tuning_files.h"
 #include "fuzz/quiet_log.h"
+#include "settings/tuning_files.h"
 #include "tests/upmix-lib/temp_directory.h"
 #include "tools/core/failure.h"
 #include "tools/equalizer/equalizer_design.h"

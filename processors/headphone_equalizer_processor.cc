@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-#include "engine/tuning_files.h"
 #include "platform/may_block.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <optional>
 
-#include "engine/tuning_files.h"
+#include "platform/include/upmix_lib.h"
 #include "platform/may_block.h"
-#include "processors/config_path.h"
 #include "processors/processing_block.h"
-#include "processors/upmix_lib.h"
+#include "settings/config_path.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

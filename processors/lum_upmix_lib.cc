@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
+#include "platform/include/upmix_lib.h"
 #include "platform/may_block.h"
-#include "processors/upmix_lib.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <optional>
 
-#include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
+#include "platform/include/upmix_lib.h"
 #include "platform/may_block.h"
-#include "processors/config_path.h"
 #include "processors/processing_block.h"
-#include "processors/upmix_lib.h"
+#include "settings/config_path.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

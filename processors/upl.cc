@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "engine/tuning_files.h"
+#include "platform/include/upmix_lib.h"
 #include "platform/may_block.h"
 #include "processors/processing_block.h"
-#include "processors/upmix_lib.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

@@ -1,7 +1,7 @@
 #include "processors/upl_audio_processor.h"
 
-#include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 

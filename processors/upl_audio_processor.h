@@ -4,9 +4,9 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
-#include "processors/config_path.h"
 #include "processors/processing_block.h"
 #include "processors/upl.h"
+#include "settings/config_path.h"
 
 namespace kelda {
 

@@ -1,6 +1,6 @@
 #include "processors/upmix_cinema_processor.h"
 
-#include "engine/tuning_files.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 

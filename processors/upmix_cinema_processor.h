@@ -5,9 +5,9 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
-#include "processors/config_path.h"
 #include "processors/lum_upmix_cinema_lib.h"
 #include "processors/processing_block.h"
+#include "settings/config_path.h"
 
 namespace kelda {
 

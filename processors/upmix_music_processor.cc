@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "engine/tuning_files.h"
 #include "pipeline/matrix_conversion.h"
 #include "platform/may_block.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 

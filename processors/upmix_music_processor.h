@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "pipeline/audio_processor.h"
-#include "processors/config_path.h"
 #include "processors/lum_upmix_lib.h"
 #include "processors/lum_virtualizer_lib.h"
 #include "processors/processing_block.h"
+#include "settings/config_path.h"
 
 namespace kelda {
 

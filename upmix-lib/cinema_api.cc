@@ -8,7 +8,7 @@
 #include <new>
 #include <string>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "upmix-lib/cinema.h"
 #include "upmix-lib/config_file.h"
 #include "upmix-lib/data_file.h"

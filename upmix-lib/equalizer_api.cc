@@ -1,5 +1,5 @@
 // The C entries of the headphone equalizer.
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "upmix-lib/equalizer.h"
 #include "upmix-lib/handle_component.h"
 

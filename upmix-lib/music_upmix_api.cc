@@ -4,7 +4,7 @@
 #include <new>
 #include <type_traits>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "upmix-lib/data_file.h"
 #include "upmix-lib/music_upmix.h"
 

@@ -1,5 +1,5 @@
 // The C entries of the virtualizer.
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "upmix-lib/data_formats.h"
 #include "upmix-lib/handle_component.h"
 #include "upmix-lib/virtualizer.h"

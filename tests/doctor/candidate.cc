@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 
 namespace {
 

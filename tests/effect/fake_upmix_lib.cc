@@ -7,7 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The readers of tuning files and of the list of tuned applications.
-#include "engine/tuning_files.h"
+#include "settings/tuning_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "engine/tuned_app_list.h"
+#include "settings/tuned_app_list.h"
 #include "tests/effect/test_support.h"
 
 namespace kelda {

@@ -21,8 +21,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/include/upmix_lib.h"
 #include "processors/upl.h"
-#include "processors/upmix_lib.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/installation.h"
 

@@ -12,7 +12,7 @@
 #include <span>
 #include <vector>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 #include "tests/upmix-lib/signals.h"
 #include "tests/upmix-lib/temp_directory.h"
 #include "upmix-lib/data_file.h"

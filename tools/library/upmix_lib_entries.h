@@ -4,7 +4,7 @@
 
 #include <dlfcn.h>
 
-#include "processors/upmix_lib.h"
+#include "platform/include/upmix_lib.h"
 
 namespace kelda::tools {
 

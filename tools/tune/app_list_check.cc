@@ -4,8 +4,8 @@
 #include <map>
 #include <vector>
 
-#include "engine/tuned_app_list.h"
-#include "engine/tuning_files.h"
+#include "settings/tuned_app_list.h"
+#include "settings/tuning_files.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/log_capture.h"
 

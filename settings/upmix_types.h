@@ -1,7 +1,7 @@
 // The values that the effect's settings take, as they cross the parameter
 // interface.
-#ifndef KELDA_ENGINE_UPMIX_TYPES_H_
-#define KELDA_ENGINE_UPMIX_TYPES_H_
+#ifndef KELDA_SETTINGS_UPMIX_TYPES_H_
+#define KELDA_SETTINGS_UPMIX_TYPES_H_
 
 #include <cstdint>
 
@@ -28,4 +28,4 @@ enum class HrtfType : uint32_t {
 
 }  // namespace kelda
 
-#endif  // KELDA_ENGINE_UPMIX_TYPES_H_
+#endif  // KELDA_SETTINGS_UPMIX_TYPES_H_

@@ -1,4 +1,4 @@
-#include "engine/tuning_files.h"
+#include "settings/tuning_files.h"
 
 #include <android/log.h>
 #include <fcntl.h>

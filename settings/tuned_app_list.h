@@ -1,10 +1,10 @@
-#ifndef KELDA_ENGINE_TUNED_APP_LIST_H_
-#define KELDA_ENGINE_TUNED_APP_LIST_H_
+#ifndef KELDA_SETTINGS_TUNED_APP_LIST_H_
+#define KELDA_SETTINGS_TUNED_APP_LIST_H_
 
 #include <map>
 #include <string>
 
-#include "engine/upmix_types.h"
+#include "settings/upmix_types.h"
 
 namespace kelda {
 
@@ -45,4 +45,4 @@ class TunedAppList {
 
 }  // namespace kelda
 
-#endif  // KELDA_ENGINE_TUNED_APP_LIST_H_
+#endif  // KELDA_SETTINGS_TUNED_APP_LIST_H_

@@ -1,5 +1,5 @@
-#ifndef KELDA_PROCESSORS_CONFIG_PATH_H_
-#define KELDA_PROCESSORS_CONFIG_PATH_H_
+#ifndef KELDA_SETTINGS_CONFIG_PATH_H_
+#define KELDA_SETTINGS_CONFIG_PATH_H_
 
 #include <algorithm>
 #include <climits>
@@ -37,4 +37,4 @@ inline std::optional<ConfigPath> SplitConfigPath(const std::string& path) {
 
 }  // namespace kelda
 
-#endif  // KELDA_PROCESSORS_CONFIG_PATH_H_
+#endif  // KELDA_SETTINGS_CONFIG_PATH_H_

@@ -11,8 +11,8 @@
 //    instance never overlap; different instances may be used concurrently.
 //  - Set-up entries are called once per wrapper construction; calling them again
 //    is harmless.
-#ifndef KELDA_PROCESSORS_UPMIX_LIB_H_
-#define KELDA_PROCESSORS_UPMIX_LIB_H_
+#ifndef KELDA_PLATFORM_UPMIX_LIB_H_
+#define KELDA_PLATFORM_UPMIX_LIB_H_
 
 #include <cstdint>
 
@@ -115,4 +115,4 @@ int32_t A0217(void* work, const float* in, float* out) KELDA_NONBLOCKING;
 }  // extern "C"
 #pragma GCC visibility pop
 
-#endif  // KELDA_PROCESSORS_UPMIX_LIB_H_
+#endif  // KELDA_PLATFORM_UPMIX_LIB_H_

@@ -1,4 +1,4 @@
-#include "engine/tuned_app_list.h"
+#include "settings/tuned_app_list.h"
 
 #include <android/log.h>
 
@@ -7,8 +7,8 @@
 #include <optional>
 #include <string_view>
 
-#include "engine/tuning_files.h"
 #include "platform/data_directory.h"
+#include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {

@@ -1,8 +1,8 @@
 // Reading of tuning files. Every call opens, reads and closes its file, so a file
 // that was replaced on the device takes effect at the next call. Only a regular
 // file is readable. Control thread.
-#ifndef KELDA_ENGINE_TUNING_FILES_H_
-#define KELDA_ENGINE_TUNING_FILES_H_
+#ifndef KELDA_SETTINGS_TUNING_FILES_H_
+#define KELDA_SETTINGS_TUNING_FILES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/upmix_types.h"
+#include "settings/upmix_types.h"
 
 namespace kelda {
 
@@ -67,4 +67,4 @@ HrtfType GetHrtfType(const std::string& path);
 
 }  // namespace kelda
 
-#endif  // KELDA_ENGINE_TUNING_FILES_H_
+#endif  // KELDA_SETTINGS_TUNING_FILES_H_
