@@ -1,22 +1,15 @@
 #include "diagnostics/pcm_dump.h"
 
-#include <android/log.h>
-
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 
 #include "diagnostics/capture_file.h"
+#include "platform/audio_format.h"
+#include "platform/log.h"
 #include "platform/may_block.h"
 
 namespace kelda {
-namespace {
-
-constexpr char kTag[] = "KelApsPcmd";
-constexpr uint32_t kFramesPerSecond = 48000;
-
-}  // namespace
-
 PcmDump::~PcmDump() {
   if (file_ != nullptr) std::fclose(file_);
 }
@@ -33,10 +26,10 @@ std::string PcmDump::GenerateFileName() {
 
 int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) {
   channels_ = channels;
-  frame_limit_ = seconds * kFramesPerSecond;
+  frame_limit_ = seconds * kSampleRateHz;
   file_ = OpenCaptureFile(path, "ab");
   if (file_ == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to open: %s\n", std::strerror(errno));
+    LogError(log_tag::kPcmDump, "Failed to open: %s\n", std::strerror(errno));
     return 0;
   }
   // Left alone, the stream allocates its buffer at the first write.
@@ -46,14 +39,12 @@ int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) 
 
 int PcmDump::Write(const float& first_sample, uint32_t frames) {
   if (file_ == nullptr) {
-    MayBlock(BlockingReason::Capture, [&] {
-      __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
-    });
+    MayBlock(BlockingReason::Capture,
+             [&] { LogError(log_tag::kPcmDump, "No Open File: %s\n", std::strerror(errno)); });
     return 0;
   }
   if (uint64_t{frames_written_} + frames > frame_limit_) {
-    MayBlock(BlockingReason::Capture,
-             [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Excess Dump Limit"); });
+    MayBlock(BlockingReason::Capture, [&] { LogError(log_tag::kPcmDump, "Excess Dump Limit"); });
     return 0;
   }
   MayBlock(BlockingReason::Capture, [&] {
@@ -65,13 +56,13 @@ int PcmDump::Write(const float& first_sample, uint32_t frames) {
 
 int PcmDump::Close() {
   if (file_ == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "No Open File: %s\n", std::strerror(errno));
+    LogError(log_tag::kPcmDump, "No Open File: %s\n", std::strerror(errno));
     return 0;
   }
   const int result = std::fclose(file_);
   file_ = nullptr;
   if (result != 0) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to close: %s\n", std::strerror(errno));
+    LogError(log_tag::kPcmDump, "Failed to close: %s\n", std::strerror(errno));
     return 0;
   }
   return 1;

@@ -1,7 +1,5 @@
 #include "effect/commands.h"
 
-#include <android/log.h>
-
 #include <bitset>
 #include <cstddef>
 #include <cstring>
@@ -10,11 +8,10 @@
 
 #include "effect/channel_mask_names.h"
 #include "effect/device_types.h"
+#include "platform/log.h"
 
 namespace kelda {
 namespace {
-
-constexpr char kTag[] = "KelUpm";
 
 uint32_t ReadWord(const void* bytes) {
   uint32_t word;
@@ -30,27 +27,26 @@ bool IsSupportedChannelMask(uint32_t mask) {
     return true;
   }
   if ((mask & kRefusedBits) != 0) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Unsupported channels in %u",
-                        mask & kRefusedBits);
+    LogError(log_tag::kEffect, "ERROR: Unsupported channels in %u", mask & kRefusedBits);
   }
-  __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Unsupported input channels: %s",
-                      audio_channel_out_mask_to_string(mask));
+  LogError(log_tag::kEffect, "ERROR: Unsupported input channels: %s",
+           audio_channel_out_mask_to_string(mask));
   return false;
 }
 
 int32_t SetMode(KeldaUpmix* engine, uint32_t vsize, const void* value) {
   if (vsize != sizeof(uint32_t)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Invalid param size %u", vsize);
+    LogError(log_tag::kEffect, "ERROR: Invalid param size %u", vsize);
     return -EINVAL;
   }
   const uint32_t mode = ReadWord(value);
   if (mode > static_cast<uint32_t>(UpmixMode::Auto)) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "Invalid upm mode: %u is specified", mode);
+    LogWarning(log_tag::kEffect, "Invalid upm mode: %u is specified", mode);
     return 0;
   }
   if (const int error = engine->SetMode(UpmixMode{mode})) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Failed to set upm mode: %d (ECode: %d)",
-                        static_cast<int>(mode), error);
+    LogError(log_tag::kEffect, "ERROR: Failed to set upm mode: %d (ECode: %d)",
+             static_cast<int>(mode), error);
     return -EINVAL;
   }
   return 0;
@@ -58,13 +54,13 @@ int32_t SetMode(KeldaUpmix* engine, uint32_t vsize, const void* value) {
 
 int32_t SetHrtf(KeldaUpmix* engine, AudioDeviceType device, uint32_t vsize, const void* value) {
   if (vsize != sizeof(uint32_t)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: hrtf param size is Invalid: %u", vsize);
+    LogError(log_tag::kEffect, "ERROR: hrtf param size is Invalid: %u", vsize);
     return -EINVAL;
   }
   const uint32_t word = ReadWord(value);
   const HrtfType hrtf{word};
   if (hrtf != HrtfType::Standard && hrtf != HrtfType::Personalized) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "Invalid HRTF type: %u", word);
+    LogWarning(log_tag::kEffect, "Invalid HRTF type: %u", word);
     return 0;
   }
   if (device == AudioDeviceType::Bluetooth) {
@@ -79,8 +75,7 @@ int32_t SetAppPackage(KeldaUpmix* engine, uint32_t vsize, const void* value) {
   const std::string text(static_cast<const char*>(value), vsize);
   const std::size_t separator = text.find('&');
   if (separator == std::string::npos) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "Invalid package format (No \"&\": %s",
-                        text.c_str());
+    LogWarning(log_tag::kEffect, "Invalid package format (No \"&\": %s", text.c_str());
     return 0;
   }
   const bool flag = text.compare(separator + 1, 1, "1") == 0;
@@ -101,7 +96,7 @@ int32_t UpmixCmd_SetConfig(effect_module_s* module, const effect_config_t& confi
   const buffer_config_t& out = config.outputCfg;
   if (in.samplingRate != out.samplingRate || in.channels != out.channels ||
       in.format != AUDIO_FORMAT_PCM_FLOAT || out.format != AUDIO_FORMAT_PCM_FLOAT) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Invalid config for upm");
+    LogError(log_tag::kEffect, "ERROR: Invalid config for upm");
     return -EINVAL;
   }
   if (!IsSupportedChannelMask(in.channels)) return -EINVAL;
@@ -127,8 +122,7 @@ int32_t UpmixCmd_SetParam(effect_context_s* context, UpmixParam param, uint32_t 
     case UpmixParam::AppPackage:
       return SetAppPackage(engine, vsize, value);
   }
-  __android_log_print(ANDROID_LOG_WARN, kTag, "Unknown param is specified: %d",
-                      static_cast<int>(param));
+  LogWarning(log_tag::kEffect, "Unknown param is specified: %d", static_cast<int>(param));
   return 0;
 }
 
@@ -140,8 +134,7 @@ void UpmixCmd_GetParam(effect_context_s* context, UpmixParam param, uint32_t* vs
     return;
   }
   *vsize = 0;
-  __android_log_print(ANDROID_LOG_WARN, kTag, "Unknown param is specified: %d",
-                      static_cast<int>(param));
+  LogWarning(log_tag::kEffect, "Unknown param is specified: %d", static_cast<int>(param));
 }
 
 void UpmixCmd_SetDevice(effect_context_s* context, audio_devices_t device) {

@@ -1,6 +1,5 @@
 // The control entry of an instance: checks each command's sizes, carries it out
 // and replies.
-#include <android/log.h>
 #include <cutils/properties.h>
 #include <unistd.h>
 
@@ -13,11 +12,10 @@
 #include "effect/commands.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
+#include "platform/log.h"
 
 namespace kelda {
 namespace {
-
-constexpr char kTag[] = "KelUpm";
 
 // Layout of the parameter commands: effect_param_t, then the identifier, then the
 // value.
@@ -49,7 +47,7 @@ struct Command {
 };
 
 int32_t Refuse(const char* message) {
-  __android_log_print(ANDROID_LOG_ERROR, kTag, "%s", message);
+  LogError(log_tag::kEffect, "%s", message);
   return -EINVAL;
 }
 
@@ -89,7 +87,7 @@ int32_t Enable(effect_context_s* context, const Command& command, int32_t dump_r
   }
   if (!command.HasStatusReply()) return Refuse("ERROR: enable with invalid param");
   if (context->state != EffectState::Initialized || context->engine == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: ebable at uninitialized state");
+    LogError(log_tag::kEffect, "ERROR: ebable at uninitialized state");
     return -ENOSYS;
   }
   context->state = EffectState::Enabled;
@@ -103,8 +101,8 @@ int32_t Disable(effect_context_s* context, const Command& command, int32_t dump_
   if (dump_request >= 1 && context->engine != nullptr) context->engine->StopPcmDump();
   if (!command.HasStatusReply()) return Refuse("ERROR: disable with invalid param");
   if (context->state != EffectState::Enabled) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: disable errors due to invalid state (=%d)",
-                        static_cast<int>(context->state));
+    LogError(log_tag::kEffect, "ERROR: disable errors due to invalid state (=%d)",
+             static_cast<int>(context->state));
     return -ENOSYS;
   }
   ++context->disableCount;
@@ -202,10 +200,10 @@ const char* UnsupportedName(uint32_t code) {
 
 int32_t RefuseCode(uint32_t code) {
   if (const char* const name = UnsupportedName(code)) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "Unsupported command: %s", name);
+    LogWarning(log_tag::kEffect, "Unsupported command: %s", name);
     return 0;
   }
-  __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Unknown command is specified: %u", code);
+  LogError(log_tag::kEffect, "ERROR: Unknown command is specified: %u", code);
   return -EINVAL;
 }
 
@@ -250,8 +248,7 @@ int32_t Upmix_Command(effect_handle_t self, uint32_t cmdCode, uint32_t cmdSize, 
   try {
     return Dispatch(module, {cmdCode, cmdSize, pCmdData, replySize, pReplyData}, dump_request);
   } catch (const std::exception& exception) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: command %u failed: %s", cmdCode,
-                        exception.what());
+    LogError(log_tag::kEffect, "ERROR: command %u failed: %s", cmdCode, exception.what());
     return -EINVAL;
   }
 }

@@ -1,6 +1,5 @@
 // What the framework loads: the library record, the descriptor, and creation and
 // release of instances.
-#include <android/log.h>
 #include <cutils/properties.h>
 #include <hardware/audio_effect.h>
 
@@ -12,6 +11,7 @@
 
 #include "effect/instance.h"
 #include "effect/interface_table.h"
+#include "platform/log.h"
 
 namespace kelda {
 
@@ -30,7 +30,6 @@ const effect_interface_s kInterface = {Upmix_Process, Upmix_Command, Upmix_GetDe
 
 namespace {
 
-constexpr char kTag[] = "KelUpm";
 constexpr const effect_descriptor_t* kDescriptors[] = {&kDescriptor};
 
 // Index of the effect with this UUID, or -1.
@@ -44,15 +43,15 @@ int FindDescriptor(const audio_uuid_t& uuid) {
 int32_t UpmixLib_Create(const audio_uuid_t* uuid, int32_t /*sessionId*/, int32_t /*ioId*/,
                         effect_handle_t* pHandle) {
   if (uuid == nullptr || pHandle == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Try to create upm lib with NULL pointer");
+    LogError(log_tag::kEffect, "ERROR: Try to create upm lib with NULL pointer");
     return -EINVAL;
   }
   if (FindDescriptor(*uuid) < 0) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Cannot find descriptor for upm lib");
+    LogError(log_tag::kEffect, "ERROR: Cannot find descriptor for upm lib");
     return -ENOENT;
   }
   if (property_get_int32("vendor.kelda.effect", 0) != 1) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Cannot find property to create upm lib");
+    LogError(log_tag::kEffect, "ERROR: Cannot find property to create upm lib");
     return -1;
   }
   try {
@@ -61,21 +60,19 @@ int32_t UpmixLib_Create(const audio_uuid_t* uuid, int32_t /*sessionId*/, int32_t
     module->context.engine = new KeldaUpmix;
     module->context.state = EffectState::Initialized;
     *pHandle = reinterpret_cast<effect_handle_t>(module.release());
-    __android_log_print(ANDROID_LOG_INFO, kTag, "Upm lib created: %p, size: %zu",
-                        static_cast<void*>(*pHandle), sizeof(effect_module_s));
+    LogInfo(log_tag::kEffect, "Upm lib created: %p, size: %zu", static_cast<void*>(*pHandle),
+            sizeof(effect_module_s));
     return 0;
   } catch (const std::exception& exception) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Failed to create upm lib: %s",
-                        exception.what());
+    LogError(log_tag::kEffect, "ERROR: Failed to create upm lib: %s", exception.what());
     return -ENOMEM;
   }
 }
 
 int32_t UpmixLib_Release(effect_handle_t handle) {
-  __android_log_print(ANDROID_LOG_INFO, kTag, "Upm lib start releasing: %p",
-                      static_cast<void*>(handle));
+  LogInfo(log_tag::kEffect, "Upm lib start releasing: %p", static_cast<void*>(handle));
   if (handle == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Try to release upm lib with NULL pointer");
+    LogError(log_tag::kEffect, "ERROR: Try to release upm lib with NULL pointer");
     return -EINVAL;
   }
   const std::unique_ptr<effect_module_s> module(reinterpret_cast<effect_module_s*>(handle));
@@ -86,19 +83,17 @@ int32_t UpmixLib_Release(effect_handle_t handle) {
 
 int32_t UpmixLib_GetDescriptor(const audio_uuid_t* uuid, effect_descriptor_t* pDescriptor) {
   if (uuid == nullptr || pDescriptor == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "ERROR: Try to get descriptor of upm lib with NULL pointer");
+    LogError(log_tag::kEffect, "ERROR: Try to get descriptor of upm lib with NULL pointer");
     return -EINVAL;
   }
   const int index = FindDescriptor(*uuid);
   if (index < 0) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Cannot find descriptor for upm lib");
+    LogError(log_tag::kEffect, "ERROR: Cannot find descriptor for upm lib");
     return -EINVAL;
   }
   *pDescriptor = *kDescriptors[index];
-  __android_log_print(ANDROID_LOG_INFO, kTag,
-                      "Upm Lib Getting Descriptor - UUID matched upm type %d, UUID = %#x", index,
-                      uuid->timeLow);
+  LogInfo(log_tag::kEffect, "Upm Lib Getting Descriptor - UUID matched upm type %d, UUID = %#x",
+          index, uuid->timeLow);
   return 0;
 }
 
@@ -106,11 +101,11 @@ int32_t UpmixLib_GetDescriptor(const audio_uuid_t* uuid, effect_descriptor_t* pD
 
 int32_t Upmix_GetDescriptor(effect_handle_t self, effect_descriptor_t* pDescriptor) {
   if (self == nullptr || pDescriptor == nullptr) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Try to get descriptor with NULL pointer");
+    LogError(log_tag::kEffect, "ERROR: Try to get descriptor with NULL pointer");
     return -EINVAL;
   }
   if (reinterpret_cast<effect_module_s*>(self)->context.state == EffectState::Uninitialized) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized");
+    LogError(log_tag::kEffect, "ERROR: Uninitialized");
     return -EINVAL;
   }
   *pDescriptor = kDescriptor;

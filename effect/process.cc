@@ -1,17 +1,11 @@
 // The audio entry of an instance.
-#include <android/log.h>
 
 #include "effect/instance.h"
 #include "effect/interface_table.h"
+#include "platform/log.h"
 #include "platform/may_block.h"
 
 namespace kelda {
-namespace {
-
-constexpr char kTag[] = "KelUpm";
-
-}  // namespace
-
 int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buffer_t* outBuffer) {
   if (self == nullptr || inBuffer == nullptr || outBuffer == nullptr || inBuffer->raw == nullptr ||
       outBuffer->raw == nullptr || inBuffer->frameCount != outBuffer->frameCount) {
@@ -25,7 +19,7 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer, audio_buff
       break;
     default:
       MayBlock(BlockingReason::ReleasedInstance,
-               [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "ERROR: Uninitialized"); });
+               [&] { LogError(log_tag::kEffect, "ERROR: Uninitialized"); });
       return -EINVAL;
   }
   context.engine->Process(inBuffer->f32, outBuffer->f32,

@@ -1,16 +1,14 @@
 #include "pipeline/fadable_ring_buffer.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cmath>
 
+#include "platform/log.h"
 #include "platform/may_block.h"
 
 namespace kelda {
 namespace {
 
-constexpr char kTag[] = "KELAPutil";
 constexpr double kPi = 3.141592653589793;
 
 // Raised cosine: 0 at position 0, one step short of 1 at the last of `length`.
@@ -59,9 +57,9 @@ void FadableRingBuffer::FadeIn(char* data, int bytes) {
     silence_remaining_ -= frame;
     if (silence_remaining_ > 0) {
       MayBlock(BlockingReason::SilenceWarning, [&] {
-        __android_log_print(ANDROID_LOG_WARN, kTag,
-                            "Number of frames %u is shorter than delayed frames and remaining: %u.",
-                            frames, silence_remaining_);
+        LogWarning(log_tag::kFade,
+                   "Number of frames %u is shorter than delayed frames and remaining: %u.", frames,
+                   silence_remaining_);
       });
       return;
     }

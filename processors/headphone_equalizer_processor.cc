@@ -1,25 +1,18 @@
 #include "processors/headphone_equalizer_processor.h"
 
-#include <android/log.h>
-
 #include <cstddef>
 
+#include "platform/log.h"
 #include "platform/may_block.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
-namespace {
-
-constexpr char kTag[] = "KELAPhpeq";
-
-}  // namespace
-
 HeadphoneEqualizerProcessor::HeadphoneEqualizerProcessor()
     : AudioProcessor(/*enabled=*/true, /*ready=*/false),
       equalizer_(std::make_unique<LumHpEqLib>()) {}
 
 void HeadphoneEqualizerProcessor::SetParameters(const ParameterMap& params) {
-  const std::string* const path = GetValue(params, "ap_param_ba_config");
+  const std::string* const path = GetValue(params, parameter_key::kBa);
   if (path == nullptr || *path == ba_config_path_) return;
   ba_config_path_ = *path;
   if (ba_config_path_.empty()) {
@@ -41,14 +34,13 @@ bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames
   unsigned out_frames = 0;
   if (!equalizer_->Process(in, frames, out, &out_frames)) {
     MayBlock(BlockingReason::LibraryFailure,
-             [&] { __android_log_print(ANDROID_LOG_ERROR, kTag, "Fails Process."); });
+             [&] { LogError(log_tag::kEqualizer, "Fails Process."); });
     return false;
   }
   if (out_frames < frames) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
-      __android_log_print(ANDROID_LOG_ERROR, kTag,
-                          "Fails Process due to a small output size:%zu < %zu",
-                          static_cast<std::size_t>(out_frames), static_cast<std::size_t>(frames));
+      LogError(log_tag::kEqualizer, "Fails Process due to a small output size:%zu < %zu",
+               static_cast<std::size_t>(out_frames), static_cast<std::size_t>(frames));
     });
     return false;
   }

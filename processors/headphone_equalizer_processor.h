@@ -5,9 +5,10 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
+#include "platform/audio_format.h"
 #include "processors/lum_hp_eq_lib.h"
-#include "processors/processing_block.h"
 #include "settings/config_path.h"
+#include "settings/tuning_directory.h"
 
 namespace kelda {
 
@@ -17,10 +18,10 @@ class HeadphoneEqualizerProcessor : public AudioProcessor {
  public:
   HeadphoneEqualizerProcessor();
 
-  const char* GetName() const override { return "hpeq"; }
-  unsigned GetInputChannelCount() const override { return 2; }
-  unsigned GetOutputChannelCount() const override { return 2; }
-  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
+  const char* GetName() const override { return FactsOf(Stage::HeadphoneEqualizer).name; }
+  unsigned GetInputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
   unsigned GetDelayedFrames() const override { return 0; }
   // Loads a path that differs from the one loaded. A path that failed is tried
   // again by the next call.

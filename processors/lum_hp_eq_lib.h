@@ -1,12 +1,12 @@
 #ifndef KELDA_PROCESSORS_LUM_HP_EQ_LIB_H_
 #define KELDA_PROCESSORS_LUM_HP_EQ_LIB_H_
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "diagnostics/pcm_data_dump.h"
 #include "platform/nonblocking.h"
+#include "processors/library_handle.h"
 
 namespace kelda {
 
@@ -16,7 +16,6 @@ class LumHpEqLib {
   LumHpEqLib();
   LumHpEqLib(const LumHpEqLib&) = delete;
   LumHpEqLib& operator=(const LumHpEqLib&) = delete;
-  ~LumHpEqLib();
 
   // Replaces the instance by one made from the configuration file `path`, which
   // needs a directory. Returns false on failure. Control.
@@ -31,16 +30,15 @@ class LumHpEqLib {
   // Clears the signal history. Control.
   bool Reset();
   // Detail code of the last error.
-  int getErrorDetail() const;
-  bool HasHandle() const { return handle_ != 0; }
+  int getErrorDetail() const { return handle_.ErrorDetail(); }
+  bool HasHandle() const { return handle_.get() != 0; }
 
   // Raw capture of what Process puts out: successive planar pairs of the block.
   void OpenPcmData(const std::string& name);
   void ClosePcmData();
 
  private:
-  bool initialized_ = false;  // for a debugger: the instance was initialised
-  uint32_t handle_ = 0;       // 0: no instance
+  LibraryHandle handle_;
   std::unique_ptr<PcmDataDump> dump_;
 };
 

@@ -1,28 +1,21 @@
 #include "processors/lum_upmix_lib.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 
 #include "pipeline/matrix_conversion.h"
+#include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
+#include "platform/log.h"
 #include "platform/may_block.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
-namespace {
-
-constexpr char kTag[] = "KelApUpmmLum";
-
-}  // namespace
-
 LumUpmixLib::LumUpmixLib() {
   A0216();
   uint32_t work_size = 0;
   if (const int32_t status = A0511(&work_size, &param_size_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Failed to obtain memory size for library due to failure with error code %d.", status);
+    LogError(log_tag::kMusic,
+             "Failed to obtain memory size for library due to failure with error code %d.", status);
     param_size_ = 0;
     return;
   }
@@ -32,39 +25,35 @@ LumUpmixLib::LumUpmixLib() {
 
 bool LumUpmixLib::LoadConfig(const std::string& path) {
   if (ParamFileReader::GetParamData(path, &param_data_, param_size_) != param_size_) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Reloading Library failed due to read %s failed",
-                        path.c_str());
+    LogError(log_tag::kMusic, "Reloading Library failed due to read %s failed", path.c_str());
     return false;
   }
   if (const int32_t status = A0559(param_data_.data(), work_.data())) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Initialization of library failed due to a failure with error code %d.",
-                        status);
+    LogError(log_tag::kMusic,
+             "Initialization of library failed due to a failure with error code %d.", status);
     return false;
   }
   return true;
 }
 
 bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned* out_count) {
-  constexpr int kFrames = kChunkFrames;
-  float in_block[2 * kChunkFrames] = {};
-  float out_block[kOutputChannels * kChunkFrames] = {};
-  const float* const in_planes[2] = {in_block, in_block + kChunkFrames};
-  float* out_planes[kOutputChannels];
-  for (unsigned c = 0; c < kOutputChannels; ++c) out_planes[c] = out_block + c * kChunkFrames;
+  float in_block[kStereoPlanes * kChunkFrames] = {};
+  float out_block[kSurroundPlanes * kChunkFrames] = {};
+  const float* const in_planes[kStereoPlanes] = {in_block, in_block + kChunkFrames};
+  float* out_planes[kSurroundPlanes];
+  for (int c = 0; c < kSurroundPlanes; ++c) out_planes[c] = out_block + c * kChunkFrames;
 
-  MatrixConversion::ToPlanar(in_block, in, kFrames, 2, nullptr);
+  MatrixConversion::ToPlanar(in_block, in, kChunkFrames, kStereoPlanes, nullptr);
   if (const int32_t status = A0239(in_planes, out_planes, work_.data())) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
-      __android_log_print(ANDROID_LOG_ERROR, kTag,
-                          "Frame processing in library failed due to failure with error code %d.",
-                          status);
+      LogError(log_tag::kMusic,
+               "Frame processing in library failed due to failure with error code %d.", status);
     });
-    std::fill_n(out, kOutputChannels * kChunkFrames, 0.0f);
+    std::fill_n(out, kSurroundPlanes * kChunkFrames, 0.0f);
     return false;
   }
-  MatrixConversion::ToInterleave(out, out_block, kFrames, kOutputChannels, nullptr);
-  *out_count = frames * kOutputChannels * unsigned{sizeof(float)};
+  MatrixConversion::ToInterleave(out, out_block, kChunkFrames, kSurroundPlanes, nullptr);
+  *out_count = frames * kSurroundPlanes * unsigned{sizeof(float)};
   return true;
 }
 

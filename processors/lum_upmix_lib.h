@@ -13,9 +13,7 @@ namespace kelda {
 // frames.
 class LumUpmixLib {
  public:
-  static constexpr unsigned kChunkFrames = 64;
-  static constexpr unsigned kOutputChannels = 7;
-
+  static constexpr int kChunkFrames = 64;
   LumUpmixLib();
   LumUpmixLib(const LumUpmixLib&) = delete;
   LumUpmixLib& operator=(const LumUpmixLib&) = delete;

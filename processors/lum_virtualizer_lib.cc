@@ -1,22 +1,19 @@
 #include "processors/lum_virtualizer_lib.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <optional>
 
 #include "pipeline/matrix_conversion.h"
+#include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
+#include "platform/log.h"
 #include "platform/may_block.h"
-#include "processors/processing_block.h"
 #include "settings/config_path.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {
-
-constexpr char kTag[] = "KelApUpmmLum";
 
 // The library's names for the place of a block in its stream.
 constexpr int kKindRunning = 0;
@@ -25,79 +22,34 @@ constexpr int kKindStreamStart = 2;
 
 }  // namespace
 
-LumVirtualizerLib::LumVirtualizerLib(unsigned channels) {
-  for (unsigned c = 0; c < kInputChannels; ++c) channel_flags_[c] = c < channels ? 0 : 1;
+LumVirtualizerLib::LumVirtualizerLib(unsigned channels)
+    : handle_({A0782, A0556, A0236, A0783, A0212, A0810}, log_tag::kMusic) {
+  for (unsigned c = 0; c < kSurroundPlanes; ++c) channel_flags_[c] = c < channels ? 0 : 1;
   A0779();
 }
-
-LumVirtualizerLib::~LumVirtualizerLib() { Finish(); }
 
 bool LumVirtualizerLib::LoadConfig(const std::string& path) {
   const std::optional<ConfigPath> config = SplitConfigPath(path);
   if (!config) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Music processor fails to initialize due to missing root path: %s",
-                        BinFileReader::Basename(path));
+    LogError(log_tag::kMusic, "Music processor fails to initialize due to missing root path: %s",
+             BinFileReader::Basename(path));
     return false;
   }
-  uint32_t handle = 0;
-  if (const int32_t status = A0782(&handle, config->directory, config->file)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Failed to create library due to failure with error code %d.", status);
-    return false;
-  }
-  handle_ = handle;
-  initialized_ = false;
-  if (const int32_t status = A0556(handle_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Failed to initialize library due to failure with error code %d. [detail code %d]", status,
-        getErrorDetail());
-    return false;
-  }
-  initialized_ = true;
-  if (const int32_t status = A0236(handle_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Failed to flush library due to failure with error code %d. [detail code %d]", status,
-        getErrorDetail());
-    return false;
-  }
-  return true;
+  return handle_.Create(*config);
 }
 
 bool LumVirtualizerLib::Finish() {
-  if (!HasHandle()) return true;
-  if (const int32_t status = A0212(handle_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Failed to close library due to failure with error code %d. [detail code %d]", status,
-        getErrorDetail());
-  }
-  if (const int32_t status = A0810(&handle_)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Failed to destroy library due to failure with error code %d.", status);
-  } else {
-    handle_ = 0;
-  }
+  handle_.Finish();
   return true;
 }
 
 bool LumVirtualizerLib::Reset() {
   if (!HasHandle()) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Unable to flush for library because of null handle.");
+    LogError(log_tag::kMusic, "Unable to flush for library because of null handle.");
     return false;
   }
   block_state_ = BlockState::AfterBreak;
-  if (const int32_t status = A0236(handle_)) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
-        "Failed to flush library due to failure with error code %d. [detail code %d]", status,
-        getErrorDetail());
-    return false;
-  }
-  return true;
+  return handle_.Flush();
 }
 
 bool LumVirtualizerLib::Eof() {
@@ -107,7 +59,7 @@ bool LumVirtualizerLib::Eof() {
 
 bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned* out_frames) {
   int kind = kKindRunning;
-  unsigned count = kBlockFrames;
+  unsigned count = kPeriodFrames;
   BlockState next = BlockState::Running;
   switch (block_state_) {
     case BlockState::Running:
@@ -117,17 +69,17 @@ bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned
       break;
     case BlockState::StreamStart:
       kind = kKindStreamStart;
-      count = std::min(frames, kBlockFrames);
+      count = std::min(frames, unsigned{kPeriodFrames});
       next = BlockState::AfterBreak;
       // The count of frames, not of samples: one seventh of the invalid tail.
-      std::fill_n(in + std::size_t{kInputChannels} * count, kBlockFrames - count, 0.0f);
+      std::fill_n(in + std::size_t{kSurroundPlanes} * count, kPeriodFrames - count, 0.0f);
       break;
   }
   if (!VirtualizeImpl(kind, count, out, in, channel_flags_.data())) {
-    std::fill_n(out, std::size_t{2} * kBlockFrames, 0.0f);
+    std::fill_n(out, std::size_t{kStereoPlanes} * kPeriodFrames, 0.0f);
   }
   block_state_ = next;
-  *out_frames = kBlockFrames;
+  *out_frames = kPeriodFrames;
   return true;
 }
 
@@ -135,35 +87,26 @@ bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, co
                                        const int32_t* channel_flags) {
   if (!HasHandle()) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
-      __android_log_print(ANDROID_LOG_ERROR, kTag,
-                          "Unable to process frames for library because of null handle.");
+      LogError(log_tag::kMusic, "Unable to process frames for library because of null handle.");
     });
     return false;
   }
-  constexpr int kFrames = kBlockFrames;
-  float in_planes[kInputChannels * kBlockFrames];
-  float out_block[2 * kBlockFrames] = {};
-  float* const out_planes[2] = {out_block, out_block + kBlockFrames};
-  MatrixConversion::ToPlanar(in_planes, in, kFrames, kInputChannels, nullptr);
-  if (const int32_t status = A0560(handle_, kind, static_cast<int32_t>(frames), out_planes,
+  float in_planes[kSurroundPlanes * kPeriodFrames];
+  float out_block[kStereoPlanes * kPeriodFrames] = {};
+  float* const out_planes[kStereoPlanes] = {out_block, out_block + kPeriodFrames};
+  MatrixConversion::ToPlanar(in_planes, in, kPeriodFrames, kSurroundPlanes, nullptr);
+  if (const int32_t status = A0560(handle_.get(), kind, static_cast<int32_t>(frames), out_planes,
                                    in_planes, channel_flags)) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
-      __android_log_print(
-          ANDROID_LOG_ERROR, kTag,
+      LogError(
+          log_tag::kMusic,
           "Frame processing in library failed due to failure with error code %d. [detail code %d]",
           status, getErrorDetail());
     });
     return false;
   }
-  MatrixConversion::ToInterleave(out, out_block, kFrames, 2, nullptr);
+  MatrixConversion::ToInterleave(out, out_block, kPeriodFrames, kStereoPlanes, nullptr);
   return true;
-}
-
-int LumVirtualizerLib::getErrorDetail() const {
-  int32_t error = 0;
-  int32_t detail = 0;
-  A0783(handle_, &error, &detail);
-  return detail;
 }
 
 }  // namespace kelda

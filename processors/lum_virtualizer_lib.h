@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/audio_format.h"
 #include "platform/nonblocking.h"
+#include "processors/library_handle.h"
 
 namespace kelda {
 
@@ -13,13 +15,10 @@ namespace kelda {
 // 1024 frames.
 class LumVirtualizerLib {
  public:
-  static constexpr unsigned kInputChannels = 7;
-
   // Renders the first `channels` input channels, 7 at most.
   explicit LumVirtualizerLib(unsigned channels);
   LumVirtualizerLib(const LumVirtualizerLib&) = delete;
   LumVirtualizerLib& operator=(const LumVirtualizerLib&) = delete;
-  ~LumVirtualizerLib();
 
   // Makes an instance from the configuration file `path`, which needs a directory.
   // An earlier instance must have been finished. Returns false on failure. Control.
@@ -40,8 +39,8 @@ class LumVirtualizerLib {
   bool VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                       const int32_t* channel_flags);
   // Detail code of the last error.
-  int getErrorDetail() const;
-  bool HasHandle() const { return handle_ != 0; }
+  int getErrorDetail() const { return handle_.ErrorDetail(); }
+  bool HasHandle() const { return handle_.get() != 0; }
 
  private:
   // What the library must be told of the next block:
@@ -51,10 +50,9 @@ class LumVirtualizerLib {
   //                              ▲── Reset, from any state
   enum class BlockState : uint32_t { AfterBreak = 0, Running = 1, StreamStart = 2 };
 
-  bool initialized_ = false;  // for a debugger: the instance was initialised
-  uint32_t handle_ = 0;       // 0: no instance
+  LibraryHandle handle_;
   BlockState block_state_ = BlockState::StreamStart;
-  std::array<int32_t, kInputChannels> channel_flags_;
+  std::array<int32_t, kSurroundPlanes> channel_flags_;
 };
 
 }  // namespace kelda

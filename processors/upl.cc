@@ -1,19 +1,17 @@
 #include "processors/upl.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cstddef>
 
+#include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
+#include "platform/log.h"
 #include "platform/may_block.h"
-#include "processors/processing_block.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {
 
-constexpr char kTag[] = "KelApUplLum";
 constexpr int kProcessed = 0;
 constexpr int kNotProcessed = 2;
 
@@ -25,10 +23,10 @@ constexpr std::size_t kWorkAlignment = std::max(std::size_t{4}, sizeof(void*));
 Upl::Upl() {
   uint32_t work_size = 0;
   if (const int32_t status = A0557(&work_size, &param_size_)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Failed to obtain memory size for the level contorl library due to failure "
-                        "with error code %d.",
-                        status);
+    LogError(log_tag::kLevelControl,
+             "Failed to obtain memory size for the level contorl library due to failure "
+             "with error code %d.",
+             status);
     param_size_ = 0;
     return;
   }
@@ -40,8 +38,8 @@ Upl::Upl() {
 void Upl::PrepareWorkMemory(int size) {
   void* memory = nullptr;
   if (const int error = posix_memalign(&memory, kWorkAlignment, static_cast<std::size_t>(size))) {
-    __android_log_print(
-        ANDROID_LOG_ERROR, kTag,
+    LogError(
+        log_tag::kLevelControl,
         "Failed to allocate memory for the level contorl library due to failure with error code "
         "%d.",
         error);
@@ -54,24 +52,23 @@ bool Upl::LoadConfig(const std::string& path) {
   configured_ = false;
   if (!path.empty()) {
     if (ParamFileReader::GetParamData(path, &param_data_, param_size_) == 0) {
-      __android_log_print(ANDROID_LOG_ERROR, kTag,
-                          "Loading Upl Library failed due to read %s failed",
-                          BinFileReader::Basename(path));
+      LogError(log_tag::kLevelControl, "Loading Upl Library failed due to read %s failed",
+               BinFileReader::Basename(path));
       return false;
     }
   }
-  if (const int32_t status = A0508(work_.get(), kBlockFrames)) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Initialization of the level contorl library failed due to a failure with "
-                        "error code %d.",
-                        status);
+  if (const int32_t status = A0508(work_.get(), kPeriodFrames)) {
+    LogError(log_tag::kLevelControl,
+             "Initialization of the level contorl library failed due to a failure with "
+             "error code %d.",
+             status);
     return false;
   }
   if (const int32_t status = A0122(work_.get(), param_data_.data())) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Configuration of the level contorl library failed due to failure with "
-                        "error code %d.",
-                        status);
+    LogError(log_tag::kLevelControl,
+             "Configuration of the level contorl library failed due to failure with "
+             "error code %d.",
+             status);
     return false;
   }
   configured_ = true;
@@ -81,19 +78,20 @@ bool Upl::LoadConfig(const std::string& path) {
 int Upl::ProcFrame(float* out, const float* in, int* frames) {
   if (out == nullptr || in == nullptr) return kNotProcessed;
   if (!configured_) {
-    if (in != out) std::copy_n(in, std::size_t{2} * static_cast<unsigned>(*frames), out);
+    if (in != out)
+      std::copy_n(in, std::size_t{kStereoPlanes} * static_cast<unsigned>(*frames), out);
     return kNotProcessed;
   }
   if (const int32_t status = A0217(work_.get(), in, out)) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
-      __android_log_print(
-          ANDROID_LOG_ERROR, kTag,
+      LogError(
+          log_tag::kLevelControl,
           "Frame processing in the level contorl library failed due to failure with error code %d.",
           status);
     });
     return kNotProcessed;
   }
-  *frames = kBlockFrames;
+  *frames = kPeriodFrames;
   return kProcessed;
 }
 

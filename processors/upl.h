@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/audio_format.h"
 #include "platform/nonblocking.h"
 
 namespace kelda {
@@ -35,7 +36,7 @@ class Upl {
   int ProcFrame(float* out, const float* in, int* frames) KELDA_NONBLOCKING;
 
   // Latency in frames: the limiter's look-ahead.
-  static unsigned GetUplDelay() { return 48; }
+  static unsigned GetUplDelay() { return kLevelControlDelayFrames; }
 
  private:
   std::unique_ptr<char, AlignedAllocDeleter> work_;  // the instance

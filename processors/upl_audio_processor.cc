@@ -9,7 +9,7 @@ UplAudioProcessor::UplAudioProcessor()
     : AudioProcessor(/*enabled=*/true, /*ready=*/false), upl_(new Upl) {}
 
 void UplAudioProcessor::SetParameters(const ParameterMap& params) {
-  if (TakePath(params, "upl_param_bin_file", &upl_param_path_)) InitLib();
+  if (TakePath(params, parameter_key::kLevel, &upl_param_path_)) InitLib();
 }
 
 void UplAudioProcessor::InitLib() {
@@ -19,12 +19,12 @@ void UplAudioProcessor::InitLib() {
 
 bool UplAudioProcessor::Process(float* in, float* out, unsigned) {
   if (!IsReady()) return false;
-  float in_block[2 * kBlockFrames];
-  float out_block[2 * kBlockFrames] = {};
-  int frames = kBlockFrames;
-  MatrixConversion::ToInterleave(in_block, in, frames, 2, nullptr);
+  float in_block[kStereoPlanes * kPeriodFrames];
+  float out_block[kStereoPlanes * kPeriodFrames] = {};
+  int frames = kPeriodFrames;
+  MatrixConversion::ToInterleave(in_block, in, frames, kStereoPlanes, nullptr);
   upl_->ProcFrame(out_block, in_block, &frames);
-  MatrixConversion::ToPlanar(out, out_block, kBlockFrames, 2, nullptr);
+  MatrixConversion::ToPlanar(out, out_block, kPeriodFrames, kStereoPlanes, nullptr);
   return true;
 }
 

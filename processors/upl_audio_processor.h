@@ -4,9 +4,10 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
-#include "processors/processing_block.h"
+#include "platform/audio_format.h"
 #include "processors/upl.h"
 #include "settings/config_path.h"
+#include "settings/tuning_directory.h"
 
 namespace kelda {
 
@@ -16,10 +17,10 @@ class UplAudioProcessor : public AudioProcessor {
  public:
   UplAudioProcessor();
 
-  const char* GetName() const override { return "upl"; }
-  unsigned GetInputChannelCount() const override { return 2; }
-  unsigned GetOutputChannelCount() const override { return 2; }
-  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
+  const char* GetName() const override { return FactsOf(Stage::LevelControl).name; }
+  unsigned GetInputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
   unsigned GetDelayedFrames() const override { return Upl::GetUplDelay(); }
   // Loads a path that differs from the current one, or any while not ready. An empty
   // value only clears the path.

@@ -9,8 +9,8 @@ UpmixCinemaProcessor::UpmixCinemaProcessor()
       cinema_(std::make_unique<LumUpmixCinemaLib>()) {}
 
 void UpmixCinemaProcessor::SetParameters(const ParameterMap& params) {
-  const bool hki_changed = TakePath(params, "ap_param_hki_config", &hki_config_path_);
-  const bool param_changed = TakePath(params, "cinema_param_bin_file", &cinema_param_path_);
+  const bool hki_changed = TakePath(params, parameter_key::kHki, &hki_config_path_);
+  const bool param_changed = TakePath(params, parameter_key::kCinema, &cinema_param_path_);
   if (hki_changed || param_changed) InitLib();
 }
 

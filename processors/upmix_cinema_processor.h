@@ -5,9 +5,10 @@
 #include <string>
 
 #include "pipeline/audio_processor.h"
+#include "platform/audio_format.h"
 #include "processors/lum_upmix_cinema_lib.h"
-#include "processors/processing_block.h"
 #include "settings/config_path.h"
+#include "settings/tuning_directory.h"
 
 namespace kelda {
 
@@ -17,11 +18,11 @@ class UpmixCinemaProcessor : public AudioProcessor {
  public:
   UpmixCinemaProcessor();
 
-  const char* GetName() const override { return "upmc"; }
-  unsigned GetInputChannelCount() const override { return 2; }
-  unsigned GetOutputChannelCount() const override { return 2; }
-  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
-  unsigned GetDelayedFrames() const override { return 96; }
+  const char* GetName() const override { return FactsOf(Stage::Cinema).name; }
+  unsigned GetInputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
+  unsigned GetDelayedFrames() const override { return kCinemaDelayFrames; }
   // Loads the library if a path has changed, or if the last load failed.
   void SetParameters(const ParameterMap& params) override;
   // On failure `out` is untouched (not ready) or silence.

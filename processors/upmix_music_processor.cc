@@ -12,12 +12,12 @@ namespace kelda {
 UpmixMusicProcessor::UpmixMusicProcessor()
     : AudioProcessor(/*enabled=*/true, /*ready=*/false),
       upmix_(std::make_unique<LumUpmixLib>()),
-      virtualizer_(std::make_unique<LumVirtualizerLib>(LumVirtualizerLib::kInputChannels)),
-      stereo_scratch_(std::size_t{2} * kBlockFrames) {}
+      virtualizer_(std::make_unique<LumVirtualizerLib>(kSurroundPlanes)),
+      stereo_scratch_(std::size_t{kStereoPlanes} * kPeriodFrames) {}
 
 void UpmixMusicProcessor::SetParameters(const ParameterMap& params) {
-  const bool hki_changed = TakePath(params, "ap_param_hki_config", &hki_config_path_);
-  const bool param_changed = TakePath(params, "music_param_bin_file", &music_param_path_);
+  const bool hki_changed = TakePath(params, parameter_key::kHki, &hki_config_path_);
+  const bool param_changed = TakePath(params, parameter_key::kMusic, &music_param_path_);
   if (hki_changed || param_changed) InitLib();
 }
 
@@ -29,21 +29,22 @@ void UpmixMusicProcessor::InitLib() {
 }
 
 bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
-  constexpr unsigned kChunkFrames = LumUpmixLib::kChunkFrames;
-  constexpr unsigned kChannels = LumUpmixLib::kOutputChannels;
+  constexpr int kChunkFrames = LumUpmixLib::kChunkFrames;
   if (!IsReady()) return false;
-  const std::size_t stereo_samples = std::size_t{2} * frames;
+  const std::size_t stereo_samples = std::size_t{kStereoPlanes} * frames;
   if (stereo_scratch_.size() < stereo_samples) {
     MayBlock(BlockingReason::LongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
   }
-  MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames), 2, nullptr);
+  MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames),
+                                 kStereoPlanes, nullptr);
 
-  float surround[kChannels * kBlockFrames] = {};
-  const unsigned chunks = std::min(frames, kBlockFrames) / kChunkFrames;
+  float surround[kSurroundPlanes * kPeriodFrames] = {};
+  const unsigned chunks = std::min(frames, unsigned{kPeriodFrames}) / kChunkFrames;
   for (unsigned k = 0; k < chunks; ++k) {
     unsigned out_count = 0;
-    upmix_->Process(stereo_scratch_.data() + std::size_t{2} * kChunkFrames * k, kChunkFrames,
-                    surround + std::size_t{kChannels} * kChunkFrames * k, &out_count);
+    upmix_->Process(stereo_scratch_.data() + std::size_t{kStereoPlanes} * kChunkFrames * k,
+                    kChunkFrames, surround + std::size_t{kSurroundPlanes} * kChunkFrames * k,
+                    &out_count);
   }
 
   const unsigned upmixed_frames = kChunkFrames * chunks;
@@ -52,7 +53,7 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);
   // The planes of `out` are `frames` apart, whatever was upmixed of them.
   MatrixConversion::ToPlanes(out, static_cast<int>(frames), stereo_scratch_.data(),
-                             static_cast<int>(upmixed_frames), 2, nullptr);
+                             static_cast<int>(upmixed_frames), kStereoPlanes, nullptr);
   return true;
 }
 

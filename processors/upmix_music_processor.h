@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "pipeline/audio_processor.h"
+#include "platform/audio_format.h"
 #include "processors/lum_upmix_lib.h"
 #include "processors/lum_virtualizer_lib.h"
-#include "processors/processing_block.h"
 #include "settings/config_path.h"
+#include "settings/tuning_directory.h"
 
 namespace kelda {
 
@@ -23,13 +24,13 @@ class UpmixMusicProcessor : public AudioProcessor {
  public:
   UpmixMusicProcessor();
 
-  const char* GetName() const override { return "upmm"; }
+  const char* GetName() const override { return FactsOf(Stage::Music).name; }
   // Seven, so that the chain's buffers are wide enough for the inside of this
   // stage; Process reads planes 0 and 1 only.
-  unsigned GetInputChannelCount() const override { return LumVirtualizerLib::kInputChannels; }
-  unsigned GetOutputChannelCount() const override { return 2; }
-  unsigned GetMinPeriodFrames() const override { return kBlockFrames; }
-  unsigned GetDelayedFrames() const override { return 96; }
+  unsigned GetInputChannelCount() const override { return kSurroundPlanes; }
+  unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
+  unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
+  unsigned GetDelayedFrames() const override { return kMusicDelayFrames; }
   // Loads both libraries if a path has changed, or if the last load failed.
   void SetParameters(const ParameterMap& params) override;
   // Returns whether the processor is ready; `out` is untouched if not. Whole chunks

@@ -1,19 +1,18 @@
 #include "settings/tuned_app_list.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string_view>
 
 #include "platform/data_directory.h"
+#include "platform/log.h"
+#include "settings/tuning_directory.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
 namespace {
 
-constexpr char kTag[] = "EffectUpmix";
 constexpr char kTrimmed[] = " \"\t\v\r\n";
 
 // A file in which every line is bad must not fill the log.
@@ -52,9 +51,7 @@ class LineReader {
   std::size_t next_ = 0, end_ = 0;  // of what is left in the block
 };
 
-void Warn(const std::string& text) {
-  __android_log_print(ANDROID_LOG_WARN, kTag, "%s", text.c_str());
-}
+void Warn(const std::string& text) { LogWarning(log_tag::kAppList, "%s", text.c_str()); }
 
 // Takes what precedes the next `separator`, or the end, off the front of *rest,
 // separator included; nothing if nothing is left.
@@ -73,7 +70,7 @@ TunedAppList::TunedAppList()
 
 void TunedAppList::Reload() {
   std::map<std::string, UpmixMode> applications;
-  LineReader lines(DataPath("tunedapp_list"));
+  LineReader lines(DataPath(tuning_file::kAppList.name));
   std::string line;
   int warnings = 0;
   for (int line_number = 1; lines.Next(&line); ++line_number) {
@@ -95,6 +92,11 @@ bool TunedAppList::IsExist(const std::string& package) const {
 UpmixMode TunedAppList::GetValue(const std::string& package) const {
   const auto entry = applications_.find(package);
   return entry != applications_.end() ? entry->second : UpmixMode::Off;
+}
+
+UpmixMode TunedAppList::ModeOf(const std::string& package, bool flag) const {
+  if (IsExist(package)) return GetValue(package);
+  return flag ? UpmixMode::Cinema : UpmixMode::Music;
 }
 
 bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std::string* key,

@@ -25,6 +25,9 @@ class TunedAppList {
   bool IsExist(const std::string& package) const;
   // The package's mode; Off if it is not listed.
   UpmixMode GetValue(const std::string& package) const;
+  // What mode Auto runs for the package: the list's mode, else Cinema if `flag` is set, else
+  // Music.
+  UpmixMode ModeOf(const std::string& package, bool flag) const;
 
   // Takes an entry from `line`; `line_number`, from 1, is for messages. Returns
   // whether the line is an entry.

@@ -1,6 +1,5 @@
 #include "settings/tuning_files.h"
 
-#include <android/log.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,12 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+#include "platform/log.h"
 
 namespace kelda {
 namespace {
-
-constexpr char kTag[] = "KelApUtil";
-constexpr char kHrtfTag[] = "KelApVirCommon";
 
 // What counts of a configuration file, or nothing if it cannot be opened.
 std::optional<std::string> ReadConfig(const std::string& path) {
@@ -60,7 +57,7 @@ std::string ConfigFileReader::GetParamFilename(const std::string& path) {
   if (path.empty()) return {};
   const std::optional<std::string> text = ReadConfig(path);
   if (!text) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, "%s file open error.", path.c_str());
+    LogWarning(log_tag::kTuningFile, "%s file open error.", path.c_str());
     return {};
   }
   return text->substr(0, text->find('\n'));
@@ -71,32 +68,29 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
   struct stat status {};
   const int result = stat(path.c_str(), &status);
   if (result != 0) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Unable to stat %s error code:%d\n", path.c_str(),
-                        result);
+    LogError(log_tag::kTuningFile, "Unable to stat %s error code:%d\n", path.c_str(), result);
     return 0;
   }
   const auto file_size = static_cast<uint64_t>(status.st_size);
   if (out->size() < file_size) {
     // The limit guards growth only: a vector that holds the file needs none.
     if (file_size > max_size) {
-      __android_log_print(ANDROID_LOG_ERROR, kTag, "File %s is bigger than the maxSize %zu > %zu",
-                          path.c_str(), static_cast<std::size_t>(file_size),
-                          static_cast<std::size_t>(max_size));
+      LogError(log_tag::kTuningFile, "File %s is bigger than the maxSize %zu > %zu", path.c_str(),
+               static_cast<std::size_t>(file_size), static_cast<std::size_t>(max_size));
       return 0;
     }
     out->resize(static_cast<std::size_t>(file_size));
   }
   ReadableFile file(path);
   if (!file.IsOpen()) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "%s file open error.", path.c_str());
+    LogError(log_tag::kTuningFile, "%s file open error.", path.c_str());
     return 0;
   }
   // Bounded by the vector: the file may have grown since its size was asked.
   const std::size_t count = file.Read(out->data(), out->size());
   if (count < file_size) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "File %s read size is smaller than fileSize %zu < %zu", path.c_str(), count,
-                        static_cast<std::size_t>(file_size));
+    LogError(log_tag::kTuningFile, "File %s read size is smaller than fileSize %zu < %zu",
+             path.c_str(), count, static_cast<std::size_t>(file_size));
     return 0;
   }
   return static_cast<uint32_t>(count);
@@ -105,7 +99,7 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
 HrtfType GetHrtfType(const std::string& path) {
   const std::optional<std::string> text = ReadConfig(path);
   if (!text) {
-    __android_log_print(ANDROID_LOG_ERROR, kHrtfTag, "Failed to open ifstream");
+    LogError(log_tag::kHrtf, "Failed to open ifstream");
     return HrtfType::Standard;
   }
   constexpr char kWhitespace[] = " \t\n\v\f\r";
@@ -114,7 +108,7 @@ HrtfType GetHrtfType(const std::string& path) {
   if (token == "speaker.hki") return HrtfType::Speaker;
   if (token == "standard.hki") return HrtfType::Standard;
   if (token == "personalized.hki") return HrtfType::Personalized;
-  __android_log_print(ANDROID_LOG_ERROR, kHrtfTag, "Not matched any hrtf types: %s", token.c_str());
+  LogError(log_tag::kHrtf, "Not matched any hrtf types: %s", token.c_str());
   return HrtfType::Standard;
 }
 

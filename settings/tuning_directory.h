@@ -1,0 +1,108 @@
+// What a tuning directory holds and which stage of the chain loads it: each fact once, for the
+// engine, the stages and the tools.
+#ifndef KELDA_SETTINGS_TUNING_DIRECTORY_H_
+#define KELDA_SETTINGS_TUNING_DIRECTORY_H_
+
+#include <array>
+#include <cstddef>
+#include <optional>
+
+#include "platform/log.h"
+
+namespace kelda {
+
+// The stages, in the chain's order.
+enum class Stage { PassThrough, Music, Cinema, HeadphoneEqualizer, LevelControl };
+
+struct StageFacts {
+  const char* name;     // in the report of the chain
+  const char* log_tag;  // of the lines that it logs; null if it logs none
+  const char* title;
+};
+
+inline constexpr std::array<StageFacts, 5> kStages = {{
+    {"pass", nullptr, "pass-through"},
+    {"upmm", log_tag::kMusic, "music upmix"},
+    {"upmc", log_tag::kCinema, "cinema upmix"},
+    {"hpeq", log_tag::kEqualizer, "headphone equalizer"},
+    {"upl", log_tag::kLevelControl, "level control"},
+}};
+
+constexpr const StageFacts& FactsOf(Stage stage) {
+  return kStages[static_cast<std::size_t>(stage)];
+}
+
+// The keys by which the stages are told what to load.
+namespace parameter_key {
+inline constexpr char kHki[] = "ap_param_hki_config";  // the music and the cinema stage
+inline constexpr char kBa[] = "ap_param_ba_config";    // the headphone equalizer
+inline constexpr char kMusic[] = "music_param_bin_file";
+inline constexpr char kCinema[] = "cinema_param_bin_file";
+inline constexpr char kLevel[] = "upl_param_bin_file";
+}  // namespace parameter_key
+
+enum class TuningFileKind {
+  HkiConfig,  // names a set of HRIRs
+  BaConfig,   // names a headphone equalizer
+  MusicParameters,
+  CinemaParameters,
+  LevelParameters,
+  AppList,
+};
+
+struct TuningFile {
+  const char* name;
+  TuningFileKind kind;
+  std::optional<Stage> stage;  // which loads it, if it is one alone
+  const char* log_tag;         // under which the log tells what is wrong with it
+  const char* title;           // what the listener gets from it
+};
+
+namespace tuning_file {
+inline constexpr TuningFile kWiredHki = {"wired.hki.config", TuningFileKind::HkiConfig,
+                                         std::nullopt, log_tag::kHrtf, "the ears of wired outputs"};
+inline constexpr TuningFile kBluetoothHki = {"bluetooth.hki.config", TuningFileKind::HkiConfig,
+                                             std::nullopt, log_tag::kHrtf,
+                                             "the ears of bluetooth outputs"};
+inline constexpr TuningFile kWiredBa = {
+    "wired.ba.config", TuningFileKind::BaConfig, Stage::HeadphoneEqualizer, log_tag::kEqualizer,
+    "the headphone equalizer of wired outputs, for personalized ears"};
+inline constexpr TuningFile kBluetoothBa = {
+    "bluetooth.ba.config", TuningFileKind::BaConfig, Stage::HeadphoneEqualizer, log_tag::kEqualizer,
+    "the headphone equalizer of bluetooth outputs, for personalized ears"};
+inline constexpr TuningFile kStandardMusic = {"upmix.music.hps.bin",
+                                              TuningFileKind::MusicParameters, Stage::Music,
+                                              log_tag::kMusic, "music for standard ears"};
+inline constexpr TuningFile kStandardCinema = {"upmix.cinema.hps.bin",
+                                               TuningFileKind::CinemaParameters, Stage::Cinema,
+                                               log_tag::kCinema, "cinema for standard ears"};
+inline constexpr TuningFile kPersonalizedMusic = {"upmix.music.hpp.bin",
+                                                  TuningFileKind::MusicParameters, Stage::Music,
+                                                  log_tag::kMusic, "music for personalized ears"};
+inline constexpr TuningFile kPersonalizedCinema = {
+    "upmix.cinema.hpp.bin", TuningFileKind::CinemaParameters, Stage::Cinema, log_tag::kCinema,
+    "cinema for personalized ears"};
+inline constexpr TuningFile kMusicLevel = {"upl.music.bin", TuningFileKind::LevelParameters,
+                                           Stage::LevelControl, log_tag::kLevelControl,
+                                           "the level of music"};
+inline constexpr TuningFile kCinemaLevel = {"upl.cinema.bin", TuningFileKind::LevelParameters,
+                                            Stage::LevelControl, log_tag::kLevelControl,
+                                            "the level of cinema"};
+inline constexpr TuningFile kAppList = {"tunedapp_list", TuningFileKind::AppList, std::nullopt,
+                                        log_tag::kAppList,
+                                        "in auto, which applications get which mode"};
+}  // namespace tuning_file
+
+// Every file that the effect reads by its name.
+inline constexpr TuningFile kTuningFiles[] = {
+    tuning_file::kWiredHki,          tuning_file::kBluetoothHki,
+    tuning_file::kWiredBa,           tuning_file::kBluetoothBa,
+    tuning_file::kStandardMusic,     tuning_file::kStandardCinema,
+    tuning_file::kPersonalizedMusic, tuning_file::kPersonalizedCinema,
+    tuning_file::kMusicLevel,        tuning_file::kCinemaLevel,
+    tuning_file::kAppList,
+};
+
+}  // namespace kelda
+
+#endif  // KELDA_SETTINGS_TUNING_DIRECTORY_H_
