@@ -1,23 +1,26 @@
 #include "engine/kelda_upmix.h"
 
-#include <android/log.h>
+#include <cstddef>
+#include <utility>
 
+#include "pipeline/pass_through_processor.h"
+#include "platform/audio_format.h"
 #include "platform/data_directory.h"
+#include "platform/log.h"
+#include "processors/headphone_equalizer_processor.h"
+#include "processors/upl_audio_processor.h"
+#include "processors/upmix_cinema_processor.h"
+#include "processors/upmix_music_processor.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
-namespace {
 
-constexpr char kTag[] = "KelUpm";
-constexpr unsigned kPeriodFrames = 1024;
-
-}  // namespace
-
-KeldaUpmix::KeldaUpmix()
-    : wired_files_("wired"),
-      bluetooth_files_("bluetooth"),
-      music_level_{{"upl_param_bin_file", DataPath("upl.music.bin")}},
-      cinema_level_{{"upl_param_bin_file", DataPath("upl.cinema.bin")}} {
+KeldaUpmix::KeldaUpmix() {
+  for (std::size_t set = 0; set < kParameterSets; ++set) {
+    for (const auto& [key, file] : ParametersOf(ParameterSet{static_cast<int>(set)})) {
+      parameters_[set][key] = file == nullptr ? "" : DataPath(file);
+    }
+  }
   tuned_apps_.Reload();
   Initialize();
   CreateProcessorChain();
@@ -27,40 +30,38 @@ KeldaUpmix::KeldaUpmix()
 KeldaUpmix::~KeldaUpmix() { DestoryProcessorChain(); }
 
 int KeldaUpmix::Initialize() {
-  requested_mode_ = UpmixMode::Off;
+  settings_ = {};
   actual_mode_ = UpmixMode::Off;
-  app_mode_ = UpmixMode::Music;
-  device_ = AudioDeviceType::Other;
-  bluetooth_hrtf_ = GetHrtfType(DataPath("bluetooth.hki.config"));
-  wired_hrtf_ = GetHrtfType(DataPath("wired.hki.config"));
+  settings_.bluetooth_hrtf = GetHrtfType(DataPath(tuning_file::kBluetoothHki.name));
+  settings_.wired_hrtf = GetHrtfType(DataPath(tuning_file::kWiredHki.name));
   return 0;
 }
 
 void KeldaUpmix::CreateProcessorChain() {
-  pass_through_ = std::make_unique<PassThroughProcessor>(2, 2, kPeriodFrames);
-  music_ = std::make_unique<UpmixMusicProcessor>();
-  cinema_ = std::make_unique<UpmixCinemaProcessor>();
-  hp_eq_ = std::make_unique<HeadphoneEqualizerProcessor>();
-  upl_ = std::make_unique<UplAudioProcessor>();
+  const auto create = [this](Stage stage, auto processor) {
+    stages_[static_cast<std::size_t>(stage)] = std::move(processor);
+  };
+  create(Stage::PassThrough,
+         std::make_unique<PassThroughProcessor>(kStereoPlanes, kStereoPlanes, kPeriodFrames));
+  create(Stage::Music, std::make_unique<UpmixMusicProcessor>());
+  create(Stage::Cinema, std::make_unique<UpmixCinemaProcessor>());
+  create(Stage::HeadphoneEqualizer, std::make_unique<HeadphoneEqualizerProcessor>());
+  create(Stage::LevelControl, std::make_unique<UplAudioProcessor>());
 }
 
 void KeldaUpmix::SetProcessorChain() {
-  chain_ = {pass_through_.get(), music_.get(), cinema_.get(), hp_eq_.get(), upl_.get()};
-  pass_through_->SetEnabled(true);
-  music_->SetEnabled(false);
-  cinema_->SetEnabled(false);
-  upl_->SetEnabled(false);
-  hp_eq_->SetEnabled(false);
+  for (const auto& stage : stages_) chain_.push_back(stage.get());
+  Switch({Stage::PassThrough, true});
+  Switch({Stage::Music, false});
+  Switch({Stage::Cinema, false});
+  Switch({Stage::LevelControl, false});
+  Switch({Stage::HeadphoneEqualizer, false});
   sequencer_.SetProcessorChain(&chain_);
 }
 
 void KeldaUpmix::DestoryProcessorChain() {
   chain_.clear();
-  pass_through_.reset();
-  music_.reset();
-  cinema_.reset();
-  hp_eq_.reset();
-  upl_.reset();
+  for (auto& stage : stages_) stage.reset();
 }
 
 void KeldaUpmix::Process(const float* in, float* out, unsigned frames) {
@@ -68,56 +69,65 @@ void KeldaUpmix::Process(const float* in, float* out, unsigned frames) {
 }
 
 int KeldaUpmix::SetMode(UpmixMode mode) {
-  requested_mode_ = mode;
-  return ChangeActualMode(ModeToRun());
-}
-
-UpmixMode KeldaUpmix::ModeToRun() const {
-  return requested_mode_ == UpmixMode::Auto ? app_mode_ : requested_mode_;
+  settings_.requested_mode = mode;
+  return ChangeActualMode(mode);
 }
 
 int KeldaUpmix::ChangeActualMode(UpmixMode mode) {
-  const UpmixMode effective = device_ == AudioDeviceType::Other ? UpmixMode::Off : mode;
-  if (effective == actual_mode_) return 0;
-  const bool hp_eq_wanted =
-      (device_ == AudioDeviceType::Wired && wired_hrtf_ == HrtfType::Personalized) ||
-      (device_ == AudioDeviceType::Bluetooth && bluetooth_hrtf_ == HrtfType::Personalized);
-  const ParameterMap* level = nullptr;
-  switch (effective) {
-    case UpmixMode::Off:
-      music_->SetEnabled(false);
-      cinema_->SetEnabled(false);
-      hp_eq_->SetEnabled(false);
-      upl_->SetEnabled(false);
-      pass_through_->SetEnabled(true);
-      break;
-    case UpmixMode::Music:
-      pass_through_->SetEnabled(false);
-      cinema_->SetEnabled(false);
-      music_->SetEnabled(true);
-      hp_eq_->SetEnabled(hp_eq_wanted);
-      upl_->SetEnabled(true);
-      level = &music_level_;
-      break;
-    case UpmixMode::Cinema:
-      pass_through_->SetEnabled(false);
-      music_->SetEnabled(false);
-      cinema_->SetEnabled(true);
-      hp_eq_->SetEnabled(hp_eq_wanted);
-      upl_->SetEnabled(true);
-      level = &cinema_level_;
-      break;
-    default:
-      __android_log_print(ANDROID_LOG_WARN, kTag, "Specified mode is invalid %u",
-                          static_cast<unsigned>(effective));
-      return 0;
-  }
-  actual_mode_ = effective;
-  // Off is immediate: nothing is faded and nothing is loaded.
-  if (level == nullptr) return 0;
-  sequencer_.RequestFadeInOut();
-  sequencer_.SetParameters(*level);
+  EngineSettings settings = settings_;
+  settings.requested_mode = mode;
+  Apply(MakePlan(settings, actual_mode_, Changed::Mode));
   return 0;
+}
+
+int KeldaUpmix::SetDevice(AudioDeviceType type) {
+  settings_.device = type;
+  Apply(MakePlan(settings_, actual_mode_, Changed::Device));
+  return 0;
+}
+
+int KeldaUpmix::SetHrtf(AudioDeviceType type, HrtfType hrtf) {
+  if (type == AudioDeviceType::Other) return 1;
+  EngineSettings settings = settings_;
+  settings.device = type;
+  (type == AudioDeviceType::Wired ? settings.wired_hrtf : settings.bluetooth_hrtf) = hrtf;
+  Apply(MakePlan(settings, actual_mode_, Changed::Hrtf));
+  return 0;
+}
+
+int KeldaUpmix::SetWiredHrtf(HrtfType hrtf) {
+  settings_.wired_hrtf = hrtf;
+  if (settings_.device == AudioDeviceType::Wired) SetHrtf(settings_.device, hrtf);
+  return 0;
+}
+
+int KeldaUpmix::SetBluetoothHrtf(HrtfType hrtf) {
+  settings_.bluetooth_hrtf = hrtf;
+  if (settings_.device == AudioDeviceType::Bluetooth) SetHrtf(settings_.device, hrtf);
+  return 0;
+}
+
+void KeldaUpmix::Apply(const Plan& plan) {
+  if (plan.mode_change) {
+    for (const StageSwitch& stage_switch : plan.mode_change->switches) Switch(stage_switch);
+    actual_mode_ = plan.mode;
+    if (plan.mode_change->fade) sequencer_.RequestFadeInOut();
+    if (plan.mode_change->level) Send(*plan.mode_change->level);
+  } else if (plan.mode != actual_mode_) {
+    LogWarning(log_tag::kEffect, "Specified mode is invalid %u", static_cast<unsigned>(plan.mode));
+  }
+  if (plan.headphone) {
+    Switch({Stage::HeadphoneEqualizer, plan.headphone->equalizer});
+    Send(plan.headphone->files);
+  }
+}
+
+void KeldaUpmix::Switch(const StageSwitch& stage_switch) {
+  stages_[static_cast<std::size_t>(stage_switch.stage)]->SetEnabled(stage_switch.on);
+}
+
+void KeldaUpmix::Send(ParameterSet set) {
+  sequencer_.SetParameters(parameters_[static_cast<std::size_t>(set)]);
 }
 
 int KeldaUpmix::ReloadTunedAppList() {
@@ -126,13 +136,9 @@ int KeldaUpmix::ReloadTunedAppList() {
 }
 
 void KeldaUpmix::SetAppPackage(const std::string& package, bool flag) {
-  std::string kept = package;  // before anything changes: it needs memory
-  const UpmixMode unlisted_mode = flag ? UpmixMode::Cinema : UpmixMode::Music;
-  const UpmixMode mode =
-      tuned_apps_.IsExist(package) ? tuned_apps_.GetValue(package) : unlisted_mode;
-  if (requested_mode_ == UpmixMode::Auto) ChangeActualMode(mode);
-  app_mode_ = mode;
-  app_package_.swap(kept);
+  const UpmixMode mode = tuned_apps_.ModeOf(package, flag);
+  if (settings_.requested_mode == UpmixMode::Auto) ChangeActualMode(mode);
+  settings_.app_mode = mode;
 }
 
 void KeldaUpmix::Reset() { sequencer_.Flush(); }

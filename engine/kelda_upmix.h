@@ -1,30 +1,23 @@
 #ifndef KELDA_ENGINE_KELDA_UPMIX_H_
 #define KELDA_ENGINE_KELDA_UPMIX_H_
 
+#include <array>
 #include <list>
 #include <memory>
 #include <string>
 
+#include "engine/plan.h"
 #include "pipeline/audio_process_sequencer.h"
-#include "pipeline/pass_through_processor.h"
+#include "pipeline/audio_processor.h"
 #include "platform/nonblocking.h"
-#include "processors/headphone_equalizer_processor.h"
-#include "processors/upl_audio_processor.h"
-#include "processors/upmix_cinema_processor.h"
-#include "processors/upmix_music_processor.h"
 #include "settings/tuned_app_list.h"
 #include "settings/upmix_types.h"
 
 namespace kelda {
 
-// The engine of one effect instance: decides from the requested mode, the output
-// device, the listener's HRTF and the playing application which processors run
-// and which tuning files they load.
-//
-//   requested mode ──┐
-//   application ─────┼─► actual mode ─► which processors run, fade
-//   output device ───┤
-//   HRTF per device ─┴─► tuning files, headphone equalizer on or off
+// The engine of one effect instance: keeps the requested mode, the output device, the
+// listener's HRTF and the playing application's mode, has engine/plan.h decide from them which
+// processors run and which tuning files they load, and does that.
 //
 // Threads: Process is called by the audio thread, everything else by the control
 // thread; the calls never overlap. Failures of files and of the signal library are
@@ -51,7 +44,7 @@ class KeldaUpmix {
   int SetMode(UpmixMode mode);
   // Runs `mode`, or Off while the device is no headphone. Returns 0.
   int ChangeActualMode(UpmixMode mode);
-  UpmixMode GetMode() const { return requested_mode_; }
+  UpmixMode GetMode() const { return settings_.requested_mode; }
 
   // The output in use. Sends the tuning files of a headphone's HRTF again, changed
   // or not. Returns 0.
@@ -80,35 +73,20 @@ class KeldaUpmix {
   void StopPcmDump();
 
  private:
-  // What the processors load for a kind of headphone, by the keys that they know. An
-  // empty equalizer path says that none applies.
-  struct HeadphoneFiles {
-    explicit HeadphoneFiles(const std::string& device_name);
-    static ParameterMap Of(const std::string& device_name, bool personalized);
-    const ParameterMap standard, personalized;
-  };
-
-  UpmixMode ModeToRun() const;
+  // Does what was decided: the one place that switches stages and sends them parameters.
+  void Apply(const Plan& plan);
+  void Switch(const StageSwitch& stage_switch);
+  void Send(ParameterSet set);
 
   AudioProcessSequencer sequencer_;
   std::list<AudioProcessor*> chain_;
-  std::unique_ptr<UpmixMusicProcessor> music_;
-  std::unique_ptr<UpmixCinemaProcessor> cinema_;
-  std::unique_ptr<PassThroughProcessor> pass_through_;
-  std::unique_ptr<UplAudioProcessor> upl_;
-  std::unique_ptr<HeadphoneEqualizerProcessor> hp_eq_;
-  UpmixMode requested_mode_;
-  UpmixMode actual_mode_;
-  UpmixMode app_mode_;
-  AudioDeviceType device_;
-  HrtfType bluetooth_hrtf_;
-  HrtfType wired_hrtf_;
-  std::string app_package_;
+  std::array<std::unique_ptr<AudioProcessor>, kStages.size()> stages_;  // by Stage
+  EngineSettings settings_;
+  UpmixMode actual_mode_ = UpmixMode::Off;
   TunedAppList tuned_apps_;
-
-  // Made at construction, so that no command can run out of memory between its changes.
-  const HeadphoneFiles wired_files_, bluetooth_files_;
-  const ParameterMap music_level_, cinema_level_;  // the level control's file
+  // What each parameter set is as the stages take it. Made at construction, so that no command
+  // can run out of memory between its changes.
+  std::array<ParameterMap, kParameterSets> parameters_;
 };
 
 }  // namespace kelda

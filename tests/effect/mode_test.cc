@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <random>
 
+#include "engine/plan.h"
 #include "tests/effect/effect_client.h"
 #include "tests/effect/fake_upmix_lib.h"
 
@@ -85,7 +87,69 @@ TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
   EXPECT_EQ(TakeCalls(), (Lines{"A0212 1006", "A0810 1006", "A0213 6"}));
 }
 
-TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
+// A plan as text: stages switched on and off, in their order, and the files sent.
+std::string Text(const Plan& plan) {
+  std::string text;
+  const auto add = [&](Stage stage, bool on) {
+    text += std::string(on ? "+" : "-") + FactsOf(stage).name + " ";
+  };
+  const auto send = [&](ParameterSet set) {
+    for (const auto& [key, file] : ParametersOf(set)) {
+      text += std::string(key, std::strcspn(key, "_")) + "=" + (file ? file : "") + " ";
+    }
+  };
+  if (plan.mode_change) {
+    for (const auto& [stage, on] : plan.mode_change->switches) add(stage, on);
+    if (plan.mode_change->fade) text += "fade ";
+    if (plan.mode_change->level) send(*plan.mode_change->level);
+  }
+  if (plan.headphone) {
+    add(Stage::HeadphoneEqualizer, plan.headphone->equalizer);
+    send(plan.headphone->files);
+  }
+  return text + "> " + std::to_string(static_cast<uint32_t>(plan.mode));
+}
+
+TEST(PlanTest, EverySettingHasItsPlan) {
+  using enum UpmixMode;
+  using enum AudioDeviceType;
+  constexpr HrtfType kS = HrtfType::Standard, kP = HrtfType::Personalized;
+  const std::string off = "-upmm -upmc -hpeq -upl +pass ",
+                    music = "-pass -upmc +upmm -hpeq +upl fade upl=upl.music.bin ",
+                    cinema = "-pass -upmm +upmc +hpeq +upl fade upl=upl.cinema.bin ",
+                    wired_hps =
+                        "-hpeq ap=wired.hki.config ap= music=upmix.music.hps.bin "
+                        "cinema=upmix.cinema.hps.bin ",
+                    bluetooth_hpp =
+                        "+hpeq ap=bluetooth.hki.config ap=bluetooth.ba.config "
+                        "music=upmix.music.hpp.bin cinema=upmix.cinema.hpp.bin ";
+  const struct {
+    Changed changed;
+    UpmixMode running;
+    EngineSettings settings;  // requested mode, application's, device, Bluetooth's HRTF, wired
+    std::string plan;
+  } kCases[] = {
+      {Changed::Mode, Off, {Music, Cinema, Other, kP, kP}, "> 0"},
+      {Changed::Mode, Off, {Music, Cinema, Wired, kP, kS}, music + "> 1"},
+      {Changed::Mode, Music, {Music, Cinema, Wired, kP, kS}, "> 1"},
+      {Changed::Mode, Music, {Auto, Cinema, Wired, kS, kP}, cinema + "> 2"},
+      {Changed::Mode, Cinema, {Auto, Off, Bluetooth, kP, kP}, off + "> 0"},
+      {Changed::Mode, Music, {UpmixMode{4}, Music, Wired, kS, kS}, "> 4"},  // no such mode
+      {Changed::Device, Off, {Off, Music, Other, kP, kP}, "> 0"},
+      {Changed::Device, Cinema, {Cinema, Music, Other, kP, kP}, off + "> 0"},
+      {Changed::Device, Off, {Off, Music, Bluetooth, kP, kS}, bluetooth_hpp + "> 0"},
+      {Changed::Device, Music, {Music, Music, Bluetooth, kP, kS}, bluetooth_hpp + "> 1"},
+      {Changed::Device, Off, {Music, Off, Wired, kP, kS}, music + wired_hps + "> 1"},
+      {Changed::Device, Music, {Cinema, Off, Bluetooth, kP, kS}, cinema + bluetooth_hpp + "> 2"},
+      {Changed::Hrtf, Off, {Cinema, Music, Wired, kP, HrtfType::Speaker}, wired_hps + "> 0"},
+      {Changed::Hrtf, Music, {Music, Music, Bluetooth, kP, kS}, bluetooth_hpp + "> 1"},
+  };
+  for (const auto& [changed, running, settings, plan] : kCases) {
+    EXPECT_EQ(Text(MakePlan(settings, running, changed)), plan);
+  }
+}
+
+TEST_F(ModeTest, AnyOrderOfSettingsIsPlayedAsPlanned) {
   const uint32_t seed = test::NewSeed();
   std::mt19937 random(seed);
   const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
@@ -104,15 +168,18 @@ TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
                {"com.film&11", "com.film", kCinema},  {"&1", "", kCinema},
                {"com.other&01", "com.other", kMusic}, {"com.film&&1", "com.film", kMusic}};
   List in_file, listed;
-  std::map<uint32_t, uint32_t> hrtf;
-  uint32_t requested = 0, actual = 0, app = 0, device = 0;
+  EngineSettings settings;
+  UpmixMode actual = UpmixMode::Off;
   bool equalizer = false;
-  const auto personalized = [&] { return device != kSpeaker && hrtf[device] == kPersonalized; };
-  const auto run = [&](uint32_t mode) {
-    const uint32_t effective = device == kSpeaker ? kOff : mode;
-    if (effective == actual) return;
-    actual = effective;
-    equalizer = actual != kOff && personalized();
+  const auto apply = [&](Changed changed) {
+    const Plan plan = MakePlan(settings, actual, changed);
+    actual = plan.mode;
+    if (plan.mode_change) {
+      for (const auto& [stage, on] : plan.mode_change->switches) {
+        if (stage == Stage::HeadphoneEqualizer) equalizer = on;
+      }
+    }
+    if (plan.headphone) equalizer = plan.headphone->equalizer;
   };
   Effect effect;
   for (int step = 0; step < 3000; ++step) {
@@ -122,28 +189,30 @@ TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
       const uint32_t mode = below(4);
       what = "mode " + std::to_string(mode);
       effect.SetMode(mode);
-      if (mode != requested) {
-        requested = mode;
-        run(requested == kAuto ? app : requested);
-      }
+      settings.requested_mode = UpmixMode{mode};
+      apply(Changed::Mode);
     } else if (choice < 55) {
-      device = std::array{kSpeaker, kWired, kBluetooth}[below(3)];
+      settings.device = AudioDeviceType{below(3)};
+      const uint32_t device =
+          std::array{kSpeaker, kWired, kBluetooth}[static_cast<uint32_t>(settings.device)];
       what = "device " + std::to_string(device);
       effect.SetDevice(device);
-      run(requested == kAuto ? app : requested);
-      if (device != kSpeaker) equalizer = personalized();
+      apply(Changed::Device);
     } else if (choice < 75) {
       const auto& [setting, package, unlisted_mode] = kApps[below(std::size(kApps))];
       what = std::string("app ") + setting;
       effect.SetText(kAppPackage, setting);
-      app = listed.contains(package) ? listed[package] : unlisted_mode;
-      if (requested == kAuto) run(app);
+      settings.app_mode = UpmixMode{listed.contains(package) ? listed[package] : unlisted_mode};
+      apply(Changed::Mode);
     } else if (choice < 90) {
-      const uint32_t of = below(2) == 0 ? kWired : kBluetooth;
-      hrtf[of] = kStandard + below(2);
-      what = "hrtf " + std::to_string(hrtf[of]) + " of " + std::to_string(of);
-      effect.SetParam(of == kWired ? kWiredHrtf : kBluetoothHrtf, hrtf[of]);
-      if (device == of) equalizer = personalized();
+      const bool wired = below(2) == 0;
+      const uint32_t hrtf = kStandard + below(2);
+      (wired ? settings.wired_hrtf : settings.bluetooth_hrtf) = HrtfType{hrtf};
+      what = "hrtf " + std::to_string(hrtf) + (wired ? " of wired" : " of bluetooth");
+      effect.SetParam(wired ? kWiredHrtf : kBluetoothHrtf, hrtf);
+      if (settings.device == (wired ? AudioDeviceType::Wired : AudioDeviceType::Bluetooth)) {
+        apply(Changed::Hrtf);
+      }
     } else if (choice < 94) {
       what = "list written";
       const auto& [text, list] = kLists[below(std::size(kLists))];
@@ -156,21 +225,22 @@ TEST_F(ModeTest, AnyOrderOfSettingsAgreesWithTheRules) {
       listed = in_file;
     } else {
       what = "new engine";
-      requested = actual = kOff;
-      app = kMusic;
-      device = kSpeaker;
+      settings = {};
+      actual = UpmixMode::Off;
       equalizer = false;
       listed = in_file;
-      for (const auto& [of, name] : {std::pair{kWired, "wired"}, {kBluetooth, "bluetooth"}}) {
-        hrtf[of] = kStandard + below(2);
+      for (const auto& [hrtf, name] :
+           {std::pair{&settings.wired_hrtf, "wired"}, {&settings.bluetooth_hrtf, "bluetooth"}}) {
+        *hrtf = HrtfType{kStandard + below(2)};
         Write(std::string(name) + ".hki.config",
-              hrtf[of] == kPersonalized ? "personalized.hki" : "speaker.hki\n");
+              *hrtf == HrtfType::Personalized ? "personalized.hki" : "speaker.hki\n");
       }
       effect.Init();
     }
-    const std::string expected = std::string(actual == kOff ? "P" : "-") +
-                                 (actual == kMusic ? "M" : "-") + (actual == kCinema ? "C" : "-") +
-                                 (equalizer ? "E" : "-") + (actual != kOff ? "L" : "-");
+    const bool off = actual == UpmixMode::Off;
+    const std::string expected =
+        std::string(off ? "P" : "-") + (actual == UpmixMode::Music ? "M" : "-") +
+        (actual == UpmixMode::Cinema ? "C" : "-") + (equalizer ? "E" : "-") + (off ? "-" : "L");
     ASSERT_EQ(effect.Stages(), expected) << "seed " << seed << ", step " << step << ": " << what;
   }
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "settings/tuning_directory.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -67,26 +69,18 @@ std::string RunningMode(const std::vector<Stage>& stages) {
 }
 
 std::string StageTitle(const std::string& name) {
-  constexpr std::pair<const char*, const char*> kTitles[] = {{"pass", "pass-through"},
-                                                             {"upmm", "music upmix"},
-                                                             {"upmc", "cinema upmix"},
-                                                             {"hpeq", "headphone equalizer"},
-                                                             {"upl", "level control"}};
-  for (const auto& [known, title] : kTitles) {
-    if (name == known) {
-      return title;
+  for (const StageFacts& facts : kStages) {
+    if (name == facts.name) {
+      return facts.title;
     }
   }
   return name;
 }
 
 bool IsStageLog(std::string_view stage_name, std::string_view tag) {
-  constexpr std::pair<std::string_view, std::string_view> kTags[] = {{"upmm", "KelApUpmmLum"},
-                                                                     {"upmc", "KelApUpmcLum"},
-                                                                     {"hpeq", "KELAPhpeq"},
-                                                                     {"upl", "KelApUplLum"}};
-  return std::find(std::begin(kTags), std::end(kTags), std::pair(stage_name, tag)) !=
-         std::end(kTags);
+  return std::any_of(kStages.begin(), kStages.end(), [&](const StageFacts& facts) {
+    return facts.log_tag != nullptr && stage_name == facts.name && tag == facts.log_tag;
+  });
 }
 
 }  // namespace kelda::tools

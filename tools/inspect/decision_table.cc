@@ -1,8 +1,13 @@
 #include "tools/inspect/decision_table.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
+#include "engine/plan.h"
+#include "platform/data_directory.h"
+#include "settings/tuned_app_list.h"
+#include "settings/tuning_directory.h"
+#include "settings/tuning_files.h"
 #include "tools/core/interruption.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/log_capture.h"
@@ -11,8 +16,10 @@
 namespace kelda::tools {
 namespace {
 
+// By AudioDeviceType.
 constexpr const char* kDevices[] = {"other", "wired", "bluetooth"};
 constexpr const char* kHrtfs[] = {"tuned", "standard", "personalized"};
+// By UpmixMode.
 constexpr const char* kModes[] = {"off", "music", "cinema", "auto"};
 
 // Every device of a kind is treated alike; these stand for theirs.
@@ -28,6 +35,20 @@ bool Concerns(const LogLine& line, const std::vector<Stage>& stages) {
   return std::any_of(stages.begin(), stages.end(), [&](const Stage& stage) {
     return stage.runs && IsStageLog(stage.name, line.tag);
   });
+}
+
+// What the engine plans for the device, with the setting of the mode and of the device's HRTF.
+Plan PlanFor(size_t device, HrtfType hrtf, UpmixMode mode, UpmixMode app_mode = UpmixMode::Music) {
+  const AudioDeviceType type{static_cast<uint32_t>(device)};
+  return MakePlan({mode, app_mode, type, hrtf, hrtf}, UpmixMode::Off, Changed::Device);
+}
+
+// The HRTF that a name of kHrtfs stands for.
+HrtfType HrtfOf(const std::string& name, size_t device) {
+  if (name == "standard") return HrtfType::Standard;
+  if (name == "personalized") return HrtfType::Personalized;
+  const bool wired = AudioDeviceType{static_cast<uint32_t>(device)} == AudioDeviceType::Wired;
+  return GetHrtfType(DataPath((wired ? tuning_file::kWiredHki : tuning_file::kBluetoothHki).name));
 }
 
 Decision Ask(const EffectLibrary& library, LogCapture* log, const std::string& device,
@@ -51,36 +72,20 @@ Decision Ask(const EffectLibrary& library, LogCapture* log, const std::string& d
   return decision;
 }
 
-std::string ModeFor(const std::string& package, bool flag, EffectSession* session) {
-  session->SetParam(EffectParam::kAppPackage, package + (flag ? "&1" : "&0"));
-  return RunningMode(ParseStages(session->Dump()));
+AppDecision DecideApp(const TunedAppList& list, const std::string& package) {
+  const auto mode = [&](AudioDeviceType device, bool flag) {
+    const Plan plan = PlanFor(static_cast<size_t>(device), HrtfType::Standard, UpmixMode::Auto,
+                              list.ModeOf(package, flag));
+    return kModes[static_cast<size_t>(plan.mode)];
+  };
+  return {package,
+          list.IsExist(package),
+          mode(AudioDeviceType::Other, false),
+          mode(AudioDeviceType::Wired, false),
+          mode(AudioDeviceType::Bluetooth, false),
+          mode(AudioDeviceType::Wired, true),
+          mode(AudioDeviceType::Bluetooth, true)};
 }
-
-// One instance per device, in mode auto.
-class AppAsker {
- public:
-  explicit AppAsker(const EffectLibrary& library)
-      : sessions_{EffectSession(library), EffectSession(library), EffectSession(library)} {
-    for (size_t i = 0; i < std::size(kDevices); ++i) {
-      Apply(DeviceSetting(kDevices[i]), &sessions_[i]);
-      Apply("mode=auto", &sessions_[i]);
-    }
-  }
-
-  AppDecision Ask(const std::string& package) {
-    AppDecision decision{package, false, "", "", "", "", ""};
-    decision.other = ModeFor(package, false, &sessions_[0]);
-    decision.wired = ModeFor(package, false, &sessions_[1]);
-    decision.bluetooth = ModeFor(package, false, &sessions_[2]);
-    decision.flagged_wired = ModeFor(package, true, &sessions_[1]);
-    decision.flagged_bluetooth = ModeFor(package, true, &sessions_[2]);
-    decision.known = decision.wired == decision.flagged_wired;
-    return decision;
-  }
-
- private:
-  std::array<EffectSession, 3> sessions_;
-};
 
 // What the engine says when it is made: it reads both HRTF configurations, and twice each,
 // as its initialisation makes it anew. Then it reads the list once more.
@@ -109,25 +114,40 @@ std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log)
 DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::string>& packages) {
   LogCapture log;
   DecisionTable table;
-  for (const char* device : kDevices) {
+  // The library is asked once for each plan: settings that come to the same one sound the same.
+  std::vector<Plan> plans;
+  std::vector<Decision> answers;
+  for (size_t device = 0; device < std::size(kDevices); ++device) {
     for (const char* hrtf : kHrtfs) {
-      for (const char* mode : kModes) {
+      for (size_t mode = 0; mode < std::size(kModes); ++mode) {
         CheckInterruption();
-        table.decisions.push_back(Ask(library, &log, device, hrtf, mode));
+        const Plan plan =
+            PlanFor(device, HrtfOf(hrtf, device), UpmixMode{static_cast<uint32_t>(mode)});
+        const auto known = std::find(plans.begin(), plans.end(), plan);
+        const auto place = known - plans.begin();
+        if (known == plans.end()) {
+          plans.push_back(plan);
+          answers.push_back(Ask(library, &log, kDevices[device], hrtf, kModes[mode]));
+        }
+        const Decision& answer = answers[static_cast<size_t>(place)];
+        table.decisions.push_back(
+            {kDevices[device], hrtf, kModes[mode], answer.stages, answer.problems});
       }
     }
   }
   table.warnings = Warnings(library, &log);
-  AppAsker asker(library);
+  TunedAppList list;
+  list.Reload();
+  log.Take();
   // A text with a comma cannot be in the list.
-  table.apps.push_back(asker.Ask("not,listed"));
+  table.apps.push_back(DecideApp(list, "not,listed"));
   table.apps.back().package.clear();
   for (const std::string& package : packages) {
     CheckInterruption();
     if (package.find('&') != std::string::npos) {
       table.unaskable.push_back(package);
     } else {
-      const AppDecision decision = asker.Ask(package);
+      const AppDecision decision = DecideApp(list, package);
       if (decision.known) {
         table.apps.push_back(decision);
       }

@@ -1,6 +1,7 @@
-// Which stages the engine runs with which files, for every device, HRTF and mode: asked of
-// the effect library itself. Each answer comes from an instance of its own that is told
-// the settings as a phone tells them, and is read off its report and its log.
+// Which stages the engine runs with which files, for every device, HRTF and mode. The engine's own
+// plan (engine/plan.h) says which settings come to the same; the effect library itself is asked
+// about each plan. Each answer comes from an instance of its own that is told the settings as a
+// phone tells them, and is read off its report and its log.
 #ifndef KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
 #define KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
 

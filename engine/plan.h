@@ -1,0 +1,90 @@
+// What the engine does about a setting, decided without doing it.
+//
+//   requested mode ──┐                          ┌─► which stages run, fade or not
+//   application ─────┼─► MakePlan ─► Plan ──────┼─► the level control's file
+//   output device ───┤                          └─► the headphone's files and equalizer
+//   HRTF per device ─┘
+#ifndef KELDA_ENGINE_PLAN_H_
+#define KELDA_ENGINE_PLAN_H_
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+
+#include "settings/tuning_directory.h"
+#include "settings/upmix_types.h"
+
+namespace kelda {
+
+// All that the engine decides from.
+struct EngineSettings {
+  UpmixMode requested_mode = UpmixMode::Off;
+  UpmixMode app_mode = UpmixMode::Music;  // of the playing application
+  AudioDeviceType device = AudioDeviceType::Other;
+  HrtfType bluetooth_hrtf = HrtfType::Standard;
+  HrtfType wired_hrtf = HrtfType::Standard;
+};
+
+// The setting that has just come. It decides on the headphone's files and equalizer, which
+// follow a device and its HRTF in every mode, but a mode only when it changes.
+enum class Changed {
+  Mode,    // the requested mode or the application's
+  Device,  // named again, even if it is the same
+  Hrtf,    // of the device in use
+};
+
+// Parameters that the stages are sent together.
+enum class ParameterSet {
+  MusicLevel,
+  CinemaLevel,
+  WiredStandard,
+  WiredPersonalized,
+  BluetoothStandard,
+  BluetoothPersonalized,
+};
+inline constexpr std::size_t kParameterSets = 6;
+
+struct Parameter {
+  const char* key;
+  const char* file;  // in the tuning directory; null: none applies
+};
+std::span<const Parameter> ParametersOf(ParameterSet set);
+
+struct StageSwitch {
+  Stage stage;
+  bool on;
+
+  bool operator==(const StageSwitch&) const = default;
+};
+
+// Done in this order.
+struct ModeChange {
+  std::array<StageSwitch, kStages.size()> switches;
+  bool fade;
+  std::optional<ParameterSet> level;
+
+  bool operator==(const ModeChange&) const = default;
+};
+
+struct HeadphoneChange {
+  bool equalizer;  // on or off
+  ParameterSet files;
+
+  bool operator==(const HeadphoneChange&) const = default;
+};
+
+struct Plan {
+  UpmixMode mode;                            // that runs afterwards
+  std::optional<ModeChange> mode_change;     // first; none if `mode` runs or is none that can run
+  std::optional<HeadphoneChange> headphone;  // then
+
+  bool operator==(const Plan&) const = default;
+};
+
+// What to do now that `changed` has, with the mode `running` so far. Needs no memory.
+Plan MakePlan(const EngineSettings& settings, UpmixMode running, Changed changed);
+
+}  // namespace kelda
+
+#endif  // KELDA_ENGINE_PLAN_H_
