@@ -160,13 +160,13 @@ TEST_F(Failures, EveryCommandHearsAnInterruption) {
   sources.Write("list", "com.a.b,MUSIC\n");
   sources.Write("capture.pcm", std::string(8000, '\0'));
   const std::string commands[] = {
-      "tune eq " + sources / "text -o " + out_,
-      "tune apps " + sources / "list -o " + out_,
+      "tune eq " + (sources / "text") + " -o " + out_,
+      "tune apps " + (sources / "list") + " -o " + out_,
       "tune level --template",
-      "capture " + sources / "capture.pcm -o " + out_,
-      "inspect " + sources / "",
+      "capture " + (sources / "capture.pcm") + " -o " + out_,
+      "inspect " + (sources / ""),
       "doctor --tuning " KELDA_DEFAULT_TUNING,
-      "report -o " + folder_ / "report.html",
+      "report -o " + (folder_ / "report.html"),
       "render " + in_ + " " + out_,
   };
   for (const std::string& command : commands) {
