@@ -7,8 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "upmix-lib/cinema.h"
-#include "upmix-lib/data_file.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/upmix/cinema.h"
 
 namespace kelda::upmix_lib {
 namespace {

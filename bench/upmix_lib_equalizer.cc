@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "upmix-lib/biquad_design.h"
-#include "upmix-lib/equalizer.h"
+#include "upmix-lib/equalizer/equalizer.h"
+#include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::upmix_lib {
 namespace {

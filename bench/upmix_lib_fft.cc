@@ -8,8 +8,8 @@
 #include <complex>
 #include <vector>
 
-#include "upmix-lib/aligned_buffer.h"
-#include "upmix-lib/fft.h"
+#include "upmix-lib/base/aligned_buffer.h"
+#include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -5,8 +5,8 @@
 #include <random>
 #include <vector>
 
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/level_control.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_control.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/fft.h"
-#include "upmix-lib/music_upmix.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/transforms/fft.h"
+#include "upmix-lib/upmix/music_upmix.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -8,9 +8,9 @@
 #include <span>
 #include <vector>
 
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/fft.h"
-#include "upmix-lib/virtualizer.h"
+#include "upmix-lib/binaural/virtualizer.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -13,7 +13,7 @@
 #include "tools/capture/capture_analysis.h"
 #include "tools/capture/capture_reader.h"
 #include "tools/inspect/inspected_file.h"
-#include "upmix-lib/data_file.h"
+#include "upmix-lib/files/data_file.h"
 
 using namespace kelda;
 using namespace kelda::upmix_lib;

@@ -8,7 +8,7 @@
 #include "tests/upmix-lib/temp_directory.h"
 #include "tools/core/failure.h"
 #include "tools/ears/sofa_hrirs.h"
-#include "upmix-lib/crc32.h"
+#include "upmix-lib/files/crc32.h"
 
 using namespace kelda;
 using namespace kelda::tools;

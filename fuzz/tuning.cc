@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/equalizer_file.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::fuzz {
 namespace {

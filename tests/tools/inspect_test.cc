@@ -9,8 +9,8 @@
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/framework/effect_report.h"
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

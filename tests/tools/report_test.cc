@@ -8,7 +8,7 @@
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -15,7 +15,7 @@
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/hrir_cues.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
 
 namespace kelda::tools {
 namespace {

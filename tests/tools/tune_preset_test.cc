@@ -8,7 +8,7 @@
 #include "tests/tools/program.h"
 #include "tools/presets/parameter_sets.h"
 #include "tools/presets/preset_toml.h"
-#include "upmix-lib/data_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -15,10 +15,10 @@
 #include "platform/include/upmix_lib.h"
 #include "tests/upmix-lib/signals.h"
 #include "tests/upmix-lib/temp_directory.h"
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/equalizer_file.h"
-#include "upmix-lib/hrir_set.h"
-#include "upmix-lib/plane_upmix.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/upmix/plane_upmix.h"
 
 namespace kelda::upmix_lib {
 

@@ -8,7 +8,7 @@
 #include <limits>
 #include <thread>
 
-#include "upmix-lib/handle_table.h"
+#include "upmix-lib/handles/handle_table.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -7,8 +7,8 @@
 #include <limits>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/config_file.h"
-#include "upmix-lib/crc32.h"
+#include "upmix-lib/files/config_file.h"
+#include "upmix-lib/files/crc32.h"
 
 namespace kelda::upmix_lib {
 namespace {

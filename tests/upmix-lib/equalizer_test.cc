@@ -6,7 +6,7 @@
 #include <random>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/biquad_design.h"
+#include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::upmix_lib {
 namespace {

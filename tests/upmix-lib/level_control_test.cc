@@ -7,8 +7,8 @@
 #include <random>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/level_control.h"
-#include "upmix-lib/true_peak.h"
+#include "upmix-lib/level/level_control.h"
+#include "upmix-lib/level/true_peak.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -6,7 +6,7 @@
 #include <numbers>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/room.h"
+#include "upmix-lib/binaural/room.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -8,8 +8,8 @@
 #include <numbers>
 #include <random>
 
-#include "upmix-lib/data_formats.h"
-#include "upmix-lib/fft.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {
 namespace {

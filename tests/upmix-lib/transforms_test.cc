@@ -7,9 +7,9 @@
 #include <numbers>
 
 #include "tests/upmix-lib/signals.h"
-#include "upmix-lib/bands.h"
-#include "upmix-lib/fft.h"
-#include "upmix-lib/filter_bank.h"
+#include "upmix-lib/transforms/fft.h"
+#include "upmix-lib/upmix/bands.h"
+#include "upmix-lib/upmix/filter_bank.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -5,8 +5,8 @@
 #include <numbers>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/cinema_bass.h"
-#include "upmix-lib/music_upmix.h"
+#include "upmix-lib/upmix/cinema_bass.h"
+#include "upmix-lib/upmix/music_upmix.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "tests/upmix-lib/components.h"
-#include "upmix-lib/convolver.h"
+#include "upmix-lib/filters/convolver.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "upmix-lib/data_formats.h"
+#include "upmix-lib/files/data_formats.h"
 
 namespace kelda::tools {
 

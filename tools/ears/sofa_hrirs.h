@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tools/ears/measured_ears.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
 
 namespace kelda::tools {
 

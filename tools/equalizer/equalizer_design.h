@@ -6,7 +6,7 @@
 
 #include "tools/equalizer/equalizer_response.h"
 #include "tools/equalizer/equalizer_text.h"
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 

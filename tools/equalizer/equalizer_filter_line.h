@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "upmix-lib/data_formats.h"
+#include "upmix-lib/files/data_formats.h"
 
 namespace kelda::tools {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tools/equalizer/equalizer_text.h"
-#include "upmix-lib/biquad_design.h"
+#include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::tools {
 

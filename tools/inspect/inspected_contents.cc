@@ -10,9 +10,9 @@
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/hrir_cues.h"
 #include "tools/presets/parameter_sets.h"
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/equalizer_file.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -8,7 +8,7 @@
 #include "tools/core/text_file.h"
 #include "tools/inspect/app_list_names.h"
 #include "tools/tune/tuning_directory.h"
-#include "upmix-lib/config_file.h"
+#include "upmix-lib/files/config_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -10,10 +10,10 @@
 #include "tools/core/text_file.h"
 #include "tools/inspect/inspected_contents.h"
 #include "tools/inspect/library_status.h"
-#include "upmix-lib/config_file.h"
-#include "upmix-lib/crc32.h"
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/regular_file.h"
+#include "upmix-lib/files/config_file.h"
+#include "upmix-lib/files/crc32.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/files/regular_file.h"
 
 namespace kelda::tools {
 namespace {

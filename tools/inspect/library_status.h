@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "upmix-lib/status.h"
+#include "upmix-lib/base/status.h"
 
 namespace kelda::tools {
 

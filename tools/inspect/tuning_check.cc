@@ -4,10 +4,10 @@
 #include <span>
 
 #include "tools/inspect/library_status.h"
-#include "upmix-lib/config_file.h"
-#include "upmix-lib/data_file.h"
-#include "upmix-lib/equalizer_file.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/config_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

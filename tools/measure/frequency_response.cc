@@ -4,7 +4,7 @@
 #include <numbers>
 
 #include "tools/core/decibels.h"
-#include "upmix-lib/biquad_design.h"
+#include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::tools {
 

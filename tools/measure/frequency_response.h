@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 

@@ -2,7 +2,7 @@
 #ifndef KELDA_TOOLS_MEASURE_HRIR_CUES_H_
 #define KELDA_TOOLS_MEASURE_HRIR_CUES_H_
 
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
 
 namespace kelda::tools {
 

@@ -6,7 +6,7 @@
 #include "tools/core/file_problems.h"
 #include "tools/core/text_file.h"
 #include "tools/presets/toml_file.h"
-#include "upmix-lib/data_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -10,7 +10,7 @@
 #include "tools/framework/effect_session.h"
 #include "tools/framework/processor_latency.h"
 #include "tools/measure/frequency_response.h"
-#include "upmix-lib/true_peak.h"
+#include "upmix-lib/level/true_peak.h"
 
 namespace kelda::tools {
 namespace {

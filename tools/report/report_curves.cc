@@ -6,7 +6,7 @@
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/hrir_cues.h"
 #include "tools/report/chain_measurement.h"
-#include "upmix-lib/biquad_design.h"
+#include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::tools {
 namespace {

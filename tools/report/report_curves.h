@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "tools/core/json.h"
-#include "upmix-lib/equalizer_file.h"
-#include "upmix-lib/hrir_set.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 

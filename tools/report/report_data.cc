@@ -13,7 +13,7 @@
 #include "tools/report/chain_measurement.h"
 #include "tools/report/mode_change.h"
 #include "tools/report/report_curves.h"
-#include "upmix-lib/data_file.h"
+#include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -7,7 +7,7 @@
 #include "tools/equalizer/equalizer_design.h"
 #include "tools/equalizer/equalizer_text.h"
 #include "tools/tune/command_tune.h"
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 namespace {

@@ -9,7 +9,7 @@
 #include "tools/presets/parameter_sets.h"
 #include "tools/presets/preset_toml.h"
 #include "tools/tune/app_list_check.h"
-#include "upmix-lib/equalizer_file.h"
+#include "upmix-lib/equalizer/equalizer_file.h"
 
 namespace kelda::tools {
 namespace {

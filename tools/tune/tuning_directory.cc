@@ -13,7 +13,7 @@
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
 #include "tools/core/text_file.h"
-#include "upmix-lib/crc32.h"
+#include "upmix-lib/files/crc32.h"
 
 namespace kelda::tools {
 namespace {

@@ -1,0 +1,57 @@
+// What keeps bad samples out and tiny values from lingering. Audio thread.
+//
+// Denormals are removed by arithmetic and not by the processor's flush-to-zero flag:
+// the flag belongs to the host's thread, and the results would depend on it.
+#ifndef KELDA_UPMIX_LIB_BASE_INPUT_GUARD_H_
+#define KELDA_UPMIX_LIB_BASE_INPUT_GUARD_H_
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+#include "upmix-lib/base/simd.h"
+
+namespace kelda::upmix_lib {
+
+// Larger samples (+96 dB re full scale) are no audio and are taken for silence.
+inline constexpr float kMaxSample = 65536.0f;
+
+// State below this magnitude (-300 dB re full scale) is taken for silence.
+inline constexpr double kTinyState = 1e-15;
+
+// `sample`, or 0 if it is NaN, infinite, huge or denormal.
+inline float GuardSample(float sample) {
+  const float magnitude = std::fabs(sample);
+  const bool sound = (magnitude <= kMaxSample) & (magnitude >= std::numeric_limits<float>::min());
+  return sound ? sample : 0.0f;
+}
+
+// GuardSample for each lane of a vector of floats. Spelt out, since compilers leave the
+// comparisons of a loop in branches.
+template <typename V>
+V Guarded(V samples) {
+  const V magnitudes = samples < 0.0f ? -samples : samples;
+  const auto sound = (magnitudes <= kMaxSample) & (magnitudes >= std::numeric_limits<float>::min());
+  return sound ? samples : V{};
+}
+
+// Guards `count` samples; in and out are the same buffer or do not overlap.
+inline void GuardSamples(const float* in, float* out, size_t count) {
+  const size_t whole = count - count % kLanes;
+  for (size_t i = 0; i < whole; i += kLanes) {
+    Store(out + i, Guarded(Load<Vec>(in + i)));
+  }
+  for (size_t i = whole; i < count; ++i) {
+    out[i] = GuardSample(in[i]);
+  }
+}
+
+// For recursive state, once per block: ends a decay before it turns denormal.
+template <typename Float>
+Float DropTiny(Float state) {
+  return std::fabs(state) < static_cast<Float>(kTinyState) ? Float{0} : state;
+}
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_BASE_INPUT_GUARD_H_

@@ -1,0 +1,61 @@
+// A short room around the virtual loudspeakers: sound that only HRIRs made tends to
+// stay inside the head, and a few reflections bring it out (Begault et al., "Direct
+// comparison of the impact of head tracking, reverberation, and individualized HRTFs",
+// 2001).
+#ifndef KELDA_UPMIX_LIB_BINAURAL_ROOM_H_
+#define KELDA_UPMIX_LIB_BINAURAL_ROOM_H_
+
+#include <array>
+#include <vector>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/filters/convolver.h"
+
+namespace kelda::upmix_lib {
+
+// The planes reach the room on two sides, left and right.
+inline constexpr int kRoomSides = 2;
+
+// What the room adds at the ears to an impulse on either side, without the direct sound:
+//
+//   0      first reflection                   decay_s
+//   |......|..|.||.|:.|:|:::::.:.:.:.. . . . .|
+//          image sources   late tail
+//
+// Early: image sources of a shoebox up to the second order (Allen and Berkley, "Image
+// method for efficiently simulating small-room acoustics", 1979), each through the
+// HRIRs nearest to its direction. Late: noise that decays per frequency and whose
+// coherence between the ears is that of a diffuse field (Borss and Martin, "An improved
+// parametric model for the design of virtual acoustics", 2009).
+struct RoomResponses {
+  int taps = 0;                  // Per response; 0 if both parts are off.
+  std::vector<float> responses;  // [side][ear][tap]
+};
+
+// The same parameters and HRIRs give the same responses. Control. Throws std::bad_alloc.
+RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs);
+
+// Renders the room of seven planes.
+class Room {
+ public:
+  explicit Room(const RoomResponses& responses);  // Control; `responses` has taps.
+
+  // Clears the signal history. Control.
+  void Clear() { convolver_.Clear(); }
+
+  // Adds the room's sound to `left` and `right`; all planes have kBlockFrames samples,
+  // all of them finite. Audio.
+  void AddTo(const std::array<const float*, kPlanes>& planes, float* left,
+             float* right) KELDA_NONBLOCKING;
+
+ private:
+  std::array<std::array<float, kPlanes>, kRoomSides> side_gains_;
+  Convolver convolver_;
+  AlignedBuffer wet_;  // [ear][kBlockFrames]
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_BINAURAL_ROOM_H_

@@ -1,0 +1,102 @@
+#include "upmix-lib/binaural/virtualizer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "upmix-lib/base/input_guard.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr int kBlock = kBlockFrames;
+constexpr int kPlaneCount = kPlanes;
+
+// 0 to 1 over the block, level at both ends: a fade without a corner.
+float Rise(int n) {
+  const float t = (static_cast<float>(n) + 0.5f) / static_cast<float>(kBlock);
+  return t * t * (3.0f - 2.0f * t);
+}
+
+}  // namespace
+
+PlaneRenderer::PlaneRenderer(const HrirSet& hrirs)
+    : direct_(kPlaneCount, hrirs.taps, hrirs.responses) {
+  const RoomResponses responses = MakeRoomResponses(hrirs.room, hrirs);
+  if (responses.taps > 0) room_.emplace(responses);
+}
+
+void PlaneRenderer::Clear() {
+  direct_.Clear();
+  if (room_) room_->Clear();
+}
+
+void PlaneRenderer::Process(float* left, float* right) {
+  direct_.Process(left, right);
+  if (!room_) return;
+  std::array<const float*, kPlanes> planes;
+  for (int plane = 0; plane < kPlaneCount; ++plane) {
+    planes[static_cast<std::size_t>(plane)] = input(plane);
+  }
+  room_->AddTo(planes, left, right);
+}
+
+Virtualizer::Virtualizer(const HrirSet& hrirs)
+    : renderer_(std::make_unique<PlaneRenderer>(hrirs)), fading_out_(kEars * kBlock) {}
+
+Status Virtualizer::Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer) {
+  HrirSet hrirs;
+  if (const Status status = LoadHrirSet(path, hrirs); status != kOk) return status;
+  virtualizer = std::make_unique<Virtualizer>(hrirs);
+  return kOk;
+}
+
+void Virtualizer::Flush() {
+  renderer_->Clear();
+  previous_.reset();
+  fading_ = false;
+  running_ = false;
+}
+
+void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
+  // Of data that were replaced before a block was heard of them, there is nothing to fade.
+  if (!fading_) previous_ = std::move(renderer_);
+  renderer_ = std::move(next->renderer_);
+  fading_ = running_;
+}
+
+void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted) {
+  float* to = renderer_->input(plane);
+  bool& was_muted = muted_[static_cast<std::size_t>(plane)];
+  const bool fade = running_ && muted != was_muted;
+  was_muted = muted;
+  if (muted && !fade) {
+    std::fill_n(to, kBlock, 0.0f);
+    return;
+  }
+  GuardSamples(from, to, static_cast<std::size_t>(frames));
+  std::fill(to + frames, to + kBlock, 0.0f);
+  for (int n = 0; fade && n < kBlock; ++n) to[n] *= muted ? 1.0f - Rise(n) : Rise(n);
+}
+
+void Virtualizer::Process(int frames, const float* planes, const int32_t* channel_flags,
+                          float* left, float* right) {
+  for (int plane = 0; plane < kPlaneCount; ++plane) {
+    FillInput(plane, frames, planes + plane * kBlock, channel_flags[plane] != 0);
+    if (fading_) std::copy_n(renderer_->input(plane), kBlock, previous_->input(plane));
+  }
+  running_ = true;
+  renderer_->Process(left, right);
+  if (!fading_) return;
+
+  fading_ = false;
+  float* old_left = fading_out_.data();
+  float* old_right = fading_out_.data() + kBlock;
+  previous_->Process(old_left, old_right);
+  for (int n = 0; n < kBlock; ++n) {
+    left[n] = old_left[n] + Rise(n) * (left[n] - old_left[n]);
+    right[n] = old_right[n] + Rise(n) * (right[n] - old_right[n]);
+  }
+}
+
+}  // namespace kelda::upmix_lib

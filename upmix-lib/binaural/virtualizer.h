@@ -1,0 +1,77 @@
+// The virtualizer: seven loudspeakers rendered to two ears.
+#ifndef KELDA_UPMIX_LIB_BINAURAL_VIRTUALIZER_H_
+#define KELDA_UPMIX_LIB_BINAURAL_VIRTUALIZER_H_
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/base/status.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/binaural/room.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/filters/convolver.h"
+
+namespace kelda::upmix_lib {
+
+// One set of HRIRs and its room, with the signal history that belongs to them.
+class PlaneRenderer {
+ public:
+  explicit PlaneRenderer(const HrirSet& hrirs);  // Control.
+
+  void Clear();
+
+  // As Convolver::input, one per plane.
+  float* input(int plane) { return direct_.input(plane); }
+
+  // Renders the block in the inputs. Audio.
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
+
+ private:
+  Convolver direct_;
+  std::optional<Room> room_;
+};
+
+//   planes --guard, mute--> PlaneRenderer: HRIR pairs --+--> left, right
+//                                       \--> room ------/
+//
+// Blocks follow one another without a gap, whatever their kinds. Latency is 0 frames.
+class Virtualizer {
+ public:
+  explicit Virtualizer(const HrirSet& hrirs);
+
+  // Reads the HRIR file `path`; `virtualizer` is written on success only. Control.
+  static Status Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer);
+
+  // Clears the signal history. Control.
+  void Flush();
+
+  // Takes over the HRIRs and the room of `next` and fades to them during the next block,
+  // with which their history begins. Control.
+  void CrossfadeTo(std::unique_ptr<Virtualizer> next);
+
+  // Renders kBlockFrames frames. `planes`: kPlanes contiguous planes of kBlockFrames
+  // samples, of which the first `frames` (0 .. kBlockFrames) count and the others are
+  // taken for silence; bad samples too. `channel_flags`: per plane, 0 renders it, any
+  // other value mutes it; a change fades during the block, except in the first one
+  // after a flush. `left`, `right`: kBlockFrames samples, may overlap `planes`. Audio.
+  void Process(int frames, const float* planes, const int32_t* channel_flags, float* left,
+               float* right) KELDA_NONBLOCKING;
+
+ private:
+  void FillInput(int plane, int frames, const float* from, bool muted);
+
+  std::unique_ptr<PlaneRenderer> renderer_;
+  std::unique_ptr<PlaneRenderer> previous_;  // Kept until the next control call.
+  bool fading_ = false;                      // previous_ is still to be heard.
+  bool running_ = false;                     // A block was rendered since the last flush.
+  std::array<bool, kPlanes> muted_{};        // As of the last block.
+  AlignedBuffer fading_out_;                 // [ear][kBlockFrames]
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_BINAURAL_VIRTUALIZER_H_

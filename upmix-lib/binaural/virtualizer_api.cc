@@ -1,0 +1,56 @@
+// The C entries of the virtualizer.
+#include "platform/include/upmix_lib.h"
+#include "upmix-lib/binaural/virtualizer.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/handles/handle_component.h"
+
+using namespace kelda::upmix_lib;
+
+namespace {
+
+constinit HandleComponent<Virtualizer> component(HandleKind::kVirtualizer);
+
+constexpr int32_t kFirstOfStream = 2;
+
+// The kinds differ in the frame count they may come with and in nothing else: the
+// signal's history is cleared by a flush, never by a kind, and what a stream leaves
+// ringing at its end is heard to its end in the blocks that follow.
+Status CheckBlock(int32_t kind, int32_t frames) {
+  constexpr auto kWhole = static_cast<int32_t>(kBlockFrames);
+  if (kind < 0 || kind > kFirstOfStream) return kBadBlockKind;
+  const int32_t fewest = kind == kFirstOfStream ? 0 : kWhole;
+  return frames >= fewest && frames <= kWhole ? kOk : kBadFrameCount;
+}
+
+}  // namespace
+
+int32_t A0779(void) { return kOk; }
+
+int32_t A0782(uint32_t* handle, const char* directory, const char* file) {
+  return component.Create(handle, directory, file);
+}
+
+int32_t A0556(uint32_t handle) { return component.Initialize(handle); }
+
+int32_t A0236(uint32_t handle) { return component.Flush(handle); }
+
+int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, const float* in,
+              const int32_t* channel_flags) {
+  return component.WithReady(handle, [=](Virtualizer& virtualizer) {
+    if (out == nullptr || out[0] == nullptr || out[1] == nullptr || in == nullptr ||
+        channel_flags == nullptr) {
+      return kNullPointer;
+    }
+    if (const Status status = CheckBlock(kind, frames); status != kOk) return status;
+    virtualizer.Process(frames, in, channel_flags, out[0], out[1]);
+    return kOk;
+  });
+}
+
+int32_t A0783(uint32_t handle, int32_t* error, int32_t* detail) {
+  return component.LastError(handle, error, detail);
+}
+
+int32_t A0212(uint32_t handle) { return component.Close(handle); }
+
+int32_t A0810(uint32_t* handle) { return component.Destroy(handle); }

@@ -1,0 +1,30 @@
+#ifndef KELDA_UPMIX_LIB_FILTERS_BIQUAD_DESIGN_H_
+#define KELDA_UPMIX_LIB_FILTERS_BIQUAD_DESIGN_H_
+
+#include "upmix-lib/files/data_formats.h"
+
+namespace kelda::upmix_lib {
+
+// Second-order section, normalised to a0 = 1:
+//   H(z) = (b0 + b1 z^-1 + b2 z^-2) / (1 + a1 z^-1 + a2 z^-2)
+struct Biquad {
+  double b0 = 1, b1 = 0, b2 = 0;
+  double a1 = 0, a2 = 0;
+};
+
+// The section of one equalizer band at kSampleRateHz, after R. Bristow-Johnson, "Cookbook
+// formulae for audio EQ biquad filter coefficients": the bilinear transform of the analog
+// prototypes, frequency warped to fit at freq_hz. Near the Nyquist frequency the bells come
+// out narrower than analog ones. That is wanted here: the published headphone corrections
+// (AutoEq, Equalizer APO) are computed with these very formulas.
+//
+// Shelves take q as it is (not a slope); freq_hz is where half of gain_db is reached. The
+// band must have passed the checks of its file. Control thread.
+Biquad DesignBiquad(const EqualizerBand& band);
+
+// Gain of the section at `freq_hz`, 0..kSampleRateHz / 2. Control thread.
+double ResponseDb(const Biquad& biquad, double freq_hz);
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_FILTERS_BIQUAD_DESIGN_H_

@@ -1,0 +1,68 @@
+// Uniformly partitioned convolution of several inputs to two ears.
+#ifndef KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_
+#define KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_
+
+#include <span>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/base/aligned_buffer.h"
+#include "upmix-lib/transforms/fft.h"
+
+namespace kelda::upmix_lib {
+
+// Convolves every input with its own response for either ear and adds up the results,
+// in blocks of kBlockFrames and without latency (overlap-save; partitioned as in Wefers,
+// "Partitioned convolution algorithms for real-time auralization", 2015, chapter 5):
+//
+//   input block --FFT--> spectra of the last blocks --x responses, summed--> 2 inverse FFTs
+//
+// One forward transform per input and block and one inverse per ear, however long the
+// responses are. Up to kBlockFrames taps make one partition, with a transform that just
+// holds block and taps (1280 points for 256 taps); longer responses are cut into
+// partitions of kBlockFrames taps.
+//
+// Per block: fill every input(i), then call Process.
+class Convolver {
+ public:
+  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap.
+  // Control (allocates).
+  Convolver(int input_count, int taps, std::span<const float> responses);
+
+  // Clears the inputs and the signal history. Control.
+  void Clear();
+
+  // Where input `index` takes its kBlockFrames samples of the current block, all
+  // finite. Process leaves them as they are. Audio.
+  float* input(int index) { return window(index) + history_frames_; }
+
+  // Writes kBlockFrames samples to either ear. Audio.
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
+
+  int fft_size() const { return fft_.size(); }
+
+ private:
+  float* window(int index) { return windows_.data() + index * fft_.size(); }
+  // `slot`: 0 .. partition_count_-1.
+  float* spectrum(int slot, int index) {
+    return spectra_.data() + (slot * input_count_ + index) * 2 * plane_floats_;
+  }
+  void LoadResponses(int taps, std::span<const float> responses);
+  void SumProducts();
+
+  RealFft fft_;
+  int input_count_;
+  int history_frames_;  // Samples of a window before the current block.
+  int partition_count_;
+  int plane_floats_;         // Bins, up to whole vectors: real or imaginary parts.
+  int newest_slot_ = 0;      // Of spectra_; older blocks follow, cyclically.
+  AlignedBuffer windows_;    // [input]: history, current block.
+  AlignedBuffer spectra_;    // [slot][input][re, im]: of the last windows.
+  AlignedBuffer responses_;  // [group of kLanes bins][partition][input][ear][re, im]
+  AlignedBuffer sums_;       // [ear][re, im]
+  AlignedBuffer time_;       // A window of output: its last block is the result.
+  AlignedBuffer scratch_;
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_

@@ -1,0 +1,35 @@
+#ifndef KELDA_UPMIX_LIB_LEVEL_K_WEIGHTING_H_
+#define KELDA_UPMIX_LIB_LEVEL_K_WEIGHTING_H_
+
+#include <cstddef>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/filters/double_vec.h"
+
+namespace kelda::upmix_lib {
+
+// The K-weighting of Recommendation ITU-R BS.1770-4 on two channels at 48 kHz: a high
+// shelf for the head, then a high pass.
+//
+// Both stages of both channels share a vector, the high pass one frame behind the shelf
+// it listens to; a loudness does not notice the frame.
+class KWeighting {
+ public:
+  KWeighting();
+
+  // Beyond +12 dBFS there is no programme: louder samples count as this, so that a single
+  // damaged one does not outweigh the seconds around it.
+  static constexpr double kMaxSample = 4.0;
+
+  // Weights `count` interleaved stereo frames, all finite, and returns the sum of the
+  // squares of the weighted samples of both channels. Audio thread.
+  double Energy(const float* frames, size_t count) KELDA_NONBLOCKING;
+
+ private:
+  FourBiquads sections_;
+  DoubleVec4 s1_{}, s2_{}, y_{};  // lanes: shelf L, R, high pass L, R
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_LEVEL_K_WEIGHTING_H_

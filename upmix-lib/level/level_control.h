@@ -1,0 +1,46 @@
+#ifndef KELDA_UPMIX_LIB_LEVEL_LEVEL_CONTROL_H_
+#define KELDA_UPMIX_LIB_LEVEL_LEVEL_CONTROL_H_
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/level/level_gain.h"
+#include "upmix-lib/level/limiter.h"
+#include "upmix-lib/level/loudness_meter.h"
+
+namespace kelda::upmix_lib {
+
+// Loudness levelling, then limiting, of interleaved stereo:
+//
+//   in --guard--+------------ x gain --> limiter --> out, kLatencyFrames later
+//               |                ^
+//               `--loudness--> gain, slow
+//
+// Holds no memory of its own, so that an instance can live in a caller's work memory that
+// is released without a word.
+class LevelControl {
+ public:
+  static constexpr size_t kLatencyFrames = Limiter::kLatencyFrames;
+
+  // `parameters` has passed the checks of its kind. Control thread.
+  explicit LevelControl(const LevelParameters& parameters);
+
+  // Processes kBlockFrames interleaved frames. Samples that are NaN, infinite or huge count
+  // as silence. in and out do not overlap. Audio thread.
+  void Process(const float* in, float* out) KELDA_NONBLOCKING;
+
+ private:
+  // The programme must be this long before the gain follows it.
+  static constexpr double kEvidenceS = 1.0;
+
+  void UpdateWantedGain();
+
+  LevelParameters parameters_;
+  LoudnessMeter meter_;
+  LevelGain gain_;
+  double wanted_gain_db_ = 0;
+  Limiter limiter_;
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_LEVEL_LEVEL_CONTROL_H_

@@ -1,0 +1,73 @@
+#ifndef KELDA_UPMIX_LIB_LEVEL_LOUDNESS_METER_H_
+#define KELDA_UPMIX_LIB_LEVEL_LOUDNESS_METER_H_
+
+#include <array>
+#include <cstddef>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/level/k_weighting.h"
+
+namespace kelda::upmix_lib {
+
+// Running loudness of a stereo programme after ITU-R BS.1770-4 and EBU R 128: momentary
+// loudness over 400 ms, every 100 ms, gated twice over a sliding window of them.
+//
+//   frames --K-weighting--> energy of 100 ms hops --4 hops--> momentary loudness
+//      --above -70 LUFS--> window of momentary loudnesses --above their mean - 10 LU--> mean
+//
+// Where the Recommendation measures a whole programme, the window makes the measure
+// follow one. Silence does not enter the window, so it freezes the measure; a pause of
+// kPauseHops hops ends the programme, and what follows is measured afresh.
+class LoudnessMeter {
+ public:
+  static constexpr size_t kHopFrames = 4800;  // 100 ms
+  static constexpr double kHopS = 0.1;
+  static constexpr int kPauseHops = 10;
+  static constexpr double kAbsoluteGateLufs = -70.0;
+  static constexpr double kRelativeGateLu = -10.0;
+  static constexpr double kMaxWindowS = 60.0;
+
+  // `window_s`: 1..kMaxWindowS.
+  explicit LoudnessMeter(double window_s);
+
+  // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite. Returns
+  // whether a hop has ended. Audio thread.
+  bool Process(const float* frames, size_t count) KELDA_NONBLOCKING;
+
+  // Whether the last 400 ms were above the absolute gate.
+  bool sounding() const { return sounding_; }
+
+  // Length of the programme within the window.
+  double programme_s() const { return kHopS * static_cast<double>(size_); }
+
+  // Gated loudness of the programme within the window, which must not be empty.
+  double LoudnessLufs() const KELDA_NONBLOCKING;
+
+  // Largest sample of the programme within the window, as an amplitude.
+  float Peak() const KELDA_NONBLOCKING;
+
+ private:
+  static constexpr size_t kHopsPerBlock = 4;
+  static constexpr size_t kMaxHops = 600;  // of kMaxWindowS
+
+  void EndHop();
+
+  KWeighting weighting_;
+  size_t hop_frames_ = 0;  // of the running hop
+  double hop_energy_ = 0;
+  float hop_peak_ = 0;
+  std::array<double, kHopsPerBlock> hops_{};  // energies of the last hops, cyclic
+  size_t newest_hop_ = 0;
+  bool sounding_ = false;
+  int silent_hops_ = 0;
+  size_t incomplete_blocks_ = kHopsPerBlock - 1;  // to come, that begin in a pause
+  size_t window_hops_;
+  std::array<double, kMaxHops> powers_{};  // of momentary blocks, cyclic; mean squares
+  std::array<float, kMaxHops> peaks_{};    // of their newest hops
+  size_t size_ = 0;                        // valid entries of both
+  size_t next_ = 0;                        // where the next entry goes
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_LEVEL_LOUDNESS_METER_H_

@@ -1,0 +1,168 @@
+#include "upmix-lib/upmix/cinema.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+
+#include "upmix-lib/base/decibels.h"
+#include "upmix-lib/base/input_guard.h"
+#include "upmix-lib/base/math_constants.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr int kBlock = kBlockFrames;
+
+// A living room fitted for films; level and decay come from the parameters.
+constexpr float kRoomSize_m = 7.0f;
+constexpr float kRoomDamping_hz = 4000.0f;
+// Dialogue stays dry: this much of it reaches the room.
+constexpr float kRoomCentreGain = 0.5f;
+
+// Dialogue moves slowly; steadier gains than music's suit it.
+constexpr float kPowerSmoothing_ms = 60.0f;
+constexpr float kGainSmoothing_ms = 25.0f;
+constexpr float kDirectEmphasis = 6.0f;
+// Outside the range of speech the centre gives some of its share back to left and right.
+constexpr float kSpeechLow_hz = 120.0f;
+constexpr float kSpeechHigh_hz = 9000.0f;
+constexpr float kCentreOutsideSpeech = 0.7f;
+
+RoomParameters CinemaRoom(const CinemaParameters& parameters) {
+  RoomParameters room = {};
+  room.early_level_db = parameters.room_early_level_db;
+  room.late_level_db = parameters.room_level_db;
+  room.decay_s = parameters.room_decay_s;
+  room.size_m = kRoomSize_m;
+  room.damping_hz = kRoomDamping_hz;
+  return room;
+}
+
+std::complex<double> ResponseAt(std::span<const float> taps, double radians_per_frame) {
+  std::complex<double> sum;
+  double frame = 0.0;
+  for (const float tap : taps) {
+    sum += static_cast<double>(tap) * std::polar(1.0, -radians_per_frame * frame);
+    frame += 1.0;
+  }
+  return sum;
+}
+
+}  // namespace
+
+PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
+  PlaneTuning tuning;
+  DecompositionTuning& decomposition = tuning.decomposition;
+  for (int b = 0; b < kBands; ++b) {
+    const float hz = BandHz(b);
+    const float speech =
+        HighPassShare(hz, kSpeechLow_hz) * (1.0f - HighPassShare(hz, kSpeechHigh_hz));
+    decomposition.centre_amount[b] =
+        parameters.dialogue_amount * (kCentreOutsideSpeech + (1 - kCentreOutsideSpeech) * speech);
+    decomposition.ambience_amount[b] =
+        parameters.surround_amount * HighPassShare(hz, parameters.bass_crossover_hz);
+  }
+  decomposition.power_step = PowerSteps(kPowerSmoothing_ms);
+  decomposition.gain_step = StepForTimeConstant(kGainSmoothing_ms);
+  decomposition.direct_emphasis = kDirectEmphasis;
+  tuning.back_share = parameters.back_share;
+  tuning.decorrelation = 1.0f;
+  tuning.wide_amount = parameters.width;
+
+  const float output = AmplitudeFromDb(parameters.output_gain_db);
+  std::fill_n(tuning.plane_gain, kPlanes, output * AmplitudeFromDb(parameters.surround_level_db));
+  tuning.plane_gain[kFL] = tuning.plane_gain[kFR] = output;
+  tuning.plane_gain[kFC] = output * AmplitudeFromDb(parameters.dialogue_level_db);
+  return tuning;
+}
+
+BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
+  const double radians = 2.0 * kPi * crossover_hz / kSampleRateHz;
+  BassPath path = {};
+  double phase = 0.0;
+  for (int ear = 0; ear < kEars; ++ear) {
+    const std::complex<double> response = ResponseAt(hrirs.response(kFC, ear), radians);
+    // A mono signal leaves sqrt(2) times itself in the centre plane.
+    path.gain[ear] = static_cast<float>(kSqrt2 * std::abs(response));
+    phase += std::arg(response) / kEars;
+  }
+  const int hrir_delay = std::clamp(static_cast<int>(std::lround(-phase / radians)), 0, kBlock / 4);
+  path.delay_frames = Cinema::kDelayFrames + hrir_delay;
+  return path;
+}
+
+Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
+    : plane_tuning_(CinemaPlaneTuning(parameters)),
+      splitter_(parameters.bass_crossover_hz),
+      upmix_(plane_tuning_),
+      direct_(kPlanes, hrirs.taps, hrirs.responses),
+      bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)),
+      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlock)),
+      room_centre_(kBlock) {
+  const RoomResponses responses = MakeRoomResponses(CinemaRoom(parameters), hrirs);
+  if (responses.taps > 0) {
+    room_.emplace(responses);
+  }
+  const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
+  for (float& gain : bass_path_.gain) {
+    gain *= bass_gain;
+  }
+}
+
+void Cinema::Flush() {
+  splitter_.Clear();
+  upmix_ = PlaneUpmix(plane_tuning_);
+  direct_.Clear();
+  if (room_) {
+    room_->Clear();
+  }
+  bass_.Clear();
+}
+
+void Cinema::Process(const float* const* in, float* const* out) {
+  for (int at = 0; at < kBlock; at += kHopFrames) {
+    alignas(kSimdAlignment_bytes) float high[2][kHopFrames];
+    GuardSamples(in[0] + at, high[0], kHopFrames);
+    GuardSamples(in[1] + at, high[1], kHopFrames);
+    splitter_.Process(high[0], high[1], kHopFrames, high[0], high[1],
+                      bass_.data() + bass_path_.delay_frames + at);
+    const float* stereo[2] = {high[0], high[1]};
+    float* planes[kPlanes];
+    for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+      planes[plane] = direct_.input(plane) + at;
+    }
+    upmix_.Process(stereo, planes);
+  }
+  direct_.Process(out[0], out[1]);
+  if (room_) {
+    AddRoom(out[0], out[1]);
+  }
+  AddBass(out[0], out[1]);
+}
+
+void Cinema::AddRoom(float* left, float* right) {
+  std::array<const float*, kPlanes> planes;
+  for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+    planes[static_cast<size_t>(plane)] = direct_.input(plane);
+  }
+  const float* centre = planes[kFC];
+#pragma omp simd
+  for (int n = 0; n < kBlock; ++n) {
+    room_centre_.data()[n] = kRoomCentreGain * centre[n];
+  }
+  planes[kFC] = room_centre_.data();
+  room_->AddTo(planes, left, right);
+}
+
+void Cinema::AddBass(float* left, float* right) {
+  float* bass = bass_.data();
+#pragma omp simd
+  for (int n = 0; n < kBlock; ++n) {
+    left[n] += bass_path_.gain[0] * bass[n];
+    right[n] += bass_path_.gain[1] * bass[n];
+  }
+  std::copy_n(bass + kBlock, bass_path_.delay_frames, bass);
+}
+
+}  // namespace kelda::upmix_lib

@@ -1,0 +1,68 @@
+// The cinema upmix: stereo to the two ears, with dialogue ahead, a wide surround field
+// and a room.
+//
+//   L, R --guard--> BassSplitter --above--> PlaneUpmix --> 7 planes --> HRIR pairs --+
+//                        |                      64 frames at a time        |         |
+//                        |                                                room ------+--> L, R
+//                        +--below, in mono--> delay --> gain per ear ----------------+
+//
+// Bass takes a way of its own because HRIRs, decorrelation and room would only colour
+// it; at the crossover it has the level and the phase that the centre plane's HRIRs
+// give the sound above.
+#ifndef KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
+#define KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
+
+#include <optional>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/binaural/room.h"
+#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/filters/convolver.h"
+#include "upmix-lib/upmix/cinema_bass.h"
+#include "upmix-lib/upmix/plane_upmix.h"
+
+namespace kelda::upmix_lib {
+
+// `parameters` are within their ranges.
+PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters);
+
+// How bass reaches an ear in step with what the centre plane's HRIRs do to the sound at
+// the crossover.
+struct BassPath {
+  float gain[kEars];
+  int delay_frames;  // The upmix's delay included.
+};
+BassPath MatchBass(const HrirSet& hrirs, float crossover_hz);
+
+class Cinema {
+ public:
+  static constexpr int kDelayFrames = kFilterBankDelayFrames;
+
+  // Control. Throws std::bad_alloc.
+  Cinema(const CinemaParameters& parameters, const HrirSet& hrirs);
+
+  // Clears all signal history. Control.
+  void Flush();
+
+  // kBlockFrames frames of left and right; in and out do not overlap. Input that is no
+  // audio (NaN, infinite) counts as silence. Audio.
+  void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
+
+ private:
+  void AddRoom(float* left, float* right);
+  void AddBass(float* left, float* right);
+
+  PlaneTuning plane_tuning_;
+  BassSplitter splitter_;
+  PlaneUpmix upmix_;
+  Convolver direct_;  // Holds the planes as its inputs.
+  std::optional<Room> room_;
+  BassPath bass_path_;
+  AlignedBuffer bass_;         // The last delay_frames, then kBlockFrames new ones.
+  AlignedBuffer room_centre_;  // What of the centre plane the room hears.
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
