@@ -146,8 +146,10 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   Write("tunedapp_list", text + "\ncom.last,MUSIC");
   list.Reload();
   Lines warned;
-  for (int bad = 4; bad < 4 + 32; ++bad)
-    warned.push_back(line + std::to_string(bad) + invalid + "y'");
+  for (int bad = 4; bad < 4 + 32; ++bad) {
+    warned.push_back(line + std::to_string(bad));
+    warned.back() += invalid + "y'";
+  }
   warned.push_back("W/EffectUpmix: 2 more warnings of this list are not logged.");
   EXPECT_EQ(test::TakeLog(), warned);
   for (const std::string& package : {name, name.substr(1), std::string("com.last")}) {

@@ -165,7 +165,7 @@ TEST_F(Failures, EveryCommandHearsAnInterruption) {
       "tune level --template",
       "capture " + (sources / "capture.pcm") + " -o " + out_,
       "inspect " + (sources / ""),
-      "doctor --tuning " KELDA_DEFAULT_TUNING,
+      std::string("doctor --tuning ") + KELDA_DEFAULT_TUNING,
       "report -o " + (folder_ / "report.html"),
       "render " + in_ + " " + out_,
   };
