@@ -104,11 +104,10 @@ bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames
   } else {
     const unsigned longest =
         frames > kLongestSlicePeriods * period_frames_ ? period_frames_ : frames;
-    for (unsigned done = 0; done < frames;) {
-      const unsigned slice = std::min(frames - done, longest);
+    for (unsigned done = 0; done < frames; done += longest) {
       delivered &= ProcessBuffered(in + std::size_t{done} * input_channels_,
-                                   out + std::size_t{done} * output_channels_, slice);
-      done += slice;
+                                   out + std::size_t{done} * output_channels_,
+                                   std::min(frames - done, longest));
     }
   }
   if (pcm_dump_) pcm_dump_->Write(*out, frames);

@@ -47,7 +47,7 @@ class LineReader {
   }
 
   ReadableFile file_;
-  char block_[4096];
+  char block_[4096] = {};
   std::size_t next_ = 0, end_ = 0;  // of what is left in the block
 };
 

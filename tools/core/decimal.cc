@@ -46,7 +46,8 @@ bool GroupsInThrees(std::string_view whole, char separator) {
 bool MayBeFrequency(std::string_view before) {
   before = before.substr(0, before.find_last_not_of(" \t") + 1);
   if (before.ends_with(':') || before.ends_with(';')) return true;
-  return before.size() >= 2 && (before.end()[-2] | 0x20) == 'f' && (before.end()[-1] | 0x20) == 'c';
+  return before.ends_with("Fc") || before.ends_with("fc") || before.ends_with("FC") ||
+         before.ends_with("fC");
 }
 
 }  // namespace
