@@ -67,7 +67,7 @@ constexpr bool IsBlockingPlace(BlockingReason reason, std::string_view path,
 }
 
 // Its call stops the compiler: the function is not in kBlockingPlaces for this reason.
-void NotListedAsABlockingPlace();
+void NotListedAsABlockingPlace() KELDA_NONBLOCKING;
 
 // A reason, checked against the place that names it while that is compiled.
 class ListedBlockingReason {
