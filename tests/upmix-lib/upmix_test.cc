@@ -1,7 +1,6 @@
 // Both upmixes through their entry points, on mixes whose truth is known.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <numbers>
 
 #include "tests/upmix-lib/components.h"
@@ -151,31 +150,6 @@ TEST(MusicUpmix, SharedBandsDoNotWarble) {
   }
   EXPECT_LT(deviation, 0.07);
   EXPECT_LT(largest_step, 0.06);
-}
-
-// Words of the work memory that are denormal when read as floats; small integers are.
-int CountDenormals(const MusicInstance& music) {
-  int count = 0;
-  const std::size_t odd = reinterpret_cast<uintptr_t>(music.work()) % sizeof(float);
-  for (std::size_t at = (sizeof(float) - odd) % sizeof(float); at + 4 <= music.work_bytes();
-       at += 4) {
-    float word;
-    std::memcpy(&word, static_cast<const char*>(music.work()) + at, sizeof(word));
-    count += std::fpclassify(word) == FP_SUBNORMAL ? 1 : 0;
-  }
-  return count;
-}
-
-// Denormals make every operation slow: a decay has to end before it gets there.
-TEST(MusicUpmix, LongSilenceLeavesNoDenormals) {
-  MusicInstance music;
-  music.Process(Planes(2, Signal(kBlock)));
-  const int denormals_at_first = CountDenormals(music);
-  music.Process(Planes(2, PinkNoise(5, 6 * kBlock)));
-  for (int i = 0; i < 3; ++i) {
-    music.Process(Planes(2, Signal(470 * kBlock)));
-    EXPECT_EQ(CountDenormals(music), denormals_at_first) << i;
-  }
 }
 
 // ---- Cinema. HRIRs that let single planes through make the planes audible one by one.

@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "upmix-lib/base/simd.h"
 
@@ -16,13 +15,18 @@ namespace kelda::upmix_lib {
 // Larger samples (+96 dB re full scale) are no audio and are taken for silence.
 inline constexpr float kMaxSample = 65536.0f;
 
+// Smaller samples (-200 dB re full scale) are taken for silence. Far above the denormal
+// numbers, because the components multiply them: the squares of what rounding leaves of
+// them in a transform's empty bins, 1e-17, have to be normal numbers, too.
+inline constexpr float kMinSample = 1e-10f;
+
 // State below this magnitude (-300 dB re full scale) is taken for silence.
 inline constexpr double kTinyState = 1e-15;
 
-// `sample`, or 0 if it is NaN, infinite, huge or denormal.
+// `sample`, or 0 if it is NaN, infinite, huge or tiny.
 inline float GuardSample(float sample) {
   const float magnitude = std::fabs(sample);
-  const bool sound = (magnitude <= kMaxSample) & (magnitude >= std::numeric_limits<float>::min());
+  const bool sound = (magnitude <= kMaxSample) & (magnitude >= kMinSample);
   return sound ? sample : 0.0f;
 }
 
@@ -31,7 +35,7 @@ inline float GuardSample(float sample) {
 template <typename V>
 V Guarded(V samples) {
   const V magnitudes = samples < 0.0f ? -samples : samples;
-  const auto sound = (magnitudes <= kMaxSample) & (magnitudes >= std::numeric_limits<float>::min());
+  const auto sound = (magnitudes <= kMaxSample) & (magnitudes >= kMinSample);
   return sound ? samples : V{};
 }
 

@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/binaural/room.h"
 #include "upmix-lib/filters/biquad_design.h"
@@ -285,7 +286,7 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
   const auto add = [&](Responses part, double level_db) {
     ScaleToEnergy(direct_energy * std::pow(10.0, level_db / 10.0), &part);
     for (std::size_t i = 0; i < part.size(); ++i) {
-      made.responses[i] += static_cast<float>(part[i]);
+      made.responses[i] += static_cast<float>(DropTiny(part[i]));
     }
   };
   if (early) add(EarlyResponses(room, hrirs, taps), room.early_level_db);

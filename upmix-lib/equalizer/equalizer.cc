@@ -42,7 +42,7 @@ class FirEqualizer final : public Equalizer {
     GuardSamples(left, convolver_.input(0), kBlockFrames);
     GuardSamples(right, convolver_.input(1), kBlockFrames);
     convolver_.Process(left, right);
-    GuardSamples(left, left, kBlockFrames);  // the end of a tail may be denormal
+    GuardSamples(left, left, kBlockFrames);  // the end of a tail may be tiny
     GuardSamples(right, right, kBlockFrames);
   }
   void Flush() override { convolver_.Clear(); }

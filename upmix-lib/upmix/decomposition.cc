@@ -6,8 +6,8 @@
 namespace kelda::upmix_lib {
 namespace {
 
-// Powers below (-200 dB re full scale) are taken for silence, before they turn denormal.
-constexpr float kTinyPower = 1e-15f;
+// Powers below are taken for silence, gains below for 0, before they turn denormal.
+constexpr float kTinyValue = 1e-15f;
 // Where gains begin to hold their values: about -110 dB re full scale.
 constexpr float kQuietPower = 1e-7f;
 // A band whose power grows by more than this in one hop has an onset.
@@ -17,7 +17,7 @@ void Follow(float* follower, const float* target, const float* step) {
 #pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float next = follower[b] + step[b] * (target[b] - follower[b]);
-    follower[b] = std::fabs(next) < kTinyPower ? 0.0f : next;
+    follower[b] = std::fabs(next) < kTinyValue ? 0.0f : next;
   }
 }
 
@@ -43,7 +43,7 @@ BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
   // (balance, cross) / contrast is (cos, sin) of twice the panning angle.
   BandValues balance, cross, contrast;
   for (int b = 0; b < kBands; ++b) {
-    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyPower);
+    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyValue);
     balance[b] = (powers.left[b] - powers.right[b]) * scale;
     cross[b] = (powers.cross[b] + std::fabs(powers.cross[b])) * scale;  // 2 * max(cross, 0)
     contrast[b] = std::sqrt(balance[b] * balance[b] + cross[b] * cross[b]);
@@ -114,7 +114,7 @@ void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
 #pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float after = powers_.left[b] + powers_.right[b];
-    const float onset = std::max(0.0f, after - kOnsetRatio * before[b]) / (after + kTinyPower);
+    const float onset = std::max(0.0f, after - kOnsetRatio * before[b]) / (after + kTinyValue);
     const float presence = after / (after + kQuietPower);
     gain_step[b] = presence * (tuning_.gain_step + (1.0f - tuning_.gain_step) * onset);
   }
@@ -136,10 +136,7 @@ void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectA
                                        &target.ambience_cross};
   alignas(kSimdAlignment_bytes) float spread[5][kPaddedBins];
   for (int g = 0; g < 5; ++g) {
-#pragma omp simd
-    for (int b = 0; b < kBands; ++b) {
-      (*gains[g])[b] += step[b] * ((*targets[g])[b] - (*gains[g])[b]);
-    }
+    Follow(gains[g]->value, targets[g]->value, step.value);
     SpreadBands(*gains[g], spread[g]);
   }
 
