@@ -4,4 +4,5 @@ set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(PKG_CONFIG_EXECUTABLE aarch64-linux-gnu-pkg-config)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
+# Its whole path: tests run programs with a PATH of their own.
+find_program(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 REQUIRED)

@@ -10,4 +10,5 @@ set(CMAKE_CXX_COMPILER_TARGET arm-linux-gnueabihf)
 set(CMAKE_CXX_FLAGS_INIT "-march=armv7-a -mfpu=neon -mthumb")
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(PKG_CONFIG_EXECUTABLE arm-linux-gnueabihf-pkg-config)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm)
+# Its whole path: tests run programs with a PATH of their own.
+find_program(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm REQUIRED)

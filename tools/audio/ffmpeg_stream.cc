@@ -1,6 +1,7 @@
 #include "tools/audio/ffmpeg_stream.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -50,7 +51,7 @@ std::vector<ChannelPlace> MaskPlaces(uint32_t mask) {
 
 std::unique_ptr<FfmpegStream> FfmpegStream::Open(const std::filesystem::path& path) {
   std::unique_ptr<FfmpegStream> stream(new FfmpegStream);
-  if (!stream->Start(path)) {
+  if (!stream->Start(path) || !stream->AnySound()) {
     return nullptr;
   }
   stream->ReadHeader();
@@ -103,6 +104,21 @@ bool FfmpegStream::Start(const std::filesystem::path& path) {
     process_ = -1;
   }
   return error == 0;
+}
+
+// False only where ffmpeg is not installed. A system whose posix_spawnp cannot report that lets
+// the child end with this status (POSIX), and so does qemu-user.
+bool FfmpegStream::AnySound() {
+  constexpr int kNotFound = 127;
+  pollfd end{sound_, POLLIN, 0};
+  while (poll(&end, 1, -1) < 0 && errno == EINTR) {
+    CheckInterruption();
+  }
+  if ((end.revents & POLLIN) != 0) {
+    return true;
+  }
+  Wait();
+  return !WIFEXITED(status_) || WEXITSTATUS(status_) != kNotFound;
 }
 
 // "RIFF", a size and "WAVE"; then chunks, each a name, a size and what it holds. The sound is the

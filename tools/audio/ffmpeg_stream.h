@@ -31,6 +31,7 @@ class FfmpegStream : public SoundStream {
 
   FfmpegStream() = default;
   bool Start(const std::filesystem::path& path);
+  bool AnySound();
   void ReadHeader();
   size_t ReadBytes(void* data, size_t bytes);
   void Wait();
