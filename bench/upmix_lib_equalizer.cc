@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/equalizer/equalizer.h"
 #include "upmix-lib/filters/biquad_design.h"
 

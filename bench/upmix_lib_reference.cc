@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "bench/against_copy.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -13,7 +13,12 @@
 #include "tools/capture/capture_analysis.h"
 #include "tools/capture/capture_reader.h"
 #include "tools/inspect/inspected_file.h"
+#include "upmix-lib/binaural/hrir_format.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 #include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
+#include "upmix-lib/upmix/music_parameters.h"
 
 using namespace kelda;
 using namespace kelda::upmix_lib;

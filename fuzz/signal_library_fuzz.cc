@@ -13,8 +13,8 @@
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
 #include "platform/include/upmix_lib.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/status.h"
-#include "upmix-lib/files/data_formats.h"
 
 namespace {
 

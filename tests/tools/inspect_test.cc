@@ -9,8 +9,10 @@
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/framework/effect_report.h"
+#include "upmix-lib/binaural/hrir_format.h"
 #include "upmix-lib/equalizer/equalizer_file.h"
 #include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
 
 namespace kelda::tools {
 namespace {

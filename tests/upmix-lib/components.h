@@ -18,6 +18,9 @@
 #include "upmix-lib/binaural/hrir_set.h"
 #include "upmix-lib/equalizer/equalizer_file.h"
 #include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
+#include "upmix-lib/upmix/music_parameters.h"
 #include "upmix-lib/upmix/plane_upmix.h"
 
 namespace kelda::upmix_lib {

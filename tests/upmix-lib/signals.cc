@@ -8,7 +8,7 @@
 #include <numbers>
 #include <random>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {

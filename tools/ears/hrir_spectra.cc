@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 
 namespace kelda::tools {
 namespace {

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/binaural/hrir_format.h"
 
 namespace kelda::tools {
 

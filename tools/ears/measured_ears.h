@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/binaural/hrir_format.h"
 
 namespace kelda::tools {
 

@@ -8,6 +8,7 @@
 
 #include "tools/core/file_problems.h"
 #include "tools/measure/spectrum.h"
+#include "upmix-lib/base/audio_format.h"
 
 namespace kelda::tools {
 namespace {

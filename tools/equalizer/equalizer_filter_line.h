@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 
 namespace kelda::tools {
 

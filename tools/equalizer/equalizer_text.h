@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "tools/equalizer/graphic_curve.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 
 namespace kelda::tools {
 

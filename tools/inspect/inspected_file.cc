@@ -10,10 +10,15 @@
 #include "tools/core/text_file.h"
 #include "tools/inspect/inspected_contents.h"
 #include "tools/inspect/library_status.h"
+#include "upmix-lib/binaural/hrir_format.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 #include "upmix-lib/files/config_file.h"
 #include "upmix-lib/files/crc32.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/files/regular_file.h"
+#include "upmix-lib/level/level_parameters.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
+#include "upmix-lib/upmix/music_parameters.h"
 
 namespace kelda::tools {
 namespace {

@@ -4,6 +4,7 @@
 #include <numbers>
 
 #include "tools/core/decibels.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::tools {

@@ -4,6 +4,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "upmix-lib/binaural/room_parameters.h"
+#include "upmix-lib/level/level_parameters.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
+#include "upmix-lib/upmix/music_parameters.h"
+
 namespace kelda::tools {
 namespace {
 

@@ -10,7 +10,7 @@
 #include <span>
 #include <string>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/files/data_header.h"
 
 namespace kelda::tools {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "upmix-lib/base/status.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/binaural/hrir_format.h"
 
 namespace kelda::upmix_lib {
 
@@ -31,7 +31,7 @@ struct HrirSet {
 Status LoadHrirSet(const std::string& path, HrirSet& set);
 
 // The file for `set`, sealed. Longer texts are cut. Checks nothing: whoever makes a set
-// keeps to the ranges of data_formats.h.
+// keeps to the ranges of hrir_format.h.
 std::vector<std::byte> EncodeHrirSet(const HrirSet& set);
 
 }  // namespace kelda::upmix_lib

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/binaural/hrir_set.h"
-#include "upmix-lib/files/data_formats.h"
 #include "upmix-lib/filters/convolver.h"
 
 namespace kelda::upmix_lib {

@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/binaural/room.h"
@@ -284,7 +285,7 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
   const int taps = std::max(early ? EarlyTaps(room, hrirs) : 0, late ? LateTaps(room) : 0);
   RoomResponses made{taps, std::vector<float>(static_cast<std::size_t>(kRoomSides * kEars * taps))};
   const auto add = [&](Responses part, double level_db) {
-    ScaleToEnergy(direct_energy * std::pow(10.0, level_db / 10.0), &part);
+    ScaleToEnergy(direct_energy * PowerFromDb(level_db), &part);
     for (std::size_t i = 0; i < part.size(); ++i) {
       made.responses[i] += static_cast<float>(DropTiny(part[i]));
     }

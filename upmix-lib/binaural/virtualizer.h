@@ -9,10 +9,10 @@
 #include <string>
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/status.h"
 #include "upmix-lib/binaural/hrir_set.h"
 #include "upmix-lib/binaural/room.h"
-#include "upmix-lib/files/data_formats.h"
 #include "upmix-lib/filters/convolver.h"
 
 namespace kelda::upmix_lib {

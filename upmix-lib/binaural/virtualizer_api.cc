@@ -1,7 +1,7 @@
 // The C entries of the virtualizer.
 #include "platform/include/upmix_lib.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/binaural/virtualizer.h"
-#include "upmix-lib/files/data_formats.h"
 #include "upmix-lib/handles/handle_component.h"
 
 using namespace kelda::upmix_lib;

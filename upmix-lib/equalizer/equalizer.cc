@@ -4,6 +4,7 @@
 #include <iterator>
 #include <vector>
 
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/equalizer/equalizer_bands.h"

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/filters/biquad_design.h"
 #include "upmix-lib/filters/double_vec.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "upmix-lib/base/status.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 
 namespace kelda::upmix_lib {
 

@@ -11,7 +11,7 @@
 
 #include "upmix-lib/base/bytes.h"
 #include "upmix-lib/base/status.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/files/data_header.h"
 
 namespace kelda::upmix_lib {
 

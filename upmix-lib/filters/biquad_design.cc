@@ -3,6 +3,8 @@
 #include <cmath>
 #include <complex>
 
+#include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
@@ -56,7 +58,7 @@ double ResponseDb(const Biquad& biquad, double freq_hz) {
   const std::complex<double> delay = std::polar(1.0, -2 * kPi * freq_hz / kSampleRateHz);
   const std::complex<double> zeros = biquad.b0 + delay * (biquad.b1 + delay * biquad.b2);
   const std::complex<double> poles = 1.0 + delay * (biquad.a1 + delay * biquad.a2);
-  return 20 * std::log10(std::abs(zeros / poles));
+  return DbFromAmplitude(std::abs(zeros / poles));
 }
 
 }  // namespace kelda::upmix_lib

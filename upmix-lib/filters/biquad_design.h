@@ -1,9 +1,29 @@
 #ifndef KELDA_UPMIX_LIB_FILTERS_BIQUAD_DESIGN_H_
 #define KELDA_UPMIX_LIB_FILTERS_BIQUAD_DESIGN_H_
 
-#include "upmix-lib/files/data_formats.h"
+#include <cstdint>
 
 namespace kelda::upmix_lib {
+
+enum class BandType : uint32_t {
+  kPeaking = 0,
+  kLowShelf = 1,
+  kHighShelf = 2,
+  kLowPass = 3,
+  kHighPass = 4,
+  kBandPass = 5,  // 0 dB at the centre
+  kNotch = 6,
+};
+inline constexpr uint32_t kBandTypes = 7;
+
+// One band of an equalizer, as equalizer/equalizer_format.h bounds it and as files hold it.
+struct EqualizerBand {
+  BandType type;
+  float freq_hz;  // centre or corner, kBandMinHz..kBandMaxHz
+  float gain_db;  // peaking and shelves, kBandMinDb..kBandMaxDb; 0 for the others
+  float q;        // kBandMinQ..kBandMaxQ
+};
+static_assert(sizeof(EqualizerBand) == 16);
 
 // Second-order section, normalised to a0 = 1:
 //   H(z) = (b0 + b1 z^-1 + b2 z^-2) / (1 + a1 z^-1 + a2 z^-2)

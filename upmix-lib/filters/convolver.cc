@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/transforms/complex_vec.h"
 
 namespace kelda::upmix_lib {

@@ -1,7 +1,5 @@
 #include "upmix-lib/level/level_control.h"
 
-#include <cmath>
-
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
 
@@ -30,7 +28,7 @@ LevelControl::LevelControl(const LevelParameters& parameters)
 
 void LevelControl::UpdateWantedGain() {
   if (meter_.sounding() && meter_.programme_s() >= kEvidenceS) {
-    const double peak_dbfs = 20 * std::log10(static_cast<double>(meter_.Peak()));
+    const double peak_dbfs = DbFromAmplitude(static_cast<double>(meter_.Peak()));
     wanted_gain_db_ = WantedGainDb(parameters_, meter_.LoudnessLufs(), peak_dbfs);
   }
 }

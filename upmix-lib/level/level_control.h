@@ -2,8 +2,8 @@
 #define KELDA_UPMIX_LIB_LEVEL_LEVEL_CONTROL_H_
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/files/data_formats.h"
 #include "upmix-lib/level/level_gain.h"
+#include "upmix-lib/level/level_parameters.h"
 #include "upmix-lib/level/limiter.h"
 #include "upmix-lib/level/loudness_meter.h"
 
@@ -11,7 +11,7 @@ namespace kelda::upmix_lib {
 
 // Loudness levelling, then limiting, of interleaved stereo:
 //
-//   in --guard--+------------ x gain --> limiter --> out, kLatencyFrames later
+//   in --guard--+------------ x gain --> limiter --> out, kLevelLatencyFrames later
 //               |                ^
 //               `--loudness--> gain, slow
 //
@@ -19,8 +19,6 @@ namespace kelda::upmix_lib {
 // is released without a word.
 class LevelControl {
  public:
-  static constexpr size_t kLatencyFrames = Limiter::kLatencyFrames;
-
   // `parameters` has passed the checks of its kind. Control thread.
   explicit LevelControl(const LevelParameters& parameters);
 

@@ -2,7 +2,7 @@
 #define KELDA_UPMIX_LIB_LEVEL_LEVEL_GAIN_H_
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/level/level_parameters.h"
 
 namespace kelda::upmix_lib {
 

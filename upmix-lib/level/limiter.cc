@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
@@ -27,8 +28,7 @@ double ShareOfChunk(double time_s) {
 
 Limiter::Limiter(float ceiling_dbtp, float release_ms)
     : weights_{},
-      ceiling_(
-          static_cast<float>(std::pow(10.0, (static_cast<double>(ceiling_dbtp) - kMarginDb) / 20))),
+      ceiling_(static_cast<float>(AmplitudeFromDb(static_cast<double>(ceiling_dbtp) - kMarginDb))),
       release_(ShareOfChunk(static_cast<double>(release_ms) / 1000)),
       sustained_release_(ShareOfChunk(kSustainedRelease * static_cast<double>(release_ms) / 1000)) {
   allowed_.fill(1);
@@ -93,7 +93,7 @@ void Limiter::Process(float* out) {
       out[2 * frame + i] = delayed[i] * gains[i];
     }
   }
-  std::copy(signal_.end() - 2 * kLatencyFrames, signal_.end(), signal_.begin());
+  std::copy(signal_.end() - 2 * kLevelLatencyFrames, signal_.end(), signal_.begin());
 }
 
 }  // namespace kelda::upmix_lib

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/level/true_peak.h"
 
 namespace kelda::upmix_lib {
@@ -23,13 +23,11 @@ namespace kelda::upmix_lib {
 // behind it: the peak lies between frames, and a gain that moves there would lift it.
 class Limiter {
  public:
-  static constexpr size_t kLatencyFrames = 48;
-
   // Ceiling and release are within the ranges of LevelParameters.
   Limiter(float ceiling_dbtp, float release_ms);
 
   // Where the next kBlockFrames interleaved frames go, all finite. Audio thread.
-  float* input() { return &signal_[2 * kLatencyFrames]; }
+  float* input() { return &signal_[2 * kLevelLatencyFrames]; }
 
   // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio thread.
   void Process(float* out) KELDA_NONBLOCKING;
@@ -55,7 +53,7 @@ class Limiter {
   std::array<float, kHeldChunks> allowed_;  // gains of the last chunks, cyclic
   size_t newest_allowed_ = 0;
   std::array<float, kSpannedChunks> smoothed_;  // released gains, newest first
-  std::array<float, 2 * (kLatencyFrames + kBlockFrames)> signal_{};
+  std::array<float, 2 * (kLevelLatencyFrames + kBlockFrames)> signal_{};
 };
 
 }  // namespace kelda::upmix_lib

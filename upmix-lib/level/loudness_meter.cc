@@ -5,13 +5,14 @@
 #include <numeric>
 #include <span>
 
+#include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
-double LoudnessOf(double mean_square) { return -0.691 + 10 * std::log10(mean_square); }
-double MeanSquareOf(double lufs) { return std::pow(10.0, (lufs + 0.691) / 10); }
+double LoudnessOf(double mean_square) { return -0.691 + DbFromPower(mean_square); }
+double MeanSquareOf(double lufs) { return PowerFromDb(lufs + 0.691); }
 
 float PeakOf(const float* samples, size_t count) {
   Vec peaks{};
@@ -84,7 +85,7 @@ double LoudnessMeter::LoudnessLufs() const {
   const std::span<const double> powers(powers_.data(), size_);
   const double ungated =
       std::accumulate(powers.begin(), powers.end(), 0.0) / static_cast<double>(size_);
-  const double gate = ungated * std::pow(10.0, kRelativeGateLu / 10);
+  const double gate = ungated * PowerFromDb(kRelativeGateLu);
   double sum = 0;
   double count = 0;
   for (const double power : powers) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/level/k_weighting.h"
 
 namespace kelda::upmix_lib {
@@ -20,7 +21,7 @@ namespace kelda::upmix_lib {
 // kPauseHops hops ends the programme, and what follows is measured afresh.
 class LoudnessMeter {
  public:
-  static constexpr size_t kHopFrames = 4800;  // 100 ms
+  static constexpr size_t kHopFrames = kSampleRateHz / 10;  // 100 ms
   static constexpr double kHopS = 0.1;
   static constexpr int kPauseHops = 10;
   static constexpr double kAbsoluteGateLufs = -70.0;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "upmix-lib/base/audio_format.h"
+
 namespace kelda::upmix_lib {
 namespace {
 
@@ -45,7 +47,7 @@ void SpreadBand(float below, float own, float above, float* bins) {
 }  // namespace
 
 float BandHz(int band) {
-  constexpr float kBinHz = 48000.0f / kTransformFrames;
+  constexpr float kBinHz = static_cast<float>(kSampleRateHz) / kTransformFrames;
   if (band < kSingleBins) {
     return kBinHz * static_cast<float>(band);
   }

@@ -88,7 +88,7 @@ BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
     phase += std::arg(response) / kEars;
   }
   const int hrir_delay = std::clamp(static_cast<int>(std::lround(-phase / radians)), 0, kBlock / 4);
-  path.delay_frames = Cinema::kDelayFrames + hrir_delay;
+  path.delay_frames = kUpmixLatencyFrames + hrir_delay;
   return path;
 }
 

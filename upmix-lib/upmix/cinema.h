@@ -17,9 +17,9 @@
 #include "platform/nonblocking.h"
 #include "upmix-lib/binaural/hrir_set.h"
 #include "upmix-lib/binaural/room.h"
-#include "upmix-lib/files/data_formats.h"
 #include "upmix-lib/filters/convolver.h"
 #include "upmix-lib/upmix/cinema_bass.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
 #include "upmix-lib/upmix/plane_upmix.h"
 
 namespace kelda::upmix_lib {
@@ -37,8 +37,6 @@ BassPath MatchBass(const HrirSet& hrirs, float crossover_hz);
 
 class Cinema {
  public:
-  static constexpr int kDelayFrames = kFilterBankDelayFrames;
-
   // Control. Throws std::bad_alloc.
   Cinema(const CinemaParameters& parameters, const HrirSet& hrirs);
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "upmix-lib/base/audio_format.h"
+
 namespace kelda::upmix_lib {
 namespace {
 
@@ -24,7 +26,7 @@ void Follow(float* follower, const float* target, const float* step) {
 }  // namespace
 
 float StepForTimeConstant(float milliseconds) {
-  constexpr float kHopMs = 1000.0f * kHopFrames / 48000.0f;
+  constexpr float kHopMs = 1000.0f * kHopFrames / static_cast<float>(kSampleRateHz);
   return 1.0f - std::exp(-kHopMs / milliseconds);
 }
 

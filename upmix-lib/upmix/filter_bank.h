@@ -19,14 +19,14 @@
 #define KELDA_UPMIX_LIB_UPMIX_FILTER_BANK_H_
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/simd.h"
 #include "upmix-lib/upmix/hop_history.h"
 
 namespace kelda::upmix_lib {
 
 inline constexpr int kTransformFrames = 512;
-inline constexpr int kSynthesisFrames = 160;
-inline constexpr int kFilterBankDelayFrames = kSynthesisFrames - kHopFrames;
+inline constexpr int kSynthesisFrames = kUpmixLatencyFrames + kHopFrames;
 inline constexpr int kBins = kTransformFrames / 2 + 1;
 inline constexpr int kPaddedBins = 264;  // whole vectors; what is behind kBins is 0
 
@@ -48,9 +48,9 @@ class Analysis {
   // kTransformFrames. Audio.
   void Process(const float* in, Spectrum& spectrum) KELDA_NONBLOCKING;
 
-  // The input of kFilterBankDelayFrames ago: kHopFrames frames, in step with the
+  // The input of kUpmixLatencyFrames ago: kHopFrames frames, in step with the
   // output of Synthesis.
-  const float* Delayed() const { return history_.newest() - kFilterBankDelayFrames; }
+  const float* Delayed() const { return history_.newest() - kUpmixLatencyFrames; }
 
  private:
   static constexpr int kPastFrames = kTransformFrames - kHopFrames;

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {
-
-inline constexpr int kHopFrames = 64;  // what the upmix takes and gives at a time
 
 // The last kPastFrames frames of a signal and the current hop, in one piece. Hops are
 // appended until the memory is full; then what is still needed moves to its start.

@@ -2,7 +2,7 @@
 #ifndef KELDA_UPMIX_LIB_UPMIX_MUSIC_UPMIX_H_
 #define KELDA_UPMIX_LIB_UPMIX_MUSIC_UPMIX_H_
 
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/upmix/music_parameters.h"
 #include "upmix-lib/upmix/plane_upmix.h"
 
 namespace kelda::upmix_lib {

@@ -22,14 +22,11 @@
 #define KELDA_UPMIX_LIB_UPMIX_PLANE_UPMIX_H_
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/files/data_formats.h"
+#include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/upmix/decomposition.h"
 #include "upmix-lib/upmix/decorrelator.h"
 
 namespace kelda::upmix_lib {
-
-// In the order of data_formats.h.
-enum Plane { kFL, kFR, kFC, kSL, kSR, kBL, kBR };
 
 struct PlaneTuning {
   DecompositionTuning decomposition;
