@@ -14,7 +14,7 @@ constexpr int kBlock = kBlockFrames;
 
 }  // namespace
 
-Room::Room(const RoomResponses& responses)
+Room::Room(const RoomResponses& responses, float centre_share)
     : convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlock) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
@@ -23,6 +23,7 @@ Room::Room(const RoomResponses& responses)
     side_gains_[0][plane] = std::sqrt(leftness);
     side_gains_[1][plane] = std::sqrt(1.0f - leftness);
   }
+  for (auto& gains : side_gains_) gains[kFC] *= centre_share;
 }
 
 void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, float* right) {

@@ -40,7 +40,8 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
 // Renders the room of seven planes.
 class Room {
  public:
-  explicit Room(const RoomResponses& responses);  // Control; `responses` has taps.
+  // `responses` has taps; `centre_share` as for PlaneRenderer. Control.
+  Room(const RoomResponses& responses, float centre_share);
 
   // Clears the signal history. Control.
   void Clear() { convolver_.Clear(); }

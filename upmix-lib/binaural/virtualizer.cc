@@ -20,29 +20,9 @@ float Rise(int n) {
 
 }  // namespace
 
-PlaneRenderer::PlaneRenderer(const HrirSet& hrirs)
-    : direct_(kPlaneCount, hrirs.taps, hrirs.responses) {
-  const RoomResponses responses = MakeRoomResponses(hrirs.room, hrirs);
-  if (responses.taps > 0) room_.emplace(responses);
-}
-
-void PlaneRenderer::Clear() {
-  direct_.Clear();
-  if (room_) room_->Clear();
-}
-
-void PlaneRenderer::Process(float* left, float* right) {
-  direct_.Process(left, right);
-  if (!room_) return;
-  std::array<const float*, kPlanes> planes;
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
-    planes[static_cast<std::size_t>(plane)] = input(plane);
-  }
-  room_->AddTo(planes, left, right);
-}
-
 Virtualizer::Virtualizer(const HrirSet& hrirs)
-    : renderer_(std::make_unique<PlaneRenderer>(hrirs)), fading_out_(kEars * kBlock) {}
+    : renderer_(std::make_unique<PlaneRenderer>(hrirs, hrirs.room, 1.0f)),
+      fading_out_(kEars * kBlock) {}
 
 Status Virtualizer::Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer) {
   HrirSet hrirs;

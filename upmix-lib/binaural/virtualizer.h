@@ -5,38 +5,18 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/aligned_buffer.h"
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/status.h"
 #include "upmix-lib/binaural/hrir_set.h"
-#include "upmix-lib/binaural/room.h"
-#include "upmix-lib/filters/convolver.h"
+#include "upmix-lib/binaural/plane_renderer.h"
 
 namespace kelda::upmix_lib {
 
-// One set of HRIRs and its room, with the signal history that belongs to them.
-class PlaneRenderer {
- public:
-  explicit PlaneRenderer(const HrirSet& hrirs);  // Control.
-
-  void Clear();
-
-  // As Convolver::input, one per plane.
-  float* input(int plane) { return direct_.input(plane); }
-
-  // Renders the block in the inputs. Audio.
-  void Process(float* left, float* right) KELDA_NONBLOCKING;
-
- private:
-  Convolver direct_;
-  std::optional<Room> room_;
-};
-
-//   planes --guard, mute--> PlaneRenderer: HRIR pairs --+--> left, right
-//                                       \--> room ------/
+//   planes --guard, mute--> PlaneRenderer --> left, right
 //
 // Blocks follow one another without a gap, whatever their kinds. Latency is 0 frames.
 class Virtualizer {

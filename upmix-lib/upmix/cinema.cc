@@ -18,7 +18,7 @@ constexpr int kBlock = kBlockFrames;
 constexpr float kRoomSize_m = 7.0f;
 constexpr float kRoomDamping_hz = 4000.0f;
 // Dialogue stays dry: this much of it reaches the room.
-constexpr float kRoomCentreGain = 0.5f;
+constexpr float kRoomCentreShare = 0.5f;
 
 // Dialogue moves slowly; steadier gains than music's suit it.
 constexpr float kPowerSmoothing_ms = 60.0f;
@@ -96,14 +96,9 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
     : plane_tuning_(CinemaPlaneTuning(parameters)),
       splitter_(parameters.bass_crossover_hz),
       upmix_(plane_tuning_),
-      direct_(kPlanes, hrirs.taps, hrirs.responses),
+      renderer_(hrirs, CinemaRoom(parameters), kRoomCentreShare),
       bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)),
-      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlock)),
-      room_centre_(kBlock) {
-  const RoomResponses responses = MakeRoomResponses(CinemaRoom(parameters), hrirs);
-  if (responses.taps > 0) {
-    room_.emplace(responses);
-  }
+      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlock)) {
   const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
@@ -113,10 +108,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
 void Cinema::Flush() {
   splitter_.Clear();
   upmix_ = PlaneUpmix(plane_tuning_);
-  direct_.Clear();
-  if (room_) {
-    room_->Clear();
-  }
+  renderer_.Clear();
   bass_.Clear();
 }
 
@@ -130,29 +122,12 @@ void Cinema::Process(const float* const* in, float* const* out) {
     const float* stereo[2] = {high[0], high[1]};
     float* planes[kPlanes];
     for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
-      planes[plane] = direct_.input(plane) + at;
+      planes[plane] = renderer_.input(plane) + at;
     }
     upmix_.Process(stereo, planes);
   }
-  direct_.Process(out[0], out[1]);
-  if (room_) {
-    AddRoom(out[0], out[1]);
-  }
+  renderer_.Process(out[0], out[1]);
   AddBass(out[0], out[1]);
-}
-
-void Cinema::AddRoom(float* left, float* right) {
-  std::array<const float*, kPlanes> planes;
-  for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
-    planes[static_cast<size_t>(plane)] = direct_.input(plane);
-  }
-  const float* centre = planes[kFC];
-#pragma omp simd
-  for (int n = 0; n < kBlock; ++n) {
-    room_centre_.data()[n] = kRoomCentreGain * centre[n];
-  }
-  planes[kFC] = room_centre_.data();
-  room_->AddTo(planes, left, right);
 }
 
 void Cinema::AddBass(float* left, float* right) {

@@ -1,9 +1,8 @@
 // The cinema upmix: stereo to the two ears, with dialogue ahead, a wide surround field
 // and a room.
 //
-//   L, R --guard--> BassSplitter --above--> PlaneUpmix --> 7 planes --> HRIR pairs --+
-//                        |                      64 frames at a time        |         |
-//                        |                                                room ------+--> L, R
+//   L, R --guard--> BassSplitter --above--> PlaneUpmix --7 planes--> PlaneRenderer --+
+//                        |               64 frames at a time       HRIRs and room    +--> L, R
 //                        +--below, in mono--> delay --> gain per ear ----------------+
 //
 // Bass takes a way of its own because HRIRs, decorrelation and room would only colour
@@ -12,12 +11,10 @@
 #ifndef KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
 #define KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
 
-#include <optional>
-
 #include "platform/nonblocking.h"
+#include "upmix-lib/base/aligned_buffer.h"
 #include "upmix-lib/binaural/hrir_set.h"
-#include "upmix-lib/binaural/room.h"
-#include "upmix-lib/filters/convolver.h"
+#include "upmix-lib/binaural/plane_renderer.h"
 #include "upmix-lib/upmix/cinema_bass.h"
 #include "upmix-lib/upmix/cinema_parameters.h"
 #include "upmix-lib/upmix/plane_upmix.h"
@@ -48,17 +45,14 @@ class Cinema {
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
  private:
-  void AddRoom(float* left, float* right);
   void AddBass(float* left, float* right);
 
   PlaneTuning plane_tuning_;
   BassSplitter splitter_;
   PlaneUpmix upmix_;
-  Convolver direct_;  // Holds the planes as its inputs.
-  std::optional<Room> room_;
+  PlaneRenderer renderer_;  // Holds the planes as its inputs.
   BassPath bass_path_;
-  AlignedBuffer bass_;         // The last delay_frames, then kBlockFrames new ones.
-  AlignedBuffer room_centre_;  // What of the centre plane the room hears.
+  AlignedBuffer bass_;  // The last delay_frames, then kBlockFrames new ones.
 };
 
 }  // namespace kelda::upmix_lib

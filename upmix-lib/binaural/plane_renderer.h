@@ -1,0 +1,43 @@
+#ifndef KELDA_UPMIX_LIB_BINAURAL_PLANE_RENDERER_H_
+#define KELDA_UPMIX_LIB_BINAURAL_PLANE_RENDERER_H_
+
+#include <optional>
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/binaural/room.h"
+#include "upmix-lib/binaural/room_parameters.h"
+#include "upmix-lib/filters/convolver.h"
+
+namespace kelda::upmix_lib {
+
+// Seven planes to two ears: one set of HRIRs and a room, with the signal history that belongs
+// to them.
+//
+//   planes --+--> HRIR pairs --+--> left, right
+//            \--> room --------/
+//
+// Per block: fill every input(plane), then call Process. Latency is 0 frames.
+class PlaneRenderer {
+ public:
+  // `room` may be another than the set's own; `centre_share` is how much of the centre plane
+  // reaches it, as an amplitude. Control. Throws std::bad_alloc.
+  PlaneRenderer(const HrirSet& hrirs, const RoomParameters& room, float centre_share);
+
+  // Clears the signal history. Control.
+  void Clear();
+
+  // Where a plane takes its kBlockFrames samples of the current block, all finite. Audio.
+  float* input(int plane) { return direct_.input(plane); }
+
+  // Renders the block in the inputs: kBlockFrames samples to either ear. Audio.
+  void Process(float* left, float* right) KELDA_NONBLOCKING;
+
+ private:
+  Convolver direct_;
+  std::optional<Room> room_;
+};
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_BINAURAL_PLANE_RENDERER_H_
