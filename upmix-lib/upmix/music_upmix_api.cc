@@ -1,37 +1,16 @@
 // The music upmix's entry points.
 #include <cstdint>
-#include <memory>
 #include <new>
-#include <type_traits>
 
 #include "platform/include/upmix_lib.h"
 #include "upmix-lib/files/data_file.h"
+#include "upmix-lib/handles/work_memory.h"
 #include "upmix-lib/upmix/music_upmix.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
-// Lives in the caller's work memory, at the first suitably aligned address.
-struct MusicInstance {
-  PlaneUpmix upmix;
-  uint64_t tag;  // kTag
-};
-constexpr uint64_t kTag = 0x78696d7055636973;  // "sicUpmix"
-
-// Whoever releases the work memory ends the instance: nothing may be left to do.
-static_assert(std::is_trivially_destructible_v<MusicInstance>);
-
-constexpr uint32_t kWorkBytes = sizeof(MusicInstance) + alignof(MusicInstance) - 1;
-
-void* Aligned(void* work) {
-  size_t space = kWorkBytes;
-  return std::align(alignof(MusicInstance), sizeof(MusicInstance), work, space);
-}
-
-MusicInstance* Find(void* work) {
-  auto* instance = static_cast<MusicInstance*>(Aligned(work));
-  return instance->tag == kTag ? instance : nullptr;
-}
+using Memory = WorkMemory<PlaneUpmix, 0x5055534Du>;
 
 template <typename Planes>
 bool AnyNull(const Planes* planes, int count) {
@@ -61,7 +40,7 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
   if (work_bytes == nullptr || param_bytes == nullptr) {
     return kNullPointer;
   }
-  *work_bytes = kWorkBytes;
+  *work_bytes = Memory::kBytes;
   *param_bytes = sizeof(MusicParameters);
   return kOk;
 }
@@ -79,7 +58,7 @@ int32_t A0559(const void* params, void* work) {
   if (const int32_t status = A0216(); status != kOk) {
     return status;
   }
-  new (Aligned(work)) MusicInstance{PlaneUpmix(MusicTuning(parameters)), kTag};
+  Memory::Create(work, MusicTuning(parameters));
   return kOk;
 }
 
@@ -88,10 +67,10 @@ int32_t A0239(const float* const* in, float* const* out, void* work) {
       AnyNull(out, kPlanes)) {
     return kNullPointer;
   }
-  MusicInstance* instance = Find(work);
-  if (instance == nullptr) {
+  PlaneUpmix* upmix = Memory::Find(work);
+  if (upmix == nullptr) {
     return kNotAnInstance;
   }
-  instance->upmix.Process(in, out);
+  upmix->Process(in, out);
   return kOk;
 }
