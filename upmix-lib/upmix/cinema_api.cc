@@ -14,6 +14,7 @@
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/handles/handle_table.h"
 #include "upmix-lib/upmix/cinema.h"
+#include "upmix-lib/upmix/filter_bank.h"
 
 using namespace kelda::upmix_lib;
 
@@ -46,14 +47,7 @@ Status Create(const void* params, const char* directory, const char* file, uint3
 
 }  // namespace
 
-int32_t A0244(void) {
-  try {
-    SharedFilterBankTables();
-    return kOk;
-  } catch (const std::bad_alloc&) {
-    return kOutOfMemory;
-  }
-}
+int32_t A0244(void) { return PrepareFilterBanks(); }
 
 int32_t A0333(uint32_t* param_bytes) {
   if (param_bytes == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/transforms/fft.h"
@@ -53,6 +54,15 @@ FilterBankTables::FilterBankTables() {
 const FilterBankTables* SharedFilterBankTables() {
   static const FilterBankTables tables;
   return &tables;
+}
+
+Status PrepareFilterBanks() {
+  try {
+    SharedFilterBankTables();
+    return kOk;
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
+  }
 }
 
 namespace {

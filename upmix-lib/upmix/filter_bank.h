@@ -21,6 +21,7 @@
 #include "platform/nonblocking.h"
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/simd.h"
+#include "upmix-lib/base/status.h"
 #include "upmix-lib/upmix/hop_history.h"
 
 namespace kelda::upmix_lib {
@@ -37,9 +38,13 @@ struct alignas(kSimdAlignment_bytes) Spectrum {
 };
 
 // What all filter banks share: built by the first call, then the same for as long as the
-// library lives. Control; safe from several threads at once. May throw std::bad_alloc.
+// library is loaded. Control; several threads may call at once. Throws std::bad_alloc.
 struct FilterBankTables;
 const FilterBankTables* SharedFilterBankTables();
+
+// Has the tables built, so that a filter bank can be constructed without memory. Returns
+// kOutOfMemory where SharedFilterBankTables throws. Control.
+Status PrepareFilterBanks();
 
 // One signal's way into the spectrum. Constructed on the control thread.
 class Analysis {
