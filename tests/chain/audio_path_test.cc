@@ -16,12 +16,22 @@
 #include <string_view>
 #include <thread>
 
+#include "platform/audio_format.h"
 #include "platform/may_block.h"
 #include "tests/chain/instance.h"
 #include "tests/upmix-lib/components.h"
+#include "upmix-lib/base/audio_format.h"
 
 namespace kelda {
 namespace {
+
+// What the effect and the signal library each state of the audio that passes between them.
+static_assert(kSampleRateHz == upmix_lib::kSampleRateHz);
+static_assert(kPeriodFrames == upmix_lib::kBlockFrames);
+static_assert(kStereoPlanes == upmix_lib::kEars && kSurroundPlanes == upmix_lib::kPlanes);
+static_assert(kMusicDelayFrames == upmix_lib::kUpmixLatencyFrames &&
+              kCinemaDelayFrames == upmix_lib::kUpmixLatencyFrames &&
+              kLevelControlDelayFrames == upmix_lib::kLevelLatencyFrames);
 
 #ifdef KELDA_REALTIME_SANITIZER
 constexpr int kBlocks = 10000;

@@ -40,7 +40,7 @@ class TuneHrtf : public testing::Test {
   }
 
   static void ExpectTheHead(const HrirSet& set, double tolerance_us) {
-    for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+    for (int plane = 0; plane < kPlanes; ++plane) {
       const double azimuth_deg = kPlaneDirections[plane].azimuth_deg;
       SCOPED_TRACE(azimuth_deg);
       const HrirCues cues = MeasureCues(set, plane);
@@ -102,7 +102,7 @@ TEST_F(TuneHrtf, HasTheLevelOfTheDiffuseField) {
   }
   const HrirSet set = Tuned(loud);
   double power = 0;
-  for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+  for (int plane = 0; plane < kPlanes; ++plane) {
     for (int ear = 0; ear < 2; ++ear)
       power += std::norm(ResponseAt(set.response(plane, ear), 2000));
   }

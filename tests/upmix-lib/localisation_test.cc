@@ -99,7 +99,7 @@ TEST(DefaultHrirs, HaveTheDifferencesOfAHead) {
 TEST(DefaultHrirs, AreNeutral) {
   const HrirSet& set = DefaultEars();
   double mean_power = 0.0;
-  for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+  for (int plane = 0; plane < kPlanes; ++plane) {
     for (const double centre_hz : kOctaves_hz) {
       const double power = BandPower(set.response(plane, 0), centre_hz) +
                            BandPower(set.response(plane, 1), centre_hz);

@@ -26,7 +26,7 @@ constexpr std::size_t kFftSize = 4096;
 class Gains {
  public:
   explicit Gains(const HrirSet& set) : analysis_(kFftSize) {
-    for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+    for (int plane = 0; plane < kPlanes; ++plane) {
       for (int ear = 0; ear < kEars; ++ear) {
         Power gains_db = analysis_.PowerOf(set.response(plane, ear));
         for (double& gain : gains_db) gain = PowerToDb(gain);
@@ -146,7 +146,7 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
   text += Format("measurements    %zu at %g m, %zu taps at %g Hz, around %.0f %% of the sphere\n",
                  sofa.directions.size(), sofa.distance_m, sofa.taps, sofa.sample_rate_hz,
                  100 * design.sphere_covered);
-  text += Format("responses       %u x 2 of %d taps at %u Hz\n\n", kPlanes, set.taps,
+  text += Format("responses       %d x 2 of %d taps at %d Hz\n\n", kPlanes, set.taps,
                  upmix_lib::kSampleRateHz);
   text +=
       "speaker  azimuth  made of  nearest  farthest   peak gain, dB   right ear     cut off, dB\n"

@@ -185,7 +185,7 @@ Contents ReadHrirContents(const std::string& path, std::span<const std::byte>) {
   contents.text +=
       "  plane  azimuth  elevation   delay left-right   level left-right   largest gain\n";
   Json planes = Json::array();
-  for (int plane = 0; plane < static_cast<int>(upmix_lib::kPlanes); ++plane) {
+  for (int plane = 0; plane < upmix_lib::kPlanes; ++plane) {
     const auto& direction = upmix_lib::kPlaneDirections[plane];
     const HrirCues cues = MeasureCues(set, plane);
     contents.text += Format("  %-5s %8.1f %10.1f %13.0f us %15.2f dB %9.2f dB at %.0f Hz\n",

@@ -110,7 +110,7 @@ Json EarsJson(const std::string& name, const upmix_lib::HrirSet& set) {
             {"licence", set.licence},
             {"taps", set.taps},
             {"planes", Json::array()}};
-  for (int plane = 0; plane < static_cast<int>(upmix_lib::kPlanes); ++plane) {
+  for (int plane = 0; plane < upmix_lib::kPlanes; ++plane) {
     const auto& direction = upmix_lib::kPlaneDirections[plane];
     const HrirCues cues = MeasureCues(set, plane);
     json["planes"].push_back(

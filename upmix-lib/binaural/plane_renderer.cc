@@ -4,14 +4,9 @@
 #include <cstddef>
 
 namespace kelda::upmix_lib {
-namespace {
-
-constexpr int kPlaneCount = kPlanes;
-
-}  // namespace
 
 PlaneRenderer::PlaneRenderer(const HrirSet& hrirs, const RoomParameters& room, float centre_share)
-    : direct_(kPlaneCount, hrirs.taps, hrirs.responses) {
+    : direct_(kPlanes, hrirs.taps, hrirs.responses) {
   const RoomResponses responses = MakeRoomResponses(room, hrirs);
   if (responses.taps > 0) room_.emplace(responses, centre_share);
 }
@@ -25,7 +20,7 @@ void PlaneRenderer::Process(float* left, float* right) {
   direct_.Process(left, right);
   if (!room_) return;
   std::array<const float*, kPlanes> planes;
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
+  for (int plane = 0; plane < kPlanes; ++plane) {
     planes[static_cast<std::size_t>(plane)] = input(plane);
   }
   room_->AddTo(planes, left, right);

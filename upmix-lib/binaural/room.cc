@@ -8,14 +8,9 @@
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {
-namespace {
-
-constexpr int kBlock = kBlockFrames;
-
-}  // namespace
 
 Room::Room(const RoomResponses& responses, float centre_share)
-    : convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlock) {
+    : convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlockFrames) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const float azimuth = kPlaneDirections[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
@@ -30,7 +25,7 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, f
   for (int side = 0; side < kRoomSides; ++side) {
     const auto& gains = side_gains_[static_cast<std::size_t>(side)];
     float* to = convolver_.input(side);
-    for (int n = 0; n < kBlock; n += kLanes) {
+    for (int n = 0; n < kBlockFrames; n += kLanes) {
       Vec sum{};
       for (std::size_t plane = 0; plane < kPlanes; ++plane) {
         sum += gains[plane] * Load<Vec>(planes[plane] + n);
@@ -39,10 +34,10 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, f
     }
   }
   float* wet_left = wet_.data();
-  float* wet_right = wet_.data() + kBlock;
+  float* wet_right = wet_.data() + kBlockFrames;
   convolver_.Process(wet_left, wet_right);
 #pragma omp simd
-  for (int n = 0; n < kBlock; ++n) {
+  for (int n = 0; n < kBlockFrames; ++n) {
     left[n] += wet_left[n];
     right[n] += wet_right[n];
   }

@@ -85,7 +85,7 @@ std::vector<Reflection> Reflections(double size_m, double source_azimuth_deg) {
 int NearestPlane(double azimuth_deg, double elevation_deg) {
   int nearest = 0;
   double best_cosine = -2.0;
-  for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+  for (int plane = 0; plane < kPlanes; ++plane) {
     const HrirPlane& direction = kPlaneDirections[plane];
     const double a = elevation_deg * kRadians, b = direction.elevation_deg * kRadians;
     const double turn = (azimuth_deg - direction.azimuth_deg) * kRadians;

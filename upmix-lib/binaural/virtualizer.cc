@@ -9,12 +9,9 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr int kBlock = kBlockFrames;
-constexpr int kPlaneCount = kPlanes;
-
 // 0 to 1 over the block, level at both ends: a fade without a corner.
 float Rise(int n) {
-  const float t = (static_cast<float>(n) + 0.5f) / static_cast<float>(kBlock);
+  const float t = (static_cast<float>(n) + 0.5f) / static_cast<float>(kBlockFrames);
   return t * t * (3.0f - 2.0f * t);
 }
 
@@ -22,7 +19,7 @@ float Rise(int n) {
 
 Virtualizer::Virtualizer(const HrirSet& hrirs)
     : renderer_(std::make_unique<PlaneRenderer>(hrirs, hrirs.room, 1.0f)),
-      fading_out_(kEars * kBlock) {}
+      fading_out_(kEars * kBlockFrames) {}
 
 Status Virtualizer::Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer) {
   HrirSet hrirs;
@@ -51,19 +48,19 @@ void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted
   const bool fade = running_ && muted != was_muted;
   was_muted = muted;
   if (muted && !fade) {
-    std::fill_n(to, kBlock, 0.0f);
+    std::fill_n(to, kBlockFrames, 0.0f);
     return;
   }
   GuardSamples(from, to, static_cast<std::size_t>(frames));
-  std::fill(to + frames, to + kBlock, 0.0f);
-  for (int n = 0; fade && n < kBlock; ++n) to[n] *= muted ? 1.0f - Rise(n) : Rise(n);
+  std::fill(to + frames, to + kBlockFrames, 0.0f);
+  for (int n = 0; fade && n < kBlockFrames; ++n) to[n] *= muted ? 1.0f - Rise(n) : Rise(n);
 }
 
 void Virtualizer::Process(int frames, const float* planes, const int32_t* channel_flags,
                           float* left, float* right) {
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
-    FillInput(plane, frames, planes + plane * kBlock, channel_flags[plane] != 0);
-    if (fading_) std::copy_n(renderer_->input(plane), kBlock, previous_->input(plane));
+  for (int plane = 0; plane < kPlanes; ++plane) {
+    FillInput(plane, frames, planes + plane * kBlockFrames, channel_flags[plane] != 0);
+    if (fading_) std::copy_n(renderer_->input(plane), kBlockFrames, previous_->input(plane));
   }
   running_ = true;
   renderer_->Process(left, right);
@@ -71,9 +68,9 @@ void Virtualizer::Process(int frames, const float* planes, const int32_t* channe
 
   fading_ = false;
   float* old_left = fading_out_.data();
-  float* old_right = fading_out_.data() + kBlock;
+  float* old_right = fading_out_.data() + kBlockFrames;
   previous_->Process(old_left, old_right);
-  for (int n = 0; n < kBlock; ++n) {
+  for (int n = 0; n < kBlockFrames; ++n) {
     left[n] = old_left[n] + Rise(n) * (left[n] - old_left[n]);
     right[n] = old_right[n] + Rise(n) * (right[n] - old_right[n]);
   }

@@ -16,10 +16,9 @@ constexpr int32_t kFirstOfStream = 2;
 // signal's history is cleared by a flush, never by a kind, and what a stream leaves
 // ringing at its end is heard to its end in the blocks that follow.
 Status CheckBlock(int32_t kind, int32_t frames) {
-  constexpr auto kWhole = static_cast<int32_t>(kBlockFrames);
   if (kind < 0 || kind > kFirstOfStream) return kBadBlockKind;
-  const int32_t fewest = kind == kFirstOfStream ? 0 : kWhole;
-  return frames >= fewest && frames <= kWhole ? kOk : kBadFrameCount;
+  const int32_t fewest = kind == kFirstOfStream ? 0 : kBlockFrames;
+  return frames >= fewest && frames <= kBlockFrames ? kOk : kBadFrameCount;
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ Biquad DesignBiquad(const EqualizerBand& band) {
   const double angle = 2 * kPi * static_cast<double>(band.freq_hz) / kSampleRateHz;
   const double cosine = std::cos(angle);
   const double alpha = std::sin(angle) / (2 * static_cast<double>(band.q));
-  const double a = std::pow(10.0, static_cast<double>(band.gain_db) / 40);
+  const double a = AmplitudeFromDb(static_cast<double>(band.gain_db) / 2);
   const double slope = 2 * std::sqrt(a) * alpha;
   switch (band.type) {
     case BandType::kPeaking:

@@ -9,11 +9,9 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr int kBlock = kBlockFrames;
-
 // The smallest size that holds a block and `taps` and fills whole vectors.
 int FftSize(int taps) {
-  int size = kBlock + std::min(taps, kBlock) - 1;
+  int size = kBlockFrames + std::min(taps, kBlockFrames) - 1;
   do {
     size = (size / 64 + 1) * 64;
   } while (!RealFft::IsSupported(size));
@@ -27,8 +25,8 @@ std::size_t Size(int count) { return static_cast<std::size_t>(count); }
 Convolver::Convolver(int input_count, int taps, std::span<const float> responses)
     : fft_(FftSize(taps)),
       input_count_(input_count),
-      history_frames_(fft_.size() - kBlock),
-      partition_count_((taps + kBlock - 1) / kBlock),
+      history_frames_(fft_.size() - kBlockFrames),
+      partition_count_((taps + kBlockFrames - 1) / kBlockFrames),
       plane_floats_((fft_.bins() + kLanes - 1) / kLanes * kLanes),
       windows_(Size(input_count * fft_.size())),
       spectra_(Size(partition_count_ * input_count * 2 * plane_floats_)),
@@ -40,7 +38,7 @@ Convolver::Convolver(int input_count, int taps, std::span<const float> responses
 }
 
 void Convolver::LoadResponses(int taps, std::span<const float> responses) {
-  const int partition_taps = std::min(taps, kBlock);
+  const int partition_taps = std::min(taps, kBlockFrames);
   const float scale = 1.0f / static_cast<float>(fft_.size());
   AlignedBuffer padded(Size(fft_.size()));
   AlignedBuffer split(Size(2 * plane_floats_));
@@ -73,13 +71,13 @@ void Convolver::Process(float* left, float* right) {
   for (int i = 0; i < input_count_; ++i) {
     float* to = spectrum(newest_slot_, i);
     fft_.Forward(window(i), to, to + plane_floats_, scratch_.data());
-    std::copy_n(window(i) + kBlock, history_frames_, window(i));
+    std::copy_n(window(i) + kBlockFrames, history_frames_, window(i));
   }
   SumProducts();
   for (int ear = 0; ear < kEars; ++ear) {
     const float* sum = sums_.data() + ear * 2 * plane_floats_;
     fft_.Inverse(sum, sum + plane_floats_, time_.data(), scratch_.data());
-    std::copy_n(time_.data() + history_frames_, kBlock, ear == 0 ? left : right);
+    std::copy_n(time_.data() + history_frames_, kBlockFrames, ear == 0 ? left : right);
   }
 }
 

@@ -38,8 +38,6 @@ class Convolver {
   // Writes kBlockFrames samples to either ear. Audio.
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 
-  int fft_size() const { return fft_.size(); }
-
  private:
   float* window(int index) { return windows_.data() + index * fft_.size(); }
   // `slot`: 0 .. partition_count_-1.

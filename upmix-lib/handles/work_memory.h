@@ -10,16 +10,16 @@
 
 namespace kelda::upmix_lib {
 
-// An instance that lives in memory of its caller, of any alignment: at the first suitably
-// aligned address, behind a mark that tells it from memory that never held one.
+// Puts an instance into memory that its caller owns: a mark at the first suitably aligned
+// address, then the instance. Memory without the mark never held an instance.
 //
-// Whoever releases the memory ends the instance without a word, so nothing may be left to
-// do then, and nothing in the instance may point elsewhere.
+// The caller ends an instance by releasing the memory, without a call. So an instance needs
+// no destructor and owns nothing outside the memory.
 template <typename Instance, uint32_t kMark>
 class WorkMemory {
  public:
-  // Makes a new instance from `arguments` in `work`, which is not null and has kBytes bytes,
-  // over what was there. Control.
+  // Makes an instance from `arguments` in `work`, which is not null, has kBytes bytes and any
+  // alignment. Replaces what was there. Control.
   template <typename... Arguments>
   static void Create(void* work, Arguments&&... arguments) {
     ::new (Aligned(work)) Cell(std::forward<Arguments>(arguments)...);
@@ -39,7 +39,7 @@ class WorkMemory {
     uint32_t mark = kMark;
     Instance instance;
   };
-  static_assert(std::is_trivially_destructible_v<Instance>, "nobody destroys an instance");
+  static_assert(std::is_trivially_destructible_v<Instance>, "nobody calls its destructor");
 
   static void* Aligned(void* work) {
     std::size_t space = kBytes;

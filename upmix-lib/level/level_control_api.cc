@@ -30,7 +30,7 @@ int32_t A0508(void* work, int32_t block_frames) {
   if (work == nullptr) {
     return kNullPointer;
   }
-  if (block_frames != static_cast<int32_t>(kBlockFrames)) {
+  if (block_frames != kBlockFrames) {
     return kBadFrameCount;
   }
   Memory::Create(work);

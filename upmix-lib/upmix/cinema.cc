@@ -12,8 +12,6 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr int kBlock = kBlockFrames;
-
 // A living room fitted for films; level and decay come from the parameters.
 constexpr float kRoomSize_m = 7.0f;
 constexpr float kRoomDamping_hz = 4000.0f;
@@ -49,8 +47,6 @@ std::complex<double> ResponseAt(std::span<const float> taps, double radians_per_
   return sum;
 }
 
-}  // namespace
-
 PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   PlaneTuning tuning;
   DecompositionTuning& decomposition = tuning.decomposition;
@@ -77,6 +73,7 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   return tuning;
 }
 
+// Gain and delay that the centre plane's HRIRs give the sound at the crossover.
 BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
   const double radians = 2.0 * kPi * crossover_hz / kSampleRateHz;
   BassPath path = {};
@@ -87,10 +84,13 @@ BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
     path.gain[ear] = static_cast<float>(kSqrt2 * std::abs(response));
     phase += std::arg(response) / kEars;
   }
-  const int hrir_delay = std::clamp(static_cast<int>(std::lround(-phase / radians)), 0, kBlock / 4);
+  const int hrir_delay =
+      std::clamp(static_cast<int>(std::lround(-phase / radians)), 0, kBlockFrames / 4);
   path.delay_frames = kUpmixLatencyFrames + hrir_delay;
   return path;
 }
+
+}  // namespace
 
 Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
     : plane_tuning_(CinemaPlaneTuning(parameters)),
@@ -98,7 +98,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
       upmix_(plane_tuning_),
       renderer_(hrirs, CinemaRoom(parameters), kRoomCentreShare),
       bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)),
-      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlock)) {
+      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlockFrames)) {
   const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
@@ -113,7 +113,7 @@ void Cinema::Flush() {
 }
 
 void Cinema::Process(const float* const* in, float* const* out) {
-  for (int at = 0; at < kBlock; at += kHopFrames) {
+  for (int at = 0; at < kBlockFrames; at += kHopFrames) {
     alignas(kSimdAlignment_bytes) float high[2][kHopFrames];
     GuardSamples(in[0] + at, high[0], kHopFrames);
     GuardSamples(in[1] + at, high[1], kHopFrames);
@@ -121,7 +121,7 @@ void Cinema::Process(const float* const* in, float* const* out) {
                       bass_.data() + bass_path_.delay_frames + at);
     const float* stereo[2] = {high[0], high[1]};
     float* planes[kPlanes];
-    for (int plane = 0; plane < static_cast<int>(kPlanes); ++plane) {
+    for (int plane = 0; plane < kPlanes; ++plane) {
       planes[plane] = renderer_.input(plane) + at;
     }
     upmix_.Process(stereo, planes);
@@ -133,11 +133,11 @@ void Cinema::Process(const float* const* in, float* const* out) {
 void Cinema::AddBass(float* left, float* right) {
   float* bass = bass_.data();
 #pragma omp simd
-  for (int n = 0; n < kBlock; ++n) {
+  for (int n = 0; n < kBlockFrames; ++n) {
     left[n] += bass_path_.gain[0] * bass[n];
     right[n] += bass_path_.gain[1] * bass[n];
   }
-  std::copy_n(bass + kBlock, bass_path_.delay_frames, bass);
+  std::copy_n(bass + kBlockFrames, bass_path_.delay_frames, bass);
 }
 
 }  // namespace kelda::upmix_lib

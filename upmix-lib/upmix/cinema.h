@@ -21,16 +21,11 @@
 
 namespace kelda::upmix_lib {
 
-// `parameters` are within their ranges.
-PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters);
-
-// How bass reaches an ear in step with what the centre plane's HRIRs do to the sound at
-// the crossover.
+// How bass reaches the ears in step with the sound above the crossover.
 struct BassPath {
   float gain[kEars];
-  int delay_frames;  // The upmix's delay included.
+  int delay_frames;  // the upmix's latency included
 };
-BassPath MatchBass(const HrirSet& hrirs, float crossover_hz);
 
 class Cinema {
  public:

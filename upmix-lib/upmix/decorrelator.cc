@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "upmix-lib/base/decibels.h"
+
 namespace kelda::upmix_lib {
 namespace {
 
@@ -18,8 +20,7 @@ double Random(uint32_t& state) {
   return state / 4294967296.0;
 }
 
-}  // namespace
-
+// `side` is 0 or 1.
 SparseFilter DecorrelationFilter(int side) {
   uint32_t state = kSeeds[side] * 2654435769u;
   SparseFilter filter;
@@ -27,7 +28,7 @@ SparseFilter DecorrelationFilter(int side) {
   double energy = 0.0;
   for (int i = 0; i < kDecorrelatorTaps; ++i) {
     const double at = kSpacing * (i + Random(state));
-    const double size = std::pow(10.0, -kDecayDb / 20.0 * at / kDecorrelatorFrames);
+    const double size = AmplitudeFromDb(-kDecayDb * at / kDecorrelatorFrames);
     filter.delay_frames[i] = std::min(static_cast<int>(at), kDecorrelatorFrames - 1);
     filter.gain[i] = static_cast<float>(Random(state) < 0.5 ? -size : size);
     energy += size * size;
@@ -38,6 +39,8 @@ SparseFilter DecorrelationFilter(int side) {
   }
   return filter;
 }
+
+}  // namespace
 
 Decorrelator::Decorrelator() : filters_{DecorrelationFilter(0), DecorrelationFilter(1)} {}
 

@@ -20,9 +20,6 @@ struct SparseFilter {
   float gain[kDecorrelatorTaps];
 };
 
-// `side` is 0 or 1.
-SparseFilter DecorrelationFilter(int side);
-
 class Decorrelator {
  public:
   Decorrelator();
