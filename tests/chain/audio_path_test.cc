@@ -18,6 +18,7 @@
 
 #include "platform/audio_format.h"
 #include "platform/may_block.h"
+#include "processors/lum_upmix_lib.h"
 #include "tests/chain/instance.h"
 #include "tests/upmix-lib/components.h"
 #include "upmix-lib/base/audio_format.h"
@@ -28,6 +29,7 @@ namespace {
 // What the effect and the signal library each state of the audio that passes between them.
 static_assert(kSampleRateHz == upmix_lib::kSampleRateHz);
 static_assert(kPeriodFrames == upmix_lib::kBlockFrames);
+static_assert(LumUpmixLib::kChunkFrames == upmix_lib::kHopFrames);
 static_assert(kStereoPlanes == upmix_lib::kEars && kSurroundPlanes == upmix_lib::kPlanes);
 static_assert(kMusicDelayFrames == upmix_lib::kUpmixLatencyFrames &&
               kCinemaDelayFrames == upmix_lib::kUpmixLatencyFrames &&

@@ -19,22 +19,22 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr DataKind kKind = {{'T', 'E', 'S', 'T'}, 3, 64};
 
-Bytes SealedBytes(size_t size) {
+Bytes SealedBytes(std::size_t size) {
   Bytes data(size);
-  for (size_t i = 0; i < size; ++i) data[i] = static_cast<std::byte>(i * 37);
+  for (std::size_t i = 0; i < size; ++i) data[i] = static_cast<std::byte>(i * 37);
   Seal(data, kKind);
   return data;
 }
 
-Bytes Cut(const Bytes& bytes, size_t size) {
-  return {bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size)};
+Bytes Cut(const Bytes& bytes, std::size_t size) {
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
 TEST(Container, NamesEveryDamage) {
   EXPECT_EQ(Crc32(std::as_bytes(std::span("123456789", 9))), 0xCBF43926u);  // as published
   const Bytes good = SealedBytes(64);
   ASSERT_EQ(CheckContainer(good, kKind), kOk);
-  for (size_t position = 0; position < good.size(); ++position) {
+  for (std::size_t position = 0; position < good.size(); ++position) {
     const Status expected = position < 4    ? kDataBadMagic
                             : position < 8  ? kDataBadVersion
                             : position < 12 ? kDataBadLength
@@ -169,7 +169,7 @@ int32_t CreateVirtualizer(const Bytes& file) { return CreateFrom(file, A0782, A0
 // Cut, but sealed anew: only the counts can tell.
 void ExpectCutsAreRefused(const Bytes& good, const DataKind& kind,
                           int32_t (*create)(const Bytes&)) {
-  for (size_t size = sizeof(DataHeader); size < good.size(); size += 4) {
+  for (std::size_t size = sizeof(DataHeader); size < good.size(); size += 4) {
     Bytes cut = Cut(good, size);
     Seal(cut, kind);
     ASSERT_EQ(create(cut), kBadCount) << size;
@@ -179,7 +179,7 @@ void ExpectCutsAreRefused(const Bytes& good, const DataKind& kind,
 uint32_t Bits(float number) { return std::bit_cast<uint32_t>(number); }
 
 // `file` with one word replaced, sealed again.
-Bytes With(Bytes file, size_t offset, uint32_t word, const DataKind& kind) {
+Bytes With(Bytes file, std::size_t offset, uint32_t word, const DataKind& kind) {
   std::memcpy(&file.at(offset), &word, sizeof(word));
   Seal(file, kind);
   return file;
@@ -189,8 +189,8 @@ TEST(EqualizerFile, DamageIsRefusedByItsOwnStatus) {
   const Bytes good = BuildEqualizerFile(FiveBands(EqualizerForm::kBands));
   ASSERT_EQ(CreateEqualizer(good), kOk);
   ExpectCutsAreRefused(good, kEqualizerKind, CreateEqualizer);
-  const size_t info = sizeof(DataHeader), band = info + sizeof(EqualizerInfo);
-  const std::tuple<size_t, uint32_t, Status> kWords[] = {
+  const std::size_t info = sizeof(DataHeader), band = info + sizeof(EqualizerInfo);
+  const std::tuple<std::size_t, uint32_t, Status> kWords[] = {
       {info + offsetof(EqualizerInfo, form), 2, kBadType},
       {info + offsetof(EqualizerInfo, curves), 0, kBadCount},
       {info + offsetof(EqualizerInfo, curves), 2, kBadCount},
@@ -201,7 +201,7 @@ TEST(EqualizerFile, DamageIsRefusedByItsOwnStatus) {
   for (const auto& [offset, word, status] : kWords) {
     EXPECT_EQ(CreateEqualizer(With(good, offset, word, kEqualizerKind)), status) << offset;
   }
-  const std::tuple<size_t, float, float> kNumbers[] = {
+  const std::tuple<std::size_t, float, float> kNumbers[] = {
       {info + offsetof(EqualizerInfo, preamp_db), kPreampMinDb, kPreampMaxDb},
       {band + offsetof(EqualizerBand, freq_hz), kBandMinHz, kBandMaxHz},
       {band + offsetof(EqualizerBand, gain_db), kBandMinDb, kBandMaxDb},
@@ -236,12 +236,12 @@ TEST(EqualizerFile, CountsAndTapsAreBounded) {
 
 TEST(HrirFile, DamageIsRefusedByItsOwnStatus) {
   const Bytes good = EncodeHrirSet(NoiseHrirs(8, 1));
-  const size_t info = sizeof(DataHeader), room = info + sizeof(HrirInfo),
-               directions = room + sizeof(RoomParameters),
-               taps = directions + kPlanes * sizeof(HrirPlane);
+  const std::size_t info = sizeof(DataHeader), room = info + sizeof(HrirInfo),
+                    directions = room + sizeof(RoomParameters),
+                    taps = directions + kPlanes * sizeof(HrirPlane);
   ASSERT_EQ(good.size(), taps + kPlanes * kEars * 8 * sizeof(float));
   EXPECT_EQ(CreateVirtualizer(good), kOk);
-  const std::tuple<size_t, uint32_t, Status> kWords[] = {
+  const std::tuple<std::size_t, uint32_t, Status> kWords[] = {
       {info, 44100, kBadSampleRate},
       {info + 4, 6, kBadCount},
       {info + 8, 0, kBadCount},
@@ -265,7 +265,7 @@ TEST(HrirFile, DamageIsRefusedByItsOwnStatus) {
   for (const auto& [text, bytes] : {std::pair{offsetof(HrirInfo, source), sizeof(HrirInfo::source)},
                                     {offsetof(HrirInfo, licence), sizeof(HrirInfo::licence)}}) {
     Bytes endless = good;
-    std::fill_n(endless.begin() + static_cast<ptrdiff_t>(info + text), bytes, std::byte{'x'});
+    std::fill_n(endless.begin() + static_cast<std::ptrdiff_t>(info + text), bytes, std::byte{'x'});
     Seal(endless, kHrirKind);
     EXPECT_EQ(CreateVirtualizer(endless), kBadText);
   }

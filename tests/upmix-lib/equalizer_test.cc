@@ -48,19 +48,19 @@ double AnalyticDb(const EqualizerBand& band, double freq_hz) {
 
 // 20 Hz to 20 kHz.
 std::vector<double> TestFrequencies(int count) {
-  std::vector<double> freqs_hz(static_cast<size_t>(count));
-  for (size_t i = 0; i < freqs_hz.size(); ++i) {
+  std::vector<double> freqs_hz(static_cast<std::size_t>(count));
+  for (std::size_t i = 0; i < freqs_hz.size(); ++i) {
     freqs_hz[i] = 20 * std::pow(1000.0, static_cast<double>(i) / (count - 1));
   }
   return freqs_hz;
 }
 
-std::vector<EqualizerBand> RandomBands(size_t count, std::mt19937& random) {
+std::vector<EqualizerBand> RandomBands(std::size_t count, std::mt19937& random) {
   const auto between = [&](double low, double high) {
     return std::uniform_real_distribution<>(low, high)(random);
   };
   std::vector<EqualizerBand> bands;
-  for (size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     // Of the types that remove whole ranges, few: 64 of them leave nothing to measure.
     const auto type = static_cast<BandType>(i % 16 == 15 ? 3 + (i / 16) % 4 : i % 3);
     const double freq_hz = type == BandType::kLowPass    ? between(10000, 20000)
@@ -115,7 +115,7 @@ TEST(Equalizer, BandsAreTheAnalyticOnesAndTheTextbooks) {
   constexpr uint32_t kSeed = 20240611;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  for (const size_t count : {0u, 1u, 2u, 3u, 5u, 10u, 11u, 13u, 33u, 64u}) {
+  for (const std::size_t count : {0u, 1u, 2u, 3u, 5u, 10u, 11u, 13u, 33u, 64u}) {
     EqualizerTuning tuning;
     tuning.preamp_db = -3.5f;
     tuning.curves = {{RandomBands(count, random), {}}, {RandomBands(count, random), {}}};
@@ -124,7 +124,7 @@ TEST(Equalizer, BandsAreTheAnalyticOnesAndTheTextbooks) {
     const Planes noise = {Noise(5 * kBlock, 1, 1), Noise(5 * kBlock, 2, 1)};
     const Planes response = EqualizerInstance(tuning).Process(impulse);
     const Planes out = EqualizerInstance(tuning).Process(noise);
-    for (const size_t ear : {0u, 1u}) {
+    for (const std::size_t ear : {0u, 1u}) {
       for (const double freq_hz : TestFrequencies(31)) {
         double expected_db = tuning.preamp_db;
         for (const EqualizerBand& band : tuning.curves[ear].bands) {
@@ -144,19 +144,19 @@ TEST(Equalizer, BandsAreTheAnalyticOnesAndTheTextbooks) {
 }
 
 TEST(Equalizer, FirIsTheConvolution) {
-  for (const size_t taps : {1u, 2u, 31u, 32u, 255u, 1024u, 1025u, 3000u, kMaxEqualizerTaps}) {
+  for (const std::size_t taps : {1u, 2u, 31u, 32u, 255u, 1024u, 1025u, 3000u, kMaxEqualizerTaps}) {
     EqualizerTuning tuning;
     tuning.form = EqualizerForm::kFir;
     tuning.preamp_db = -6;
     tuning.curves = {{{}, Noise(taps, 3, 1)}, {{}, Noise(taps, 4, 1)}};
     const Planes noise = {Noise(10 * kBlock, 5, 1), Noise(10 * kBlock, 6, 1)};
     const Planes out = EqualizerInstance(tuning).Process(noise);
-    for (const size_t ear : {0u, 1u}) {
+    for (const std::size_t ear : {0u, 1u}) {
       const Signal& curve = tuning.curves[ear].taps;
       std::vector<double> expected;
-      for (size_t n = 0; n < noise[ear].size(); ++n) {
+      for (std::size_t n = 0; n < noise[ear].size(); ++n) {
         double sum = 0;
-        for (size_t k = 0; k <= std::min(n, taps - 1); ++k) {
+        for (std::size_t k = 0; k <= std::min(n, taps - 1); ++k) {
           sum += static_cast<double>(curve[k]) * static_cast<double>(noise[ear][n - k]);
         }
         expected.push_back(sum * std::pow(10.0, -6.0 / 20));

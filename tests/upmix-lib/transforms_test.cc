@@ -106,7 +106,7 @@ TEST(FilterBank, UnchangedSpectraReturnTheInputAfterExactlyItsDelay) {
   Signal out(in.size()), delayed(in.size());
   Analysis analysis;
   Synthesis synthesis;
-  for (size_t at = 0; at < in.size(); at += kHopFrames) {
+  for (std::size_t at = 0; at < in.size(); at += kHopFrames) {
     Spectrum spectrum;
     analysis.Process(&in[at], spectrum);
     synthesis.Process(spectrum, &out[at]);
@@ -124,8 +124,8 @@ TEST(FilterBank, ResolvesLikeALongWindow) {
     Signal tone(kTransformFrames);
     Analysis analysis;
     Spectrum spectrum = {};
-    for (size_t at = 0; at < tone.size(); at += kHopFrames) {
-      for (size_t n = at; n < at + kHopFrames; ++n) {
+    for (std::size_t at = 0; at < tone.size(); at += kHopFrames) {
+      for (std::size_t n = at; n < at + kHopFrames; ++n) {
         tone[n] = static_cast<float>(
             std::cos(2.0 * std::numbers::pi * (kBin + bins_away) * static_cast<double>(n) / 512));
       }

@@ -11,7 +11,7 @@
 
 namespace kelda::upmix_lib {
 
-// Owns `size` floats, zero at first, aligned to kSimdAlignment_bytes. Allocates in
+// Owns `size` floats, zero at first, aligned to kSimdAlignmentBytes. Allocates in
 // the constructor only (control thread).
 class AlignedBuffer {
  public:
@@ -29,7 +29,7 @@ class AlignedBuffer {
   std::size_t size() const { return size_; }
 
  private:
-  static constexpr std::align_val_t kAlignment{kSimdAlignment_bytes};
+  static constexpr std::align_val_t kAlignment{kSimdAlignmentBytes};
   struct Free {
     void operator()(float* floats) const { ::operator delete(floats, kAlignment); }
   };

@@ -40,12 +40,12 @@ V Guarded(V samples) {
 }
 
 // Guards `count` samples; in and out are the same buffer or do not overlap.
-inline void GuardSamples(const float* in, float* out, size_t count) {
-  const size_t whole = count - count % kLanes;
-  for (size_t i = 0; i < whole; i += kLanes) {
+inline void GuardSamples(const float* in, float* out, std::size_t count) {
+  const std::size_t whole = count - count % kLanes;
+  for (std::size_t i = 0; i < whole; i += kLanes) {
     Store(out + i, Guarded(Load<Vec>(in + i)));
   }
-  for (size_t i = whole; i < count; ++i) {
+  for (std::size_t i = whole; i < count; ++i) {
     out[i] = GuardSample(in[i]);
   }
 }

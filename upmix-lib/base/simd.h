@@ -31,7 +31,7 @@ inline constexpr int kLanes = kLanesOf<Vec>;
 
 // Alignment at which no vector crosses a cache line. Buffers need it for speed
 // only: loads and stores take any address of a float.
-inline constexpr int kSimdAlignment_bytes = 64;
+inline constexpr int kSimdAlignmentBytes = 64;
 
 namespace simd_detail {
 template <typename V>

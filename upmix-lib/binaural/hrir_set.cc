@@ -17,7 +17,7 @@ struct Preamble {
 };
 static_assert(sizeof(Preamble) ==
               sizeof(HrirInfo) + sizeof(RoomParameters) + kPlanes * sizeof(HrirPlane));
-constexpr std::size_t kTapsOffset_bytes = sizeof(DataHeader) + sizeof(Preamble);
+constexpr std::size_t kTapsOffsetBytes = sizeof(DataHeader) + sizeof(Preamble);
 
 template <std::size_t kSize>
 bool IsTerminated(const char (&text)[kSize]) {
@@ -25,17 +25,31 @@ bool IsTerminated(const char (&text)[kSize]) {
 }
 
 Status CheckInfo(const HrirInfo& info, std::size_t tap_bytes) {
-  if (info.sample_rate_hz != kSampleRateHz) return kBadSampleRate;
-  if (info.plane_count != kPlanes) return kBadCount;
-  if (info.tap_count < 1 || info.tap_count > kMaxHrirTaps) return kBadCount;
-  if (tap_bytes != kPlanes * kEars * info.tap_count * sizeof(float)) return kBadCount;
-  if (info.reserved != 0) return kBadReserved;
-  if (!IsTerminated(info.source) || !IsTerminated(info.licence)) return kBadText;
+  if (info.sample_rate_hz != kSampleRateHz) {
+    return kBadSampleRate;
+  }
+  if (info.plane_count != kPlanes) {
+    return kBadCount;
+  }
+  if (info.tap_count < 1 || info.tap_count > kMaxHrirTaps) {
+    return kBadCount;
+  }
+  if (tap_bytes != kPlanes * kEars * info.tap_count * sizeof(float)) {
+    return kBadCount;
+  }
+  if (info.reserved != 0) {
+    return kBadReserved;
+  }
+  if (!IsTerminated(info.source) || !IsTerminated(info.licence)) {
+    return kBadText;
+  }
   return kOk;
 }
 
 Status CheckMagnitude(float value, float limit) {
-  if (!std::isfinite(value)) return kNotFinite;
+  if (!std::isfinite(value)) {
+    return kNotFinite;
+  }
   return std::fabs(value) <= limit ? kOk : kOutOfRange;
 }
 
@@ -53,25 +67,35 @@ Status CheckDirection(const HrirPlane& made_for, const HrirPlane& plane) {
 
 Status LoadHrirSet(const std::string& path, HrirSet& set) {
   std::vector<std::byte> file;
-  if (const Status status = ReadDataFile(path, kHrirKind, file); status != kOk) return status;
+  if (const Status status = ReadDataFile(path, kHrirKind, file); status != kOk) {
+    return status;
+  }
 
-  if (file.size() < kTapsOffset_bytes) return kBadCount;
+  if (file.size() < kTapsOffsetBytes) {
+    return kBadCount;
+  }
   Preamble preamble;
   std::memcpy(&preamble, file.data() + sizeof(DataHeader), sizeof(preamble));
-  const std::size_t tap_bytes = file.size() - kTapsOffset_bytes;
+  const std::size_t tap_bytes = file.size() - kTapsOffsetBytes;
 
-  if (const Status status = CheckInfo(preamble.info, tap_bytes); status != kOk) return status;
+  if (const Status status = CheckInfo(preamble.info, tap_bytes); status != kOk) {
+    return status;
+  }
   if (const Status status = CheckFields(BytesOf(preamble.room), kRoomFields); status != kOk) {
     return status;
   }
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const Status status = CheckDirection(preamble.planes[plane], kPlaneDirections[plane]);
-    if (status != kOk) return status;
+    if (status != kOk) {
+      return status;
+    }
   }
   std::vector<float> responses(tap_bytes / sizeof(float));
-  std::memcpy(responses.data(), file.data() + kTapsOffset_bytes, tap_bytes);
+  std::memcpy(responses.data(), file.data() + kTapsOffsetBytes, tap_bytes);
   for (const float tap : responses) {
-    if (const Status status = CheckMagnitude(tap, kMaxHrirTap); status != kOk) return status;
+    if (const Status status = CheckMagnitude(tap, kMaxHrirTap); status != kOk) {
+      return status;
+    }
   }
 
   HrirSet loaded;
@@ -95,9 +119,9 @@ std::vector<std::byte> EncodeHrirSet(const HrirSet& set) {
   std::copy_n(kPlaneDirections, kPlanes, preamble.planes);
 
   const std::size_t tap_bytes = set.responses.size() * sizeof(float);
-  std::vector<std::byte> file(kTapsOffset_bytes + tap_bytes);
+  std::vector<std::byte> file(kTapsOffsetBytes + tap_bytes);
   std::memcpy(file.data() + sizeof(DataHeader), &preamble, sizeof(preamble));
-  std::memcpy(file.data() + kTapsOffset_bytes, set.responses.data(), tap_bytes);
+  std::memcpy(file.data() + kTapsOffsetBytes, set.responses.data(), tap_bytes);
   Seal(file, kHrirKind);
   return file;
 }

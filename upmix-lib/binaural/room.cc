@@ -18,7 +18,9 @@ Room::Room(const RoomResponses& responses, float centre_share)
     side_gains_[0][plane] = std::sqrt(leftness);
     side_gains_[1][plane] = std::sqrt(1.0f - leftness);
   }
-  for (auto& gains : side_gains_) gains[kFC] *= centre_share;
+  for (auto& gains : side_gains_) {
+    gains[kFC] *= centre_share;
+  }
 }
 
 void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, float* right) {

@@ -17,7 +17,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr double kSoundSpeed_m_per_s = 343.0;
+constexpr double kSoundSpeedMPerS = 343.0;
 constexpr double kRadians = kPi / 180.0;
 
 // ---- Early reflections ---------------------------------------------------------------
@@ -42,7 +42,9 @@ Shoebox ShoeboxOf(double size_m) {
 double ImageCoordinate(double source, int order, double low, double high) {
   const int trips = order / 2;  // there and back
   const double pair = 2 * trips * (low + high);
-  if (order % 2 == 0) return source + pair;
+  if (order % 2 == 0) {
+    return source + pair;
+  }
   return (order > 0 ? 2 * high : -2 * low) - source + pair;
 }
 
@@ -66,12 +68,14 @@ std::vector<Reflection> Reflections(double size_m, double source_azimuth_deg) {
     for (int j = -kMaxOrder; j <= kMaxOrder; ++j) {
       for (int k = -kMaxOrder; k <= kMaxOrder; ++k) {
         const int order = std::abs(i) + std::abs(j) + std::abs(k);
-        if (order < 1 || order > kMaxOrder) continue;
+        if (order < 1 || order > kMaxOrder) {
+          continue;
+        }
         const double x = ImageCoordinate(source_x, i, box.behind, box.ahead);
         const double y = ImageCoordinate(source_y, j, box.side, box.side);
         const double z = ImageCoordinate(0.0, k, box.down, box.up);
         const double path = std::hypot(x, y, z);
-        reflections.push_back({.delay_s = (path - distance) / kSoundSpeed_m_per_s,
+        reflections.push_back({.delay_s = (path - distance) / kSoundSpeedMPerS,
                                .gain = distance / path * std::pow(kWallReflection, order),
                                .azimuth_deg = std::atan2(y, x) / kRadians,
                                .elevation_deg = std::asin(z / path) / kRadians,
@@ -104,7 +108,9 @@ std::vector<double> Damped(std::span<const float> taps, double corner_hz, int or
   const double pole = std::exp(-2.0 * kPi * corner_hz / kSampleRateHz);
   for (int i = 0; i < order; ++i) {
     double state = 0.0;
-    for (double& tap : damped) tap = state = (1.0 - pole) * tap + pole * state;
+    for (double& tap : damped) {
+      tap = state = (1.0 - pole) * tap + pole * state;
+    }
   }
   return damped;
 }
@@ -113,11 +119,11 @@ using Responses = std::vector<double>;  // [side][ear][tap]
 
 // Below this the room stays out of the sound: reflections arrive in phase there, and a
 // room of headphones that booms cannot be told from a headphone that does.
-constexpr float kLowCut_hz = 250.0f;
+constexpr float kLowCutHz = 250.0f;
 
 // A Butterworth high-pass of the second order.
 void CutLows(double* taps, int count) {
-  const Biquad section = DesignBiquad({BandType::kHighPass, kLowCut_hz, 0.0f, 0.70710678f});
+  const Biquad section = DesignBiquad({BandType::kHighPass, kLowCutHz, 0.0f, 0.70710678f});
   double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
   for (int n = 0; n < count; ++n) {
     const double x = taps[n];
@@ -131,17 +137,23 @@ void CutLows(double* taps, int count) {
 // Scales what is not silent.
 void ScaleToEnergy(double energy, Responses* responses) {
   double sum = 0.0;
-  for (const double tap : *responses) sum += tap * tap;
-  if (sum == 0.0) return;
+  for (const double tap : *responses) {
+    sum += tap * tap;
+  }
+  if (sum == 0.0) {
+    return;
+  }
   const double gain = std::sqrt(kRoomSides * energy / sum);
-  for (double& tap : *responses) tap *= gain;
+  for (double& tap : *responses) {
+    tap *= gain;
+  }
 }
 
 Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int taps) {
-  constexpr double kSideAzimuth_deg = 60.0;  // between front and side plane
+  constexpr double kSideAzimuthDeg = 60.0;  // between front and side plane
   Responses early(static_cast<std::size_t>(kRoomSides * kEars * taps));
   for (int side = 0; side < kRoomSides; ++side) {
-    const double azimuth_deg = side == 0 ? kSideAzimuth_deg : -kSideAzimuth_deg;
+    const double azimuth_deg = side == 0 ? kSideAzimuthDeg : -kSideAzimuthDeg;
     for (const Reflection& reflection : Reflections(room.size_m, azimuth_deg)) {
       const int plane = NearestPlane(reflection.azimuth_deg, reflection.elevation_deg);
       const int start = static_cast<int>(std::lround(reflection.delay_s * kSampleRateHz));
@@ -153,7 +165,9 @@ Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int t
         }
       }
     }
-    for (int ear = 0; ear < kEars; ++ear) CutLows(&early[(side * kEars + ear) * taps], taps);
+    for (int ear = 0; ear < kEars; ++ear) {
+      CutLows(&early[(side * kEars + ear) * taps], taps);
+    }
   }
   return early;
 }
@@ -168,17 +182,17 @@ int EarlyTaps(const RoomParameters& room, const HrirSet& hrirs) {
 
 // ---- Late tail -----------------------------------------------------------------------
 
-constexpr int kGrain_frames = 512;  // pieces of noise, half overlapping
-constexpr int kHop_frames = kGrain_frames / 2;
+constexpr int kGrainFrames = 512;  // pieces of noise, half overlapping
+constexpr int kGrainHopFrames = kGrainFrames / 2;
 
 // The tail sets in about when sound has crossed the room once.
 int LateStart(const RoomParameters& room) {
-  return static_cast<int>(0.7 * room.size_m / kSoundSpeed_m_per_s * kSampleRateHz);
+  return static_cast<int>(0.7 * room.size_m / kSoundSpeedMPerS * kSampleRateHz);
 }
 
 int LateTaps(const RoomParameters& room) {
   return LateStart(room) + static_cast<int>(room.decay_s * static_cast<float>(kSampleRateHz)) +
-         kGrain_frames;
+         kGrainFrames;
 }
 
 double DiffuseCoherence(double freq_hz) {
@@ -196,22 +210,22 @@ struct LateBin {
 // For every bin but the first and the last, which stay silent.
 std::vector<LateBin> LateBins(const RoomParameters& room) {
   std::vector<LateBin> bins;
-  for (int bin = 1; bin < kGrain_frames / 2; ++bin) {
-    const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrain_frames;
+  for (int bin = 1; bin < kGrainFrames / 2; ++bin) {
+    const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrainFrames;
     const double decay_s = room.decay_s / (1.0 + freq_hz / room.damping_hz);
-    const double gain = 1.0 / std::hypot(1.0, kLowCut_hz / freq_hz);
+    const double gain = 1.0 / std::hypot(1.0, kLowCutHz / freq_hz);
     const double angle = 0.5 * std::acos(DiffuseCoherence(freq_hz));
     bins.push_back({gain * std::cos(angle), gain * std::sin(angle),
-                    std::pow(10.0, -3.0 * kHop_frames / kSampleRateHz / decay_s)});
+                    std::pow(10.0, -3.0 * kGrainHopFrames / kSampleRateHz / decay_s)});
   }
   return bins;
 }
 
 // Half a sine: overlapping noise keeps its power.
 std::vector<double> GrainWindow() {
-  std::vector<double> window(kGrain_frames);
+  std::vector<double> window(kGrainFrames);
   for (std::size_t n = 0; n < window.size(); ++n) {
-    window[n] = std::sin(kPi * (static_cast<double>(n) + 0.5) / kGrain_frames);
+    window[n] = std::sin(kPi * (static_cast<double>(n) + 0.5) / kGrainFrames);
   }
   return window;
 }
@@ -221,10 +235,10 @@ std::vector<double> GrainWindow() {
 void AddLateSide(std::vector<LateBin> late, int grains, std::mt19937* generator, double* left,
                  double* right) {
   const std::vector<double> window = GrainWindow();
-  const RealFft fft(kGrain_frames);
+  const RealFft fft(kGrainFrames);
   const auto bins = static_cast<std::size_t>(fft.bins());
   std::vector<float> scratch(static_cast<std::size_t>(fft.scratch_floats()));
-  std::vector<float> grain(kGrain_frames);
+  std::vector<float> grain(kGrainFrames);
   std::vector<float> ear_re[kEars], ear_im[kEars];
   for (int ear = 0; ear < kEars; ++ear) {
     ear_re[ear].resize(bins);
@@ -248,8 +262,10 @@ void AddLateSide(std::vector<LateBin> late, int grains, std::mt19937* generator,
     }
     for (int ear = 0; ear < kEars; ++ear) {
       fft.Inverse(ear_re[ear].data(), ear_im[ear].data(), grain.data(), scratch.data());
-      double* to = (ear == 0 ? left : right) + g * kHop_frames;
-      for (std::size_t n = 0; n < window.size(); ++n) to[n] += window[n] * grain[n];
+      double* to = (ear == 0 ? left : right) + g * kGrainHopFrames;
+      for (std::size_t n = 0; n < window.size(); ++n) {
+        to[n] += window[n] * grain[n];
+      }
     }
   }
 }
@@ -259,7 +275,7 @@ Responses LateResponses(const RoomParameters& room, int taps) {
   std::mt19937 generator(kSeed);
   Responses late(static_cast<std::size_t>(kRoomSides * kEars * taps));
   const int start = LateStart(room);
-  const int grains = (LateTaps(room) - start) / kHop_frames - 1;
+  const int grains = (LateTaps(room) - start) / kGrainHopFrames - 1;
   for (int side = 0; side < kRoomSides; ++side) {
     double* left = late.data() + side * kEars * taps + start;
     AddLateSide(LateBins(room), grains, &generator, left, left + taps);
@@ -270,7 +286,9 @@ Responses LateResponses(const RoomParameters& room, int taps) {
 // The mean over the planes of the energy at both ears.
 double DirectEnergy(const HrirSet& hrirs) {
   double energy = 0.0;
-  for (const float tap : hrirs.responses) energy += double{tap} * double{tap};
+  for (const float tap : hrirs.responses) {
+    energy += double{tap} * double{tap};
+  }
   return energy / kPlanes;
 }
 
@@ -280,7 +298,9 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
   const double direct_energy = DirectEnergy(hrirs);
   const bool early = room.early_level_db > kRoomOffDb;
   const bool late = room.late_level_db > kRoomOffDb;
-  if (!early && !late) return {};
+  if (!early && !late) {
+    return {};
+  }
 
   const int taps = std::max(early ? EarlyTaps(room, hrirs) : 0, late ? LateTaps(room) : 0);
   RoomResponses made{taps, std::vector<float>(static_cast<std::size_t>(kRoomSides * kEars * taps))};
@@ -290,8 +310,12 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
       made.responses[i] += static_cast<float>(DropTiny(part[i]));
     }
   };
-  if (early) add(EarlyResponses(room, hrirs, taps), room.early_level_db);
-  if (late) add(LateResponses(room, taps), room.late_level_db);
+  if (early) {
+    add(EarlyResponses(room, hrirs, taps), room.early_level_db);
+  }
+  if (late) {
+    add(LateResponses(room, taps), room.late_level_db);
+  }
   return made;
 }
 

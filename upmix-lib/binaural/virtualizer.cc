@@ -23,7 +23,9 @@ Virtualizer::Virtualizer(const HrirSet& hrirs)
 
 Status Virtualizer::Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer) {
   HrirSet hrirs;
-  if (const Status status = LoadHrirSet(path, hrirs); status != kOk) return status;
+  if (const Status status = LoadHrirSet(path, hrirs); status != kOk) {
+    return status;
+  }
   virtualizer = std::make_unique<Virtualizer>(hrirs);
   return kOk;
 }
@@ -37,7 +39,9 @@ void Virtualizer::Flush() {
 
 void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
   // Of data that were replaced before a block was heard of them, there is nothing to fade.
-  if (!fading_) previous_ = std::move(renderer_);
+  if (!fading_) {
+    previous_ = std::move(renderer_);
+  }
   renderer_ = std::move(next->renderer_);
   fading_ = running_;
 }
@@ -53,18 +57,24 @@ void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted
   }
   GuardSamples(from, to, static_cast<std::size_t>(frames));
   std::fill(to + frames, to + kBlockFrames, 0.0f);
-  for (int n = 0; fade && n < kBlockFrames; ++n) to[n] *= muted ? 1.0f - Rise(n) : Rise(n);
+  for (int n = 0; fade && n < kBlockFrames; ++n) {
+    to[n] *= muted ? 1.0f - Rise(n) : Rise(n);
+  }
 }
 
 void Virtualizer::Process(int frames, const float* planes, const int32_t* channel_flags,
                           float* left, float* right) {
   for (int plane = 0; plane < kPlanes; ++plane) {
     FillInput(plane, frames, planes + plane * kBlockFrames, channel_flags[plane] != 0);
-    if (fading_) std::copy_n(renderer_->input(plane), kBlockFrames, previous_->input(plane));
+    if (fading_) {
+      std::copy_n(renderer_->input(plane), kBlockFrames, previous_->input(plane));
+    }
   }
   running_ = true;
   renderer_->Process(left, right);
-  if (!fading_) return;
+  if (!fading_) {
+    return;
+  }
 
   fading_ = false;
   float* old_left = fading_out_.data();

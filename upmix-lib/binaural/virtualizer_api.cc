@@ -16,7 +16,9 @@ constexpr int32_t kFirstOfStream = 2;
 // signal's history is cleared by a flush, never by a kind, and what a stream leaves
 // ringing at its end is heard to its end in the blocks that follow.
 Status CheckBlock(int32_t kind, int32_t frames) {
-  if (kind < 0 || kind > kFirstOfStream) return kBadBlockKind;
+  if (kind < 0 || kind > kFirstOfStream) {
+    return kBadBlockKind;
+  }
   const int32_t fewest = kind == kFirstOfStream ? 0 : kBlockFrames;
   return frames >= fewest && frames <= kBlockFrames ? kOk : kBadFrameCount;
 }
@@ -40,7 +42,9 @@ int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, 
         channel_flags == nullptr) {
       return kNullPointer;
     }
-    if (const Status status = CheckBlock(kind, frames); status != kOk) return status;
+    if (const Status status = CheckBlock(kind, frames); status != kOk) {
+      return status;
+    }
     virtualizer.Process(frames, in, channel_flags, out[0], out[1]);
     return kOk;
   });

@@ -11,8 +11,8 @@ namespace {
 
 // Pairs that one pass takes at most. More do not fit the vector registers of AVX, and
 // four to a pass are fastest when there are many.
-constexpr size_t kMaxPassPairs = 5;
-constexpr size_t kManyPassPairs = 4;
+constexpr std::size_t kMaxPassPairs = 5;
+constexpr std::size_t kManyPassPairs = 4;
 
 constexpr int64_t kFrames = kBlockFrames;
 
@@ -49,8 +49,8 @@ BandCascade::BandCascade(const std::vector<Biquad>& left, const std::vector<Biqu
                          double gain)
     : gain_(gain), pairs_((left.size() + 1) / 2) {
   const Biquad identity;
-  for (size_t i = 0; i < 2 * pairs_.size(); ++i) {
-    for (const size_t channel : {0u, 1u}) {
+  for (std::size_t i = 0; i < 2 * pairs_.size(); ++i) {
+    for (const std::size_t channel : {0u, 1u}) {
       const std::vector<Biquad>& bands = channel == 0 ? left : right;
       const int lane = 2 * (static_cast<int>(i) % 2) + static_cast<int>(channel);
       pairs_[i / 2].biquads.Set(lane, i < bands.size() ? bands[i] : identity);
@@ -116,13 +116,13 @@ void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames)
 }
 
 void BandCascade::Process(float* left, float* right) {
-  for (size_t i = 0; i < kBlockFrames; i += 4) {
+  for (std::size_t i = 0; i < kBlockFrames; i += 4) {
     Interleave(left + i, right + i, gain_, &frames_[i / 2]);
   }
   auto* const frames = reinterpret_cast<double*>(frames_);
-  for (size_t done = 0; done < pairs_.size();) {
-    const size_t rest = pairs_.size() - done;
-    const size_t count = rest > kMaxPassPairs ? kManyPassPairs : rest;
+  for (std::size_t done = 0; done < pairs_.size();) {
+    const std::size_t rest = pairs_.size() - done;
+    const std::size_t count = rest > kMaxPassPairs ? kManyPassPairs : rest;
     Pair* pairs = &pairs_[done];
     switch (count) {
       case 1:
@@ -146,7 +146,7 @@ void BandCascade::Process(float* left, float* right) {
   for (Pair& pair : pairs_) {
     DropTiny(pair.s1, pair.s2);
   }
-  for (size_t i = 0; i < kBlockFrames; i += 4) {
+  for (std::size_t i = 0; i < kBlockFrames; i += 4) {
     Deinterleave(&frames_[i / 2], left + i, right + i);
   }
 }

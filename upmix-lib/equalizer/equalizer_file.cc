@@ -39,7 +39,7 @@ Status Check(float tap) { return CheckBounds({{tap, -kMaxEqualizerTap, kMaxEqual
 
 // Moves `count` items from the front of `bytes`, which holds them, to `items`.
 template <typename Item>
-Status TakeItems(std::span<const std::byte>& bytes, size_t count, std::vector<Item>& items) {
+Status TakeItems(std::span<const std::byte>& bytes, std::size_t count, std::vector<Item>& items) {
   items.resize(count);
   if (count > 0) {
     std::memcpy(items.data(), bytes.data(), count * sizeof(Item));
@@ -53,14 +53,14 @@ Status TakeItems(std::span<const std::byte>& bytes, size_t count, std::vector<It
   return kOk;
 }
 
-Status CheckInfo(const EqualizerInfo& info, size_t behind_bytes) {
+Status CheckInfo(const EqualizerInfo& info, std::size_t behind_bytes) {
   if (info.form != EqualizerForm::kBands && info.form != EqualizerForm::kFir) {
     return kBadType;
   }
   const bool bands = info.form == EqualizerForm::kBands;
   const uint32_t min = bands ? 0 : 1;
   const uint32_t max = bands ? kMaxEqualizerBands : kMaxEqualizerTaps;
-  const size_t item_bytes = bands ? sizeof(EqualizerBand) : sizeof(float);
+  const std::size_t item_bytes = bands ? sizeof(EqualizerBand) : sizeof(float);
   if (info.curves < 1 || info.curves > 2 || info.count < min || info.count > max ||
       behind_bytes != info.curves * info.count * item_bytes) {
     return kBadCount;
@@ -70,8 +70,8 @@ Status CheckInfo(const EqualizerInfo& info, size_t behind_bytes) {
 
 // Copies `count` items to the front of `bytes`, which has room, and moves behind them.
 template <typename Item>
-void PutItems(const Item* items, size_t count, std::span<std::byte>& bytes) {
-  const size_t item_bytes = count * sizeof(Item);
+void PutItems(const Item* items, std::size_t count, std::span<std::byte>& bytes) {
+  const std::size_t item_bytes = count * sizeof(Item);
   std::copy_n(reinterpret_cast<const std::byte*>(items), item_bytes, bytes.begin());
   bytes = bytes.subspan(item_bytes);
 }
@@ -80,7 +80,7 @@ void PutItems(const Item* items, size_t count, std::span<std::byte>& bytes) {
 
 Status ParseEqualizer(std::span<const std::byte> file, EqualizerTuning& tuning) {
   EqualizerInfo info;
-  if (static_cast<size_t>(file.size()) < sizeof(DataHeader) + sizeof(info)) {
+  if (static_cast<std::size_t>(file.size()) < sizeof(DataHeader) + sizeof(info)) {
     return kBadCount;
   }
   std::memcpy(&info, file.data() + sizeof(DataHeader), sizeof(info));
@@ -110,7 +110,7 @@ std::vector<std::byte> BuildEqualizerFile(const EqualizerTuning& tuning) {
   const EqualizerInfo info = {tuning.form, static_cast<uint32_t>(tuning.curves.size()),
                               static_cast<uint32_t>(bands ? first.bands.size() : first.taps.size()),
                               tuning.preamp_db};
-  const size_t item_bytes = bands ? sizeof(EqualizerBand) : sizeof(float);
+  const std::size_t item_bytes = bands ? sizeof(EqualizerBand) : sizeof(float);
   std::vector<std::byte> file(sizeof(DataHeader) + sizeof(info) +
                               info.curves * info.count * item_bytes);
   std::span<std::byte> rest = std::span(file).subspan(sizeof(DataHeader));

@@ -37,14 +37,14 @@ Status ReadConfigFile(const char* directory, const char* file, std::string& data
       return kConfigNotRegular;
   }
   char text[kMaxConfigBytes];
-  const ptrdiff_t count = config.Read(WritableBytesOf(text));
+  const std::ptrdiff_t count = config.Read(WritableBytesOf(text));
   if (count < 0) {
     return kConfigUnreadable;
   }
-  std::string_view name(text, static_cast<size_t>(count));
+  std::string_view name(text, static_cast<std::size_t>(count));
   name.remove_prefix(std::min(name.find_first_not_of(kWhitespace), name.size()));
-  const size_t end = name.find_first_of(kWhitespace);
-  const bool cut = end == std::string_view::npos && count == ptrdiff_t{kMaxConfigBytes};
+  const std::size_t end = name.find_first_of(kWhitespace);
+  const bool cut = end == std::string_view::npos && count == std::ptrdiff_t{kMaxConfigBytes};
   name = name.substr(0, end);
   if (name.empty()) {
     return kConfigNoName;

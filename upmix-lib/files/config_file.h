@@ -8,8 +8,8 @@
 
 namespace kelda::upmix_lib {
 
-inline constexpr size_t kMaxConfigBytes = 4096;  // a name is looked for in no more
-inline constexpr size_t kMaxNameBytes = 255;     // of a data file's name
+inline constexpr std::size_t kMaxConfigBytes = 4096;  // a name is looked for in no more
+inline constexpr std::size_t kMaxNameBytes = 255;     // of a data file's name
 
 // Reads the configuration file `directory`/`file`, whose first whitespace-delimited
 // token names a data file in the same directory, and writes that file's path to

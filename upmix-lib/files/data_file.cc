@@ -7,7 +7,7 @@
 
 namespace kelda::upmix_lib {
 
-Status CheckHeader(const DataHeader& header, const DataKind& kind, size_t byte_length) {
+Status CheckHeader(const DataHeader& header, const DataKind& kind, std::size_t byte_length) {
   if (std::memcmp(header.magic, kind.magic, sizeof(kind.magic)) != 0) {
     return kDataBadMagic;
   }
@@ -18,7 +18,7 @@ Status CheckHeader(const DataHeader& header, const DataKind& kind, size_t byte_l
 }
 
 Status CheckContainer(std::span<const std::byte> data, const DataKind& kind) {
-  const auto size_bytes = static_cast<size_t>(data.size());
+  const auto size_bytes = static_cast<std::size_t>(data.size());
   if (size_bytes < sizeof(DataHeader)) {
     return kDataTooShort;
   }
@@ -46,8 +46,8 @@ Status ReadDataFile(const std::string& path, const DataKind& kind, std::vector<s
   if (file.size_bytes() > kind.max_bytes) {
     return kDataTooLong;
   }
-  std::vector<std::byte> read(static_cast<size_t>(file.size_bytes()));
-  if (file.Read(read) != static_cast<ptrdiff_t>(read.size())) {
+  std::vector<std::byte> read(static_cast<std::size_t>(file.size_bytes()));
+  if (file.Read(read) != static_cast<std::ptrdiff_t>(read.size())) {
     return kDataUnreadable;
   }
   if (const Status status = CheckContainer(read, kind); status != kOk) {

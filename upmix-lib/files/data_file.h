@@ -16,7 +16,7 @@
 namespace kelda::upmix_lib {
 
 // Checks the header of data of `byte_length` bytes: magic, version, length.
-Status CheckHeader(const DataHeader& header, const DataKind& kind, size_t byte_length);
+Status CheckHeader(const DataHeader& header, const DataKind& kind, std::size_t byte_length);
 
 // Checks the container of `data`, a whole file: magic, version, length, CRC-32. Says
 // nothing about the contents.

@@ -28,9 +28,9 @@ RegularFile::~RegularFile() {
   }
 }
 
-ptrdiff_t RegularFile::Read(std::span<std::byte> bytes) {
-  const auto wanted = static_cast<size_t>(bytes.size());
-  size_t done = 0;
+std::ptrdiff_t RegularFile::Read(std::span<std::byte> bytes) {
+  const auto wanted = static_cast<std::size_t>(bytes.size());
+  std::size_t done = 0;
   while (done < wanted) {
     const ssize_t count = read(descriptor_, bytes.data() + done, wanted - done);
     if (count < 0 && errno == EINTR) {
@@ -42,9 +42,9 @@ ptrdiff_t RegularFile::Read(std::span<std::byte> bytes) {
     if (count == 0) {
       break;
     }
-    done += static_cast<size_t>(count);
+    done += static_cast<std::size_t>(count);
   }
-  return static_cast<ptrdiff_t>(done);
+  return static_cast<std::ptrdiff_t>(done);
 }
 
 }  // namespace kelda::upmix_lib

@@ -24,7 +24,7 @@ class RegularFile {
 
   // Reads up to bytes.size() bytes from the current position, fewer only at the end of
   // the file. Returns how many, or -1 after a read error.
-  ptrdiff_t Read(std::span<std::byte> bytes);
+  std::ptrdiff_t Read(std::span<std::byte> bytes);
 
  private:
   int descriptor_ = -1;

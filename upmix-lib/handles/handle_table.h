@@ -25,7 +25,7 @@ enum class HandleKind : uint32_t { kEqualizer = 1, kVirtualizer = 2, kCinema = 3
 template <typename Instance>
 class HandleTable {
  public:
-  static constexpr size_t kCapacity = 256;
+  static constexpr std::size_t kCapacity = 256;
 
   constexpr explicit HandleTable(HandleKind kind) : kind_(kind) {}
 

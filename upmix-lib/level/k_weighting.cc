@@ -19,10 +19,10 @@ KWeighting::KWeighting() {
   }
 }
 
-double KWeighting::Energy(const float* frames, size_t count) {
+double KWeighting::Energy(const float* frames, std::size_t count) {
   const FourBiquads& p = sections_;
   DoubleVec4 s1 = s1_, s2 = s2_, y = y_, squares{};
-  for (size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     DoubleVec2 in = {frames[2 * i], frames[2 * i + 1]};
     in = in > kLimit ? kLimit : in;
     in = in < -kLimit ? -kLimit : in;

@@ -23,7 +23,7 @@ class KWeighting {
 
   // Weights `count` interleaved stereo frames, all finite, and returns the sum of the
   // squares of the weighted samples of both channels. Audio thread.
-  double Energy(const float* frames, size_t count) KELDA_NONBLOCKING;
+  double Energy(const float* frames, std::size_t count) KELDA_NONBLOCKING;
 
  private:
   FourBiquads sections_;

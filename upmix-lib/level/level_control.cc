@@ -12,7 +12,7 @@ constexpr double kBlockS = static_cast<double>(kBlockFrames) / kSampleRateHz;
 void Ramp(float* frames, float from, float to) {
   const float step = (to - from) / kBlockFrames;
 #pragma omp simd
-  for (size_t i = 0; i < kBlockFrames; ++i) {
+  for (std::size_t i = 0; i < kBlockFrames; ++i) {
     const float gain = from + step * static_cast<float>(static_cast<int>(i) + 1);
     frames[2 * i] *= gain;
     frames[2 * i + 1] *= gain;

@@ -36,15 +36,15 @@ Limiter::Limiter(float ceiling_dbtp, float release_ms)
   // A Hann window, its taps added up by the chunk that each one meets.
   double sum = 0;
   std::array<double, kSmoothFrames> window;
-  for (size_t k = 0; k < kSmoothFrames; ++k) {
+  for (std::size_t k = 0; k < kSmoothFrames; ++k) {
     const double place = static_cast<double>(k + 1) / (kSmoothFrames + 1);
     window[k] = std::pow(std::sin(kPi * place), 2);
     sum += window[k];
   }
-  for (size_t i = 0; i < kChunkFrames; ++i) {
-    for (size_t k = 0; k < kSmoothFrames; ++k) {
-      const size_t chunks_ago = (k + kChunkFrames - 1 - i) / kChunkFrames;
-      for (size_t channel = 0; channel < 2; ++channel) {
+  for (std::size_t i = 0; i < kChunkFrames; ++i) {
+    for (std::size_t k = 0; k < kSmoothFrames; ++k) {
+      const std::size_t chunks_ago = (k + kChunkFrames - 1 - i) / kChunkFrames;
+      for (std::size_t channel = 0; channel < 2; ++channel) {
         weights_[chunks_ago][2 * i + channel] += static_cast<float>(window[k] / sum);
       }
     }
@@ -66,7 +66,7 @@ double Limiter::Released(double allowed) {
 }
 
 void Limiter::Process(float* out) {
-  for (size_t frame = 0; frame < kBlockFrames; frame += kChunkFrames) {
+  for (std::size_t frame = 0; frame < kBlockFrames; frame += kChunkFrames) {
     // The newest chunk whose following frames the interpolator can see, too.
     const float* seen = input() + 2 * frame - 2 * kChunkFrames;
     newest_allowed_ = (newest_allowed_ + 1) % kHeldChunks;
@@ -82,14 +82,14 @@ void Limiter::Process(float* out) {
       continue;
     }
     ChunkWeights gains{};
-    for (size_t d = 0; d < kSpannedChunks; ++d) {
+    for (std::size_t d = 0; d < kSpannedChunks; ++d) {
 #pragma omp simd
-      for (size_t i = 0; i < gains.size(); ++i) {
+      for (std::size_t i = 0; i < gains.size(); ++i) {
         gains[i] += smoothed_[d] * weights_[d][i];
       }
     }
 #pragma omp simd
-    for (size_t i = 0; i < gains.size(); ++i) {
+    for (std::size_t i = 0; i < gains.size(); ++i) {
       out[2 * frame + i] = delayed[i] * gains[i];
     }
   }

@@ -33,10 +33,10 @@ class Limiter {
   void Process(float* out) KELDA_NONBLOCKING;
 
  private:
-  static constexpr size_t kChunkFrames = TruePeak::kChunkFrames;
-  static constexpr size_t kHeldChunks = 7;     // that a gain is the least of
-  static constexpr size_t kSmoothFrames = 37;  // length of the smoothing window
-  static constexpr size_t kSpannedChunks = 6;  // that this window can touch
+  static constexpr std::size_t kChunkFrames = TruePeak::kChunkFrames;
+  static constexpr std::size_t kHeldChunks = 7;     // that a gain is the least of
+  static constexpr std::size_t kSmoothFrames = 37;  // length of the smoothing window
+  static constexpr std::size_t kSpannedChunks = 6;  // that this window can touch
 
   double Released(double allowed);
 
@@ -51,7 +51,7 @@ class Limiter {
   double gain_ = 1;                         // of the newest chunk, released
   double mean_gain_ = 1;                    // over the sustained release
   std::array<float, kHeldChunks> allowed_;  // gains of the last chunks, cyclic
-  size_t newest_allowed_ = 0;
+  std::size_t newest_allowed_ = 0;
   std::array<float, kSpannedChunks> smoothed_;  // released gains, newest first
   std::array<float, 2 * (kLevelLatencyFrames + kBlockFrames)> signal_{};
 };

@@ -14,9 +14,9 @@ namespace {
 double LoudnessOf(double mean_square) { return -0.691 + DbFromPower(mean_square); }
 double MeanSquareOf(double lufs) { return PowerFromDb(lufs + 0.691); }
 
-float PeakOf(const float* samples, size_t count) {
+float PeakOf(const float* samples, std::size_t count) {
   Vec peaks{};
-  size_t i = 0;
+  std::size_t i = 0;
   for (; i + kLanes <= count; i += kLanes) {
     const Vec now = Load<Vec>(samples + i);
     peaks = now > peaks ? now : peaks;
@@ -35,11 +35,11 @@ float PeakOf(const float* samples, size_t count) {
 }  // namespace
 
 LoudnessMeter::LoudnessMeter(double window_s)
-    : window_hops_(static_cast<size_t>(std::lround(window_s / kHopS))) {}
+    : window_hops_(static_cast<std::size_t>(std::lround(window_s / kHopS))) {}
 
-bool LoudnessMeter::Process(const float* frames, size_t count) {
-  const size_t now = std::min(count, kHopFrames - hop_frames_);
-  const auto take = [this](const float* from, size_t frame_count) {
+bool LoudnessMeter::Process(const float* frames, std::size_t count) {
+  const std::size_t now = std::min(count, kHopFrames - hop_frames_);
+  const auto take = [this](const float* from, std::size_t frame_count) {
     hop_energy_ += weighting_.Energy(from, frame_count);
     hop_peak_ = std::max(hop_peak_, PeakOf(from, 2 * frame_count));
     hop_frames_ += frame_count;
@@ -96,7 +96,7 @@ double LoudnessMeter::LoudnessLufs() const {
 }
 
 float LoudnessMeter::Peak() const {
-  return *std::max_element(peaks_.begin(), peaks_.begin() + static_cast<ptrdiff_t>(size_));
+  return *std::max_element(peaks_.begin(), peaks_.begin() + static_cast<std::ptrdiff_t>(size_));
 }
 
 }  // namespace kelda::upmix_lib

@@ -21,7 +21,7 @@ namespace kelda::upmix_lib {
 // kPauseHops hops ends the programme, and what follows is measured afresh.
 class LoudnessMeter {
  public:
-  static constexpr size_t kHopFrames = kSampleRateHz / 10;  // 100 ms
+  static constexpr std::size_t kHopFrames = kSampleRateHz / 10;  // 100 ms
   static constexpr double kHopS = 0.1;
   static constexpr int kPauseHops = 10;
   static constexpr double kAbsoluteGateLufs = -70.0;
@@ -33,7 +33,7 @@ class LoudnessMeter {
 
   // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite. Returns
   // whether a hop has ended. Audio thread.
-  bool Process(const float* frames, size_t count) KELDA_NONBLOCKING;
+  bool Process(const float* frames, std::size_t count) KELDA_NONBLOCKING;
 
   // Whether the last 400 ms were above the absolute gate.
   bool sounding() const { return sounding_; }
@@ -48,25 +48,25 @@ class LoudnessMeter {
   float Peak() const KELDA_NONBLOCKING;
 
  private:
-  static constexpr size_t kHopsPerBlock = 4;
-  static constexpr size_t kMaxHops = 600;  // of kMaxWindowS
+  static constexpr std::size_t kHopsPerBlock = 4;
+  static constexpr std::size_t kMaxHops = 600;  // of kMaxWindowS
 
   void EndHop();
 
   KWeighting weighting_;
-  size_t hop_frames_ = 0;  // of the running hop
+  std::size_t hop_frames_ = 0;  // of the running hop
   double hop_energy_ = 0;
   float hop_peak_ = 0;
   std::array<double, kHopsPerBlock> hops_{};  // energies of the last hops, cyclic
-  size_t newest_hop_ = 0;
+  std::size_t newest_hop_ = 0;
   bool sounding_ = false;
   int silent_hops_ = 0;
-  size_t incomplete_blocks_ = kHopsPerBlock - 1;  // to come, that begin in a pause
-  size_t window_hops_;
+  std::size_t incomplete_blocks_ = kHopsPerBlock - 1;  // to come, that begin in a pause
+  std::size_t window_hops_;
   std::array<double, kMaxHops> powers_{};  // of momentary blocks, cyclic; mean squares
   std::array<float, kMaxHops> peaks_{};    // of their newest hops
-  size_t size_ = 0;                        // valid entries of both
-  size_t next_ = 0;                        // where the next entry goes
+  std::size_t size_ = 0;                   // valid entries of both
+  std::size_t next_ = 0;                   // where the next entry goes
 };
 
 }  // namespace kelda::upmix_lib

@@ -44,9 +44,9 @@ TruePeak::TruePeak() {
   for (int i = 1; i <= kReachFrames; ++i) {
     const double ahead = WindowedSinc(i - 0.25) / quarter_sum;
     const double behind = WindowedSinc(i - 0.75) / quarter_sum;
-    taps_[static_cast<size_t>(i - 1)] = {static_cast<float>(WindowedSinc(i - 0.5) / half_sum),
-                                         static_cast<float>((ahead + behind) / 2),
-                                         static_cast<float>((ahead - behind) / 2)};
+    taps_[static_cast<std::size_t>(i - 1)] = {static_cast<float>(WindowedSinc(i - 0.5) / half_sum),
+                                              static_cast<float>((ahead + behind) / 2),
+                                              static_cast<float>((ahead - behind) / 2)};
   }
 }
 
@@ -54,7 +54,7 @@ float TruePeak::OfChunk(const float* frames) const {
   constexpr int kVectors = 2 * kChunkFrames / kLanes;
   Vec half[kVectors] = {}, even[kVectors] = {}, odd[kVectors] = {};
   for (int i = 1; i <= kReachFrames; ++i) {
-    const Taps& taps = taps_[static_cast<size_t>(i - 1)];
+    const Taps& taps = taps_[static_cast<std::size_t>(i - 1)];
 #pragma GCC unroll 4
     for (int v = 0; v < kVectors; ++v) {
       const Vec ahead = Load<Vec>(frames + 2 * i + v * kLanes);

@@ -36,7 +36,9 @@ int BlockStart(int size, int lanes, int block) {
 // The widest vectors for which the row transform has an even size and a whole block.
 int ChooseLanes(int size) {
   for (int lanes = kLanes; lanes >= 4; lanes /= 2) {
-    if (size % (2 * lanes) == 0 && size / lanes / 2 + 1 >= lanes) return lanes;
+    if (size % (2 * lanes) == 0 && size / lanes / 2 + 1 >= lanes) {
+      return lanes;
+    }
   }
   return 1;
 }
@@ -62,9 +64,13 @@ void WithVec(int lanes, Body body) {
 }  // namespace
 
 bool RealFft::IsSupported(int size) {
-  if (size < kMinSize || size > kMaxSize || size % 2 != 0) return false;
+  if (size < kMinSize || size > kMaxSize || size % 2 != 0) {
+    return false;
+  }
   for (const int factor : {2, 3, 5}) {
-    while (size % factor == 0) size /= factor;
+    while (size % factor == 0) {
+      size /= factor;
+    }
   }
   return size == 1;
 }

@@ -8,7 +8,7 @@
 // (they allocate: control thread) and never change, so any number of instances and
 // threads share one transform; SharedRealFft() hands out one per size that lives as long
 // as the library. Forward and Inverse (audio) work in the caller's scratch memory. Any
-// float alignment works, kSimdAlignment_bytes is fastest.
+// float alignment works, kSimdAlignmentBytes is fastest.
 #ifndef KELDA_UPMIX_LIB_TRANSFORMS_FFT_H_
 #define KELDA_UPMIX_LIB_TRANSFORMS_FFT_H_
 

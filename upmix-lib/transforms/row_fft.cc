@@ -19,12 +19,20 @@ void AppendTwiddle(int index, int size, std::vector<float>* table) {
 std::vector<int> Radices(int size) {
   std::vector<int> radices;
   for (const int radix : {5, 3}) {
-    for (; size % radix == 0; size /= radix) radices.push_back(radix);
+    for (; size % radix == 0; size /= radix) {
+      radices.push_back(radix);
+    }
   }
   int twos = 0;
-  for (; size > 1; size /= 2) ++twos;
-  if (twos % 2 == 1) radices.push_back(2);
-  for (; twos > 1; twos -= 2) radices.push_back(4);
+  for (; size > 1; size /= 2) {
+    ++twos;
+  }
+  if (twos % 2 == 1) {
+    radices.push_back(2);
+  }
+  for (; twos > 1; twos -= 2) {
+    radices.push_back(4);
+  }
   return radices;
 }
 
@@ -37,12 +45,16 @@ RowFft::RowFft(int rows) : rows_(rows), half_(rows / 2) {
     const int groups = length / radix;
     passes_.push_back({radix, groups, stride, pass_twiddles_.size()});
     for (int p = 0; p < groups && groups > 1; ++p) {
-      for (int k = 1; k < radix; ++k) AppendTwiddle(p * k, length, &pass_twiddles_);
+      for (int k = 1; k < radix; ++k) {
+        AppendTwiddle(p * k, length, &pass_twiddles_);
+      }
     }
     length = groups;
     stride *= radix;
   }
-  for (int k = 0; 2 * k <= half_; ++k) AppendTwiddle(k, rows_, &real_twiddles_);
+  for (int k = 0; 2 * k <= half_; ++k) {
+    AppendTwiddle(k, rows_, &real_twiddles_);
+  }
 }
 
 }  // namespace kelda::upmix_lib

@@ -99,7 +99,9 @@ void RowFft::RunPass(const Pass& pass, const float* in, float* out) const {
 
   const auto butterfly = [&](const float* from, float* to, const float* twiddles) {
     Complex<V> x[kRadix];
-    for (int k = 0; k < kRadix; ++k) x[k] = Complex<V>::LoadFrom(from + k * in_step);
+    for (int k = 0; k < kRadix; ++k) {
+      x[k] = Complex<V>::LoadFrom(from + k * in_step);
+    }
     Dft<kInverse>(x);
     x[0].StoreTo(to);
     for (int k = 1; k < kRadix; ++k) {

@@ -19,7 +19,7 @@ namespace kelda::upmix_lib {
 inline constexpr int kBands = 48;
 
 // One value for each band.
-struct alignas(kSimdAlignment_bytes) BandValues {
+struct alignas(kSimdAlignmentBytes) BandValues {
   float value[kBands];
 
   float& operator[](int band) { return value[band]; }

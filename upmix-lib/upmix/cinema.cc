@@ -13,18 +13,18 @@ namespace kelda::upmix_lib {
 namespace {
 
 // A living room fitted for films; level and decay come from the parameters.
-constexpr float kRoomSize_m = 7.0f;
-constexpr float kRoomDamping_hz = 4000.0f;
+constexpr float kRoomSizeM = 7.0f;
+constexpr float kRoomDampingHz = 4000.0f;
 // Dialogue stays dry: this much of it reaches the room.
 constexpr float kRoomCentreShare = 0.5f;
 
 // Dialogue moves slowly; steadier gains than music's suit it.
-constexpr float kPowerSmoothing_ms = 60.0f;
-constexpr float kGainSmoothing_ms = 25.0f;
+constexpr float kPowerSmoothingMs = 60.0f;
+constexpr float kGainSmoothingMs = 25.0f;
 constexpr float kDirectEmphasis = 6.0f;
 // Outside the range of speech the centre gives some of its share back to left and right.
-constexpr float kSpeechLow_hz = 120.0f;
-constexpr float kSpeechHigh_hz = 9000.0f;
+constexpr float kSpeechLowHz = 120.0f;
+constexpr float kSpeechHighHz = 9000.0f;
 constexpr float kCentreOutsideSpeech = 0.7f;
 
 RoomParameters CinemaRoom(const CinemaParameters& parameters) {
@@ -32,8 +32,8 @@ RoomParameters CinemaRoom(const CinemaParameters& parameters) {
   room.early_level_db = parameters.room_early_level_db;
   room.late_level_db = parameters.room_level_db;
   room.decay_s = parameters.room_decay_s;
-  room.size_m = kRoomSize_m;
-  room.damping_hz = kRoomDamping_hz;
+  room.size_m = kRoomSizeM;
+  room.damping_hz = kRoomDampingHz;
   return room;
 }
 
@@ -53,14 +53,14 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   for (int b = 0; b < kBands; ++b) {
     const float hz = BandHz(b);
     const float speech =
-        HighPassShare(hz, kSpeechLow_hz) * (1.0f - HighPassShare(hz, kSpeechHigh_hz));
+        HighPassShare(hz, kSpeechLowHz) * (1.0f - HighPassShare(hz, kSpeechHighHz));
     decomposition.centre_amount[b] =
         parameters.dialogue_amount * (kCentreOutsideSpeech + (1 - kCentreOutsideSpeech) * speech);
     decomposition.ambience_amount[b] =
         parameters.surround_amount * HighPassShare(hz, parameters.bass_crossover_hz);
   }
-  decomposition.power_step = PowerSteps(kPowerSmoothing_ms);
-  decomposition.gain_step = StepForTimeConstant(kGainSmoothing_ms);
+  decomposition.power_step = PowerSteps(kPowerSmoothingMs);
+  decomposition.gain_step = StepForTimeConstant(kGainSmoothingMs);
   decomposition.direct_emphasis = kDirectEmphasis;
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = 1.0f;
@@ -98,7 +98,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
       upmix_(plane_tuning_),
       renderer_(hrirs, CinemaRoom(parameters), kRoomCentreShare),
       bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)),
-      bass_(static_cast<size_t>(bass_path_.delay_frames + kBlockFrames)) {
+      bass_(static_cast<std::size_t>(bass_path_.delay_frames + kBlockFrames)) {
   const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
@@ -114,7 +114,7 @@ void Cinema::Flush() {
 
 void Cinema::Process(const float* const* in, float* const* out) {
   for (int at = 0; at < kBlockFrames; at += kHopFrames) {
-    alignas(kSimdAlignment_bytes) float high[2][kHopFrames];
+    alignas(kSimdAlignmentBytes) float high[2][kHopFrames];
     GuardSamples(in[0] + at, high[0], kHopFrames);
     GuardSamples(in[1] + at, high[1], kHopFrames);
     splitter_.Process(high[0], high[1], kHopFrames, high[0], high[1],

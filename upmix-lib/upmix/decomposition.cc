@@ -91,7 +91,7 @@ Decomposition::Decomposition(const DecompositionTuning& tuning) : tuning_(tuning
 
 void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
                                  BandValues& gain_step) {
-  alignas(kSimdAlignment_bytes) float ll[kPaddedBins], rr[kPaddedBins], lr[kPaddedBins];
+  alignas(kSimdAlignmentBytes) float ll[kPaddedBins], rr[kPaddedBins], lr[kPaddedBins];
 #pragma omp simd
   for (int k = 0; k < kPaddedBins; ++k) {
     ll[k] = left.re[k] * left.re[k] + left.im[k] * left.im[k];
@@ -136,7 +136,7 @@ void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectA
   const BandValues* const targets[] = {&target.centre_left, &target.centre_right,
                                        &target.ambience_left, &target.ambience_right,
                                        &target.ambience_cross};
-  alignas(kSimdAlignment_bytes) float spread[5][kPaddedBins];
+  alignas(kSimdAlignmentBytes) float spread[5][kPaddedBins];
   for (int g = 0; g < 5; ++g) {
     Follow(gains[g]->value, targets[g]->value, step.value);
     SpreadBands(*gains[g], spread[g]);

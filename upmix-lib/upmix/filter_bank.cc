@@ -10,8 +10,8 @@
 namespace kelda::upmix_lib {
 
 struct FilterBankTables {
-  alignas(kSimdAlignment_bytes) float analysis[kTransformFrames];
-  alignas(kSimdAlignment_bytes) float synthesis[kSynthesisFrames];  // with the FFT's 1/size
+  alignas(kSimdAlignmentBytes) float analysis[kTransformFrames];
+  alignas(kSimdAlignmentBytes) float synthesis[kSynthesisFrames];  // with the FFT's 1/size
   const RealFft& fft = SharedRealFft<kTransformFrames>();
   FilterBankTables();
 };
@@ -74,8 +74,8 @@ constexpr int kScratchFloats = 2 * kTransformFrames + 2 * 16;
 
 void Analysis::Process(const float* in, Spectrum& spectrum) {
   history_.Append(in);
-  alignas(kSimdAlignment_bytes) float windowed[kTransformFrames];
-  alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
+  alignas(kSimdAlignmentBytes) float windowed[kTransformFrames];
+  alignas(kSimdAlignmentBytes) float scratch[kScratchFloats];
   const float* window = tables_->analysis;
   const float* last = history_.newest() - kPastFrames;
 #pragma omp simd
@@ -88,8 +88,8 @@ void Analysis::Process(const float* in, Spectrum& spectrum) {
 }
 
 void Synthesis::Process(const Spectrum& spectrum, float* out) {
-  alignas(kSimdAlignment_bytes) float signal[kTransformFrames];
-  alignas(kSimdAlignment_bytes) float scratch[kScratchFloats];
+  alignas(kSimdAlignmentBytes) float signal[kTransformFrames];
+  alignas(kSimdAlignmentBytes) float scratch[kScratchFloats];
   tables_->fft.Inverse(spectrum.re, spectrum.im, signal, scratch);
 
   const float* window = tables_->synthesis;

@@ -32,7 +32,7 @@ inline constexpr int kBins = kTransformFrames / 2 + 1;
 inline constexpr int kPaddedBins = 264;  // whole vectors; what is behind kBins is 0
 
 // Bin k is at k * 93.75 Hz.
-struct alignas(kSimdAlignment_bytes) Spectrum {
+struct alignas(kSimdAlignmentBytes) Spectrum {
   float re[kPaddedBins];
   float im[kPaddedBins];
 };
@@ -71,7 +71,7 @@ class Synthesis {
 
  private:
   const FilterBankTables* tables_ = SharedFilterBankTables();
-  alignas(kSimdAlignment_bytes) float overlap_[kSynthesisFrames] = {};
+  alignas(kSimdAlignmentBytes) float overlap_[kSynthesisFrames] = {};
 };
 
 }  // namespace kelda::upmix_lib

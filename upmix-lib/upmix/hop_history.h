@@ -30,7 +30,7 @@ class HopHistory {
   static constexpr int kFrames = kPastFrames + 16 * kHopFrames;
   static_assert(kPastFrames % kHopFrames == 0);
 
-  alignas(kSimdAlignment_bytes) float frames_[kFrames] = {};
+  alignas(kSimdAlignmentBytes) float frames_[kFrames] = {};
   int newest_ = kPastFrames;
 };
 

@@ -12,7 +12,7 @@ PlaneUpmix::PlaneUpmix(const PlaneTuning& tuning)
 
 void PlaneUpmix::Process(const float* const* in, float* const* out) {
   constexpr float kHalfRoot = static_cast<float>(kSqrt2) / 2.0f;
-  alignas(kSimdAlignment_bytes) float guarded[kHopFrames];
+  alignas(kSimdAlignmentBytes) float guarded[kHopFrames];
   Spectrum left, right;
   GuardSamples(in[0], guarded, kHopFrames);
   left_analysis_.Process(guarded, left);
@@ -21,20 +21,20 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
 
   DirectAndAmbience extracted;
   decomposition_.Process(left, right, extracted);
-  alignas(kSimdAlignment_bytes) float common[kHopFrames];
-  alignas(kSimdAlignment_bytes) float ambience[2][kHopFrames];
+  alignas(kSimdAlignmentBytes) float common[kHopFrames];
+  alignas(kSimdAlignmentBytes) float ambience[2][kHopFrames];
   common_.Process(extracted.common, common);
   left_ambience_.Process(extracted.left_ambience, ambience[0]);
   right_ambience_.Process(extracted.right_ambience, ambience[1]);
 
   // A source leaves the same ambience in both channels but for its sign and size, hence
   // the difference: it never cancels, and serves the side where the source left nothing.
-  alignas(kSimdAlignment_bytes) float difference[kHopFrames];
+  alignas(kSimdAlignmentBytes) float difference[kHopFrames];
 #pragma omp simd
   for (int n = 0; n < kHopFrames; ++n) {
     difference[n] = kHalfRoot * (ambience[0][n] - ambience[1][n]);
   }
-  alignas(kSimdAlignment_bytes) float diffuse[2][kHopFrames];
+  alignas(kSimdAlignmentBytes) float diffuse[2][kHopFrames];
   decorrelator_.Process(difference, diffuse[0], diffuse[1]);
 
   const float back = tuning_.back_share, side = 1.0f - back;
