@@ -1,4 +1,4 @@
-// What keeps bad samples out and tiny values from lingering. Audio thread.
+// What keeps bad samples out and tiny values from lingering. Audio.
 //
 // Denormals are removed by arithmetic and not by the processor's flush-to-zero flag:
 // the flag belongs to the host's thread, and the results would depend on it.
@@ -15,9 +15,9 @@ namespace kelda::upmix_lib {
 // Larger samples (+96 dB re full scale) are no audio and are taken for silence.
 inline constexpr float kMaxSample = 65536.0f;
 
-// Smaller samples (-200 dB re full scale) are taken for silence. Far above the denormal
-// numbers, because the components multiply them: the squares of what rounding leaves of
-// them in a transform's empty bins, 1e-17, have to be normal numbers, too.
+// Smaller samples (-200 dB re full scale) are taken for silence. That is far above the
+// denormal numbers, because products must not be denormal either: rounding leaves 1e-17 in
+// a transform's empty bins, and its square is still a normal number.
 inline constexpr float kMinSample = 1e-10f;
 
 // State below this magnitude (-300 dB re full scale) is taken for silence.

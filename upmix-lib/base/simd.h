@@ -6,8 +6,8 @@
 // kLanes is the width that the build's target has in hardware.
 //
 // Loops that a compiler makes vectors of by itself stay loops, under `#pragma omp simd`:
-// on 32-bit ARM compilers leave loops over floats scalar unless told, since NEON there
-// takes denormals for zero. Nothing here counts on denormals (input_guard.h).
+// without it, compilers for 32-bit ARM leave loops over floats scalar, since NEON there takes
+// denormals for zero. Nothing here needs denormals (input_guard.h).
 #ifndef KELDA_UPMIX_LIB_BASE_SIMD_H_
 #define KELDA_UPMIX_LIB_BASE_SIMD_H_
 

@@ -1,9 +1,9 @@
 // Every status that an entry of this library can return.
 //
-// A status is `class * 100 + number`. Entries return the status itself, so that a
-// failed create, which leaves no instance to ask, still tells one fault from
-// another. The error queries A0332 and A0783 write the class of the instance's last
-// failure as the error, and the status as the detail code.
+// A status is `class * 100 + number`. Entries return the status itself: a failed create
+// leaves no instance that could be asked, and its status still says what went wrong. The error
+// queries A0332 and A0783 write the class of the instance's last failure as the error, and the
+// status as the detail code.
 #ifndef KELDA_UPMIX_LIB_BASE_STATUS_H_
 #define KELDA_UPMIX_LIB_BASE_STATUS_H_
 

@@ -31,7 +31,7 @@ struct HrirSet {
 Status LoadHrirSet(const std::string& path, HrirSet& set);
 
 // The file for `set`, sealed. Longer texts are cut. Checks nothing: whoever makes a set
-// keeps to the ranges of hrir_format.h.
+// keeps to the ranges of hrir_format.h. Control.
 std::vector<std::byte> EncodeHrirSet(const HrirSet& set);
 
 }  // namespace kelda::upmix_lib

@@ -49,7 +49,7 @@ double ImageCoordinate(double source, int order, double low, double high) {
 }
 
 struct Reflection {
-  double delay_s;  // behind the direct sound
+  double delay_s;  // after the direct sound
   double gain;     // relative to the direct sound
   double azimuth_deg, elevation_deg;
   int order;
@@ -117,8 +117,8 @@ std::vector<double> Damped(std::span<const float> taps, double corner_hz, int or
 
 using Responses = std::vector<double>;  // [side][ear][tap]
 
-// Below this the room stays out of the sound: reflections arrive in phase there, and a
-// room of headphones that booms cannot be told from a headphone that does.
+// The room adds nothing below this. Reflections arrive in phase there and would boom, and the
+// listener could not tell whether room or headphone booms.
 constexpr float kLowCutHz = 250.0f;
 
 // A Butterworth high-pass of the second order.

@@ -38,7 +38,7 @@ void Virtualizer::Flush() {
 }
 
 void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
-  // Of data that were replaced before a block was heard of them, there is nothing to fade.
+  // Data that were replaced before a block of them was heard need no fade.
   if (!fading_) {
     previous_ = std::move(renderer_);
   }

@@ -1,4 +1,10 @@
 // The virtualizer: seven loudspeakers rendered to two ears.
+//
+//   std::unique_ptr<Virtualizer> virtualizer;
+//   if (Virtualizer::Load("/data/standard.hki", virtualizer) != kOk) { ... }  // control thread
+//   virtualizer->Process(kBlockFrames, planes, flags, left, right);  // audio thread, each block
+//
+// "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_BINAURAL_VIRTUALIZER_H_
 #define KELDA_UPMIX_LIB_BINAURAL_VIRTUALIZER_H_
 
@@ -21,9 +27,11 @@ namespace kelda::upmix_lib {
 // Blocks follow one another without a gap, whatever their kinds. Latency is 0 frames.
 class Virtualizer {
  public:
+  // Control. Throws std::bad_alloc.
   explicit Virtualizer(const HrirSet& hrirs);
 
-  // Reads the HRIR file `path`; `virtualizer` is written on success only. Control.
+  // Reads the HRIR file `path`; `virtualizer` is written on success only. Control. Throws
+  // std::bad_alloc.
   static Status Load(const std::string& path, std::unique_ptr<Virtualizer>& virtualizer);
 
   // Clears the signal history. Control.
@@ -34,8 +42,8 @@ class Virtualizer {
   void CrossfadeTo(std::unique_ptr<Virtualizer> next);
 
   // Renders kBlockFrames frames. `planes`: kPlanes contiguous planes of kBlockFrames
-  // samples, of which the first `frames` (0 .. kBlockFrames) count and the others are
-  // taken for silence; bad samples too. `channel_flags`: per plane, 0 renders it, any
+  // samples, of which the first `frames` (0 .. kBlockFrames) count. The other samples, and
+  // those that are no audio, are taken for silence. `channel_flags`: per plane, 0 renders it, any
   // other value mutes it; a change fades during the block, except in the first one
   // after a flush. `left`, `right`: kBlockFrames samples, may overlap `planes`. Audio.
   void Process(int frames, const float* planes, const int32_t* channel_flags, float* left,

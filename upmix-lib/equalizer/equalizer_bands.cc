@@ -61,7 +61,7 @@ BandCascade::BandCascade(const std::vector<Biquad>& left, const std::vector<Biqu
 // Runs kPairs pairs over a block of interleaved stereo frames, in place.
 template <int kPairs>
 void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames) {
-  constexpr int64_t kLag = 2 * kPairs - 1;  // of the last band behind the first
+  constexpr int64_t kLag = 2 * kPairs - 1;  // by which the last band is later than the first
 
   // g++ keeps arrays in registers only where every loop over them is unrolled.
   DoubleVec4 s1[kPairs], s2[kPairs], y[kPairs];

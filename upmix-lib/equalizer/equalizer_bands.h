@@ -14,7 +14,7 @@ namespace kelda::upmix_lib {
 // A cascade of second-order sections on two channels, without latency.
 //
 // Four double lanes hold two bands of both channels. The sections of a pass run as a
-// pipeline, each one frame behind the section it listens to, so that all of them advance
+// pipeline, each one frame later than the section that feeds it, so that all of them advance
 // in one step without waiting for each other:
 //
 //   step t   lanes of vector 0          vector 1                  vector 2 ...
@@ -29,13 +29,13 @@ namespace kelda::upmix_lib {
 class BandCascade {
  public:
   // `gain` is applied ahead of the bands. `left` and `right` are of equal length, any.
-  // Control thread.
+  // Control.
   BandCascade(const std::vector<Biquad>& left, const std::vector<Biquad>& right, double gain);
 
-  // Filters kBlockFrames frames in place. Audio thread.
+  // Filters kBlockFrames frames in place. Audio.
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 
-  // Clears the signal history. Control thread.
+  // Clears the signal history. Control.
   void Flush();
 
  private:

@@ -68,7 +68,7 @@ Status CheckInfo(const EqualizerInfo& info, std::size_t behind_bytes) {
   return CheckBounds({{info.preamp_db, kPreampMinDb, kPreampMaxDb}});
 }
 
-// Copies `count` items to the front of `bytes`, which has room, and moves behind them.
+// Copies `count` items to the front of `bytes`, which has room, and moves past them.
 template <typename Item>
 void PutItems(const Item* items, std::size_t count, std::span<std::byte>& bytes) {
   const std::size_t item_bytes = count * sizeof(Item);

@@ -23,10 +23,10 @@ struct EqualizerTuning {
 };
 
 // Reads `file`, a whole file whose container was checked. `tuning` is written on success
-// only. Control thread. Throws std::bad_alloc.
+// only. Control. Throws std::bad_alloc.
 Status ParseEqualizer(std::span<const std::byte> file, EqualizerTuning& tuning);
 
-// The file that ParseEqualizer reads back as `tuning`; its values are not checked.
+// The file that ParseEqualizer reads back as `tuning`; its values are not checked. Control.
 std::vector<std::byte> BuildEqualizerFile(const EqualizerTuning& tuning);
 
 }  // namespace kelda::upmix_lib

@@ -14,7 +14,7 @@ inline constexpr std::size_t kMaxNameBytes = 255;     // of a data file's name
 // Reads the configuration file `directory`/`file`, whose first whitespace-delimited
 // token names a data file in the same directory, and writes that file's path to
 // `data_path` (on success only). The name cannot leave the directory: one that holds
-// "/" or ".." is refused. Control thread. Throws std::bad_alloc.
+// "/" or ".." is refused. Control. Throws std::bad_alloc.
 Status ReadConfigFile(const char* directory, const char* file, std::string& data_path);
 
 }  // namespace kelda::upmix_lib

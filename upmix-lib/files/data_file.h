@@ -1,5 +1,5 @@
 // The container that every data file shares: reading, checking, sealing.
-// Control thread only.
+// Control.
 #ifndef KELDA_UPMIX_LIB_FILES_DATA_FILE_H_
 #define KELDA_UPMIX_LIB_FILES_DATA_FILE_H_
 
@@ -36,7 +36,7 @@ Status CheckFields(std::span<const std::byte> parameters, std::span<const Parame
 void SetDefaults(std::span<std::byte> parameters, std::span<const ParameterField> fields);
 
 // Reads a parameter struct from `blob`, which comes without a length and may have any
-// alignment: nothing behind the header is touched unless the header declares exactly
+// alignment: nothing after the header is read unless the header declares exactly
 // sizeof(Parameters). `parameters` is written on success only.
 template <typename Parameters>
 Status LoadParameters(const void* blob, const DataKind& kind,

@@ -17,13 +17,14 @@
 
 namespace kelda::upmix_lib {
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "data files are used as they lie");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "data files are used as they are in memory");
 
 struct DataHeader {
   char magic[4];         // the kind's
   uint32_t version;      // the kind's
   uint32_t byte_length;  // of the whole file, this header included
-  uint32_t crc32;        // of everything behind this header, see crc32.h
+  uint32_t crc32;        // of everything after this header, see crc32.h
 };
 static_assert(sizeof(DataHeader) == 16);
 

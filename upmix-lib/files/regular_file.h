@@ -9,7 +9,7 @@
 namespace kelda::upmix_lib {
 
 // A regular file opened for reading; a pipe or a device is refused without waiting
-// for it. Control thread.
+// for it. Control.
 class RegularFile {
  public:
   enum class Error { kNone, kMissing, kNotRegular };

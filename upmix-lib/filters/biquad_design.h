@@ -35,14 +35,14 @@ struct Biquad {
 // The section of one equalizer band at kSampleRateHz, after R. Bristow-Johnson, "Cookbook
 // formulae for audio EQ biquad filter coefficients": the bilinear transform of the analog
 // prototypes, frequency warped to fit at freq_hz. Near the Nyquist frequency the bells come
-// out narrower than analog ones. That is wanted here: the published headphone corrections
-// (AutoEq, Equalizer APO) are computed with these very formulas.
+// out narrower than analog ones. That is wanted: published headphone corrections (AutoEq,
+// Equalizer APO) are computed with the same formulas.
 //
 // Shelves take q as it is (not a slope); freq_hz is where half of gain_db is reached. The
-// band must have passed the checks of its file. Control thread.
+// band must have passed the checks of its file. Control.
 Biquad DesignBiquad(const EqualizerBand& band);
 
-// Gain of the section at `freq_hz`, 0..kSampleRateHz / 2. Control thread.
+// Gain of the section at `freq_hz`, 0..kSampleRateHz / 2. Control.
 double ResponseDb(const Biquad& biquad, double freq_hz);
 
 }  // namespace kelda::upmix_lib

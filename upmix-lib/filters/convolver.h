@@ -25,7 +25,7 @@ namespace kelda::upmix_lib {
 class Convolver {
  public:
   // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap.
-  // Control (allocates).
+  // Control. Throws std::bad_alloc.
   Convolver(int input_count, int taps, std::span<const float> responses);
 
   // Clears the inputs and the signal history. Control.

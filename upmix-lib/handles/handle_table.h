@@ -30,7 +30,7 @@ class HandleTable {
   constexpr explicit HandleTable(HandleKind kind) : kind_(kind) {}
 
   // Takes over `instance` and returns its handle, or 0 if the table is full; the
-  // instance is then destroyed. Control thread.
+  // instance is then destroyed. Control.
   uint32_t Insert(std::unique_ptr<Instance> instance) {
     const std::lock_guard lock(changing_);
     for (uint32_t index = 0; index < kCapacity; ++index) {
@@ -58,7 +58,7 @@ class HandleTable {
   }
 
   // Takes the instance of `handle` out of the table; null if the handle is zero, stale
-  // or another component's. Control thread.
+  // or another component's. Control.
   std::unique_ptr<Instance> Remove(uint32_t handle) {
     const std::lock_guard lock(changing_);
     Slot& slot = slots_[handle & kSlotMask];

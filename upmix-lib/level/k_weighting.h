@@ -11,18 +11,19 @@ namespace kelda::upmix_lib {
 // The K-weighting of Recommendation ITU-R BS.1770-4 on two channels at 48 kHz: a high
 // shelf for the head, then a high pass.
 //
-// Both stages of both channels share a vector, the high pass one frame behind the shelf
-// it listens to; a loudness does not notice the frame.
+// Both stages of both channels share a vector. The high pass works one frame later than the
+// shelf that feeds it, which does not change the loudness.
 class KWeighting {
  public:
+  // Control.
   KWeighting();
 
-  // Beyond +12 dBFS there is no programme: louder samples count as this, so that a single
-  // damaged one does not outweigh the seconds around it.
+  // +12 dBFS. Louder samples count as this, so that a single damaged one does not outweigh
+  // the seconds around it.
   static constexpr double kMaxSample = 4.0;
 
   // Weights `count` interleaved stereo frames, all finite, and returns the sum of the
-  // squares of the weighted samples of both channels. Audio thread.
+  // squares of the weighted samples of both channels. Audio.
   double Energy(const float* frames, std::size_t count) KELDA_NONBLOCKING;
 
  private:

@@ -9,21 +9,28 @@
 
 namespace kelda::upmix_lib {
 
-// Loudness levelling, then limiting, of interleaved stereo:
+// The level control: loudness levelling, then limiting, of interleaved stereo.
+//
+//   LevelParameters parameters = DefaultParameters<LevelParameters>(kLevelKind, kLevelFields);
+//   LevelControl control(parameters);  // control thread
+//   control.Process(in, out);          // audio thread, each block
+//
+// "Control" and "Audio" name the calling thread, see base/audio_format.h.
+//
 //
 //   in --guard--+------------ x gain --> limiter --> out, kLevelLatencyFrames later
 //               |                ^
 //               `--loudness--> gain, slow
 //
-// Holds no memory of its own, so that an instance can live in a caller's work memory that
-// is released without a word.
+// Allocates nothing and needs no destructor, so that it can live in memory that the caller
+// owns and releases.
 class LevelControl {
  public:
-  // `parameters` has passed the checks of its kind. Control thread.
+  // `parameters` has passed the checks of its kind. Control.
   explicit LevelControl(const LevelParameters& parameters);
 
   // Processes kBlockFrames interleaved frames. Samples that are NaN, infinite or huge count
-  // as silence. in and out do not overlap. Audio thread.
+  // as silence. in and out do not overlap. Audio.
   void Process(const float* in, float* out) KELDA_NONBLOCKING;
 
  private:

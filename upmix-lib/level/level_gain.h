@@ -9,20 +9,20 @@ namespace kelda::upmix_lib {
 // The levelling gain that suits a programme of `loudness_lufs` whose samples peak at
 // `peak_dbfs`: towards the target by the share `strength`, within the largest boost and cut.
 // A boost also ends where the limiter would have to take more than max_limiting_db off the
-// peaks, so that levelling never flattens a programme of wide dynamics.
+// peaks, so that levelling never flattens a programme of wide dynamics. Audio.
 double WantedGainDb(const LevelParameters& parameters, double loudness_lufs,
                     double peak_dbfs) KELDA_NONBLOCKING;
 
-// The levelling gain on its way: it starts to move only when it is off by more than
-// kStartDb, and moves until it is within kStopDb, at a speed that eases towards the end and
-// never exceeds the limits of the parameters. At rest it stays exactly where it is.
+// Follows the wanted gain. It starts to move only when it is off by more than kStartDb, and
+// moves until it is within kStopDb. It slows down towards the end and never moves faster than
+// the parameters allow. At rest it does not change at all.
 class LevelGain {
  public:
   static constexpr double kStartDb = 0.3;
   static constexpr double kStopDb = 0.05;
   static constexpr double kEaseS = 1.0;  // time constant of the last part of the way
 
-  // Moves for `time_s` towards `wanted_db`.
+  // Moves for `time_s` towards `wanted_db`. Audio.
   void Approach(double wanted_db, double time_s,
                 const LevelParameters& parameters) KELDA_NONBLOCKING;
 

@@ -13,8 +13,8 @@ namespace {
 // between the peaks of a bass note would distort it.
 constexpr double kSustainedRelease = 8;
 
-// Kept below the ceiling: near 20 kHz interpolators of finite length differ by this much, and
-// a meter behind the limiter has another one.
+// The limiter stays this much below the ceiling: a meter after it may interpolate otherwise,
+// and near 20 kHz interpolators of finite length differ by this much.
 constexpr double kMarginDb = 0.25;
 
 // A released gain this close to 1 is 1.

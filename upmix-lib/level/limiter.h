@@ -19,17 +19,18 @@ namespace kelda::upmix_lib {
 //     |                                                                       |
 //     `------ delay, 48 frames ------------- x <------- smoothing, 37 frames --'
 //
-// The smoothed gain is down at the ceiling's from 4 frames before the peak to 4 frames
-// behind it: the peak lies between frames, and a gain that moves there would lift it.
+// The smoothed gain has reached the one that holds the ceiling 4 frames before the peak, and
+// keeps it until 4 frames after: the peak lies between frames, and a gain that still moves
+// there would lift it.
 class Limiter {
  public:
-  // Ceiling and release are within the ranges of LevelParameters.
+  // Ceiling and release are within the ranges of LevelParameters. Control.
   Limiter(float ceiling_dbtp, float release_ms);
 
-  // Where the next kBlockFrames interleaved frames go, all finite. Audio thread.
+  // Where the next kBlockFrames interleaved frames go, all finite. Audio.
   float* input() { return &signal_[2 * kLevelLatencyFrames]; }
 
-  // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio thread.
+  // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio.
   void Process(float* out) KELDA_NONBLOCKING;
 
  private:

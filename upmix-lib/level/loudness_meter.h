@@ -18,7 +18,7 @@ namespace kelda::upmix_lib {
 //
 // Where the Recommendation measures a whole programme, the window makes the measure
 // follow one. Silence does not enter the window, so it freezes the measure; a pause of
-// kPauseHops hops ends the programme, and what follows is measured afresh.
+// kPauseHops hops ends the programme, and the next one is measured from its start.
 class LoudnessMeter {
  public:
   static constexpr std::size_t kHopFrames = kSampleRateHz / 10;  // 100 ms
@@ -28,14 +28,14 @@ class LoudnessMeter {
   static constexpr double kRelativeGateLu = -10.0;
   static constexpr double kMaxWindowS = 60.0;
 
-  // `window_s`: 1..kMaxWindowS.
+  // `window_s`: 1..kMaxWindowS. Control.
   explicit LoudnessMeter(double window_s);
 
   // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite. Returns
-  // whether a hop has ended. Audio thread.
+  // whether a hop has ended. Audio.
   bool Process(const float* frames, std::size_t count) KELDA_NONBLOCKING;
 
-  // Whether the last 400 ms were above the absolute gate.
+  // Whether the last 400 ms were above the absolute gate. Audio, as all of the following.
   bool sounding() const { return sounding_; }
 
   // Length of the programme within the window.

@@ -16,16 +16,17 @@ class TruePeak {
   static constexpr int kChunkFrames = 8;
   static constexpr int kReachFrames = 8;  // of the interpolator, to either side
 
+  // Control.
   TruePeak();
 
-  // The largest magnitude of either channel from frame 0 to kChunkFrames, that one not
-  // included, and between them. `frames` is interleaved and readable from frame
-  // 1 - kReachFrames up to frame kChunkFrames + kReachFrames - 1. Audio thread.
+  // The largest magnitude of either channel at the frames 0 .. kChunkFrames - 1 and between
+  // each of them and the next. `frames` is interleaved and readable from frame
+  // 1 - kReachFrames up to frame kChunkFrames + kReachFrames - 1. Audio.
   float OfChunk(const float* frames) const KELDA_NONBLOCKING;
 
  private:
-  // Of the frames i ahead and 1 - i behind: the quarter points take the even part times
-  // their sum, plus or minus the odd part times their difference.
+  // For the frames at i and 1 - i: a quarter point is the even part times their sum, plus or
+  // minus the odd part times their difference.
   struct Taps {
     float half, quarter_even, quarter_odd;
   };

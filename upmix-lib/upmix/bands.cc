@@ -9,7 +9,7 @@ namespace kelda::upmix_lib {
 namespace {
 
 constexpr int kSingleBins = 16;     // bands of one bin
-constexpr int kBandsPerOctave = 8;  // behind them
+constexpr int kBandsPerOctave = 8;  // after them
 constexpr int kWidest = 16;         // bins
 
 // Calls f.operator()<width>(first band, first bin) for each octave of bands.

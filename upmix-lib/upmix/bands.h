@@ -26,21 +26,21 @@ struct alignas(kSimdAlignmentBytes) BandValues {
   float operator[](int band) const { return value[band]; }
 };
 
-// Centre frequency.
+// Centre frequency. Control.
 float BandHz(int band);
 
 // 0 an octave below `crossover_hz` and lower, 1 an octave above and higher, smooth in
-// between. A crossover at 0 Hz passes everything.
+// between. A crossover at 0 Hz passes everything. Control.
 float HighPassShare(float hz, float crossover_hz);
 
 // Sums `bins`, kPaddedBins values, band by band. The bin at half the sample rate
-// belongs to no band.
+// belongs to no band. Audio.
 void SumBins(const float* bins, BandValues& bands) KELDA_NONBLOCKING;
 
-// Draws straight lines through the band centres: kPaddedBins values.
+// Draws straight lines through the band centres: kPaddedBins values. Audio.
 void SpreadBands(const BandValues& bands, float* bins) KELDA_NONBLOCKING;
 
-// Mixes each band with its neighbours: 1/4, 1/2, 1/4.
+// Mixes each band with its neighbours: 1/4, 1/2, 1/4. Audio.
 void SmoothBands(BandValues& bands) KELDA_NONBLOCKING;
 
 }  // namespace kelda::upmix_lib

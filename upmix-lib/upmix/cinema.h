@@ -5,9 +5,14 @@
 //                        |               64 frames at a time       HRIRs and room    +--> L, R
 //                        +--below, in mono--> delay --> gain per ear ----------------+
 //
-// Bass takes a way of its own because HRIRs, decorrelation and room would only colour
-// it; at the crossover it has the level and the phase that the centre plane's HRIRs
-// give the sound above.
+// Bass goes past HRIRs, decorrelation and room, which would only colour it. At the crossover
+// it has the level and the phase that the centre plane's HRIRs give the sound above.
+//
+//   Cinema cinema(parameters, hrirs);  // control thread
+//   cinema.Process(in, out);           // audio thread, 1024 frames of 2 planes
+//   cinema.Flush();                    // control thread, before another stream
+//
+// "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
 #define KELDA_UPMIX_LIB_UPMIX_CINEMA_H_
 
@@ -29,7 +34,7 @@ struct BassPath {
 
 class Cinema {
  public:
-  // Control. Throws std::bad_alloc.
+  // `parameters` are within their ranges. Control. Throws std::bad_alloc.
   Cinema(const CinemaParameters& parameters, const HrirSet& hrirs);
 
   // Clears all signal history. Control.

@@ -1,7 +1,7 @@
 // The C entries of the cinema upmix.
 //
-// The instance pointer that A0218 returns is a handle in disguise, never an address: a
-// stale or foreign one is refused like any other handle.
+// The instance pointer that A0218 returns is really a handle, never an address. A stale or
+// foreign one is refused like any other handle.
 #include <cstdint>
 #include <limits>
 #include <memory>

@@ -11,12 +11,14 @@ namespace kelda::upmix_lib {
 
 class BassSplitter {
  public:
+  // Control.
   explicit BassSplitter(float crossover_hz);
 
+  // Clears the signal history. Control.
   void Clear();
 
-  // Writes what of `left` and `right` lies above the crossover, and what of their mean
-  // lies below. `frames` frames each, finite; outputs may be the inputs. Audio.
+  // Writes the part of `left` and `right` above the crossover, and the part of their mean
+  // below it. `frames` frames each, finite; outputs may be the inputs. Audio.
   void Process(const float* left, const float* right, int frames, float* high_left,
                float* high_right, float* bass) KELDA_NONBLOCKING;
 

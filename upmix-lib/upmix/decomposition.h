@@ -43,7 +43,7 @@ struct BandGains {
   BandValues ambience_left, ambience_right, ambience_cross;
 };
 
-// The gains that `powers` call for.
+// The gains for `powers`. Audio; control for the first ones.
 //
 // The direct share is beta = e r^2 / (1 + e r^2) for r = Ps / Pn and direct_emphasis e. It
 // is steeper than the Wiener gain r / (1 + r): chance correlation of mere ambience
@@ -65,13 +65,14 @@ struct DirectAndAmbience {
 // of a note, take the gains along at once; silence leaves the gains as they were.
 class Decomposition {
  public:
-  // Begins with mid as direct and side as ambient.
+  // Begins with mid as direct and side as ambient. Control.
   explicit Decomposition(const DecompositionTuning& tuning);
 
   // Takes one hop of spectra. Audio.
   void Process(const Spectrum& left, const Spectrum& right,
                DirectAndAmbience& out) KELDA_NONBLOCKING;
 
+  // Audio.
   const BandGains& gains() const { return gains_; }
 
  private:
@@ -82,11 +83,11 @@ class Decomposition {
   BandGains gains_;
 };
 
-// The one-pole step a hop for a time constant.
+// The one-pole step a hop for a time constant. Control.
 float StepForTimeConstant(float milliseconds);
 
 // The steps of power estimates with a time constant at 1 kHz; it is longer in low bands,
-// whose few bins need more averaging, and shorter in high ones.
+// whose few bins need more averaging, and shorter in high ones. Control.
 BandValues PowerSteps(float milliseconds_at_1khz);
 
 }  // namespace kelda::upmix_lib

@@ -1,5 +1,5 @@
-// Two signals out of one that sound alike but have nothing in common with it or with
-// each other: sparse random filters ("velvet noise") whose taps are +-1 under an
+// Makes two signals from one. They sound like it, but are uncorrelated with it and with each
+// other: sparse random filters ("velvet noise") whose taps are +-1 under an
 // exponential decay. They have no feedback, so silence in is silence out one filter
 // length later. (B. Alary, A. Politis, V. Valimaki, "Velvet-noise decorrelator", DAFx
 // 2017.)
@@ -22,6 +22,7 @@ struct SparseFilter {
 
 class Decorrelator {
  public:
+  // Control.
   Decorrelator();
 
   // kHopFrames frames in, and out twice; none overlap. Audio.

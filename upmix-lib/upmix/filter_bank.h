@@ -29,7 +29,7 @@ namespace kelda::upmix_lib {
 inline constexpr int kTransformFrames = 512;
 inline constexpr int kSynthesisFrames = kUpmixLatencyFrames + kHopFrames;
 inline constexpr int kBins = kTransformFrames / 2 + 1;
-inline constexpr int kPaddedBins = 264;  // whole vectors; what is behind kBins is 0
+inline constexpr int kPaddedBins = 264;  // whole vectors; those after kBins are 0
 
 // Bin k is at k * 93.75 Hz.
 struct alignas(kSimdAlignmentBytes) Spectrum {
@@ -46,7 +46,7 @@ const FilterBankTables* SharedFilterBankTables();
 // kOutOfMemory where SharedFilterBankTables throws. Control.
 Status PrepareFilterBanks();
 
-// One signal's way into the spectrum. Constructed on the control thread.
+// Turns one signal into spectra. Constructed on the control thread.
 class Analysis {
  public:
   // Takes the next kHopFrames frames and writes the spectrum of the last
@@ -54,7 +54,7 @@ class Analysis {
   void Process(const float* in, Spectrum& spectrum) KELDA_NONBLOCKING;
 
   // The input of kUpmixLatencyFrames ago: kHopFrames frames, in step with the
-  // output of Synthesis.
+  // output of Synthesis. Audio.
   const float* Delayed() const { return history_.newest() - kUpmixLatencyFrames; }
 
  private:
@@ -63,7 +63,7 @@ class Analysis {
   HopHistory<kPastFrames> history_;
 };
 
-// One signal's way back. Constructed on the control thread.
+// Turns spectra back into a signal. Constructed on the control thread.
 class Synthesis {
  public:
   // Writes the next kHopFrames frames. Audio.

@@ -1,4 +1,9 @@
-// The music upmix's tuning: from the parameter file's terms to those of the signal path.
+// The music upmix: a PlaneUpmix, tuned by the values of a parameter file.
+//
+//   PlaneUpmix upmix(MusicTuning(parameters));  // control thread
+//   upmix.Process(in, out);                     // audio thread, 64 frames of 2 and of 7 planes
+//
+// "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_UPMIX_MUSIC_UPMIX_H_
 #define KELDA_UPMIX_LIB_UPMIX_MUSIC_UPMIX_H_
 
@@ -7,7 +12,7 @@
 
 namespace kelda::upmix_lib {
 
-// `parameters` are within their ranges.
+// `parameters` are within their ranges. Control.
 PlaneTuning MusicTuning(const MusicParameters& parameters);
 
 }  // namespace kelda::upmix_lib

@@ -18,6 +18,8 @@
 //   L = FL + sqrt(1/2) FC + SL + BL,   R = FR + sqrt(1/2) FC + SR + BR
 //
 // (each plane divided by its plane_gain).
+//
+// "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_UPMIX_PLANE_UPMIX_H_
 #define KELDA_UPMIX_LIB_UPMIX_PLANE_UPMIX_H_
 
@@ -38,13 +40,14 @@ struct PlaneTuning {
 
 class PlaneUpmix {
  public:
+  // Throws std::bad_alloc unless PrepareFilterBanks has succeeded. Control.
   explicit PlaneUpmix(const PlaneTuning& tuning);
 
   // kHopFrames frames of each plane; in and out do not overlap. Input that is no audio
   // (NaN, infinite) counts as silence. Audio.
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
-  // What the bands are being given. For measurements.
+  // The current gains of the bands, for measurements. Audio.
   const BandGains& gains() const { return decomposition_.gains(); }
 
  private:
