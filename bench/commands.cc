@@ -9,6 +9,7 @@
 #include <string>
 
 #include "bench/against_copy.h"
+#include "tests/laboratory/effect_client.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::bench {
@@ -76,11 +77,9 @@ void Command(benchmark::State& state, const Row& row) {
   for ([[maybe_unused]] auto _ : state) {
     double time = 0;
     if (row.act == nullptr) {
-      const audio_uuid_t uuid = {
-          0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
       effect_handle_t handle = nullptr;
       const auto& info = Library().info();
-      time = Time(1, [&] { info.create_effect(&uuid, 0, 0, &handle); });
+      time = Time(1, [&] { info.create_effect(&test::kUuid, 0, 0, &handle); });
       info.release_effect(handle);
     } else {
       EffectSession session(Library());

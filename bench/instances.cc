@@ -3,7 +3,6 @@
 // Counters: the heap of each instance in KiB, once created and once all stages are loaded.
 #include <android/log.h>
 #include <cutils/properties.h>
-#include <malloc.h>
 
 #include <memory>
 
@@ -15,10 +14,7 @@ namespace {
 
 constexpr std::size_t kPeriod = 1024;
 
-double HeapKiB() {
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd) / 1024;
-}
+double HeapKiB() { return static_cast<double>(test::HeapBytes()) / 1024; }
 
 void Instances(benchmark::State& state) {
   setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1);

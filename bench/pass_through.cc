@@ -3,36 +3,19 @@
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <cutils/properties.h>
-#include <hardware/audio_effect.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <vector>
 
 #include "bench/against_copy.h"
 #include "pipeline/cache_aligned.h"
-
-extern "C" audio_effect_library_t AELI;
+#include "tests/laboratory/effect_client.h"
 
 namespace {
 
 using kelda::bench::Median;
 using kelda::bench::Time;
-
-constexpr audio_uuid_t kUuid = {
-    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
-
-effect_handle_t CreateEnabled() {
-  __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-  property_set("vendor.kelda.effect", "1");
-  effect_handle_t effect = nullptr;
-  if (AELI.create_effect(&kUuid, 0, 0, &effect) != 0) return nullptr;
-  int32_t status = 0;
-  uint32_t status_size = sizeof(status);
-  (*effect)->command(effect, EFFECT_CMD_ENABLE, 0, nullptr, &status_size, &status);
-  return effect;
-}
 
 // Arguments: frames a host block; whether input and output are the same buffer, as
 // they are where the framework runs an insert effect. Timed in turn, in batches, are the effect and
@@ -50,14 +33,13 @@ void PassThrough(benchmark::State& state) {
   // four times as long.
   std::vector<kelda::CacheAlignedArray<float>> buffers;
   for (int i = 0; i <= kCopies; ++i) buffers.push_back(kelda::MakeCacheAligned<float>(2 * frames));
-  effect_handle_t effect = CreateEnabled();
-  if (effect == nullptr) {
-    state.SkipWithError("cannot create the effect");
-    return;
-  }
-  audio_buffer_t in{frames, {buffers[0].get()}};
-  audio_buffer_t out{frames, {buffers[state.range(1) != 0 ? 0 : kCopies].get()}};
-  const auto process = [&] { (*effect)->process(effect, &in, &out); };
+  __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+  property_set("vendor.kelda.effect", "1");
+  kelda::test::Effect effect;
+  effect.Enable();
+  float* const in = buffers[0].get();
+  float* const out = buffers[state.range(1) != 0 ? 0 : kCopies].get();
+  const auto process = [&] { effect.Process(in, out, frames); };
   const auto copy = [&](int from, int to) {
     std::memcpy(buffers[static_cast<std::size_t>(to)].get(),
                 buffers[static_cast<std::size_t>(from)].get(), 2 * frames * sizeof(float));
@@ -79,7 +61,6 @@ void PassThrough(benchmark::State& state) {
   }
   state.counters["copies"] = Median(copies);
   state.counters["hot_copies"] = Median(hot_copies);
-  AELI.release_effect(effect);
 }
 BENCHMARK(PassThrough)
     ->ArgNames({"frames", "in_place"})

@@ -3,8 +3,8 @@
 #include <android/log.h>
 #include <fftw3.h>
 
+#include <algorithm>
 #include <memory>
-#include <random>
 #include <string>
 
 #include "bench/against_copy.h"
@@ -13,6 +13,7 @@
 #include "processors/upl_audio_processor.h"
 #include "processors/upmix_cinema_processor.h"
 #include "processors/upmix_music_processor.h"
+#include "tests/laboratory/signals.h"
 
 namespace kelda::bench {
 namespace {
@@ -41,9 +42,7 @@ void Run(benchmark::State& state, AudioProcessor* stage) {
                         {"cinema_param_bin_file", tuning + "upmix.cinema.hpp.bin"},
                         {"upl_param_bin_file", tuning + "upl.music.bin"}});
   BufferPair blocks(2 * kPeriod);
-  std::mt19937 random(1);
-  std::normal_distribution<float> noise(0.0f, 0.1f);
-  std::generate_n(blocks.from(), 2 * kPeriod, [&] { return noise(random); });
+  std::ranges::copy(upmix_lib::Noise(2 * kPeriod, 1, 0.2f), blocks.from());
   if (!stage->Process(blocks.from(), blocks.to(), kPeriod)) {
     state.SkipWithError("the stage did not load its files");
     return;

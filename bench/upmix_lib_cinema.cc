@@ -4,24 +4,14 @@
 
 #include <algorithm>
 #include <memory>
-#include <random>
 #include <vector>
 
+#include "tests/laboratory/signals.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/upmix/cinema.h"
 
 namespace kelda::upmix_lib {
 namespace {
-
-std::vector<float> Noise(size_t count, unsigned seed) {
-  std::mt19937 random(seed);
-  std::normal_distribution<float> normal(0.0f, 0.1f);
-  std::vector<float> noise(count);
-  for (float& sample : noise) {
-    sample = normal(random);
-  }
-  return noise;
-}
 
 void RunCinema(benchmark::State& state, bool with_room) {
   auto parameters = DefaultParameters<CinemaParameters>(kCinemaKind, kCinemaFields);
@@ -40,9 +30,6 @@ void RunCinema(benchmark::State& state, bool with_room) {
     cinema->Process(in, out);
     benchmark::ClobberMemory();
   }
-  state.counters["x_realtime"] =
-      benchmark::Counter(static_cast<double>(state.iterations()) * kBlockFrames / kSampleRateHz,
-                         benchmark::Counter::kIsRate);
 }
 
 void CinemaRoom(benchmark::State& state) { RunCinema(state, true); }

@@ -24,9 +24,6 @@ void Run(benchmark::State& state, const EqualizerTuning& tuning) {
     benchmark::DoNotOptimize(block.data());
     benchmark::ClobberMemory();
   }
-  const double periods_per_s = static_cast<double>(kSampleRateHz) / kBlockFrames;
-  state.counters["x_real_time"] = benchmark::Counter(
-      static_cast<double>(state.iterations()) / periods_per_s, benchmark::Counter::kIsRate);
 }
 
 EqualizerTuning Bands(size_t count) {

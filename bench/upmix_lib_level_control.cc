@@ -1,10 +1,11 @@
 // The level control, per period of 1024 stereo frames.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <memory>
-#include <random>
 #include <vector>
 
+#include "tests/laboratory/signals.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/level/level_control.h"
 
@@ -16,22 +17,15 @@ void LevelControlBlock(benchmark::State& state) {
   const auto control =
       std::make_unique<LevelControl>(DefaultParameters<LevelParameters>(kLevelKind, kLevelFields));
   const float amplitude = static_cast<float>(state.range(0)) / 100;
-  std::mt19937 random(1);
-  std::uniform_real_distribution<float> noise(-amplitude, amplitude);
   constexpr size_t kBlocks = 16;
-  std::vector<float> in(2 * kBlocks * kBlockFrames), out(2 * kBlockFrames);
-  for (float& sample : in) {
-    sample = noise(random);
-  }
+  const std::vector<float> in = Noise(2 * kBlocks * kBlockFrames, 1, amplitude);
+  std::vector<float> out(2 * kBlockFrames);
   size_t block = 0;
   for ([[maybe_unused]] auto _ : state) {
     control->Process(&in[2 * kBlockFrames * (block++ % kBlocks)], out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }
-  const double periods_per_s = static_cast<double>(kSampleRateHz) / kBlockFrames;
-  state.counters["x_real_time"] = benchmark::Counter(
-      static_cast<double>(state.iterations()) / periods_per_s, benchmark::Counter::kIsRate);
 }
 BENCHMARK(LevelControlBlock)->Arg(5)->Arg(400);
 

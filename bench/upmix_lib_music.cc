@@ -3,9 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
-#include <random>
 #include <vector>
 
+#include "tests/laboratory/signals.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/transforms/fft.h"
 #include "upmix-lib/upmix/music_upmix.h"
@@ -14,22 +14,6 @@ namespace kelda::upmix_lib {
 namespace {
 
 constexpr int kHops = kBlockFrames / kHopFrames;
-
-std::vector<float> Noise(size_t count, unsigned seed) {
-  std::mt19937 random(seed);
-  std::normal_distribution<float> normal(0.0f, 0.1f);
-  std::vector<float> noise(count);
-  for (float& sample : noise) {
-    sample = normal(random);
-  }
-  return noise;
-}
-
-void CountPeriods(benchmark::State& state) {
-  state.counters["x_realtime"] =
-      benchmark::Counter(static_cast<double>(state.iterations()) * kBlockFrames / kSampleRateHz,
-                         benchmark::Counter::kIsRate);
-}
 
 void MusicUpmix(benchmark::State& state) {
   SharedFilterBankTables();
@@ -48,7 +32,6 @@ void MusicUpmix(benchmark::State& state) {
     }
     benchmark::ClobberMemory();
   }
-  CountPeriods(state);
 }
 BENCHMARK(MusicUpmix);
 

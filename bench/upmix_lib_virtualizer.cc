@@ -4,10 +4,10 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <random>
 #include <span>
 #include <vector>
 
+#include "tests/laboratory/signals.h"
 #include "upmix-lib/binaural/virtualizer.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/transforms/fft.h"
@@ -15,24 +15,14 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr double kPeriod_ns = 1e9 * kBlockFrames / kSampleRateHz;
-
-std::vector<float> Noise(std::size_t count) {
-  std::mt19937 generator(1);
-  std::uniform_real_distribution<float> uniform(-0.1f, 0.1f);
-  std::vector<float> noise(count);
-  for (float& sample : noise) sample = uniform(generator);
-  return noise;
-}
-
 void Virtualize(benchmark::State& state, const RoomParameters& room) {
   HrirSet hrirs;
   hrirs.taps = static_cast<int>(state.range(0));
-  hrirs.responses = Noise(static_cast<std::size_t>(hrirs.taps) * kPlanes * kEars);
+  hrirs.responses = Noise(static_cast<std::size_t>(hrirs.taps) * kPlanes * kEars, 1);
   hrirs.room = room;
   Virtualizer virtualizer(hrirs);
 
-  const std::vector<float> in = Noise(kPlanes * kBlockFrames);
+  const std::vector<float> in = Noise(kPlanes * kBlockFrames, 2);
   const std::array<int32_t, kPlanes> flags{};
   std::vector<float> left(kBlockFrames), right(kBlockFrames);
   for ([[maybe_unused]] auto _ : state) {
@@ -40,8 +30,6 @@ void Virtualize(benchmark::State& state, const RoomParameters& room) {
     benchmark::DoNotOptimize(left.data());
     benchmark::ClobberMemory();
   }
-  state.counters["x_realtime"] = benchmark::Counter(
-      static_cast<double>(state.iterations()) * kPeriod_ns * 1e-9, benchmark::Counter::kIsRate);
 }
 
 RoomParameters DefaultRoom() {

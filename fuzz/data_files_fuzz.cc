@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/upmix-lib/temp_directory.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "tools/capture/capture_analysis.h"
 #include "tools/capture/capture_reader.h"
 #include "tools/inspect/inspected_file.h"
@@ -62,16 +62,16 @@ bool SealByMagic(std::span<std::byte> file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const TempDirectory directory;
+  static const TemporaryFolder directory;
   std::vector<std::byte> file(size);
   std::copy_n(std::as_bytes(std::span(data, size)).begin(), size, file.begin());
   directory.Write("file", file);
-  ReadCapture(directory.File("file"), "capture.pcm");
-  ReadCapture(directory.File("file"), "rawfile_a_hpeq.raw");
-  Inspect(directory.File("file"));
+  ReadCapture(directory / "file", "capture.pcm");
+  ReadCapture(directory / "file", "rawfile_a_hpeq.raw");
+  Inspect(directory / "file");
   if (SealByMagic(file)) {
     directory.Write("file", file);
-    Inspect(directory.File("file"));
+    Inspect(directory / "file");
   }
   return 0;
 }

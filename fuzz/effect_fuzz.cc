@@ -5,59 +5,47 @@
 #include <fcntl.h>
 #include <hardware/audio_effect.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "fuzz/byte_reader.h"
 #include "fuzz/quiet_log.h"
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
-
-extern "C" audio_effect_library_t AUDIO_EFFECT_LIBRARY_INFO_SYM;
+#include "tests/laboratory/effect_client.h"
 
 namespace {
 
 using namespace kelda::fuzz;
-using kelda::upmix_lib::TempDirectory;
+using namespace kelda::test;
+using kelda::TemporaryFolder;
 
-constexpr effect_uuid_t kUuid = {
-    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
-constexpr auto& kLibrary = AUDIO_EFFECT_LIBRARY_INFO_SYM;
 constexpr uint32_t kDeviceBytes = 16;  // callers provide as many, whatever they declare
 constexpr uint32_t kWordBytes = sizeof(uint32_t);
 
 struct Instance {
-  effect_handle_t handle = nullptr;
+  std::optional<Effect> effect;
   bool sound = true;  // was never given anything but sound
 };
 
-// Bytes on the heap with nothing behind them.
-std::unique_ptr<char[]> Exactly(std::size_t bytes) {
-  return std::unique_ptr<char[]>(new char[bytes]());
-}
-
-void Send(effect_handle_t effect, uint32_t code, const std::string& payload, uint32_t reply_bytes) {
-  auto size = static_cast<uint32_t>(payload.size());
-  const std::size_t provided = code == EFFECT_CMD_SET_DEVICE ? kDeviceBytes : 0;
-  const auto data = Exactly(std::max(provided, payload.size()));
-  const auto reply = Exactly(std::max<std::size_t>(provided, reply_bytes));
-  if (size > 0) std::memcpy(data.get(), payload.data(), size);
-  (*effect)->command(effect, code, size, size > 0 ? data.get() : nullptr,
-                     reply_bytes > 0 ? &reply_bytes : nullptr, reply.get());
-}
-
-template <typename... Words>
-std::string Payload(const Words&... words) {
-  std::string payload;
-  (payload.append(reinterpret_cast<const char*>(&words), sizeof(words)), ...);
-  return payload;
+void Send(Effect* effect, uint32_t code, std::string payload, uint32_t reply_bytes) {
+  const auto size = static_cast<uint32_t>(payload.size());
+  const uint32_t provided = code == EFFECT_CMD_SET_DEVICE ? kDeviceBytes : 0;
+  payload.resize(std::max(provided, size));
+  effect->Command({.code = code,
+                   .data = payload,
+                   .cmd_size = size,
+                   .null_data = size == 0,
+                   .reply_size = reply_bytes,
+                   .reply_room = std::max(provided, reply_bytes),
+                   .null_reply_size = reply_bytes == 0});
 }
 
 // A command as hosts send it.
-void SendKnown(effect_handle_t effect, ByteReader* input) {
+void SendKnown(Effect* effect, ByteReader* input) {
   constexpr uint32_t kDevices[] = {AUDIO_DEVICE_OUT_WIRED_HEADPHONE,
                                    AUDIO_DEVICE_OUT_BLUETOOTH_A2DP, 0x2};
   constexpr const char* kApps[] = {"a.b&0", "c.d&1", "e.f&0", "g&1", "none"};
@@ -71,32 +59,26 @@ void SendKnown(effect_handle_t effect, ByteReader* input) {
     case 3:
       return Send(effect, EFFECT_CMD_RESET, {}, 0);
     case 4:
-      return Send(effect, EFFECT_CMD_SET_DEVICE, Payload(input->OneOf(kDevices)), kWordBytes);
+      return Send(effect, EFFECT_CMD_SET_DEVICE, Bytes(input->OneOf(kDevices)), kWordBytes);
     case 5: {
       constexpr uint32_t kMasks[] = {0x3, 0x1, 0x63f, 0x2d63f, 0x0, 0x80000003};
-      effect_config_t config{};
-      config.inputCfg.samplingRate = config.outputCfg.samplingRate = 48000;
+      effect_config_t config = StereoConfig();
       config.inputCfg.channels = config.outputCfg.channels = input->OneOf(kMasks);
-      config.inputCfg.format = config.outputCfg.format = AUDIO_FORMAT_PCM_FLOAT;
-      return Send(effect, EFFECT_CMD_SET_CONFIG, Payload(config), kWordBytes);
+      return Send(effect, EFFECT_CMD_SET_CONFIG, Bytes(config), kWordBytes);
     }
-    case 6: {
-      const std::string app = input->OneOf(kApps);
-      const auto size = static_cast<uint32_t>(app.size());
-      return Send(effect, EFFECT_CMD_SET_PARAM, Payload(0u, kWordBytes, size, 10u) + app,
+    case 6:
+      return Send(effect, EFFECT_CMD_SET_PARAM, Param(kAppPackage, input->OneOf(kApps)),
                   kWordBytes);
-    }
     default: {  // modes, HRTFs, reload
       const auto id = input->Below(4);
       const auto value = input->Below(5);
-      return Send(effect, EFFECT_CMD_SET_PARAM, Payload(0u, kWordBytes, kWordBytes, id, value),
-                  kWordBytes);
+      return Send(effect, EFFECT_CMD_SET_PARAM, Param(id, Bytes(value)), kWordBytes);
     }
   }
 }
 
 // A command of any size and contents; what the descriptor of a dump is, is the host's promise.
-void SendAny(effect_handle_t effect, ByteReader* input) {
+void SendAny(Effect* effect, ByteReader* input) {
   static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   constexpr uint32_t kSizes[] = {0, 4, 12, 16, 20, 24, 32, sizeof(effect_config_t)};
   uint32_t code = input->Below(EFFECT_CMD_DUMP + 2);
@@ -105,7 +87,7 @@ void SendAny(effect_handle_t effect, ByteReader* input) {
   const std::size_t size = input->Below(4) == 0 ? input->Take<uint8_t>() : input->OneOf(kSizes);
   const auto bytes = input->TakeBytes(size);
   std::string payload(bytes.begin(), bytes.end());
-  if (code == EFFECT_CMD_DUMP && !payload.empty()) payload = Payload(nowhere);
+  if (code == EFFECT_CMD_DUMP && !payload.empty()) payload = Bytes(static_cast<uint32_t>(nowhere));
   Send(effect, code, payload, reply_bytes);
 }
 
@@ -116,9 +98,9 @@ void Process(Instance* instance, ByteReader* input) {
   const Samples in(2 * frames), out(2 * frames);
   const bool in_place = input->Below(2) == 1;
   instance->sound &= Fill(in, input);
-  audio_buffer_t from{frames, {in.data()}}, to{frames, {in_place ? in.data() : out.data()}};
-  (*instance->handle)->process(instance->handle, &from, &to);
-  if (instance->sound) TrapUnlessFinite(in_place ? in : out);
+  const Samples& heard = in_place ? in : out;
+  instance->effect->Process(in.data(), heard.data(), frames);
+  if (instance->sound) TrapUnlessFinite(heard);
 }
 
 void SetProperty(ByteReader* input) {
@@ -129,31 +111,29 @@ void SetProperty(ByteReader* input) {
 
 void Create(Instance* instance, ByteReader* input) {
   effect_descriptor_t descriptor;
-  kLibrary.get_descriptor(&kUuid, &descriptor);
+  Library().get_descriptor(&kUuid, &descriptor);
   descriptor.uuid.timeLow += input->Below(16) == 15;
-  if (kLibrary.create_effect(&descriptor.uuid, 1, 1, &instance->handle) != 0) return;
-  (*instance->handle)->get_descriptor(instance->handle, &descriptor);
+  effect_handle_t handle = nullptr;
+  if (Library().create_effect(&descriptor.uuid, 1, 1, &handle) != 0) return;
+  instance->effect.emplace(handle);
+  instance->sound = true;
+  (*handle)->get_descriptor(handle, &descriptor);
 }
 
-void Release(Instance* instance) {
-  kLibrary.release_effect(instance->handle);
-  *instance = {};
-}
-
-void Step(Instance* instance, const TempDirectory& directory, ByteReader* input) {
+void Step(Instance* instance, const TemporaryFolder& directory, ByteReader* input) {
   const std::size_t step = input->Below(16);
   if (step == 0) {
     RewriteTuning(directory, input);
   } else if (step == 1) {
     SetProperty(input);
-  } else if (instance->handle == nullptr) {
+  } else if (!instance->effect) {
     Create(instance, input);
   } else if (step == 2) {
-    Release(instance);
+    instance->effect.reset();
   } else if (step < 5) {
-    SendAny(instance->handle, input);
+    SendAny(&*instance->effect, input);
   } else if (step < 10) {
-    SendKnown(instance->handle, input);
+    SendKnown(&*instance->effect, input);
   } else {
     Process(instance, input);
   }
@@ -162,7 +142,7 @@ void Step(Instance* instance, const TempDirectory& directory, ByteReader* input)
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const TempDirectory directory;
+  static const TemporaryFolder directory;
   constexpr int kMostSteps = 200;
   QuietLog();
   setenv("KELDA_DATA_DIR", directory.path().c_str(), 1);
@@ -173,9 +153,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   std::array<Instance, 3> instances;
   for (int i = 0; i < kMostSteps && !input.empty(); ++i) {
     Step(&instances[input.Below(instances.size())], directory, &input);
-  }
-  for (Instance& instance : instances) {
-    if (instance.handle != nullptr) Release(&instance);
   }
   return 0;
 }

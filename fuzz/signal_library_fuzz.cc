@@ -13,6 +13,7 @@
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
 #include "platform/include/upmix_lib.h"
+#include "tests/laboratory/life_cycle.h"
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/status.h"
 
@@ -36,12 +37,12 @@ class Files {
   // The first `bytes` bytes of a file, zeros behind its end.
   std::unique_ptr<char[]> Read(const char* name, uint32_t bytes) const {
     std::unique_ptr<char[]> contents(new char[bytes]());
-    std::ifstream(directory_.File(name), std::ios::binary).read(contents.get(), bytes);
+    std::ifstream(directory_ / name, std::ios::binary).read(contents.get(), bytes);
     return contents;
   }
 
  private:
-  TempDirectory directory_;
+  kelda::TemporaryFolder directory_;
 };
 
 // Planes of `frames` floats each, one allocation a plane.
@@ -64,19 +65,10 @@ struct Planes {
 };
 
 // Instances that are known by a handle. A handle stays in use beyond its instance's end.
-struct HandleEntries {
-  int32_t (*create)(uint32_t*, const char*, const char*);
-  int32_t (*initialise)(uint32_t);
-  int32_t (*flush)(uint32_t);
-  int32_t (*close)(uint32_t);
-  int32_t (*destroy)(uint32_t*);
-  int32_t (*error)(uint32_t, int32_t*, int32_t*);
-  void (*process)(uint32_t, ByteReader*);
-};
-
 class Handles {
  public:
-  explicit Handles(const HandleEntries& entries) : entries_(entries) {}
+  using Process = void (*)(uint32_t handle, ByteReader*);
+  Handles(const LifeCycle& entries, Process process) : entries_(entries), process_(process) {}
   ~Handles() {
     for (uint32_t& alive : alive_) End(&alive);
   }
@@ -99,14 +91,14 @@ class Handles {
         entries_.close(handles_[i]);
         break;
       case 4:
-        entries_.error(handles_[i], &error, &detail);
+        entries_.last_error(handles_[i], &error, &detail);
         break;
       case 5:
       case 6:
-        entries_.initialise(handles_[i]);
+        entries_.initialize(handles_[i]);
         break;
       default:
-        entries_.process(handles_[i], input);
+        process_(handles_[i], input);
     }
   }
 
@@ -115,7 +107,8 @@ class Handles {
     if (*alive != 0 && entries_.destroy(alive) != kOk) __builtin_trap();
   }
 
-  const HandleEntries& entries_;
+  const LifeCycle& entries_;
+  const Process process_;
   uint32_t handles_[kInstances] = {}, alive_[kInstances] = {};
 };
 
@@ -136,9 +129,6 @@ void Virtualize(uint32_t handle, ByteReader* input) {
   out.Check(
       A0560(handle, kind, input->OneOf(kFrames), out.pointers.data(), in.data(), flags.data()));
 }
-
-constexpr HandleEntries kEqualizer = {A0243, A0214, A0237, A0562, A0812, A0332, Equalize};
-constexpr HandleEntries kVirtualizer = {A0782, A0556, A0236, A0212, A0810, A0783, Virtualize};
 
 // Work memory of an instance, of any alignment.
 struct Work {
@@ -220,7 +210,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (set_up() != kOk) __builtin_trap();
   }
   ByteReader input(data, size);
-  Handles equalizers(kEqualizer), virtualizers(kVirtualizer);
+  Handles equalizers(kEqualizerEntries, Equalize), virtualizers(kVirtualizerEntries, Virtualize);
   Cinemas cinema;
   std::optional<Work> music, level;
   for (int i = 0; i < kMostSteps && !input.empty(); ++i) {

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "tests/upmix-lib/temp_directory.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "tools/core/failure.h"
 #include "tools/ears/sofa_hrirs.h"
 #include "upmix-lib/files/crc32.h"
@@ -14,8 +14,8 @@ using namespace kelda;
 using namespace kelda::tools;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const upmix_lib::TempDirectory directory;
-  const std::string path = directory.File("ears.sofa");
+  static const TemporaryFolder directory;
+  const std::string path = directory / "ears.sofa";
   directory.Write("ears.sofa", std::as_bytes(std::span(data, size)));
   HrirOptions options;
   options.taps = kMinHrirTaps;
@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     // What a file within the reader's limits gives is a set that the virtualizer takes.
     directory.Write("ears.hki", EncodeHrirSet(DesignHrirs(ears, path, options, [](double) {}).set));
     upmix_lib::HrirSet read;
-    if (LoadHrirSet(directory.File("ears.hki"), read) != upmix_lib::kOk) __builtin_trap();
+    if (LoadHrirSet(directory / "ears.hki", read) != upmix_lib::kOk) __builtin_trap();
   } catch (const Failure&) {
   }
   return 0;

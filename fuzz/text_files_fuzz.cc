@@ -7,7 +7,7 @@
 
 #include "fuzz/quiet_log.h"
 #include "settings/tuning_files.h"
-#include "tests/upmix-lib/temp_directory.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "tools/core/failure.h"
 #include "tools/equalizer/equalizer_design.h"
 #include "tools/inspect/inspected_file.h"
@@ -39,10 +39,10 @@ void ReadEqualizer(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const upmix_lib::TempDirectory directory;
+  static const TemporaryFolder directory;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  const std::string list = directory.File("tunedapp_list");
-  const std::string config = directory.File("wired.hki.config");
+  const std::string list = directory / "tunedapp_list";
+  const std::string config = directory / "wired.hki.config";
   directory.Write("tunedapp_list", text);
   directory.Write("wired.hki.config", text);
 

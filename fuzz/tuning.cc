@@ -117,7 +117,7 @@ constexpr File kFiles[] = {
 
 }  // namespace
 
-void WriteTuning(const TempDirectory& directory) {
+void WriteTuning(const TemporaryFolder& directory) {
   std::filesystem::remove_all(directory.path());
   std::filesystem::create_directory(directory.path());
   for (const File& file : kFiles) {
@@ -126,12 +126,12 @@ void WriteTuning(const TempDirectory& directory) {
   }
 }
 
-std::string_view RewriteTuning(const TempDirectory& directory, ByteReader* input) {
+std::string_view RewriteTuning(const TemporaryFolder& directory, ByteReader* input) {
   enum { kDraw, kDamage, kDamageAndSeal, kCut, kLengthen, kRemove, kDirectory, kWays };
   const File& file = kFiles[input->Below(std::size(kFiles))];
   const auto way = input->Below(kWays);
-  std::filesystem::remove(directory.File(file.name));
-  if (way == kDirectory) std::filesystem::create_directory(directory.File(file.name));
+  std::filesystem::remove(directory / file.name);
+  if (way == kDirectory) std::filesystem::create_directory(directory / file.name);
   if (way == kDirectory || way == kRemove) return file.name;
   Bytes bytes = file.draw(input);
   const std::size_t at = input->Take<uint16_t>() % bytes.size();

@@ -5,16 +5,16 @@
 #include <string_view>
 
 #include "fuzz/byte_reader.h"
-#include "tests/upmix-lib/temp_directory.h"
+#include "tests/laboratory/temporary_folder.h"
 
 namespace kelda::fuzz {
 
 // Leaves the files that the effect looks for in the directory, valid, and nothing else.
-void WriteTuning(const upmix_lib::TempDirectory& directory);
+void WriteTuning(const TemporaryFolder& directory);
 
 // Rewrites a file of the input's choice: valid with other contents, damaged with or without
 // the checksum put right, cut short, made longer, removed, a directory. Returns its name.
-std::string_view RewriteTuning(const upmix_lib::TempDirectory& directory, ByteReader* input);
+std::string_view RewriteTuning(const TemporaryFolder& directory, ByteReader* input);
 
 }  // namespace kelda::fuzz
 

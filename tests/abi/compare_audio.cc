@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <exception>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 
 namespace {
 

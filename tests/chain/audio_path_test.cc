@@ -2,6 +2,7 @@
 // to it. Its own assertions are few: in the build with RealtimeSanitizer the program ends
 // at the first call that may block, in the one with ThreadSanitizer at the first race.
 #include <android/log.h>
+#include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,8 +20,8 @@
 #include "platform/audio_format.h"
 #include "platform/may_block.h"
 #include "processors/lum_upmix_lib.h"
-#include "tests/chain/instance.h"
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
+#include "tests/laboratory/effect_client.h"
 #include "upmix-lib/base/audio_format.h"
 
 namespace kelda {
@@ -50,6 +51,7 @@ class AudioPathTest : public testing::Test {
   AudioPathTest() {
     std::filesystem::copy(DEFAULT_TUNING, directory_.path());
     setenv("KELDA_DATA_DIR", directory_.path().c_str(), 1);
+    property_set("vendor.kelda.effect", "1");
     property_set("ro.debuggable", "1");
     property_set("vendor.kelda.pcmdump", "2");
     g_errors = 0;
@@ -68,7 +70,7 @@ class AudioPathTest : public testing::Test {
   }
 
  private:
-  upmix_lib::TempDirectory directory_;
+  TemporaryFolder directory_;
 };
 
 struct Heard {
@@ -78,7 +80,7 @@ struct Heard {
 };
 
 // One thing that the framework does between two blocks.
-void TurnAKnob(const test::Instance& effect, std::mt19937* random) {
+void TurnAKnob(test::Effect& effect, std::mt19937* random) {
   const auto knob = (*random)() % 8;
   const auto value = static_cast<uint32_t>((*random)());
   constexpr uint32_t kDevices[] = {AUDIO_DEVICE_OUT_WIRED_HEADPHONE, AUDIO_DEVICE_OUT_WIRED_HEADSET,
@@ -98,17 +100,17 @@ void TurnAKnob(const test::Instance& effect, std::mt19937* random) {
       effect.SetText(test::kAppPackage, value % 2 == 0 ? "com.example.video&1" : "com.example&0");
       break;
     case 5:
-      effect.Command(EFFECT_CMD_RESET);
+      effect.Reset();
       break;
     case 6:
-      effect.Command(EFFECT_CMD_DISABLE);
-      effect.Command(EFFECT_CMD_ENABLE);
+      effect.Disable();
+      effect.Enable();
       break;
     default:
-      effect.Command(EFFECT_CMD_INIT);
+      effect.Init();
       effect.SetDevice(kDevices[value % 3]);
       effect.SetParam(test::kMode, 1 + value / 3 % 2);
-      effect.Command(EFFECT_CMD_ENABLE);
+      effect.Enable();
       break;
   }
 }
@@ -123,11 +125,11 @@ Heard Play(uint32_t seed, int blocks) {
   std::mt19937 random(seed);
   std::vector<float> in(2 * 4096), out(2 * 4096);
   const std::vector<float> noise = upmix_lib::Noise(in.size(), seed);
-  const test::Instance effect;
+  test::Effect effect;
   EXPECT_EQ(effect.Process(in.data(), out.data(), 1024), -ENODATA);
   effect.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
   effect.SetParam(test::kMode, 1 + seed % 2);
-  effect.Command(EFFECT_CMD_ENABLE);
+  effect.Enable();
   Heard heard;
   std::size_t size = 0;
   for (int block = 0; block < blocks; ++block) {

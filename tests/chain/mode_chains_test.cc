@@ -1,6 +1,7 @@
 // The whole chain of each mode, as it ships: the effect library over the open signal
 // library with the default tuning, called as the framework calls it.
 #include <android/log.h>
+#include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/chain/instance.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {
@@ -34,7 +35,7 @@ class Chain {
     effect_.SetParam(test::kWiredHrtf, kPersonalized);
     effect_.SetParam(test::kMode, mode);
     effect_.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
-    effect_.Command(EFFECT_CMD_ENABLE);
+    effect_.Enable();
   }
 
   // Whole periods of interleaved stereo, in place.
@@ -47,7 +48,7 @@ class Chain {
   }
 
  private:
-  test::Instance effect_;
+  test::Effect effect_;
 };
 
 // Something like music: a centred bass, plucked tones to the sides, a hall of noise.
@@ -69,7 +70,10 @@ std::vector<float> Programme(std::size_t frames) {
 
 class ModeChainTest : public testing::TestWithParam<uint32_t> {
  protected:
-  ModeChainTest() { setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1); }
+  ModeChainTest() {
+    setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1);
+    property_set("vendor.kelda.effect", "1");
+  }
 };
 
 TEST_P(ModeChainTest, BadSamplesNeverLeaveAndAreForgotten) {

@@ -7,7 +7,8 @@
 #include <map>
 #include <sstream>
 
-#include "tests/effect/effect_client.h"
+#include "tests/effect/test_support.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {

@@ -18,8 +18,9 @@
 #include <functional>
 #include <map>
 
-#include "tests/effect/effect_client.h"
 #include "tests/effect/fake_upmix_lib.h"
+#include "tests/effect/test_support.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {

@@ -10,8 +10,9 @@
 #include <sstream>
 
 #include "effect/instance.h"
-#include "tests/effect/effect_client.h"
 #include "tests/effect/fake_upmix_lib.h"
+#include "tests/effect/test_support.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {

@@ -9,9 +9,10 @@
 #include <numeric>
 #include <vector>
 
-#include "tests/effect/allocations.h"
-#include "tests/effect/effect_client.h"
 #include "tests/effect/fake_upmix_lib.h"
+#include "tests/effect/test_support.h"
+#include "tests/laboratory/allocations.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {

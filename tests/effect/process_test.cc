@@ -9,7 +9,8 @@
 #include <memory>
 #include <random>
 
-#include "tests/effect/effect_client.h"
+#include "tests/effect/test_support.h"
+#include "tests/laboratory/effect_client.h"
 
 namespace kelda {
 namespace {

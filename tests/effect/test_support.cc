@@ -1,23 +1,16 @@
 #include "tests/effect/test_support.h"
 
 #include <cutils/properties.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <random>
-#include <sstream>
 #include <utility>
 
 #include "tests/effect/fake_upmix_lib.h"
 
 namespace kelda::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 Lines g_log;
 
@@ -31,9 +24,7 @@ void CaptureLog(const __android_log_message* message) {
 Lines TakeLog() { return std::exchange(g_log, {}); }
 
 DataDirTest::DataDirTest() {
-  dir_ = (fs::temp_directory_path() / "kelda-effect-XXXXXX").string();
-  if (mkdtemp(dir_.data()) == nullptr) std::abort();
-  setenv("KELDA_DATA_DIR", dir_.c_str(), 1);
+  setenv("KELDA_DATA_DIR", dir().c_str(), 1);
   __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   __android_log_set_logger(CaptureLog);
   TakeLog();
@@ -46,24 +37,11 @@ DataDirTest::DataDirTest() {
 DataDirTest::~DataDirTest() {
   __android_log_set_logger(__android_log_stderr_logger);
   unsetenv("KELDA_DATA_DIR");
-  fs::remove_all(dir_);
-}
-
-void DataDirTest::Write(const std::string& name, const std::string& content) const {
-  std::ofstream(Path(name), std::ios::binary) << content;
-}
-
-std::string DataDirTest::Read(const std::string& name) const {
-  std::ostringstream content;
-  content << std::ifstream(Path(name), std::ios::binary).rdbuf();
-  return content.str();
 }
 
 Lines DataDirTest::Files() const {
-  Lines names;
-  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename());
-  std::sort(names.begin(), names.end());
-  return names;
+  const auto names = folder_.Names();
+  return {names.begin(), names.end()};
 }
 
 void DataDirTest::WriteTuning(const std::string& hrtf) const {
@@ -89,8 +67,8 @@ void DataDirTest::WriteTuning(const std::string& hrtf) const {
 Lines DataDirTest::TakeCalls() const {
   Lines calls = fake::TakeCalls();
   for (std::string& call : calls) {
-    const size_t at = call.find(dir_);
-    if (at != std::string::npos) call.replace(at, dir_.size(), "DIR");
+    const size_t at = call.find(dir());
+    if (at != std::string::npos) call.replace(at, dir().size(), "DIR");
   }
   return calls;
 }

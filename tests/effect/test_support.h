@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/laboratory/temporary_folder.h"
+
 namespace kelda::test {
 
 using Lines = std::vector<std::string>;
@@ -27,10 +29,12 @@ class DataDirTest : public testing::Test {
   DataDirTest();
   ~DataDirTest() override;
 
-  const std::string& dir() const { return dir_; }  // without a trailing '/'
-  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
-  void Write(const std::string& name, const std::string& content) const;
-  std::string Read(const std::string& name) const;
+  const std::string& dir() const { return folder_.path(); }
+  std::string Path(const std::string& name) const { return folder_ / name; }
+  void Write(const std::string& name, const std::string& content) const {
+    folder_.Write(name, content);
+  }
+  std::string Read(const std::string& name) const { return folder_.Read(name); }
   Lines Files() const;  // sorted
   // The ten tuning files. Parameter data is the file's own name, NUL-filled to the
   // size that the fake library reports; a configuration names `hrtf`.
@@ -39,7 +43,7 @@ class DataDirTest : public testing::Test {
   Lines TakeCalls() const;
 
  private:
-  std::string dir_;
+  TemporaryFolder folder_;
 };
 
 // `frames` interleaved frames; sample c of frame f is (first_frame + f + 1), negative

@@ -4,8 +4,6 @@
 // the answers, the frame counters, the memory, and the time that silence takes.
 #include <android/log.h>
 #include <cutils/properties.h>
-#include <malloc.h>
-#include <time.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -23,11 +21,16 @@
 
 #include "platform/include/upmix_lib.h"
 #include "processors/upl.h"
+#include "tests/laboratory/resources.h"
+#include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/installation.h"
 
 namespace kelda::tools {
 namespace {
+
+using test::HeapBytes;
+using test::ThreadSeconds;
 
 constexpr size_t kPeriod = 1024;
 constexpr size_t kMostHosts = 3;
@@ -42,12 +45,6 @@ int g_errors_logged = 0;
 
 void Require(bool holds, const std::string& what) {
   if (!holds) throw std::runtime_error(what);
-}
-
-double ThreadSeconds() {
-  timespec now;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 class Random {
@@ -218,8 +215,8 @@ class Host {
   void Look() {
     const std::string dump = session_.Dump();
     chain_.clear();
-    for (size_t at = 0; (at = dump.find("[*] ", at)) != std::string::npos; ++at) {
-      chain_ += (chain_.empty() ? "" : " ") + dump.substr(at + 4, 4);
+    for (const Stage& stage : ParseStages(dump)) {
+      if (stage.runs) chain_ += (chain_.empty() ? "" : " ") + stage.name;
     }
     CheckCounters(dump);
   }
@@ -265,12 +262,6 @@ class Host {
   uint32_t input_ = 0, dropped_ = 0;
   size_t waiting_ = 0;  // frames that do not fill a period yet
 };
-
-// Bytes of the heap in use; 0 where a sanitizer has its own.
-size_t HeapBytes() {
-  const struct mallinfo2 info = mallinfo2();
-  return info.uordblks + info.hblkhd;
-}
 
 // What an engine leaves behind on purpose: its level control, with work memory, parameter
 // data and the path of the file. As the allocator rounds it.

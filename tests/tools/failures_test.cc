@@ -10,7 +10,7 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 

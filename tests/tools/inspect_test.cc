@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/framework/effect_report.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/tools/temporary_folder.h"
+#include "tests/laboratory/temporary_folder.h"
 
 namespace kelda::tools {
 

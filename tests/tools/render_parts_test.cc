@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/laboratory/temporary_folder.h"
 #include "tests/tools/expectations.h"
-#include "tests/tools/temporary_folder.h"
 #include "tools/audio/progress.h"
 #include "tools/framework/block_sizes.h"
 #include "tools/framework/device_name.h"

@@ -10,7 +10,7 @@
 #include <random>
 #include <tuple>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/audio/audio_sink.h"

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <numbers>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/audio/rate_converter.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <map>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sofa_writer.h"

@@ -8,7 +8,7 @@
 #include <numbers>
 #include <sstream>
 
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
 #include "tools/core/decibels.h"

@@ -1,6 +1,6 @@
 // What all components have in common: the contract with their hosts, and what bad input,
 // silence, a flush and the borders of blocks do to their sound.
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
 
 #include <gtest/gtest.h>
 
@@ -110,35 +110,27 @@ TEST_P(Components, DoNotShowWhereBlocksBegin) {
 
 // ---- The components that are held by handles.
 
-struct HandleEntries {
+struct HandleEntries : LifeCycle {
   const char* name;
   std::vector<std::byte> data;
-  int32_t (*create)(uint32_t*, const char*, const char*);
-  int32_t (*initialize)(uint32_t);
-  int32_t (*flush)(uint32_t);
   int32_t (*process)(uint32_t, float* const*);
-  int32_t (*last_error)(uint32_t, int32_t*, int32_t*);
-  int32_t (*close)(uint32_t);
-  int32_t (*destroy)(uint32_t*);
 };
 const HandleEntries kHandleEntries[] = {
-    {"Equalizer", BuildEqualizerFile(FiveBands(EqualizerForm::kBands)), A0243, A0214, A0237, A0836,
-     A0332, A0562, A0812},
-    {"Virtualizer", EncodeHrirSet(NoiseHrirs(8, 1)), A0782, A0556, A0236,
+    {kEqualizerEntries, "Equalizer", BuildEqualizerFile(FiveBands(EqualizerForm::kBands)), A0836},
+    {kVirtualizerEntries, "Virtualizer", EncodeHrirSet(NoiseHrirs(8, 1)),
      [](uint32_t handle, float* const* planes) {
        static const Signal in(kPlanes * kBlock, 0.5f);
        const int32_t flags[kPlanes] = {};
        return A0560(handle, 0, kBlockFrames, planes, in.data(), flags);
-     },
-     A0783, A0212, A0810}};
+     }}};
 
 class HandleContract : public testing::TestWithParam<HandleEntries> {
  protected:
-  HandleContract() { directory_.Install(GetParam().data); }
+  HandleContract() { InstallIn(directory_, GetParam().data); }
   int32_t Create(uint32_t* handle, const char* config = "config") const {
     return GetParam().create(handle, directory_.path().c_str(), config);
   }
-  TempDirectory directory_;
+  TemporaryFolder directory_;
 };
 INSTANTIATE_TEST_SUITE_P(All, HandleContract, testing::ValuesIn(kHandleEntries),
                          [](const auto& entries) { return std::string(entries.param.name); });
@@ -165,8 +157,8 @@ TEST_P(HandleContract, OrderOfCallsIsChecked) {
   // The other component's first instance, too.
   const bool equalizer = std::string_view(e.name) == kHandleEntries[0].name;
   const HandleEntries& other = kHandleEntries[equalizer ? 1 : 0];
-  const TempDirectory other_directory;
-  other_directory.Install(other.data);
+  const TemporaryFolder other_directory;
+  InstallIn(other_directory, other.data);
   uint32_t foreign = 0;
   ASSERT_EQ(other.create(&foreign, other_directory.path().c_str(), "config"), kOk);
   EXPECT_EQ(e.initialize(foreign), kBadHandle) << "taken for its own";
@@ -329,9 +321,9 @@ TEST(CinemaContract, CreateNeedsSoundParametersAndFilesAndMisuseIsRefused) {
   EXPECT_EQ(A0333(nullptr), kNullPointer);
   ASSERT_EQ(A0333(&bytes), kOk);
   EXPECT_EQ(bytes, sizeof(CinemaParameters));
-  const TempDirectory files;
+  const TemporaryFolder files;
   const char* const directory = files.path().c_str();
-  files.Install(EncodeHrirSet(Probe({kFC})));
+  InstallIn(files, EncodeHrirSet(Probe({kFC})));
   files.Write("outside", "../data");
   files.Write("broken", "config");
   const CinemaParameters good = CinemaDefaults();

@@ -6,7 +6,7 @@
 #include <bit>
 #include <limits>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
 #include "upmix-lib/files/config_file.h"
 #include "upmix-lib/files/crc32.h"
 
@@ -49,8 +49,8 @@ TEST(Container, NamesEveryDamage) {
 }
 
 TEST(Container, FileIsReadWholeOrNotAtAll) {
-  const TempDirectory directory;
-  ASSERT_EQ(mkfifo(directory.File("pipe").c_str(), 0600), 0);
+  const TemporaryFolder directory;
+  ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);
   directory.Write("short", "TEST");
   directory.Write("long", SealedBytes(65));
   directory.Write("cut", Cut(SealedBytes(64), 63));
@@ -61,10 +61,10 @@ TEST(Container, FileIsReadWholeOrNotAtAll) {
   const Bytes untouched = {std::byte{42}};
   Bytes data = untouched;
   for (const auto& [name, status] : kFiles) {
-    EXPECT_EQ(ReadDataFile(directory.File(name), kKind, data), status) << name;
+    EXPECT_EQ(ReadDataFile(directory / name, kKind, data), status) << name;
     EXPECT_EQ(data, untouched) << name;
   }
-  EXPECT_EQ(ReadDataFile(directory.File("good"), kKind, data), kOk);
+  EXPECT_EQ(ReadDataFile(directory / "good", kKind, data), kOk);
   EXPECT_EQ(data, SealedBytes(64));
 }
 
@@ -117,7 +117,7 @@ TEST(Parameters, EveryFieldIsFiniteAndInRange) {
 }
 
 TEST(ConfigFile, FirstTokenNamesAFileBesideIt) {
-  const TempDirectory directory;
+  const TemporaryFolder directory;
   const char* const path = directory.path().c_str();
   const std::string longest(kMaxNameBytes, 'n'), too_long = longest + "n";
   std::string cut(4090, ' ');
@@ -140,7 +140,7 @@ TEST(ConfigFile, FirstTokenNamesAFileBesideIt) {
     directory.Write("config", row.text);
     std::string data_path = "untouched";
     EXPECT_EQ(ReadConfigFile(path, "config", data_path), row.status) << row.text;
-    EXPECT_EQ(data_path, row.status == kOk ? directory.File(row.name) : "untouched") << row.text;
+    EXPECT_EQ(data_path, row.status == kOk ? directory / row.name : "untouched") << row.text;
   }
   std::string unused;
   directory.Write("config", std::string(kMaxConfigBytes, ' ') + "my.ba");
@@ -153,8 +153,8 @@ TEST(ConfigFile, FirstTokenNamesAFileBesideIt) {
 // The result of a create from `file`; checks that a failure leaves nothing.
 template <typename Create, typename Destroy>
 int32_t CreateFrom(const Bytes& file, Create create, Destroy destroy) {
-  const TempDirectory directory;
-  directory.Install(file);
+  const TemporaryFolder directory;
+  InstallIn(directory, file);
   uint32_t handle = 0xABCD;
   const int32_t status = create(&handle, directory.path().c_str(), "config");
   EXPECT_EQ(handle == 0xABCD, status != kOk);
@@ -276,9 +276,9 @@ TEST(HrirFile, ReturnsWhatWasEncoded) {
   HrirSet set = NoiseHrirs(100, 2), loaded;
   set.source = std::string(200, 's');
   set.room.size_m = 4.0f;
-  const TempDirectory directory;
-  directory.Install(EncodeHrirSet(set));
-  ASSERT_EQ(LoadHrirSet(directory.File("data"), loaded), kOk);
+  const TemporaryFolder directory;
+  InstallIn(directory, EncodeHrirSet(set));
+  ASSERT_EQ(LoadHrirSet(directory / "data", loaded), kOk);
   EXPECT_EQ(loaded.taps, 100);
   EXPECT_EQ(loaded.responses, set.responses);
   EXPECT_EQ(loaded.source, std::string(127, 's'));

@@ -5,12 +5,14 @@
 #include <numbers>
 #include <random>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
+#include "tools/measure/frequency_response.h"
 #include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
+using tools::ResponseAt;
 using Complex = std::complex<double>;
 constexpr double kPi = std::numbers::pi;
 

@@ -6,7 +6,7 @@
 #include <numbers>
 #include <random>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
 #include "upmix-lib/level/level_control.h"
 #include "upmix-lib/level/true_peak.h"
 

@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <complex>
-#include <numbers>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
+#include "tools/measure/frequency_response.h"
+#include "tools/measure/hrir_cues.h"
 #include "upmix-lib/binaural/room.h"
 
 namespace kelda::upmix_lib {
 namespace {
+
+using tools::ResponseAt;
 
 const HrirSet& DefaultEars() {
   static const HrirSet set = [] {
@@ -36,29 +39,13 @@ double LevelDifference_db(std::span<const float> left, std::span<const float> ri
   return 10.0 * std::log10(BandPower(left, centre_hz) / BandPower(right, centre_hz));
 }
 
-// How much later `later` comes than `earlier`, from the peak of their cross-correlation
-// below 1.5 kHz, where the ear uses it.
-double Delay_us(std::span<const float> earlier, std::span<const float> later) {
-  std::vector<std::complex<double>> cross;
-  for (int freq_hz = 100; freq_hz <= 1500; freq_hz += 10) {
-    cross.push_back(ResponseAt(later, freq_hz) * std::conj(ResponseAt(earlier, freq_hz)));
-  }
-  double peak = -1.0, peak_us = 0.0;
-  for (int delay_us = -1000; delay_us <= 1000; ++delay_us) {
-    const double angle = 2e-6 * std::numbers::pi * delay_us;
-    const std::complex<double> turn = std::polar(1.0, 10.0 * angle);
-    std::complex<double> phase = std::polar(1.0, 100.0 * angle);
-    double sum = 0.0;
-    for (const std::complex<double>& product : cross) {
-      sum += (product * phase).real();
-      phase *= turn;
-    }
-    if (sum > peak) {
-      peak = sum;
-      peak_us = delay_us;
-    }
-  }
-  return peak_us;
+// How much later the right ear hears it.
+double Delay_us(std::span<const float> left, std::span<const float> right) {
+  HrirSet pair;
+  pair.taps = static_cast<int>(left.size());
+  pair.responses.assign(left.begin(), left.end());
+  pair.responses.insert(pair.responses.end(), right.begin(), right.end());
+  return tools::MeasureCues(pair, 0).delay_us;
 }
 
 // The virtualizer's answer to an impulse on one plane.

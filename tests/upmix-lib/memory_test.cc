@@ -4,8 +4,8 @@
 
 #include <functional>
 
-#include "tests/effect/allocations.h"
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/allocations.h"
+#include "tests/laboratory/components.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -6,7 +6,7 @@
 #include <complex>
 #include <numbers>
 
-#include "tests/upmix-lib/signals.h"
+#include "tests/laboratory/signals.h"
 #include "upmix-lib/transforms/fft.h"
 #include "upmix-lib/upmix/bands.h"
 #include "upmix-lib/upmix/filter_bank.h"

@@ -3,7 +3,7 @@
 
 #include <numbers>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
 #include "upmix-lib/upmix/cinema_bass.h"
 #include "upmix-lib/upmix/music_upmix.h"
 

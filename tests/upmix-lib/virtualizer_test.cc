@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "tests/upmix-lib/components.h"
+#include "tests/laboratory/components.h"
 #include "upmix-lib/filters/convolver.h"
 
 namespace kelda::upmix_lib {

@@ -1,4 +1,4 @@
-#include "tests/tools/audio_files.h"
+#include "tests/laboratory/audio_files.h"
 
 #include <random>
 #include <stdexcept>

@@ -1,26 +1,25 @@
-#include "tests/effect/effect_client.h"
+#include "tests/laboratory/effect_client.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <stdexcept>
+#include <utility>
 
 namespace kelda::test {
+namespace {
 
-const audio_effect_library_t& Library() {
-  static const auto* const library = [] {
-    void* const handle = dlopen(KELDA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-      ADD_FAILURE() << dlerror();
-      std::abort();
-    }
-    return static_cast<const audio_effect_library_t*>(
-        dlsym(handle, AUDIO_EFFECT_LIBRARY_INFO_SYM_AS_STR));
-  }();
-  return *library;
+void Require(bool accepted, uint32_t code, const Reply& reply) {
+  if (accepted) return;
+  throw std::runtime_error("the effect answered command " + std::to_string(code) + " with " +
+                           std::to_string(reply.result) + ", status " +
+                           std::to_string(reply.status()));
 }
+
+}  // namespace
 
 uint32_t Reply::Word(size_t offset) const {
   uint32_t word = 0;
@@ -29,6 +28,10 @@ uint32_t Reply::Word(size_t offset) const {
 }
 
 std::string Bytes(uint32_t word) { return {reinterpret_cast<const char*>(&word), sizeof(word)}; }
+
+std::string Bytes(const effect_config_t& config) {
+  return {reinterpret_cast<const char*>(&config), sizeof(config)};
+}
 
 std::string Param(uint32_t id, const std::string& value, std::optional<uint32_t> vsize,
                   uint32_t psize) {
@@ -47,11 +50,17 @@ effect_config_t StereoConfig() {
   return config;
 }
 
-Effect::Effect() { EXPECT_EQ(Library().create_effect(&kUuid, 1, 2, &handle_), 0); }
+Effect::Effect() {
+  if (const int32_t status = Library().create_effect(&kUuid, 1, 2, &handle_)) {
+    throw std::runtime_error("the effect was not created: " + std::to_string(status));
+  }
+}
 
 Effect::~Effect() {
-  if (handle_ == nullptr) return;
-  EXPECT_EQ(Library().release_effect(handle_), 0);
+  if (const int32_t status = Library().release_effect(handle_)) {
+    std::fprintf(stderr, "the effect was not released: %d\n", status);
+    std::abort();
+  }
 }
 
 Reply Effect::Command(const Request& request, size_t offset) {
@@ -74,8 +83,7 @@ Reply Effect::Command(const Request& request, size_t offset) {
 
 void Effect::Status(const Request& request) {
   const Reply reply = Command(request);
-  EXPECT_EQ(reply.result, 0) << "command " << request.code;
-  EXPECT_EQ(reply.status(), 0) << "command " << request.code;
+  Require(reply.result == 0 && reply.status() == 0, request.code, reply);
 }
 
 void Effect::SetDevice(uint32_t device) {
@@ -90,18 +98,16 @@ void Effect::SetText(uint32_t id, const std::string& value) {
 }
 
 int32_t Effect::SetConfig(const effect_config_t& config) {
-  const Reply reply =
-      Command({.code = EFFECT_CMD_SET_CONFIG,
-               .data = std::string(reinterpret_cast<const char*>(&config), sizeof(config))});
-  EXPECT_EQ(reply.result, 0);
+  const Reply reply = Command({.code = EFFECT_CMD_SET_CONFIG, .data = Bytes(config)});
+  Require(reply.result == 0, EFFECT_CMD_SET_CONFIG, reply);
   return reply.status();
 }
 
 std::string Effect::Dump() {
   int ends[2];
   if (pipe(ends) != 0) std::abort();
-  EXPECT_EQ(
-      Command({.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(ends[1]))}).result, 0);
+  const Reply reply =
+      Command({.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(ends[1]))});
   close(ends[1]);
   std::array<char, 65536> text;
   std::string dump;
@@ -109,6 +115,7 @@ std::string Effect::Dump() {
     dump.append(text.data(), static_cast<size_t>(count));
   }
   close(ends[0]);
+  Require(reply.result == 0, EFFECT_CMD_DUMP, reply);
   return dump;
 }
 
@@ -124,16 +131,18 @@ std::string Effect::Stages() {
   return stages;
 }
 
+int32_t Effect::Process(float* in, float* out, size_t frames) const {
+  audio_buffer_t from{frames, {in}}, to{frames, {out}};
+  return (*handle_)->process(handle_, &from, &to);
+}
+
 int32_t Effect::Process(const std::vector<float>& in, std::vector<float>* out, bool in_place) {
   std::vector<float> input = in;
   out->assign(in.size(), 12345.0f);
   input.reserve(1);  // a block of no frames has buffers, too
   out->reserve(1);
-  audio_buffer_t in_buffer{}, out_buffer{};
-  in_buffer.frameCount = out_buffer.frameCount = in.size() / 2;
-  in_buffer.f32 = input.data();
-  out_buffer.f32 = in_place ? input.data() : out->data();
-  const int32_t result = (*handle_)->process(handle_, &in_buffer, &out_buffer);
+  float* const to = in_place ? input.data() : out->data();
+  const int32_t result = Process(input.data(), to, in.size() / 2);
   if (in_place) *out = input;
   return result;
 }

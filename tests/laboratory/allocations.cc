@@ -1,4 +1,4 @@
-#include "tests/effect/allocations.h"
+#include "tests/laboratory/allocations.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,10 +1,9 @@
 // Test signals whose truth is known, and the meters that find their parts again in an
 // output. Signals are 48 kHz mono, planes are signals of one length.
-#ifndef KELDA_TESTS_UPMIX_LIB_SIGNALS_H_
-#define KELDA_TESTS_UPMIX_LIB_SIGNALS_H_
+#ifndef KELDA_TESTS_LABORATORY_SIGNALS_H_
+#define KELDA_TESTS_LABORATORY_SIGNALS_H_
 
 #include <cmath>
-#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -53,9 +52,6 @@ Planes Delayed(const Planes& planes, std::size_t frames);
 
 double Db(double power);
 
-// What a filter with these taps makes of a frequency.
-std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz);
-
 // Mean power behind the first `skip` frames.
 double Power(std::span<const float> signal, std::size_t skip = 0);
 
@@ -97,4 +93,4 @@ Planes AtLoudness(Planes stereo, double lufs);
 
 }  // namespace kelda::upmix_lib
 
-#endif  // KELDA_TESTS_UPMIX_LIB_SIGNALS_H_
+#endif  // KELDA_TESTS_LABORATORY_SIGNALS_H_

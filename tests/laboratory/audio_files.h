@@ -1,6 +1,6 @@
 // Audio files of the tests: written from samples and read back.
-#ifndef KELDA_TESTS_TOOLS_AUDIO_FILES_H_
-#define KELDA_TESTS_TOOLS_AUDIO_FILES_H_
+#ifndef KELDA_TESTS_LABORATORY_AUDIO_FILES_H_
+#define KELDA_TESTS_LABORATORY_AUDIO_FILES_H_
 
 #include <sndfile.h>
 
@@ -30,4 +30,4 @@ Audio Noise(int64_t frames, int channels = 2);
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TESTS_TOOLS_AUDIO_FILES_H_
+#endif  // KELDA_TESTS_LABORATORY_AUDIO_FILES_H_

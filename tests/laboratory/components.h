@@ -1,6 +1,6 @@
 // The five components, driven through their C entries as hosts do, behind one face.
-#ifndef KELDA_TESTS_UPMIX_LIB_COMPONENTS_H_
-#define KELDA_TESTS_UPMIX_LIB_COMPONENTS_H_
+#ifndef KELDA_TESTS_LABORATORY_COMPONENTS_H_
+#define KELDA_TESTS_LABORATORY_COMPONENTS_H_
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,9 @@
 #include <vector>
 
 #include "platform/include/upmix_lib.h"
-#include "tests/upmix-lib/signals.h"
-#include "tests/upmix-lib/temp_directory.h"
+#include "tests/laboratory/life_cycle.h"
+#include "tests/laboratory/signals.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "upmix-lib/binaural/hrir_set.h"
 #include "upmix-lib/equalizer/equalizer_file.h"
 #include "upmix-lib/files/data_file.h"
@@ -89,6 +90,12 @@ inline EqualizerTuning FiveBands(EqualizerForm form) {
   return tuning;
 }
 
+// A data file, and the configuration file "config" that names it.
+inline void InstallIn(const TemporaryFolder& folder, std::span<const std::byte> data) {
+  folder.Write("data", data);
+  folder.Write("config", "data\n");
+}
+
 // ---- Instances.
 
 class Component {
@@ -125,64 +132,60 @@ class Component {
   const std::size_t inputs_, outputs_;
 };
 
-class EqualizerInstance : public Component {
+// Of either component that is known by handles.
+class HandleInstance : public Component {
  public:
-  explicit EqualizerInstance(const EqualizerTuning& tuning) : Component(2, 2) {
-    const TempDirectory directory;
-    directory.Install(BuildEqualizerFile(tuning));
-    EXPECT_EQ(A0507(), kOk);
-    EXPECT_EQ(A0243(&handle_, directory.path().c_str(), "config"), kOk);
-    EXPECT_EQ(A0214(handle_), kOk);
-    EXPECT_EQ(A0237(handle_), kOk);
+  HandleInstance(const LifeCycle& entries, std::size_t inputs, std::span<const std::byte> data)
+      : Component(inputs, 2), entries_(entries) {
+    InstallIn(directory_, data);
+    EXPECT_EQ(entries_.set_up(), kOk);
+    EXPECT_EQ(entries_.create(&handle_, directory_.path().c_str(), "config"), kOk);
+    EXPECT_EQ(entries_.initialize(handle_), kOk);
+    EXPECT_EQ(HandleInstance::Flush(), kOk);
   }
-  ~EqualizerInstance() override {
-    EXPECT_EQ(A0562(handle_), kOk);
-    EXPECT_EQ(A0812(&handle_), kOk);
+  ~HandleInstance() override {
+    EXPECT_EQ(entries_.close(handle_), kOk);
+    EXPECT_EQ(entries_.destroy(&handle_), kOk);
   }
-  int32_t Block(const float* const* in, float* const* out) override {
-    for (const std::size_t ear : {0u, 1u}) std::copy_n(in[ear], kBlock, out[ear]);
-    return A0836(handle_, out);
-  }
-  int32_t Flush() override { return A0237(handle_); }
+  int32_t Flush() override { return entries_.flush(handle_); }
 
   uint32_t handle() const { return handle_; }
+  // What the instance was created from.
+  const TemporaryFolder& directory() const { return directory_; }
 
  private:
+  const LifeCycle& entries_;
+  TemporaryFolder directory_;
   uint32_t handle_ = 0;
 };
 
-class VirtualizerInstance : public Component {
+class EqualizerInstance : public HandleInstance {
  public:
-  explicit VirtualizerInstance(const HrirSet& hrirs) : Component(kPlanes, kEars) {
-    Install(hrirs);
-    EXPECT_EQ(A0779(), kOk);
-    EXPECT_EQ(A0782(&handle_, directory_.path().c_str(), "config"), kOk);
-    EXPECT_EQ(A0556(handle_), kOk);
-    EXPECT_EQ(A0236(handle_), kOk);
+  explicit EqualizerInstance(const EqualizerTuning& tuning)
+      : HandleInstance(kEqualizerEntries, 2, BuildEqualizerFile(tuning)) {}
+  int32_t Block(const float* const* in, float* const* out) override {
+    for (const std::size_t ear : {0u, 1u}) std::copy_n(in[ear], kBlock, out[ear]);
+    return A0836(handle(), out);
   }
-  ~VirtualizerInstance() override {
-    EXPECT_EQ(A0212(handle_), kOk);
-    EXPECT_EQ(A0810(&handle_), kOk);
-  }
+};
+
+class VirtualizerInstance : public HandleInstance {
+ public:
+  explicit VirtualizerInstance(const HrirSet& hrirs)
+      : HandleInstance(kVirtualizerEntries, kPlanes, EncodeHrirSet(hrirs)) {}
   int32_t Block(const float* const* in, float* const* out) override {
     for (std::size_t p = 0; p < kPlanes; ++p) std::copy_n(in[p], kBlock, &planes_[p * kBlock]);
-    return A0560(handle_, kind, frames, out, planes_.data(), flags.data());
+    return A0560(handle(), kind, frames, out, planes_.data(), flags.data());
   }
-  int32_t Flush() override { return A0236(handle_); }
-
-  uint32_t handle() const { return handle_; }
-  const TempDirectory& directory() const { return directory_; }
   // Replaces the files that the instance was created from.
-  void Install(const HrirSet& hrirs) const { directory_.Install(EncodeHrirSet(hrirs)); }
+  void Install(const HrirSet& hrirs) const { InstallIn(directory(), EncodeHrirSet(hrirs)); }
 
   // What the blocks come with.
   int32_t kind = 0, frames = kBlockFrames;
   std::array<int32_t, kPlanes> flags = {};
 
  private:
-  TempDirectory directory_;
   Signal planes_ = Signal(kPlanes * kBlock);
-  uint32_t handle_ = 0;
 };
 
 // In work memory of exactly the reported size, at an odd address.
@@ -223,8 +226,8 @@ class CinemaInstance : public Component {
                           const HrirSet& hrirs = Probe({0, 1, 2, 3, 4, 5, 6}))
       : Component(2, kEars) {
     const CinemaParameters sealed = Sealed(parameters, kCinemaKind);
-    const TempDirectory directory;
-    directory.Install(EncodeHrirSet(hrirs));
+    const TemporaryFolder directory;
+    InstallIn(directory, EncodeHrirSet(hrirs));
     EXPECT_EQ(A0244(), kOk);
     instance_ = A0218(&sealed, directory.path().c_str(), "config");
     EXPECT_NE(instance_, nullptr);
@@ -293,4 +296,4 @@ inline const Kind kKinds[] = {
 
 }  // namespace kelda::upmix_lib
 
-#endif  // KELDA_TESTS_UPMIX_LIB_COMPONENTS_H_
+#endif  // KELDA_TESTS_LABORATORY_COMPONENTS_H_

@@ -1,8 +1,8 @@
 // Counts the allocations of this process, and makes one fail. Replaces operator new
 // for the whole program, the library under test included, and, unless a sanitizer
 // has its own, malloc and its family.
-#ifndef KELDA_TESTS_EFFECT_ALLOCATIONS_H_
-#define KELDA_TESTS_EFFECT_ALLOCATIONS_H_
+#ifndef KELDA_TESTS_LABORATORY_ALLOCATIONS_H_
+#define KELDA_TESTS_LABORATORY_ALLOCATIONS_H_
 
 #include <cstdint>
 
@@ -24,4 +24,4 @@ void PauseNew(bool paused);
 
 }  // namespace kelda::test
 
-#endif  // KELDA_TESTS_EFFECT_ALLOCATIONS_H_
+#endif  // KELDA_TESTS_LABORATORY_ALLOCATIONS_H_

@@ -1,17 +1,21 @@
-// A folder that lives as long as a test.
-#ifndef KELDA_TESTS_TOOLS_TEMPORARY_FOLDER_H_
-#define KELDA_TESTS_TOOLS_TEMPORARY_FOLDER_H_
+// A folder for the files of a test or of a fuzz target.
+#ifndef KELDA_TESTS_LABORATORY_TEMPORARY_FOLDER_H_
+#define KELDA_TESTS_LABORATORY_TEMPORARY_FOLDER_H_
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
-namespace kelda::tools {
+namespace kelda {
 
+// Removed at the end, with all that is in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "kelda-XXXXXX").string()) {
@@ -23,12 +27,16 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  const std::string& path() const { return path_; }  // without a trailing '/'
+  std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
 
-  void Write(const std::string& name, const std::string& text) const {
+  void Write(std::string_view name, std::string_view text) const {
     std::ofstream(*this / name, std::ios::binary) << text;
   }
-  std::string Read(const std::string& name) const {
+  void Write(std::string_view name, std::span<const std::byte> bytes) const {
+    Write(name, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  }
+  std::string Read(std::string_view name) const {
     std::ifstream file(*this / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
@@ -45,6 +53,6 @@ class TemporaryFolder {
   std::string path_;
 };
 
-}  // namespace kelda::tools
+}  // namespace kelda
 
-#endif  // KELDA_TESTS_TOOLS_TEMPORARY_FOLDER_H_
+#endif  // KELDA_TESTS_LABORATORY_TEMPORARY_FOLDER_H_
