@@ -2,6 +2,28 @@
 // entry and every call that the session makes, and one in which a file is not what it
 // should be. Nothing but the stage at fault changes, the log says what happened, and the
 // next command that loads or flushes what is at fault mends it.
+//
+// The tables are written in signs. A step of the session:
+//
+//   {"bluetooth again", [](Effect& e) { e.SetDevice(kBluetooth); }, "-M-EL", "DEm"}
+//
+//   "-M-EL"  the stages that run after it, in the order of the chain, '-' for one that does not:
+//            P pass-through, M music, C cinema, E equalizer, L level control
+//   "DEm"    what the effect does in it:
+//            D  loads music and cinema for a device and its HRTF
+//            E  loads the equalizer
+//            M  loads the level control
+//            m  loads the level control if it is not ready
+//            F  flushes all stages
+//            f  flushes the stages that the mode ends
+//            I  makes all of them anew
+//
+// An entry whose failure leaves a stage, here music, without what was to be loaded:
+//
+//   {"A0556", 'M', Fault::kLoad, "Failed to initialize library#", ""}
+//
+//   %  stands for " due to failure with error code -7."
+//   #  stands for the same and the detail code
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
@@ -72,9 +94,6 @@ struct Model {
   }
 };
 
-// `does`: D loads the stages of a device and its HRTF, E the equalizer; M loads the
-// level control, m if it is not ready; F flushes all stages, f those that the mode ends;
-// I makes all anew.
 struct Step {
   const char* name;
   std::function<void(Effect&)> act;
@@ -112,7 +131,7 @@ struct Fault {
   // kFlush: the same if the flush belonged to a load. kLevel: is not loaded, or after a
   // flush not configured. kBlock: one block.
   enum { kNothing, kSize, kLoad, kFlush, kLevel, kBlock } harms;
-  // The line in the log; % is the error code, # the same with the detail code.
+  // The line in the log.
   std::string log;
   std::string also;  // is in each further line, if there are any
 };

@@ -88,7 +88,14 @@ TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
   EXPECT_EQ(TakeCalls(), (Lines{"A0212 1006", "A0810 1006", "A0213 6"}));
 }
 
-// A plan as text: stages switched on and off, in their order, and the files sent.
+// A plan as text, by the names that stages have in the dump:
+//
+//   "-pass -upmc +upmm -hpeq +upl fade upl=upl.music.bin +hpeq ap=wired.hki.config ap= > 1"
+//
+//   +upmm, -pass       a stage that is switched on, one that is switched off; in their order
+//   fade               the change asks for a fade
+//   ap=file, ap=       a file that is sent, by its key up to the first '_'; a key without a file
+//   > 1                the mode that runs afterwards
 std::string Text(const Plan& plan) {
   std::string text;
   const auto add = [&](Stage stage, bool on) {
