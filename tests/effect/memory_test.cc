@@ -86,6 +86,7 @@ TEST_F(MemoryTest, ProcessAllocatesNothing) {
 }
 
 TEST_F(MemoryTest, CreateWithoutMemory) {
+  const audio_effect_library_t& library = test::Library();  // loaded before memory fails
   const auto sentinel = reinterpret_cast<effect_handle_t>(this);
   int32_t result = -12;
   uint64_t n = 0;
@@ -96,10 +97,10 @@ TEST_F(MemoryTest, CreateWithoutMemory) {
     test::TakeLog();
     const int64_t live = test::LiveBlocks();
     test::FailNew(n);
-    result = test::Library().create_effect(&test::kUuid, 0, 0, &handle);
+    result = library.create_effect(&test::kUuid, 0, 0, &handle);
     test::FailNew(0);
     if (result == 0) {
-      EXPECT_EQ(test::Library().release_effect(handle), 0);
+      EXPECT_EQ(library.release_effect(handle), 0);
     } else {
       ASSERT_EQ(result, -12) << n;
       EXPECT_EQ(handle, sentinel) << n;
