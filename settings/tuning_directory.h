@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstddef>
-#include <optional>
 
 #include "platform/log.h"
 
@@ -53,54 +52,42 @@ enum class TuningFileKind {
 struct TuningFile {
   const char* name;
   TuningFileKind kind;
-  std::optional<Stage> stage;  // which loads it, if it is one alone
-  const char* log_tag;         // under which the log tells what is wrong with it
-  const char* title;           // what the listener gets from it
+  const char* title;  // what the listener gets from it
 };
 
 namespace tuning_file {
+inline constexpr TuningFile kAppList = {"tunedapp_list", TuningFileKind::AppList,
+                                        "in auto, which applications get which mode"};
 inline constexpr TuningFile kWiredHki = {"wired.hki.config", TuningFileKind::HkiConfig,
-                                         std::nullopt, log_tag::kHrtf, "the ears of wired outputs"};
+                                         "the ears of wired outputs"};
 inline constexpr TuningFile kBluetoothHki = {"bluetooth.hki.config", TuningFileKind::HkiConfig,
-                                             std::nullopt, log_tag::kHrtf,
                                              "the ears of bluetooth outputs"};
 inline constexpr TuningFile kWiredBa = {
-    "wired.ba.config", TuningFileKind::BaConfig, Stage::HeadphoneEqualizer, log_tag::kEqualizer,
+    "wired.ba.config", TuningFileKind::BaConfig,
     "the headphone equalizer of wired outputs, for personalized ears"};
 inline constexpr TuningFile kBluetoothBa = {
-    "bluetooth.ba.config", TuningFileKind::BaConfig, Stage::HeadphoneEqualizer, log_tag::kEqualizer,
+    "bluetooth.ba.config", TuningFileKind::BaConfig,
     "the headphone equalizer of bluetooth outputs, for personalized ears"};
-inline constexpr TuningFile kStandardMusic = {"upmix.music.hps.bin",
-                                              TuningFileKind::MusicParameters, Stage::Music,
-                                              log_tag::kMusic, "music for standard ears"};
-inline constexpr TuningFile kStandardCinema = {"upmix.cinema.hps.bin",
-                                               TuningFileKind::CinemaParameters, Stage::Cinema,
-                                               log_tag::kCinema, "cinema for standard ears"};
-inline constexpr TuningFile kPersonalizedMusic = {"upmix.music.hpp.bin",
-                                                  TuningFileKind::MusicParameters, Stage::Music,
-                                                  log_tag::kMusic, "music for personalized ears"};
+inline constexpr TuningFile kStandardMusic = {
+    "upmix.music.hps.bin", TuningFileKind::MusicParameters, "music for standard ears"};
+inline constexpr TuningFile kPersonalizedMusic = {
+    "upmix.music.hpp.bin", TuningFileKind::MusicParameters, "music for personalized ears"};
+inline constexpr TuningFile kStandardCinema = {
+    "upmix.cinema.hps.bin", TuningFileKind::CinemaParameters, "cinema for standard ears"};
 inline constexpr TuningFile kPersonalizedCinema = {
-    "upmix.cinema.hpp.bin", TuningFileKind::CinemaParameters, Stage::Cinema, log_tag::kCinema,
-    "cinema for personalized ears"};
+    "upmix.cinema.hpp.bin", TuningFileKind::CinemaParameters, "cinema for personalized ears"};
 inline constexpr TuningFile kMusicLevel = {"upl.music.bin", TuningFileKind::LevelParameters,
-                                           Stage::LevelControl, log_tag::kLevelControl,
                                            "the level of music"};
 inline constexpr TuningFile kCinemaLevel = {"upl.cinema.bin", TuningFileKind::LevelParameters,
-                                            Stage::LevelControl, log_tag::kLevelControl,
                                             "the level of cinema"};
-inline constexpr TuningFile kAppList = {"tunedapp_list", TuningFileKind::AppList, std::nullopt,
-                                        log_tag::kAppList,
-                                        "in auto, which applications get which mode"};
 }  // namespace tuning_file
 
-// Every file that the effect reads by its name.
+// Every file that the effect reads by its name, in the order in which kelda lists them.
 inline constexpr TuningFile kTuningFiles[] = {
-    tuning_file::kWiredHki,          tuning_file::kBluetoothHki,
-    tuning_file::kWiredBa,           tuning_file::kBluetoothBa,
-    tuning_file::kStandardMusic,     tuning_file::kStandardCinema,
-    tuning_file::kPersonalizedMusic, tuning_file::kPersonalizedCinema,
+    tuning_file::kAppList,           tuning_file::kWiredHki,       tuning_file::kBluetoothHki,
+    tuning_file::kWiredBa,           tuning_file::kBluetoothBa,    tuning_file::kStandardMusic,
+    tuning_file::kPersonalizedMusic, tuning_file::kStandardCinema, tuning_file::kPersonalizedCinema,
     tuning_file::kMusicLevel,        tuning_file::kCinemaLevel,
-    tuning_file::kAppList,
 };
 
 }  // namespace kelda

@@ -133,9 +133,13 @@ TEST_F(TuningDoctor, TellsWhatADamagedFileTakesAway) {
   folder_.Write("standard.hki", ears);
   std::filesystem::resize_file(folder_ / "personalized.ba", 40);
   folder_.Write("tunedapp_list", "com.a,MUSIK\n");
+  folder_.Write("upl.cinema.bin", folder_.Read("upl.music.bin"));  // of the same kind: in order
+  folder_.Write("upmix.cinema.hps.bin", folder_.Read("upl.music.bin"));
   Diagnose(3);
-  for (const char* text : {"DAMAGED  standard.hki", "checksum does not match (status 309)",
-                           "DAMAGED  personalized.ba", "Invalid mode was specified. 'MUSIK'"}) {
+  for (const char* text :
+       {"DAMAGED  standard.hki", "checksum does not match (status 309)", "DAMAGED  personalized.ba",
+        "ok       upl.cinema.bin", "it holds level parameters, not cinema parameters",
+        "Invalid mode was specified. 'MUSIK'"}) {
     EXPECT_TRUE(Holds(report_, text));
   }
   ExpectHeard("music, bluetooth, standard ears", "without music upmix");

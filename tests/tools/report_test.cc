@@ -156,7 +156,8 @@ TEST_F(Report, SaysWhatIsDamagedAndCouldNotBeMeasured) {
   const json data = Data(3);
   EXPECT_TRUE(Holds(error_, "/tuning/personalized.hki: shorter than its header"));
   EXPECT_TRUE(Holds(error_, "kelda: the tuning is not whole; " + folder_ / "report.html"));
-  EXPECT_EQ("DAMAGED", data["verdict"]["files"][0]["state"]);
+  EXPECT_EQ("MISSING", data["verdict"]["files"][0]["state"]);
+  EXPECT_EQ("DAMAGED", data["verdict"]["files"][1]["state"]);
   EXPECT_FALSE(data["verdict"]["heard"][0]["fine"]);
   const json broken = Chain(data, "Music, standard, wired");
   EXPECT_FALSE(broken.contains("images"));

@@ -58,10 +58,10 @@ std::vector<Stage> ParseStages(std::string_view dump) {
 
 std::string RunningMode(const std::vector<Stage>& stages) {
   for (const Stage& stage : stages) {
-    if (stage.runs && stage.name == "upmm") {
+    if (stage.runs && stage.name == FactsOf(kelda::Stage::Music).name) {
       return "music";
     }
-    if (stage.runs && stage.name == "upmc") {
+    if (stage.runs && stage.name == FactsOf(kelda::Stage::Cinema).name) {
       return "cinema";
     }
   }

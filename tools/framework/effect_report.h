@@ -36,7 +36,7 @@ std::string RunningMode(const std::vector<Stage>& stages);
 // What a stage does: "music upmix".
 std::string StageTitle(const std::string& name);
 
-// Whether log lines with the tag are the stage's own; what went wrong below them, they repeat.
+// Whether the stage logs under the tag. It repeats errors from the layers below it.
 bool IsStageLog(std::string_view stage_name, std::string_view tag);
 
 }  // namespace kelda::tools

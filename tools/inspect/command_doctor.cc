@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
@@ -10,8 +11,9 @@
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
 #include "tools/framework/setting.h"
-#include "tools/inspect/tuning_check.h"
+#include "tools/inspect/inspected_directory.h"
 #include "tools/inspect/tuning_trial.h"
+#include "tools/inspect/tuning_verdict.h"
 #include "tools/library/library_doctor.h"
 
 namespace kelda::tools {
@@ -24,15 +26,14 @@ struct DoctorArguments {
 
 // Returns whether nothing is wrong.
 bool DiagnoseTuning(const std::filesystem::path& directory) {
-  bool fine = true;
   std::printf("files in %s\n", directory.c_str());
-  for (const TuningFinding& finding : CheckTuning(directory)) {
-    std::printf("  %-8s %-22s %s; %s\n", Name(finding.state), Printable(finding.file).c_str(),
-                Printable(finding.detail).c_str(), finding.effect.c_str());
-    // Without a list, and without an equalizer, the effect is whole.
-    fine = fine &&
-           (finding.state == TuningFinding::State::kOk ||
-            (finding.file == "tunedapp_list" && finding.state == TuningFinding::State::kMissing));
+  const std::vector<DirectoryEntry> entries = ReadTuning(directory);
+  for (const DirectoryEntry& entry : entries) {
+    if (const char* const finding = Finding(entry); finding != nullptr) {
+      const std::string note = Note(entry);
+      std::printf("  %-8s %-22s %s%s%s\n", finding, Printable(entry.name).c_str(),
+                  Printable(note).c_str(), note.empty() ? "" : "; ", entry.purpose.c_str());
+    }
   }
   SetProperty("vendor.kelda.effect=1");
   UseTuningDirectory(directory);
@@ -41,11 +42,10 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
       "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 %% LOWER)\n");
   for (const Heard& heard : trial.heard) {
     std::printf("  %-38s %s\n", heard.situation.c_str(), Verdict(heard).c_str());
-    fine = fine && AsItShouldBe(heard);
   }
   if (!trial.log.empty()) std::printf("the effect's log\n");
   for (const std::string& line : trial.log) std::printf("  %s\n", Printable(line).c_str());
-  return fine;
+  return IsWhole(entries, trial);
 }
 
 void Run(const DoctorArguments& arguments) {
@@ -88,7 +88,10 @@ void AddDoctorCommand(CLI::App* program) {
       "A library is tried in processes of their own: if it crashes or hangs, that is reported.\n"
       "Files of the closed library's own format are damaged ones to the open library.\n\n"
       "Example:\n  kelda doctor --library closed/ --tuning pulled/\n\n" +
-      std::string(kExitCodeHelp));
+      std::string(kExitCodeHelp) +
+      "  A tuning file that is missing or damaged, or a mode that is not heard as it should be, "
+      "is\n"
+      "  3. Only the list of tuned applications may be missing.\n");
   command->callback([arguments] { Run(*arguments); });
 }
 

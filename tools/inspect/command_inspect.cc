@@ -12,6 +12,7 @@
 #include "tools/inspect/inspected_directory.h"
 #include "tools/inspect/inspected_file.h"
 #include "tools/inspect/inspection_text.h"
+#include "tools/inspect/tuning_verdict.h"
 
 namespace kelda::tools {
 namespace {
@@ -44,7 +45,7 @@ void InspectAll(const InspectArguments& arguments) {
   const InspectedDirectory directory = InspectDirectory(arguments.path, library);
   PrintToStandardOutput(arguments.json ? ToText(DirectoryJson(directory))
                                        : FormatDirectory(directory));
-  if (const std::string problems = directory.Problems(); !problems.empty()) {
+  if (const std::string problems = Problems(directory); !problems.empty()) {
     throw Failure(ExitCode::kInput, problems);
   }
 }

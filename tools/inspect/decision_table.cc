@@ -5,6 +5,7 @@
 
 #include "engine/plan.h"
 #include "platform/data_directory.h"
+#include "platform/log.h"
 #include "settings/tuned_app_list.h"
 #include "settings/tuning_directory.h"
 #include "settings/tuning_files.h"
@@ -87,8 +88,8 @@ AppDecision DecideApp(const TunedAppList& list, const std::string& package) {
           mode(AudioDeviceType::Bluetooth, true)};
 }
 
-// What the engine says when it is made: it reads both HRTF configurations, and twice each,
-// as its initialisation makes it anew. Then it reads the list once more.
+// What the engine logs about its files. It reads both HRTF configurations when it is created and
+// again when it is initialised; then it is told to read the list again.
 std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log) {
   log->Take();
   EffectSession session(library);
@@ -96,14 +97,14 @@ std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log)
   session.SetParam(EffectParam::kReloadTunedAppList, uint32_t{0});
   std::vector<std::string> warnings;
   for (const LogLine& line : made) {
-    if (line.tag == "KelApVirCommon" &&
+    if (line.tag == log_tag::kHrtf &&
         std::find(warnings.begin(), warnings.end(), line.message) == warnings.end()) {
       warnings.push_back(line.message);
     }
   }
   for (const LogLine& line : log->Take()) {
-    if (line.tag == "EffectUpmix") {
-      warnings.push_back("tunedapp_list: " + line.message);
+    if (line.tag == log_tag::kAppList) {
+      warnings.push_back(std::string(tuning_file::kAppList.name) + ": " + line.message);
     }
   }
   return warnings;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/failure.h"
-#include "tools/core/printable.h"
 #include "tools/core/text_file.h"
 #include "tools/inspect/app_list_names.h"
 #include "tools/tune/tuning_directory.h"
@@ -15,28 +15,62 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kAppList = "tunedapp_list";
-constexpr const char* kConfigs[] = {"wired.hki.config", "bluetooth.hki.config", "wired.ba.config",
-                                    "bluetooth.ba.config"};
-constexpr const char* kBlobs[] = {"upmix.music.hps.bin",  "upmix.music.hpp.bin",
-                                  "upmix.cinema.hps.bin", "upmix.cinema.hpp.bin",
-                                  "upl.music.bin",        "upl.cinema.bin"};
+struct WantedFile {
+  std::string name;
+  const char* kind;  // of file_kind
+  std::string purpose;
+};
 
-// The names that the engine looks for, then those that the configurations name.
-std::vector<std::string> WantedNames(const fs::path& directory) {
-  std::vector<std::string> names{kAppList};
-  names.insert(names.end(), std::begin(kConfigs), std::end(kConfigs));
-  names.insert(names.end(), std::begin(kBlobs), std::end(kBlobs));
-  for (const char* config : kConfigs) {
+// The kinds of a file of the table and of the file that it names; null if it names none.
+struct Kinds {
+  const char* own;
+  const char* named;
+};
+
+Kinds KindsOf(TuningFileKind kind) {
+  switch (kind) {
+    case TuningFileKind::HkiConfig:
+      return {file_kind::kConfig, file_kind::kHrirs};
+    case TuningFileKind::BaConfig:
+      return {file_kind::kConfig, file_kind::kEqualizer};
+    case TuningFileKind::MusicParameters:
+      return {file_kind::kMusic, nullptr};
+    case TuningFileKind::CinemaParameters:
+      return {file_kind::kCinema, nullptr};
+    case TuningFileKind::LevelParameters:
+      return {file_kind::kLevel, nullptr};
+    case TuningFileKind::AppList:
+      return {file_kind::kAppList, nullptr};
+  }
+  return {};
+}
+
+// The files that the engine looks for, then those that the configurations name.
+std::vector<WantedFile> WantedFiles(const fs::path& directory) {
+  std::vector<WantedFile> files;
+  std::vector<WantedFile> named;
+  const auto known = [](const std::vector<WantedFile>& list, const std::string& name) {
+    return std::any_of(list.begin(), list.end(),
+                       [&](const WantedFile& file) { return file.name == name; });
+  };
+  for (const kelda::TuningFile& file : kTuningFiles) {
+    const Kinds kinds = KindsOf(file.kind);
+    files.push_back({file.name, kinds.own, file.title});
     std::string path;
-    if (upmix_lib::ReadConfigFile(directory.c_str(), config, path) == upmix_lib::kOk) {
+    if (kinds.named != nullptr &&
+        upmix_lib::ReadConfigFile(directory.c_str(), file.name, path) == upmix_lib::kOk) {
       const std::string name = fs::path(path).filename().string();
-      if (std::find(names.begin(), names.end(), name) == names.end()) {
-        names.push_back(name);
+      if (!known(named, name)) {
+        named.push_back({name, kinds.named, std::string("named by ") + file.name});
       }
     }
   }
-  return names;
+  for (WantedFile& file : named) {
+    if (!known(files, file.name)) {
+      files.push_back(std::move(file));
+    }
+  }
+  return files;
 }
 
 std::set<std::string> PresentNames(const fs::path& directory) {
@@ -63,46 +97,31 @@ std::vector<std::string> Packages(const fs::path& list) {
 
 }  // namespace
 
-InspectedDirectory InspectDirectory(const fs::path& directory, const EffectLibrary& library) {
-  InspectedDirectory inspected{directory, {}, {}};
+std::vector<DirectoryEntry> ReadTuning(const fs::path& directory) {
+  std::vector<DirectoryEntry> entries;
   std::set<std::string> unused = PresentNames(directory);
-  for (const std::string& name : WantedNames(directory)) {
-    if (unused.erase(name) == 0) {
-      inspected.entries.push_back({name, DirectoryEntry::State::kMissing, {}});
+  for (const WantedFile& wanted : WantedFiles(directory)) {
+    if (unused.erase(wanted.name) == 0) {
+      entries.push_back({wanted.name, DirectoryEntry::State::kMissing, {}, wanted.purpose});
       continue;
     }
-    InspectedFile file = InspectFile(directory / name);
+    InspectedFile file = InspectFile(directory / wanted.name);
+    if (file.problem.empty() && file.kind != wanted.kind) {
+      file = {file.kind, "it holds " + file.kind + ", not " + wanted.kind, "", {}};
+    }
     const auto state =
         file.problem.empty() ? DirectoryEntry::State::kUsable : DirectoryEntry::State::kFaulty;
-    inspected.entries.push_back({name, state, std::move(file)});
+    entries.push_back({wanted.name, state, std::move(file), wanted.purpose});
   }
   for (const std::string& name : unused) {
-    inspected.entries.push_back({name, DirectoryEntry::State::kUnused, {}});
+    entries.push_back({name, DirectoryEntry::State::kUnused, {}, ""});
   }
-  inspected.decisions = AskDecisions(library, Packages(directory / kAppList));
-  return inspected;
+  return entries;
 }
 
-std::string InspectedDirectory::Problems() const {
-  std::string lines;
-  const auto add = [&](const std::string& line) {
-    if (lines.find(line) == std::string::npos) {
-      lines += (lines.empty() ? "" : "\n") + line;
-    }
-  };
-  for (const DirectoryEntry& entry : entries) {
-    if (entry.state == DirectoryEntry::State::kFaulty) {
-      add((path / Printable(entry.name)).string() + ": " + entry.file.problem);
-    }
-  }
-  for (const Decision& decision : decisions.decisions) {
-    if (decision.hrtf == "tuned") {
-      for (const std::string& problem : decision.problems) {
-        add(path.string() + ": " + decision.device + ", " + decision.mode + ": " + problem);
-      }
-    }
-  }
-  return lines;
+InspectedDirectory InspectDirectory(const fs::path& directory, const EffectLibrary& library) {
+  return {directory, ReadTuning(directory),
+          AskDecisions(library, Packages(directory / tuning_file::kAppList.name))};
 }
 
 const char* Name(DirectoryEntry::State state) {
@@ -115,6 +134,20 @@ const char* Name(DirectoryEntry::State state) {
       return "faulty";
     case DirectoryEntry::State::kUnused:
       return "unused";
+  }
+  return "";
+}
+
+std::string Note(const DirectoryEntry& entry) {
+  switch (entry.state) {
+    case DirectoryEntry::State::kUsable:
+      return entry.file.text.substr(0, entry.file.text.find('\n'));
+    case DirectoryEntry::State::kFaulty:
+      return entry.file.problem;
+    case DirectoryEntry::State::kMissing:
+      return entry.name == tuning_file::kAppList.name ? "no application is listed" : "";
+    case DirectoryEntry::State::kUnused:
+      return "the engine does not look for it";
   }
   return "";
 }

@@ -21,25 +21,31 @@ struct DirectoryEntry {
   };
   std::string name;
   State state;
-  InspectedFile file;  // kUsable and kFaulty
+  InspectedFile file;   // kUsable and kFaulty
+  std::string purpose;  // what the listener gets from it, or what names it; of kUnused empty
 };
 
 struct InspectedDirectory {
   std::filesystem::path path;
   std::vector<DirectoryEntry> entries;
   DecisionTable decisions;
-
-  // What keeps the engine from running as the tuning says, as lines "FILE: what is wrong";
-  // empty if nothing does.
-  std::string Problems() const;
 };
+
+// Reads every file of `directory`: those that the effect looks for by their names, then those that
+// they name, then those that it never looks for. A file of another kind than its place wants is
+// faulty. Throws Failure (input) if the directory cannot be read.
+std::vector<DirectoryEntry> ReadTuning(const std::filesystem::path& directory);
 
 // Looks at `directory`, which the effect uses (UseTuningDirectory). Throws what AskDecisions
 // throws.
 InspectedDirectory InspectDirectory(const std::filesystem::path& directory,
                                     const EffectLibrary& library);
 
+// "ok", "missing", "faulty", "unused".
 const char* Name(DirectoryEntry::State state);
+
+// What a listing of the directory says about the entry.
+std::string Note(const DirectoryEntry& entry);
 
 }  // namespace kelda::tools
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/failure.h"
 #include "tools/core/format.h"
 #include "tools/core/text_file.h"
@@ -34,11 +35,11 @@ struct KnownKind {
 };
 
 constexpr KnownKind kKinds[] = {
-    {&upmix_lib::kHrirKind, "HRIR set", ReadHrirContents},
-    {&upmix_lib::kEqualizerKind, "headphone equalizer", ReadEqualizerContents},
-    {&upmix_lib::kMusicKind, "music parameters", ReadMusicContents},
-    {&upmix_lib::kCinemaKind, "cinema parameters", ReadCinemaContents},
-    {&upmix_lib::kLevelKind, "level parameters", ReadLevelContents},
+    {&upmix_lib::kHrirKind, file_kind::kHrirs, ReadHrirContents},
+    {&upmix_lib::kEqualizerKind, file_kind::kEqualizer, ReadEqualizerContents},
+    {&upmix_lib::kMusicKind, file_kind::kMusic, ReadMusicContents},
+    {&upmix_lib::kCinemaKind, file_kind::kCinema, ReadCinemaContents},
+    {&upmix_lib::kLevelKind, file_kind::kLevel, ReadLevelContents},
 };
 
 std::string Hex(uint32_t value) { return Format("%08x", value); }
@@ -90,7 +91,7 @@ InspectedFile InspectData(const std::filesystem::path& path, const KnownKind& kn
 }
 
 InspectedFile InspectConfig(const std::filesystem::path& path) {
-  InspectedFile result{"configuration", "", "", {}};
+  InspectedFile result{file_kind::kConfig, "", "", {}};
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   std::string named;
   const Status status = upmix_lib::ReadConfigFile(folder.c_str(), path.filename().c_str(), named);
@@ -109,7 +110,7 @@ InspectedFile InspectConfig(const std::filesystem::path& path) {
 }
 
 InspectedFile InspectAppList(const std::filesystem::path& path) {
-  InspectedFile result{"tuned applications", "", "", {}};
+  InspectedFile result{file_kind::kAppList, "", "", {}};
   constexpr size_t kMostBytes = size_t{64} << 20;
   try {
     const Contents contents = ReadAppListContents(ReadWholeFile(path, kMostBytes));
@@ -125,7 +126,7 @@ InspectedFile InspectAppList(const std::filesystem::path& path) {
 
 InspectedFile InspectFile(const std::filesystem::path& path) {
   const std::string name = path.filename().string();
-  if (name == "tunedapp_list") {
+  if (name == tuning_file::kAppList.name) {
     return InspectAppList(path);
   }
   if (name.ends_with(".config")) {

@@ -9,8 +9,19 @@
 
 namespace kelda::tools {
 
+// What files are called by what they hold.
+namespace file_kind {
+inline constexpr char kHrirs[] = "HRIR set";
+inline constexpr char kEqualizer[] = "headphone equalizer";
+inline constexpr char kMusic[] = "music parameters";
+inline constexpr char kCinema[] = "cinema parameters";
+inline constexpr char kLevel[] = "level parameters";
+inline constexpr char kConfig[] = "configuration";
+inline constexpr char kAppList[] = "tuned applications";
+}  // namespace file_kind
+
 struct InspectedFile {
-  std::string kind;     // "HRIR set"; empty if it is none that the engine knows
+  std::string kind;     // of file_kind; empty if it is none that the engine knows
   std::string problem;  // what is wrong with it; empty if the engine can use it
   std::string text;     // its contents for a reader, whole lines; empty if it has a problem
   Json json;            // the same for a script

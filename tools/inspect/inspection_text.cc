@@ -14,29 +14,14 @@ std::string Column(std::string text, size_t width) {
   return text + " ";
 }
 
-std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
-
 std::string FormatEntries(const std::vector<DirectoryEntry>& entries) {
   std::string text;
   for (const DirectoryEntry& entry : entries) {
     text.append("  ")
         .append(Column(Printable(entry.name), 24))
-        .append(Column(Name(entry.state), 7));
-    switch (entry.state) {
-      case DirectoryEntry::State::kUsable:
-        text += FirstLine(entry.file.text);
-        break;
-      case DirectoryEntry::State::kFaulty:
-        text += entry.file.problem;
-        break;
-      case DirectoryEntry::State::kMissing:
-        text += entry.name == "tunedapp_list" ? "no application is listed" : "";
-        break;
-      case DirectoryEntry::State::kUnused:
-        text += "the engine does not look for it";
-        break;
-    }
-    text += '\n';
+        .append(Column(Name(entry.state), 7))
+        .append(Note(entry))
+        .append("\n");
   }
   return text;
 }
@@ -102,18 +87,14 @@ std::string FormatDecisions(const DecisionTable& table) {
   return text + "  * as the tuning's own configuration says\n";
 }
 
-std::string Both(const std::string& plain, const std::string& flagged) {
-  return plain == flagged ? plain : plain + ", flag 1: " + flagged;
-}
-
 std::string FormatApps(const DecisionTable& table) {
   std::string text =
       "  " + Column("application", 34) + Column("other", 9) + Column("wired", 22) + "bluetooth\n";
   for (const AppDecision& app : table.apps) {
     const bool none_listed = &app == &table.apps.front();
     text += "  " + Column(none_listed ? "(not listed)" : app.package, 34) + Column(app.other, 9) +
-            Column(Both(app.wired, app.flagged_wired), 22) +
-            Both(app.bluetooth, app.flagged_bluetooth) + "\n";
+            Column(WithFlag(app.wired, app.flagged_wired), 22) +
+            WithFlag(app.bluetooth, app.flagged_bluetooth) + "\n";
   }
   for (const std::string& package : table.unaskable) {
     text += "  " + Column(package, 34) + "holds an '&': no phone can name it\n";
@@ -151,6 +132,10 @@ std::string FormatFiles(const Stage& stage) {
     }
   }
   return text;
+}
+
+std::string WithFlag(const std::string& plain, const std::string& flagged) {
+  return plain == flagged ? plain : plain + ", flag 1: " + flagged;
 }
 
 std::string TunedHrtf(const DecisionTable& table, const std::string& device) {

@@ -1,4 +1,4 @@
-// How an inspected directory is told.
+// An inspected directory as text and as JSON.
 #ifndef KELDA_TOOLS_INSPECT_INSPECTION_TEXT_H_
 #define KELDA_TOOLS_INSPECT_INSPECTION_TEXT_H_
 
@@ -17,6 +17,10 @@ Json DirectoryJson(const InspectedDirectory& directory);
 
 // "wired.hki.config > standard.hki, upmix.music.hps.bin"
 std::string FormatFiles(const Stage& stage);
+
+// The mode that auto runs for an application with flag 0, and with flag 1 if that is another:
+// "music, flag 1: cinema".
+std::string WithFlag(const std::string& plain, const std::string& flagged);
 
 // The HRTF that "tuned" comes to for a device: "standard" or "personalized", the one whose
 // decisions are the same.

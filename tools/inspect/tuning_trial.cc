@@ -1,15 +1,15 @@
 #include "tools/inspect/tuning_trial.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>
-#include <utility>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/interruption.h"
+#include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
+#include "tools/framework/log_capture.h"
 
 namespace kelda::tools {
 namespace {
@@ -18,15 +18,7 @@ constexpr size_t kPeriodFrames = 1024;
 constexpr int kPeriods = 24;  // half a second
 using Period = std::vector<float>;
 
-// The log of the session that runs.
-std::vector<std::pair<std::string, std::string>>& Lines() {
-  static std::vector<std::pair<std::string, std::string>> lines;  // tag, message
-  return lines;
-}
-
-void Collect(const __android_log_message* line) { Lines().emplace_back(line->tag, line->message); }
-
-// Plays `periods` of noise; the output's periods, and the last of the input's.
+// Plays kPeriods of noise. Returns the periods that come out; *last_input is the last that went in.
 std::vector<Period> Play(EffectSession* session, std::minstd_rand* random, Period* last_input) {
   std::vector<Period> out;
   for (int i = 0; i < kPeriods; ++i) {
@@ -52,17 +44,15 @@ Heard::Sound Classify(const std::vector<Period>& out, const Period& last_input) 
   return Heard::Sound::kUpmixed;
 }
 
-// The stages that the log says could not be loaded.
-std::vector<std::string> MissingStages() {
-  constexpr std::pair<const char*, const char*> kStages[] = {{"KelApUpmmLum", "music upmix"},
-                                                             {"KelApUpmcLum", "cinema upmix"},
-                                                             {"KELAPhpeq", "headphone equalizer"},
-                                                             {"KelApUplLum", "level control"}};
+// The titles of the stages that the log says could not be loaded, without `other`.
+std::vector<std::string> MissingStages(const std::vector<LogLine>& log, kelda::Stage other) {
   std::vector<std::string> missing;
-  for (const auto& [tag, stage] : kStages) {
-    if (std::any_of(Lines().begin(), Lines().end(),
-                    [tag = tag](const auto& line) { return line.first == tag; })) {
-      missing.emplace_back(stage);
+  for (const StageFacts& stage : kStages) {
+    const bool logged = std::any_of(log.begin(), log.end(), [&](const LogLine& line) {
+      return IsStageLog(stage.name, line.tag);
+    });
+    if (logged && &stage != &FactsOf(other)) {
+      missing.emplace_back(stage.title);
     }
   }
   return missing;
@@ -100,18 +90,8 @@ std::string Verdict(const Heard& heard) {
 }
 
 TuningTrial TryTuning(const EffectLibrary& library) {
-  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-  __android_log_set_logger(Collect);
+  LogCapture log;
   TuningTrial trial;
-  const auto keep_log = [&] {
-    for (const auto& [tag, message] : Lines()) {
-      // One of the effect's messages ends its line itself.
-      const std::string line = tag + ": " + message.substr(0, message.find_last_not_of('\n') + 1);
-      if (std::find(trial.log.begin(), trial.log.end(), line) == trial.log.end()) {
-        trial.log.push_back(line);
-      }
-    }
-  };
   struct Named {
     const char* name;
     uint32_t value;
@@ -120,7 +100,7 @@ TuningTrial TryTuning(const EffectLibrary& library) {
                              Named{"bluetooth", AUDIO_DEVICE_OUT_BLUETOOTH_A2DP}}) {
     for (const Named ears : {Named{"standard", 1}, Named{"personalized", 2}}) {
       for (const Named mode : {Named{"music", 1}, Named{"cinema", 2}}) {
-        Lines().clear();
+        log.Take();
         EffectSession session(library);
         session.SetParam(EffectParam::kWiredHrtf, ears.value);
         session.SetParam(EffectParam::kBluetoothHrtf, ears.value);
@@ -131,13 +111,18 @@ TuningTrial TryTuning(const EffectLibrary& library) {
         Play(&session, &random, &last_input);
         session.SetParam(EffectParam::kMode, mode.value);
         const std::vector<Period> out = Play(&session, &random, &last_input);
-        keep_log();
+        const std::vector<LogLine> lines = log.Take();
+        for (const LogLine& line : lines) {
+          const std::string text = line.tag + ": " + line.message;
+          if (std::find(trial.log.begin(), trial.log.end(), text) == trial.log.end()) {
+            trial.log.push_back(text);
+          }
+        }
         // The stage of the other mode has nothing to do with this one.
-        std::vector<std::string> missing = MissingStages();
-        std::erase(missing, mode.value == 1 ? "cinema upmix" : "music upmix");
+        const kelda::Stage other = mode.value == 1 ? kelda::Stage::Cinema : kelda::Stage::Music;
         trial.heard.push_back(
             {std::string(mode.name) + ", " + output.name + ", " + ears.name + " ears",
-             Classify(out, last_input), std::move(missing)});
+             Classify(out, last_input), MissingStages(lines, other)});
       }
     }
   }

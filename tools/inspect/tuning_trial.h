@@ -34,7 +34,7 @@ struct TuningTrial {
 
 // Has the effect play noise in every mode, on both outputs, with both kinds of ears: first
 // off, then the mode, as a listener would switch. The tuning directory is the one that was
-// chosen. Throws Failure (refused). Replaces the process's logger.
+// chosen. Throws Failure (refused), Interrupted.
 TuningTrial TryTuning(const EffectLibrary& library);
 
 }  // namespace kelda::tools

@@ -3,6 +3,7 @@
 #include <array>
 #include <random>
 
+#include "settings/tuning_directory.h"
 #include "tools/library/library_trial.h"
 
 namespace kelda::tools {
@@ -78,7 +79,7 @@ void TryEqualizer(ComponentTrial* trial) {
   const UpmixLibEntries& e = trial->entries;
   const HandleEntries entries{"A0507", "A0243", "A0214", "A0237", "A0332", "A0562", "A0812",
                               e.A0507, e.A0243, e.A0214, e.A0237, e.A0332, e.A0562, e.A0812};
-  TryHandleComponent(trial, entries, "wired.ba.config", [&](uint32_t handle) {
+  TryHandleComponent(trial, entries, tuning_file::kWiredBa.name, [&](uint32_t handle) {
     GuardedFloats noise = Noise(2 * kBlock), planes(2 * kBlock);
     const auto pointers = PlanePointers<2>(&planes);
     trial->Block("A0836", kBlock, &planes, [&] {
@@ -94,7 +95,7 @@ void TryMusicUpmix(ComponentTrial* trial) {
   uint32_t work_bytes = 0, param_bytes = 0;
   const int32_t sizes = e.A0511(&work_bytes, &param_bytes);
   if (!trial->Call("A0511", Bytes(work_bytes, param_bytes), sizes)) return;
-  const std::vector<char> params = trial->Parameters("upmix.music.hps.bin", param_bytes);
+  const std::vector<char> params = trial->Parameters(tuning_file::kStandardMusic.name, param_bytes);
   std::vector<char> work = trial->WorkMemory(work_bytes);
   if (work.empty() || !trial->Call("A0559", "initialise", e.A0559(params.data(), work.data()))) {
     return;
@@ -110,7 +111,7 @@ void TryVirtualizer(ComponentTrial* trial) {
   const UpmixLibEntries& e = trial->entries;
   const HandleEntries entries{"A0779", "A0782", "A0556", "A0236", "A0783", "A0212", "A0810",
                               e.A0779, e.A0782, e.A0556, e.A0236, e.A0783, e.A0212, e.A0810};
-  TryHandleComponent(trial, entries, "wired.hki.config", [&](uint32_t handle) {
+  TryHandleComponent(trial, entries, tuning_file::kWiredHki.name, [&](uint32_t handle) {
     GuardedFloats in = Noise(kPlanes * kBlock), out(2 * kBlock);
     const auto to = PlanePointers<2>(&out);
     const int32_t flags[kPlanes] = {};
@@ -129,12 +130,15 @@ void TryCinema(ComponentTrial* trial) {
   uint32_t param_bytes = 0;
   const int32_t sizes = e.A0333(&param_bytes);
   if (!trial->Call("A0333", "parameters " + std::to_string(param_bytes) + " bytes", sizes)) return;
-  const std::vector<char> params = trial->Parameters("upmix.cinema.hps.bin", param_bytes);
+  const std::vector<char> params =
+      trial->Parameters(tuning_file::kStandardCinema.name, param_bytes);
   const char* const directory = trial->directory.c_str();
   void* const none = e.A0218(params.data(), directory, kNoSuchFile);
   trial->Refused("A0218", "create from a file that is missing", none == nullptr);
-  void* instance = e.A0218(params.data(), directory, "wired.hki.config");
-  if (!trial->Call("A0218", "create from wired.hki.config", instance == nullptr ? -1 : 0)) return;
+  void* instance = e.A0218(params.data(), directory, tuning_file::kWiredHki.name);
+  if (!trial->Call("A0218", std::string("create from ") + tuning_file::kWiredHki.name,
+                   instance == nullptr ? -1 : 0))
+    return;
   GuardedFloats in = Noise(2 * kBlock), out(2 * kBlock);
   const auto from = PlanePointers<2>(&in);
   const auto to = PlanePointers<2>(&out);
@@ -149,10 +153,11 @@ void TryLevelControl(ComponentTrial* trial) {
   uint32_t work_bytes = 0, param_bytes = 0;
   const int32_t sizes = e.A0557(&work_bytes, &param_bytes);
   if (!trial->Call("A0557", Bytes(work_bytes, param_bytes), sizes)) return;
-  const std::vector<char> params = trial->Parameters("upl.music.bin", param_bytes);
+  const std::vector<char> params = trial->Parameters(tuning_file::kMusicLevel.name, param_bytes);
   std::vector<char> work = trial->WorkMemory(work_bytes);
   if (work.empty() || !trial->Call("A0508", "initialise", e.A0508(work.data(), kBlock)) ||
-      !trial->Call("A0122", "apply upl.music.bin", e.A0122(work.data(), params.data()))) {
+      !trial->Call("A0122", std::string("apply ") + tuning_file::kMusicLevel.name,
+                   e.A0122(work.data(), params.data()))) {
     return;
   }
   GuardedFloats in = Noise(2 * kBlock), out(2 * kBlock);  // interleaved

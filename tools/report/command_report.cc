@@ -13,6 +13,7 @@
 #include "tools/framework/installation.h"
 #include "tools/framework/setting.h"
 #include "tools/inspect/inspected_directory.h"
+#include "tools/inspect/tuning_verdict.h"
 #include "tools/report/report_data.h"
 #include "tools/report/report_page.h"
 
@@ -40,7 +41,7 @@ void Run(const ReportArguments& arguments) {
     const InspectedDirectory directory = InspectDirectory(tuning, library);
     page = ReportPage(
         CollectReport(directory, library, [&](const std::string& what) { line.Show(what); }));
-    problems = directory.Problems();
+    problems = Problems(directory);
   }
   file.Write(std::as_bytes(std::span(page)));
   file.Commit();

@@ -4,11 +4,12 @@
 #include <cmath>
 #include <optional>
 
+#include "settings/tuning_directory.h"
 #include "tools/framework/log_capture.h"
 #include "tools/framework/setting.h"
 #include "tools/inspect/inspection_text.h"
-#include "tools/inspect/tuning_check.h"
 #include "tools/inspect/tuning_trial.h"
+#include "tools/inspect/tuning_verdict.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/report/chain_measurement.h"
 #include "tools/report/mode_change.h"
@@ -112,8 +113,9 @@ Json ChainJson(const Chain& chain, const std::vector<Chain>& chains) {
 const ChainMeasurement* FindAlone(const std::vector<Chain>& chains, const std::string& name) {
   for (const Chain& chain : chains) {
     for (const Stage& stage : chain.decision.stages) {
-      if (chain.measurement && chain.decision.mode == "off" && stage.runs && stage.name == "hpeq" &&
-          stage.files.size() == 1 && stage.files[0].names == name) {
+      if (chain.measurement && chain.decision.mode == "off" && stage.runs &&
+          stage.name == FactsOf(kelda::Stage::HeadphoneEqualizer).name && stage.files.size() == 1 &&
+          stage.files[0].names == name) {
         return &*chain.measurement;
       }
     }
@@ -142,7 +144,7 @@ Json EqualizersJson(const InspectedDirectory& directory, const std::vector<Chain
   for (const DirectoryEntry& entry : directory.entries) {
     std::vector<std::byte> file;
     EqualizerTuning tuning;
-    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == "headphone equalizer" &&
+    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == file_kind::kEqualizer &&
         upmix_lib::ReadDataFile((directory.path / entry.name).string(), upmix_lib::kEqualizerKind,
                                 file) == upmix_lib::kOk &&
         upmix_lib::ParseEqualizer(file, tuning) == upmix_lib::kOk) {
@@ -160,7 +162,7 @@ Json AllEarsJson(const InspectedDirectory& directory) {
   Json ears = Json::array();
   for (const DirectoryEntry& entry : directory.entries) {
     upmix_lib::HrirSet set;
-    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == "HRIR set" &&
+    if (entry.state == DirectoryEntry::State::kUsable && entry.file.kind == file_kind::kHrirs &&
         upmix_lib::LoadHrirSet((directory.path / entry.name).string(), set) == upmix_lib::kOk) {
       ears.push_back(EarsJson(entry.name, set));
     }
@@ -171,23 +173,17 @@ Json AllEarsJson(const InspectedDirectory& directory) {
 Json FilesJson(const InspectedDirectory& directory) {
   Json files = Json::array();
   for (const DirectoryEntry& entry : directory.entries) {
-    const std::string note = entry.file.problem.empty()
-                                 ? entry.file.text.substr(0, entry.file.text.find('\n'))
-                                 : entry.file.problem;
-    files.push_back({{"name", entry.name}, {"state", Name(entry.state)}, {"note", note}});
+    files.push_back({{"name", entry.name}, {"state", Name(entry.state)}, {"note", Note(entry)}});
   }
   return files;
 }
 
 Json ApplicationsJson(const DecisionTable& table) {
-  const auto both = [](const std::string& plain, const std::string& flagged) {
-    return plain == flagged ? plain : plain + ", flagged as video: " + flagged;
-  };
   Json applications = Json::array();
   for (const AppDecision& app : table.apps) {
     applications.push_back({{"name", &app == &table.apps.front() ? "(not listed)" : app.package},
-                            {"wired", both(app.wired, app.flagged_wired)},
-                            {"bluetooth", both(app.bluetooth, app.flagged_bluetooth)},
+                            {"wired", WithFlag(app.wired, app.flagged_wired)},
+                            {"bluetooth", WithFlag(app.bluetooth, app.flagged_bluetooth)},
                             {"other", app.other}});
   }
   return applications;
@@ -217,12 +213,13 @@ Json ChangeJson(const ModeChange& change) {
 // the list of files.
 Json VerdictJson(const InspectedDirectory& directory, const TuningTrial& trial) {
   Json verdict{{"files", Json::array()}, {"heard", Json::array()}, {"log", trial.log}};
-  for (const TuningFinding& finding : CheckTuning(directory.path)) {
-    if (finding.state != TuningFinding::State::kOk) {
-      verdict["files"].push_back({{"name", finding.file},
-                                  {"state", Name(finding.state)},
-                                  {"detail", finding.detail},
-                                  {"effect", finding.effect}});
+  for (const DirectoryEntry& entry : directory.entries) {
+    if (entry.state == DirectoryEntry::State::kMissing ||
+        entry.state == DirectoryEntry::State::kFaulty) {
+      verdict["files"].push_back({{"name", entry.name},
+                                  {"state", Finding(entry)},
+                                  {"detail", Note(entry)},
+                                  {"effect", entry.purpose}});
     }
   }
   for (const Heard& heard : trial.heard) {
@@ -271,7 +268,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
   return {{"directory",
            std::filesystem::absolute(directory.path / "x").parent_path().filename().string()},
           {"version", KELDA_VERSION},
-          {"problems", Lines(directory.Problems())},
+          {"problems", Lines(Problems(directory))},
           {"verdict", VerdictJson(directory, trial)},
           {"warnings", directory.decisions.warnings},
           {"files", FilesJson(directory)},

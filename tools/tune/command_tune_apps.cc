@@ -1,6 +1,7 @@
 // kelda tune apps: the list of tuned applications, checked.
 #include <memory>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/output_file.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
@@ -45,7 +46,7 @@ void AddTuneAppsCommand(CLI::App* tune) {
   command->footer(
       TuneFooter("Says of every line what the engine does with it in mode auto. Applications that "
                  "are not\nlisted play in music or cinema, as the player asks.\n",
-                 "kelda tune apps applications.txt -o tunedapp_list"));
+                 std::string("kelda tune apps applications.txt -o ") + tuning_file::kAppList.name));
   command->callback([arguments] { Run(*arguments); });
 }
 

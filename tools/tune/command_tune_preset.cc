@@ -1,6 +1,7 @@
 // kelda tune upmix, cinema, level: parameter files from presets.
 #include <memory>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/failure.h"
 #include "tools/core/output_file.h"
 #include "tools/core/standard_output.h"
@@ -29,7 +30,7 @@ void Run(const ParameterSet& set, const Arguments& arguments) {
 }
 
 void AddCommand(CLI::App* tune, const ParameterSet& set, const std::string& help,
-                const std::string& file) {
+                const kelda::TuningFile& file) {
   CLI::App* const command = tune->add_subcommand(set.name, help);
   const auto arguments = std::make_shared<Arguments>();
   command->add_option("PRESET.toml", arguments->preset, "Keys as --template shows them")
@@ -39,7 +40,7 @@ void AddCommand(CLI::App* tune, const ParameterSet& set, const std::string& help
                     "Print a preset with every key, its range and default, and do nothing else");
   const std::string name = set.name;
   command->footer(TuneFooter("", "kelda tune " + name + " --template > my.toml\n  kelda tune " +
-                                     name + " my.toml -o " + file));
+                                     name + " my.toml -o " + file.name));
   command->callback([&set, arguments] { Run(set, *arguments); });
 }
 
@@ -47,10 +48,11 @@ void AddCommand(CLI::App* tune, const ParameterSet& set, const std::string& help
 
 void AddTunePresetCommands(CLI::App* tune) {
   AddCommand(tune, MusicParameterSet(), "Music upmix parameters from a preset",
-             "upmix.music.hpp.bin");
+             tuning_file::kPersonalizedMusic);
   AddCommand(tune, CinemaParameterSet(), "Cinema upmix parameters from a preset",
-             "upmix.cinema.hpp.bin");
-  AddCommand(tune, LevelParameterSet(), "Level control parameters from a preset", "upl.music.bin");
+             tuning_file::kPersonalizedCinema);
+  AddCommand(tune, LevelParameterSet(), "Level control parameters from a preset",
+             tuning_file::kMusicLevel);
 }
 
 }  // namespace kelda::tools

@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "settings/tuning_directory.h"
 #include "tools/core/text_file.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/equalizer/equalizer_design.h"
@@ -25,16 +26,15 @@ class Builder {
     for (const auto& [type, ears] : project.ears) AddEars(type + ".hki", ears);
     AddEqualizers(project.devices);
     for (const auto& [device, settings] : project.devices) {
-      AddText(device + ".hki.config", settings.hrtf + ".hki\n");
+      AddText(device == "wired" ? tuning_file::kWiredHki : tuning_file::kBluetoothHki,
+              settings.hrtf + ".hki\n");
     }
-    for (const auto& [mode, presets] : project.upmixes) {
-      const ParameterSet& set = mode == "music" ? MusicParameterSet() : CinemaParameterSet();
-      AddPreset("upmix." + mode + ".hps.bin", presets.standard, set);
-      AddPreset("upmix." + mode + ".hpp.bin", presets.personalized, set);
-    }
-    for (const auto& [mode, preset] : project.levels) {
-      AddPreset("upl." + mode + ".bin", preset, LevelParameterSet());
-    }
+    AddUpmix(project.upmixes.at("cinema"), tuning_file::kStandardCinema,
+             tuning_file::kPersonalizedCinema, CinemaParameterSet());
+    AddUpmix(project.upmixes.at("music"), tuning_file::kStandardMusic,
+             tuning_file::kPersonalizedMusic, MusicParameterSet());
+    AddPreset(tuning_file::kCinemaLevel, project.levels.at("cinema"), LevelParameterSet());
+    AddPreset(tuning_file::kMusicLevel, project.levels.at("music"), LevelParameterSet());
     return std::move(build_);
   }
 
@@ -44,10 +44,10 @@ class Builder {
     build_.report.append("\n== ").append(name).append(": ").append(origin).append("\n");
   }
 
-  void AddText(const std::string& name, const std::string& text) {
+  void AddText(const kelda::TuningFile& file, const std::string& text) {
     const auto bytes = std::as_bytes(std::span(text));
-    build_.files.push_back({name, {bytes.begin(), bytes.end()}});
-    build_.report.append("\n== ").append(name).append(": ").append(text);
+    build_.files.push_back({file.name, {bytes.begin(), bytes.end()}});
+    build_.report.append("\n== ").append(file.name).append(": ").append(text);
   }
 
   void Warn(const std::string& lines) {
@@ -60,7 +60,7 @@ class Builder {
     Warn(check.doubtful.Text());
     check.rejected.ThrowIfAny();
     const auto bytes = std::as_bytes(std::span(list));
-    Add("tunedapp_list", {bytes.begin(), bytes.end()}, path.string());
+    Add(tuning_file::kAppList.name, {bytes.begin(), bytes.end()}, path.string());
     build_.report += std::to_string(check.entries) + " applications\n";
   }
 
@@ -79,7 +79,8 @@ class Builder {
     if (shared) AddEqualizer("personalized.ba", first);
     for (const auto& [device, settings] : devices) {
       if (!shared) AddEqualizer(device + ".ba", settings.equalizer);
-      AddText(device + ".ba.config", (shared ? "personalized" : device) + ".ba\n");
+      AddText(device == "wired" ? tuning_file::kWiredBa : tuning_file::kBluetoothBa,
+              (shared ? "personalized" : device) + ".ba\n");
     }
   }
 
@@ -92,8 +93,14 @@ class Builder {
     build_.report += DescribeEqualizer(design);
   }
 
-  void AddPreset(const std::string& name, const fs::path& preset, const ParameterSet& set) {
-    Add(name, preset.empty() ? DefaultPreset(set) : ReadPreset(preset, set),
+  void AddUpmix(const TuningProject::Presets& presets, const kelda::TuningFile& standard,
+                const kelda::TuningFile& personalized, const ParameterSet& set) {
+    AddPreset(standard, presets.standard, set);
+    AddPreset(personalized, presets.personalized, set);
+  }
+
+  void AddPreset(const kelda::TuningFile& file, const fs::path& preset, const ParameterSet& set) {
+    Add(file.name, preset.empty() ? DefaultPreset(set) : ReadPreset(preset, set),
         preset.empty() ? "the defaults" : preset.string());
   }
 
