@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -15,7 +14,9 @@
 #include "tools/capture/capture_reader.h"
 #include "tools/capture/capture_report.h"
 #include "tools/commands.h"
+#include "tools/core/decibels.h"
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/interruption.h"
 #include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
@@ -61,15 +62,15 @@ void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
   }
   const auto sample = static_cast<int64_t>(loud - piece.begin());
   const int64_t frame = first_frame + sample / layout.channels;
-  char text[256];
-  std::snprintf(text, sizeof(text),
-                ": not a raw capture: channel %d reaches %+.1f dBFS at frame %lld (at most +60). A "
-                "capture is 32-bit float samples at 48 kHz without a header; if this is one of a "
-                "chain that went wrong, say --any-level",
-                static_cast<int>(sample % layout.channels),
-                20 * std::log10(std::abs(static_cast<double>(*loud))),
-                static_cast<long long>(frame));
-  throw Failure(ExitCode::kInput, arguments.capture.string() + text);
+  throw Failure(
+      ExitCode::kInput,
+      arguments.capture.string() +
+          Format(
+              ": not a raw capture: channel %d reaches %+.1f dBFS at frame %lld (at most +60). A "
+              "capture is 32-bit float samples at 48 kHz without a header; if this is one of a "
+              "chain that went wrong, say --any-level",
+              static_cast<int>(sample % layout.channels),
+              ToDb(std::abs(static_cast<double>(*loud))), static_cast<long long>(frame)));
 }
 
 void Run(const CaptureArguments& arguments) {

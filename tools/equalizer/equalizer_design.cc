@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <vector>
 
+#include "tools/core/decibels.h"
 #include "tools/core/file_problems.h"
+#include "tools/core/format.h"
 #include "tools/measure/spectrum.h"
 #include "upmix-lib/base/audio_format.h"
 
@@ -53,7 +54,7 @@ double DeviationDb(const SpectrumAnalysis& analysis, const std::vector<float>& t
   for (auto k = static_cast<std::size_t>(kAudible_hz[0] / kBinHz);
        static_cast<double>(k) * kBinHz <= kAudible_hz[1]; ++k) {
     if (target_db[k] < kFaintDb) continue;
-    const double gain_db = 10 * std::log10(std::max(power[k], 1e-30));
+    const double gain_db = PowerToDb(power[k]);
     deviation_db = std::max(deviation_db, std::abs(gain_db - target_db[k]));
   }
   return deviation_db;
@@ -104,37 +105,30 @@ EqualizerDesign DesignEqualizer(const EqualizerText& text, const std::string& na
 std::string DescribeEqualizer(const EqualizerDesign& design) {
   const EqualizerTuning& tuning = design.tuning;
   const EqualizerTuning::Curve& curve = tuning.curves.front();
-  char text[512];
-  int length = 0;
-  if (tuning.form == EqualizerForm::kBands) {
-    length = std::snprintf(text, sizeof(text), "equalizer       %zu band%s, preamp %.2f dB\n",
-                           curve.bands.size(), curve.bands.size() == 1 ? "" : "s",
-                           static_cast<double>(tuning.preamp_db));
-  } else {
-    length = std::snprintf(text, sizeof(text),
-                           "equalizer       minimum-phase FIR of %zu taps, within %.3f dB of the "
-                           "text (20 Hz to 20 kHz)\n",
-                           curve.taps.size(), design.deviation_db);
-  }
-  std::string description(text, static_cast<std::size_t>(length));
-  std::snprintf(text, sizeof(text),
-                "response peak   %+.2f dB at %.0f Hz\n"
-                "headroom left   %.2f dB\n",
-                design.peak.gain_db, design.peak.freq_hz, -design.peak.gain_db);
-  return description + text;
+  const std::string form =
+      tuning.form == EqualizerForm::kBands
+          ? Format("equalizer       %zu band%s, preamp %.2f dB\n", curve.bands.size(),
+                   curve.bands.size() == 1 ? "" : "s", static_cast<double>(tuning.preamp_db))
+          : Format(
+                "equalizer       minimum-phase FIR of %zu taps, within %.3f dB of the text "
+                "(20 Hz to 20 kHz)\n",
+                curve.taps.size(), design.deviation_db);
+  return form + Format(
+                    "response peak   %+.2f dB at %.0f Hz\n"
+                    "headroom left   %.2f dB\n",
+                    design.peak.gain_db, design.peak.freq_hz, -design.peak.gain_db);
 }
 
 std::string ClippingWarning(const EqualizerDesign& design, const std::string& name) {
   constexpr double kInaudibleDb = 0.2;
   constexpr double kRoundingDb = 0.005;
   if (design.peak.gain_db < kInaudibleDb - kRoundingDb) return {};
-  char text[192];
-  std::snprintf(text, sizeof(text),
-                ": warning: amplifies by up to %.2f dB at %.0f Hz, so that loud music may clip; "
-                "a safe preamp is %.1f dB",
-                design.peak.gain_db, design.peak.freq_hz,
-                std::floor(10 * (design.safe_preamp_db + kRoundingDb)) / 10);
-  return "kelda: " + name + text;
+  return "kelda: " + name +
+         Format(
+             ": warning: amplifies by up to %.2f dB at %.0f Hz, so that loud music may clip; "
+             "a safe preamp is %.1f dB",
+             design.peak.gain_db, design.peak.freq_hz,
+             std::floor(10 * (design.safe_preamp_db + kRoundingDb)) / 10);
 }
 
 }  // namespace kelda::tools

@@ -1,10 +1,11 @@
 #include "tools/render/render_summary.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <optional>
 
+#include "settings/tuning_directory.h"
 #include "tools/audio/sound_stream.h"
+#include "tools/core/format.h"
 #include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
 
@@ -14,11 +15,7 @@ namespace {
 constexpr uint32_t kAuto = 3;
 
 std::string LevelText(const std::optional<double>& value) {
-  char text[32] = "-inf";
-  if (value) {
-    std::snprintf(text, sizeof(text), "%.1f", *value);
-  }
-  return text;
+  return value ? Format("%.1f", *value) : "-inf";
 }
 
 std::string Titles(const std::vector<std::string>& stages) {
@@ -30,8 +27,10 @@ std::string Titles(const std::vector<std::string>& stages) {
 }
 
 bool Upmixes(const StagesFrom& now) {
-  return std::any_of(now.stages.begin(), now.stages.end(),
-                     [](const std::string& stage) { return stage == "upmm" || stage == "upmc"; });
+  return std::any_of(now.stages.begin(), now.stages.end(), [](const std::string& stage) {
+    return stage == FactsOf(kelda::Stage::Music).name ||
+           stage == FactsOf(kelda::Stage::Cinema).name;
+  });
 }
 
 std::string Ran(const std::vector<StagesFrom>& history) {
@@ -59,13 +58,12 @@ bool AnySetting(const RenderJob& job, Condition condition) {
 std::string SummaryLine(const RenderJob& job, const RenderResult& result) {
   const double speed =
       result.seconds > 0 ? static_cast<double>(result.frames) / kSampleRateHz / result.seconds : 0;
-  char speed_text[32];
-  std::snprintf(speed_text, sizeof(speed_text), "%.*fx real time", speed < 10 ? 1 : 0, speed);
   return job.output.string() + ": " + SoundTime(result.frames, kSampleRateHz) + "; loudness " +
          LevelText(result.input.loudness_lufs) + " LUFS in, " +
          LevelText(result.output.loudness_lufs) + " out; true peak " +
          LevelText(result.input.true_peak_db) + " dBTP in, " +
-         LevelText(result.output.true_peak_db) + " out; " + speed_text + Ran(result.history);
+         LevelText(result.output.true_peak_db) + " out; " +
+         Format("%.*fx real time", speed < 10 ? 1 : 0, speed) + Ran(result.history);
 }
 
 std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult& result) {

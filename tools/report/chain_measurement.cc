@@ -88,8 +88,6 @@ double BandPower(const Power& power, double freq_hz) {
   return sum;
 }
 
-double PowerDb(double ratio) { return ToDb(std::sqrt(ratio)); }
-
 // The frame of the largest magnitude of the impulse response that `ratio` is the spectrum of,
 // to a fraction: a parabola through the peak and its neighbours.
 double PeakFrame(const SpectrumAnalysis& analysis, const Spectrum& ratio) {
@@ -185,13 +183,13 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
     steady_sum += (std::norm(mean[0][bin]) + std::norm(mean[1][bin])) / 2;
     ratio[bin] = (mean[0][bin] + mean[1][bin]) / signal.left()[bin];
   }
-  response.level_db = PowerDb(out_sum / in_sum);
+  response.level_db = PowerToDb(out_sum / in_sum);
   response.steady_share = out_sum > 0 ? steady_sum / out_sum : 0;
   response.arrival_frames = PeakFrame(analysis, ratio);
   for (size_t ear = 0; ear < 2; ++ear) {
     for (const double freq_hz : ResponseFrequencies()) {
       response.gain_db[ear].push_back(
-          PowerDb(BandPower(power[ear], freq_hz) / BandPower(in, freq_hz)));
+          PowerToDb(BandPower(power[ear], freq_hz) / BandPower(in, freq_hz)));
     }
   }
   response.full_scale_true_peak_db = FullScaleTruePeakDb(library, settings, signal);
@@ -215,7 +213,7 @@ std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& g
   }
   std::vector<double> average_db;
   for (const double freq_hz : ResponseFrequencies()) {
-    average_db.push_back(PowerDb(BandPower(out, freq_hz) / BandPower(in, freq_hz)));
+    average_db.push_back(PowerToDb(BandPower(out, freq_hz) / BandPower(in, freq_hz)));
   }
   return average_db;
 }

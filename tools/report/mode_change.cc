@@ -51,7 +51,7 @@ double LevelDb(std::span<const float> samples) {
   for (const float sample : samples) {
     sum += static_cast<double>(sample) * static_cast<double>(sample);
   }
-  return ToDb(std::sqrt(sum / static_cast<double>(samples.size())));
+  return PowerToDb(sum / static_cast<double>(samples.size()));
 }
 
 double LongestSilenceMs(std::span<const float> stereo) {

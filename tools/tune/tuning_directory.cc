@@ -4,13 +4,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <span>
 #include <system_error>
 
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/interruption.h"
 #include "tools/core/text_file.h"
 #include "upmix-lib/files/crc32.h"
@@ -68,10 +68,7 @@ fs::path Target(const fs::path& path) {
 
 // A line of the manifest: the checksum of a file as it was made, and its name.
 std::string ManifestLine(std::span<const std::byte> bytes, const std::string& name) {
-  char checksum[16];
-  std::snprintf(checksum, sizeof(checksum), "%08x ",
-                static_cast<unsigned>(upmix_lib::Crc32(bytes)));
-  return checksum + name + "\n";
+  return Format("%08x ", static_cast<unsigned>(upmix_lib::Crc32(bytes))) + name + "\n";
 }
 
 std::string Manifest(const std::vector<TuningFile>& files) {
