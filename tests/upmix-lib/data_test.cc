@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <stdexcept>
 
 #include "tests/laboratory/components.h"
 #include "upmix-lib/files/config_file.h"
@@ -230,6 +231,9 @@ TEST(EqualizerFile, CountsAndTapsAreBounded) {
   EXPECT_EQ(CreateEqualizer(BuildEqualizerFile(fir)), kOk);
   fir.curves[1].taps.back() = std::nextafter(-kMaxEqualizerTap, -1e9f);
   EXPECT_EQ(CreateEqualizer(BuildEqualizerFile(fir)), kOutOfRange);
+  fir.curves[1].taps.push_back(0);
+  EXPECT_THROW(BuildEqualizerFile(fir), std::invalid_argument) << "longer than the first";
+  fir.curves[1].taps.pop_back();
   for (auto& curve : fir.curves) curve.taps.push_back(0);
   EXPECT_EQ(CreateEqualizer(BuildEqualizerFile(fir)), kDataTooLong);
 }

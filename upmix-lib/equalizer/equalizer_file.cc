@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
+#include <stdexcept>
 
 #include "upmix-lib/files/data_file.h"
 
@@ -110,6 +111,11 @@ std::vector<std::byte> BuildEqualizerFile(const EqualizerTuning& tuning) {
   const EqualizerInfo info = {tuning.form, static_cast<uint32_t>(tuning.curves.size()),
                               static_cast<uint32_t>(bands ? first.bands.size() : first.taps.size()),
                               tuning.preamp_db};
+  for (const EqualizerTuning::Curve& curve : tuning.curves) {
+    if (info.count != (bands ? curve.bands.size() : curve.taps.size())) {
+      throw std::invalid_argument("the equalizer's curves are not of equal length");
+    }
+  }
   const std::size_t item_bytes = bands ? sizeof(EqualizerBand) : sizeof(float);
   std::vector<std::byte> file(sizeof(DataHeader) + sizeof(info) +
                               info.curves * info.count * item_bytes);

@@ -26,7 +26,9 @@ struct EqualizerTuning {
 // only. Control. Throws std::bad_alloc.
 Status ParseEqualizer(std::span<const std::byte> file, EqualizerTuning& tuning);
 
-// The file that ParseEqualizer reads back as `tuning`; its values are not checked. Control.
+// The file that ParseEqualizer reads back as `tuning`, which has a curve at least; its values are
+// not checked. Throws std::invalid_argument if the curves are not of equal length, std::bad_alloc.
+// Control.
 std::vector<std::byte> BuildEqualizerFile(const EqualizerTuning& tuning);
 
 }  // namespace kelda::upmix_lib
