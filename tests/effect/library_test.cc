@@ -133,22 +133,6 @@ TEST_F(LibraryTest, AReleasedInstanceRefusesEverything) {
                                     kError + "Uninitialized", kError + "Uninitialized"}));
 }
 
-TEST_F(LibraryTest, CreatesWithWhateverItCouldLoad) {
-  {
-    Effect effect;  // no tuning directory to speak of
-    EXPECT_EQ(test::TakeLog()[0], "E/KelApVirCommon: Failed to open ifstream");
-    effect.SetMode(1);
-    effect.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADSET);
-    EXPECT_EQ(effect.Stages(), "-M--L");
-    effect.Enable();
-    std::vector<float> out;
-    EXPECT_EQ(effect.Process(test::Ramp(1024), &out), 0);
-  }
-  setenv("KELDA_DATA_DIR", Path("missing").c_str(), 1);
-  EXPECT_EQ(Effect().Stages(), "P----");
-  EXPECT_EQ(fake::LiveInstances(), 0);
-}
-
 // ---- What binutils say of the library.
 
 Lines OutputOf(const std::string& command) {

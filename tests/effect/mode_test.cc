@@ -2,11 +2,8 @@
 // that mode, application, device and HRTF come to be set.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <filesystem>
-#include <map>
-#include <random>
 
 #include "engine/plan.h"
 #include "tests/effect/fake_upmix_lib.h"
@@ -75,6 +72,8 @@ TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
                                 "A0213 3", "A0218 upmix.cinema.hps.bin DIR bluetooth.hki.config"}));
   effect->SetParam(kBluetoothHrtf, kPersonalized);
   EXPECT_EQ(TakeCalls().back(), "A0237 3");
+  effect->SetParam(kWiredHrtf, kStandard);
+  EXPECT_EQ(TakeCalls(), Lines{});
   std::filesystem::remove(Path("upl.cinema.bin"));
   effect->SetDevice(kSpeaker);  // the level control is emptied from what it holds
   EXPECT_EQ(TakeCalls(), (Lines{"A0593 5", "A0508 1024", "A0122 upl.cinema.bin"}));
@@ -157,100 +156,38 @@ TEST(PlanTest, EverySettingHasItsPlan) {
   }
 }
 
-TEST_F(ModeTest, AnyOrderOfSettingsIsPlayedAsPlanned) {
-  const uint32_t seed = test::NewSeed();
-  std::mt19937 random(seed);
-  const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
-  using List = std::map<std::string, uint32_t>;
-  const std::pair<const char*, List> kLists[] = {
-      {"com.film,CINEMA\ncom.song,MUSIC\ncom.game,OFF\n",
-       {{"com.film", kCinema}, {"com.song", kMusic}, {"com.game", kOff}}},
-      {"com.song,CINEMA", {{"com.song", kCinema}}},
-      {nullptr, {}}};  // no such file
-  const struct {
-    const char *setting, *package;
-    uint32_t unlisted_mode;
-  } kApps[] = {{"com.film&0", "com.film", kMusic},    {"com.song&1", "com.song", kCinema},
-               {"com.game&1", "com.game", kCinema},   {"com.other&1", "com.other", kCinema},
-               {"com.other&", "com.other", kMusic},   {"com.other&0", "com.other", kMusic},
-               {"com.film&11", "com.film", kCinema},  {"&1", "", kCinema},
-               {"com.other&01", "com.other", kMusic}, {"com.film&&1", "com.film", kMusic}};
-  List in_file, listed;
-  EngineSettings settings;
-  UpmixMode actual = UpmixMode::Off;
-  bool equalizer = false;
-  const auto apply = [&](Changed changed) {
-    const Plan plan = MakePlan(settings, actual, changed);
-    actual = plan.mode;
-    if (plan.mode_change) {
-      for (const auto& [stage, on] : plan.mode_change->switches) {
-        if (stage == Stage::HeadphoneEqualizer) equalizer = on;
-      }
-    }
-    if (plan.headphone) equalizer = plan.headphone->equalizer;
-  };
+// What an application is told to play is kept in every mode; a list counts once it is read
+// again, and from the next application on.
+TEST_F(ModeTest, ApplicationsDecideInAuto) {
+  Write("tunedapp_list", "com.film,CINEMA\ncom.song,MUSIC\ncom.game,OFF\n");
   Effect effect;
-  for (int step = 0; step < 3000; ++step) {
-    std::string what;
-    const uint32_t choice = step == 0 ? 99 : below(100);
-    if (choice < 30) {
-      const uint32_t mode = below(4);
-      what = "mode " + std::to_string(mode);
-      effect.SetMode(mode);
-      settings.requested_mode = UpmixMode{mode};
-      apply(Changed::Mode);
-    } else if (choice < 55) {
-      settings.device = AudioDeviceType{below(3)};
-      const uint32_t device =
-          std::array{kSpeaker, kWired, kBluetooth}[static_cast<uint32_t>(settings.device)];
-      what = "device " + std::to_string(device);
-      effect.SetDevice(device);
-      apply(Changed::Device);
-    } else if (choice < 75) {
-      const auto& [setting, package, unlisted_mode] = kApps[below(std::size(kApps))];
-      what = std::string("app ") + setting;
-      effect.SetText(kAppPackage, setting);
-      settings.app_mode = UpmixMode{listed.contains(package) ? listed[package] : unlisted_mode};
-      apply(Changed::Mode);
-    } else if (choice < 90) {
-      const bool wired = below(2) == 0;
-      const uint32_t hrtf = kStandard + below(2);
-      (wired ? settings.wired_hrtf : settings.bluetooth_hrtf) = HrtfType{hrtf};
-      what = "hrtf " + std::to_string(hrtf) + (wired ? " of wired" : " of bluetooth");
-      effect.SetParam(wired ? kWiredHrtf : kBluetoothHrtf, hrtf);
-      if (settings.device == (wired ? AudioDeviceType::Wired : AudioDeviceType::Bluetooth)) {
-        apply(Changed::Hrtf);
-      }
-    } else if (choice < 94) {
-      what = "list written";
-      const auto& [text, list] = kLists[below(std::size(kLists))];
-      in_file = list;
-      std::filesystem::remove(Path("tunedapp_list"));
-      if (text != nullptr) Write("tunedapp_list", text);
-    } else if (choice < 97) {
-      what = "list read";  // counts from the next application on
-      effect.SetText(kReload, "");
-      listed = in_file;
-    } else {
-      what = "new engine";
-      settings = {};
-      actual = UpmixMode::Off;
-      equalizer = false;
-      listed = in_file;
-      for (const auto& [hrtf, name] :
-           {std::pair{&settings.wired_hrtf, "wired"}, {&settings.bluetooth_hrtf, "bluetooth"}}) {
-        *hrtf = HrtfType{kStandard + below(2)};
-        Write(std::string(name) + ".hki.config",
-              *hrtf == HrtfType::Personalized ? "personalized.hki" : "speaker.hki\n");
-      }
-      effect.Init();
-    }
-    const bool off = actual == UpmixMode::Off;
-    const std::string expected =
-        std::string(off ? "P" : "-") + (actual == UpmixMode::Music ? "M" : "-") +
-        (actual == UpmixMode::Cinema ? "C" : "-") + (equalizer ? "E" : "-") + (off ? "-" : "L");
-    ASSERT_EQ(effect.Stages(), expected) << "seed " << seed << ", step " << step << ": " << what;
-  }
+  effect.SetDevice(kWired);
+  effect.SetMode(kMusic);
+  effect.SetText(kAppPackage, "com.game&1");
+  EXPECT_EQ(effect.Stages(), "-M--L");
+  effect.SetMode(kAuto);
+  EXPECT_EQ(effect.Stages(), "P----");
+  const auto expect_stages = [&](const char* package, const char* stages) {
+    effect.SetText(kAppPackage, package);
+    EXPECT_EQ(effect.Stages(), stages) << package;
+  };
+  const std::pair<const char*, const char*> kApps[] = {
+      {"com.film&0", "--C-L"},  {"com.song&1", "-M--L"},   {"com.game&1", "P----"},
+      {"com.other&1", "--C-L"}, {"com.other&", "-M--L"},   {"com.other&11", "--C-L"},
+      {"com.other&0", "-M--L"}, {"&1", "--C-L"},           {"com.other&01", "-M--L"},
+      {"com.film&1", "--C-L"},  {"com.other&&1", "-M--L"}, {"com.game&0", "P----"}};
+  for (const auto& [package, stages] : kApps) expect_stages(package, stages);
+  Write("tunedapp_list", "com.game,CINEMA");
+  expect_stages("com.game&0", "P----");
+  effect.SetText(kReload, "");
+  EXPECT_EQ(effect.Stages(), "P----");
+  expect_stages("com.game&0", "--C-L");
+  expect_stages("com.film&0", "-M--L");
+  Write("wired.hki.config", "speaker.hki\n");
+  effect.Init();
+  effect.SetDevice(kWired);
+  effect.SetMode(kAuto);
+  EXPECT_EQ(effect.Stages(), "-M--L");
 }
 
 }  // namespace

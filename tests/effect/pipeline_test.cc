@@ -14,9 +14,7 @@
 #include "pipeline/pass_through_processor.h"
 #include "processors/lum_hp_eq_lib.h"
 #include "processors/lum_upmix_cinema_lib.h"
-#include "processors/lum_upmix_lib.h"
 #include "processors/lum_virtualizer_lib.h"
-#include "processors/upl.h"
 #include "tests/effect/fake_upmix_lib.h"
 #include "tests/effect/test_support.h"
 
@@ -128,40 +126,6 @@ TEST_F(FadableRingBufferTest, WarnsOfBlocksThatAreAllSilenceAndInitCancels) {
 }
 
 class WrappersTest : public test::DataDirTest {};
-
-TEST_F(WrappersTest, SayWhatIsMissing) {
-  LumHpEqLib equalizer;
-  LumVirtualizerLib virtualizer(7);
-  LumUpmixCinemaLib cinema;
-  EXPECT_FALSE(equalizer.LoadConfig("no-root"));
-  EXPECT_FALSE(virtualizer.LoadConfig("no-root"));
-  EXPECT_FALSE(cinema.LoadConfig("no-root", ""));
-  std::vector<float> block(7 * 1024, 1.0f), out(2048, 7.0f);
-  unsigned count = 0;
-  EXPECT_FALSE(equalizer.Process(block.data(), 1024, out.data(), &count));
-  EXPECT_FALSE(equalizer.Reset());
-  EXPECT_FALSE(virtualizer.Reset());
-  EXPECT_TRUE(virtualizer.Process(block.data(), 1024, out.data(), &count));
-  EXPECT_EQ(out, std::vector<float>(2048));
-  out.assign(2048, 7.0f);
-  EXPECT_FALSE(cinema.Process(block.data(), 1024, out.data(), &count));
-  EXPECT_EQ(out, std::vector<float>(2048));
-  const std::string equalizer_tag = "E/KELAPhpeq: ", music_tag = "E/KelApUpmmLum: ",
-                    cinema_tag = "E/KelApUpmcLum: ",
-                    root = "ails to initialize due to missing root path: no-root",
-                    process = "Unable to process frames for ", null = " because of null handle.";
-  EXPECT_EQ(
-      test::TakeLog(),
-      (test::Lines{
-          equalizer_tag + "F" + root, music_tag + "Music processor f" + root,
-          cinema_tag + "Cinema processor f" + root, equalizer_tag + process + "library" + null,
-          equalizer_tag + "Unable to flush library" + null,
-          music_tag + "Unable to flush for library" + null, music_tag + process + "library" + null,
-          cinema_tag + process + "upm cinema library" + null}));
-  fake::Fail("A0239", -7);
-  EXPECT_FALSE(LumUpmixLib().Process(block.data(), 64, block.data(), &count));
-  EXPECT_EQ(block[7 * 64 - 1] + block[7 * 64], 1) << "one chunk is silent";
-}
 
 // Until the library has destroyed an instance it is asked again, at the end at the latest.
 TEST_F(WrappersTest, KeepWhatTheLibraryDoesNotDestroy) {
