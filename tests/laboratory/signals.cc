@@ -105,18 +105,6 @@ Signal Sine(double freq_hz, double amplitude, std::size_t frames, double phase) 
   return sine;
 }
 
-Signal BandLimitedImpulse(std::size_t frames, int at) {
-  Signal impulse(frames);
-  for (int n = -32; n <= 32; ++n) {
-    const double x = 0.5 * kPi * n;  // A quarter of the sample rate.
-    const double window = 0.5 + 0.5 * std::cos(kPi * n / 33.0);
-    const int frame = at + n;
-    impulse[static_cast<std::size_t>(frame)] =
-        static_cast<float>(window * (n == 0 ? 1.0 : std::sin(x) / x));
-  }
-  return impulse;
-}
-
 PannedMix MakePannedMix(const Signal& source, float angle_deg, float ambience_db, uint32_t seed) {
   const float angle = (45.0f + angle_deg) * std::numbers::pi_v<float> / 180.0f;
   const float ambience = std::pow(10.0f, ambience_db / 20.0f) * std::sqrt(0.5f);
@@ -166,22 +154,6 @@ double PowerCausedBy(const Signal& cause, const Signal& output, int delay_frames
     }
   }
   return std::max(2.0 * sum / (count * Power(window) * kSize * kSize), 0.0);
-}
-
-int LatencyFrames(const Signal& impulse, const Signal& out) {
-  int best = -1;
-  double peak = 0.0;
-  for (int lag = 0; lag < 1000; ++lag) {
-    double sum = 0.0;
-    for (std::size_t n = 0; n + static_cast<std::size_t>(lag) < out.size(); ++n) {
-      sum += static_cast<double>(impulse[n]) * out[n + static_cast<std::size_t>(lag)];
-    }
-    if (std::fabs(sum) > peak) {
-      peak = std::fabs(sum);
-      best = lag;
-    }
-  }
-  return best;
 }
 
 // ---- Programmes.

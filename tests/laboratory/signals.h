@@ -32,9 +32,6 @@ Signal Syllables(uint32_t seed, const Signal& signal);
 
 Signal Sine(double freq_hz, double amplitude, std::size_t frames, double phase = 0.0);
 
-// A short impulse below a quarter of the sample rate, centred on frame `at`.
-Signal BandLimitedImpulse(std::size_t frames, int at);
-
 // A source of unit power at `angle_deg`, -45 (right only) to +45 (left only) by the
 // constant-power law, over ambience of `ambience_db` in all, equal and independent in
 // both channels.
@@ -60,10 +57,6 @@ double Power(std::span<const float> signal, std::size_t skip = 0);
 // what unrelated signals would give by chance. The first second does not count.
 double PowerCausedBy(const Signal& cause, const Signal& output, int delay_frames,
                      float low_hz = 0.0f, float high_hz = 24000.0f);
-
-// The lag, below 1000, at which the cross-correlation of an impulse and what became of
-// it peaks.
-int LatencyFrames(const Signal& impulse, const Signal& out);
 
 // Power of the difference relative to the power of `expected`, in decibels.
 template <typename Actual, typename Expected>

@@ -8,9 +8,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <thread>
-
-#include "upmix-lib/handles/handle_table.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -207,22 +204,6 @@ TEST_P(HandleContract, HoldsTwoHundredAndFiftySixInstances) {
   EXPECT_EQ(Create(&one_more), kTooManyInstances);
   EXPECT_EQ(one_more, 0u);
   for (uint32_t& handle : handles) EXPECT_EQ(GetParam().destroy(&handle), kOk);
-}
-
-TEST(HandleTable, LookUpsHoldWhileOthersComeAndGo) {
-  HandleTable<int> table(HandleKind::kCinema);
-  const uint32_t kept = table.Insert(std::make_unique<int>(7));
-  std::thread other([&] {
-    for (int i = 0; i < 20000; ++i) table.Remove(table.Insert(std::make_unique<int>(i)));
-  });
-  int found = 0;
-  for (int i = 0; i < 20000; ++i) {
-    const int* value = table.Find(kept);
-    found += value != nullptr && *value == 7 ? 1 : 0;
-  }
-  other.join();
-  EXPECT_EQ(found, 20000);
-  table.Remove(kept);
 }
 
 // ---- The others.

@@ -276,19 +276,5 @@ TEST(HrirFile, DamageIsRefusedByItsOwnStatus) {
   ExpectCutsAreRefused(good, kHrirKind, CreateVirtualizer);
 }
 
-TEST(HrirFile, ReturnsWhatWasEncoded) {
-  HrirSet set = NoiseHrirs(100, 2), loaded;
-  set.source = std::string(200, 's');
-  set.room.size_m = 4.0f;
-  const TemporaryFolder directory;
-  InstallIn(directory, EncodeHrirSet(set));
-  ASSERT_EQ(LoadHrirSet(directory / "data", loaded), kOk);
-  EXPECT_EQ(loaded.taps, 100);
-  EXPECT_EQ(loaded.responses, set.responses);
-  EXPECT_EQ(loaded.source, std::string(127, 's'));
-  EXPECT_EQ(loaded.licence, set.licence);
-  EXPECT_EQ(loaded.room.size_m, 4.0f);
-}
-
 }  // namespace
 }  // namespace kelda::upmix_lib

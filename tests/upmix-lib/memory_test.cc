@@ -12,12 +12,6 @@ namespace {
 
 constexpr const char* kDirectory = KELDA_DEFAULT_TUNING;
 
-TEST(Memory, TheCountersCount) {
-  const uint64_t news = test::NewCalls();
-  const VirtualizerInstance instance(NoiseHrirs(8, 1));
-  EXPECT_GT(test::NewCalls(), news + 5);
-}
-
 // `blocks` blocks allocate, free and refuse nothing.
 void ExpectNoAllocation(Component& component, int blocks) {
   const Signal in = Noise(kPlanes * kBlock, 1);

@@ -50,15 +50,6 @@ std::vector<float> Joined(std::vector<float> re, const std::vector<float>& im) {
   return re;
 }
 
-TEST(RealFft, SupportsProductsOfTwoThreeAndFive) {
-  for (const int size : {16, 18, 30, 256, 320, 384, 640, 768, 1280, 1536, 1920, 8192}) {
-    EXPECT_TRUE(RealFft::IsSupported(size)) << size;
-  }
-  for (const int size : {-256, 0, 2, 14, 15, 17, 28, 45, 225, 1408, 8190, 16384}) {
-    EXPECT_FALSE(RealFft::IsSupported(size)) << size;
-  }
-}
-
 TEST(RealFft, EveryTransformMatchesTheDefinitionAndReturns) {
   for (int size = 16; size <= RealFft::kMaxSize; size += 2) {
     const bool tested = size <= 1600 || size == 2048 || size == 3840 || size == 8192;
@@ -115,44 +106,6 @@ TEST(FilterBank, UnchangedSpectraReturnTheInputAfterExactlyItsDelay) {
   const Signal late = Delayed({in}, 96)[0];
   EXPECT_EQ(delayed, late);
   EXPECT_LT(ErrorDb(out, late), -130.0);
-}
-
-// What one bin lets through of a tone this many bins away.
-TEST(FilterBank, ResolvesLikeALongWindow) {
-  const auto leakage_db = [](double bins_away) {
-    constexpr double kBin = 40.0;
-    Signal tone(kTransformFrames);
-    Analysis analysis;
-    Spectrum spectrum = {};
-    for (std::size_t at = 0; at < tone.size(); at += kHopFrames) {
-      for (std::size_t n = at; n < at + kHopFrames; ++n) {
-        tone[n] = static_cast<float>(
-            std::cos(2.0 * std::numbers::pi * (kBin + bins_away) * static_cast<double>(n) / 512));
-      }
-      analysis.Process(&tone[at], spectrum);
-    }
-    return Db(std::pow(spectrum.re[40], 2) + std::pow(spectrum.im[40], 2));
-  };
-  const double peak = leakage_db(0.0);
-  EXPECT_LT(leakage_db(2.0) - peak, -15.0);
-  EXPECT_LT(leakage_db(8.0) - peak, -45.0);
-  EXPECT_LT(leakage_db(32.0) - peak, -70.0);
-}
-
-TEST(Bands, EveryBinBelowTheLastCountsOnce) {
-  float bins[kPaddedBins];
-  BandValues bands;
-  for (int k = 0; k < kPaddedBins; ++k) {
-    bins[k] = static_cast<float>(k);
-  }
-  SumBins(bins, bands);
-  double sum = 0.0;
-  for (float value : bands.value) {
-    sum += value;
-  }
-  EXPECT_EQ(sum, 255.0 * 256.0 / 2.0);
-  EXPECT_EQ(bands[16], 16.0f + 17.0f);
-  EXPECT_EQ(bands[47], 16.0f * 247.5f);
 }
 
 // A line over frequency stays a line, so no bin is weighted with the wrong neighbour.

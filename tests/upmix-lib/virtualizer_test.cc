@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "tests/laboratory/components.h"
-#include "upmix-lib/filters/convolver.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -31,23 +30,6 @@ void ExpectConvolution(const Planes& out, const HrirSet& hrirs, const Planes& in
       }
     }
     EXPECT_LT(ErrorDb(out[static_cast<std::size_t>(ear)], expected), kMostError_db);
-  }
-}
-
-TEST(Convolver, MatchesDirectConvolutionAtAnyLength) {
-  for (const int taps : {1, 2, 129, 256, 257, 512, 1023, 1024, 1025, 2500}) {
-    const HrirSet set = NoiseHrirs(taps, 3);
-    Convolver convolver(kPlanes, taps, set.responses);
-    const Planes in = NoisePlanes(5, 30);
-    Planes out(kEars, Signal(5 * kBlock));
-    for (std::size_t at = 0; at < 5 * kBlock; at += kBlock) {
-      for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-        std::copy_n(&in[plane][at], kBlock, convolver.input(static_cast<int>(plane)));
-      }
-      convolver.Process(&out[0][at], &out[1][at]);
-    }
-    SCOPED_TRACE(taps);
-    ExpectConvolution(out, set, in);
   }
 }
 
