@@ -193,15 +193,6 @@ TEST_F(Render, ReplacesOnlyWhatItMay) {
   EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "other.wav"));
 }
 
-TEST_F(Render, DumpsTheEffectsReport) {
-  WriteAudio(folder_ / "in.wav", Noise(9600));
-  const ProgramResult result =
-      Run("in.wav", "out.wav", Words("--mode off --at 0.1 mode=cinema --dump"));
-  EXPECT_TRUE(result.out.starts_with("Upmix:\n    enableCount: 1\n    disableCount: 0\n"));
-  EXPECT_TRUE(Holds(result.out, "[*] upmc"));
-  EXPECT_TRUE(Holds(result.out, "[ ] pass"));
-}
-
 // A sine of 997 Hz at -20 dBFS in both channels has -20 LUFS (ITU-R BS.1770-4, annex 1).
 TEST_F(Render, SumsUpInALine) {
   Audio tone;

@@ -14,6 +14,7 @@
 #include "tests/tools/program.h"
 #include "tools/audio/rate_converter.h"
 #include "tools/audio/stereo_fold.h"
+#include "tools/core/decibels.h"
 
 namespace kelda::tools {
 namespace {
@@ -214,25 +215,20 @@ Conversion ConvertTone(int rate_hz, double hz) {
   EXPECT_EQ(12000U, output.size() / 2);
   // A window of cosines: what leaks from the tone is below -150 dB.
   constexpr size_t kFirst = 2000, kFrames = 8000;
-  double energy = 0, in_phase = 0, rest = 0, weights = 0;
-  for (const bool fitted : {false, true}) {
-    const double gain = fitted ? in_phase / energy : 0;
-    for (size_t i = 0; i < kFrames; ++i) {
-      const size_t frame = kFirst + i;
-      const double tone = std::sin(2 * std::numbers::pi * hz * static_cast<double>(frame) / 48000);
-      const double window =
-          1 - std::cos(2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / kFrames);
-      const double sample = output[2 * frame];
-      if (fitted) {
-        rest += window * std::pow(sample - gain * tone, 2);
-        weights += window;
-      } else {
-        energy += window * tone * tone;
-        in_phase += window * tone * sample;
-      }
-    }
+  double tones = 0, in_phase = 0, samples = 0, weights = 0;
+  for (size_t i = 0; i < kFrames; ++i) {
+    const size_t frame = kFirst + i;
+    const double tone = std::sin(2 * std::numbers::pi * hz * static_cast<double>(frame) / 48000);
+    const double window =
+        1 - std::cos(2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / kFrames);
+    const double sample = output[2 * frame];
+    weights += window;
+    tones += window * tone * tone;
+    in_phase += window * tone * sample;
+    samples += window * sample * sample;
   }
-  return {20 * std::log10(std::abs(in_phase / energy)), 10 * std::log10(2 * rest / weights)};
+  const double rest = std::max(samples - in_phase * in_phase / tones, 0.0);  // but for rounding
+  return {ToDb(std::abs(in_phase / tones)), 10 * std::log10(2 * rest / weights)};
 }
 
 TEST(RateConverter, IsFlatWithoutImagesOrAliases) {

@@ -5,7 +5,6 @@
 #include <complex>
 #include <filesystem>
 #include <map>
-#include <numbers>
 #include <sstream>
 
 #include "tests/laboratory/audio_files.h"
@@ -21,21 +20,14 @@ namespace {
 using upmix_lib::BandType;
 using upmix_lib::EqualizerBand;
 
-constexpr double kRateHz = 48000;
-
 double ResponseDb(const std::vector<float>& left, double freq_hz) {
   return ToDb(std::abs(ResponseAt(left, freq_hz)));
 }
 
-// A bell of the "Cookbook formulae", evaluated on the unit circle.
-double BellDb(double fc_hz, double gain_db, double q, double freq_hz) {
-  const double a = std::pow(10, gain_db / 40);
-  const double w0 = 2 * std::numbers::pi * fc_hz / kRateHz;
-  const double alpha = std::sin(w0) / (2 * q);
-  const auto z = std::polar(1.0, -2 * std::numbers::pi * freq_hz / kRateHz);
-  const auto at = [&](double b0, double b1, double b2) { return b0 + b1 * z + b2 * z * z; };
-  return 20 * std::log10(std::abs(at(1 + alpha * a, -2 * std::cos(w0), 1 - alpha * a) /
-                                  at(1 + alpha / a, -2 * std::cos(w0), 1 - alpha / a)));
+double BellDb(float fc_hz, float gain_db, float q, double freq_hz) {
+  upmix_lib::EqualizerTuning bell;
+  bell.curves = {{{{BandType::kPeaking, fc_hz, gain_db, q}}, {}}};
+  return EqualizerGainDb(bell, 0, freq_hz);
 }
 
 std::string Repeated(const char* line, int times) {
@@ -97,8 +89,8 @@ TEST_F(TuneEq, FiltersAreHeardAsTheTextSays) {
   double worst_db = 0;
   for (int step = 0; step < 140; ++step) {
     const double freq_hz = 20 * std::pow(1000, step / 140.0);
-    const double expected_db = -6.6 + BellDb(62.5, 6, 0.7, freq_hz) + BellDb(1200, -4, 2, freq_hz) +
-                               BellDb(9500.5, 3, 4, freq_hz);
+    const double expected_db = -6.6 + BellDb(62.5F, 6, 0.7F, freq_hz) +
+                               BellDb(1200, -4, 2, freq_hz) + BellDb(9500.5F, 3, 4, freq_hz);
     worst_db = std::max(worst_db, std::abs(ResponseDb(heard, freq_hz) - expected_db));
   }
   EXPECT_LT(worst_db, 0.002);
@@ -266,7 +258,7 @@ TEST_F(TuneEq, LimitsWhatItReads) {
 TEST_F(TuneEq, TurnsManyFiltersIntoAnFir) {
   const auto heard = Heard(Repeated("Filter: ON PK Fc 1000 Hz Gain 0.1 dB Q 1\n", 80));
   for (const double freq_hz : {100.0, 500.0, 1000.0, 5000.0}) {
-    EXPECT_NEAR(80 * BellDb(1000, 0.1, 1, freq_hz), ResponseDb(heard, freq_hz), 0.06) << freq_hz;
+    EXPECT_NEAR(80 * BellDb(1000, 0.1F, 1, freq_hz), ResponseDb(heard, freq_hz), 0.06) << freq_hz;
   }
 }
 

@@ -198,23 +198,5 @@ TEST(HrtfDirections, FindsTheArcOrTriangleAround) {
   EXPECT_TRUE(MeasurementsAt(measured, {-90, 0}).empty());  // 8 degrees away
 }
 
-TEST(HrtfDirections, SharesTheSphereByArea) {
-  // Rings 10 degrees apart: every one has the area of its zone, whatever is on it.
-  std::vector<HrirPlane> measured;
-  for (int elevation_deg = -80; elevation_deg <= 80; elevation_deg += 10) {
-    const int step_deg = elevation_deg == 0 ? 5 : 8;
-    for (int azimuth_deg = -180; azimuth_deg < 180; azimuth_deg += step_deg) {
-      measured.push_back({static_cast<float>(azimuth_deg), static_cast<float>(elevation_deg)});
-    }
-  }
-  const SphereShares shares = ShareSphere(measured);
-  EXPECT_NEAR(1, shares.covered, 1e-9);
-  double equator = 0;
-  for (size_t m = 0; m < measured.size(); ++m) {
-    if (measured[m].elevation_deg == 0) equator += shares.of_measurement[m];
-  }
-  EXPECT_NEAR(std::sin(5 * kDegree), equator, 0.01);
-}
-
 }  // namespace
 }  // namespace kelda::tools
