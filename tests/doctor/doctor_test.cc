@@ -131,8 +131,7 @@ TEST_F(TuningDoctor, TellsWhatMissingAndDamagedFilesTakeAway) {
        {"DAMAGED  standard.hki", "checksum does not match (status 309)", "DAMAGED  personalized.ba",
         "ok       upl.cinema.bin", "it holds level parameters, not cinema parameters",
         "Invalid mode was specified. 'MUSIK'", "MISSING  upl.music.bin",
-        "Loading Upl Library failed due to read upl.music.bin failed
-"}) {
+        "Loading Upl Library failed due to read upl.music.bin failed\n"}) {
     EXPECT_TRUE(Holds(report_, text));
   }
   ExpectHeard("music, bluetooth, standard ears", "without music upmix, level control");
