@@ -12,13 +12,13 @@
 namespace kelda::tools {
 namespace {
 
-struct Arguments {
+struct AppsArguments {
   std::filesystem::path list;
   std::filesystem::path output;
   bool keep_rejected = false;
 };
 
-void Run(const Arguments& arguments) {
+void Run(const AppsArguments& arguments) {
   const std::string list = ReadWholeFile(arguments.list, kMaxAppListBytes);
   const AppListCheck check = CheckAppList(arguments.list.string(), list);
   PrintToStandardOutput(check.report + std::to_string(check.entries) + " applications\n");
@@ -34,7 +34,7 @@ void Run(const Arguments& arguments) {
 void AddTuneAppsCommand(CLI::App* tune) {
   CLI::App* const command =
       tune->add_subcommand("apps", "Check a list of tuned applications, and copy it");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<AppsArguments>();
   command
       ->add_option("LIST", arguments->list,
                    "A line for each application: package name, comma, OFF, MUSIC or CINEMA")

@@ -12,14 +12,14 @@
 namespace kelda::tools {
 namespace {
 
-struct Arguments {
+struct BuildArguments {
   std::filesystem::path project;
   std::filesystem::path output;
   bool show_template = false;
   bool quiet = false;
 };
 
-void Run(const Arguments& arguments) {
+void Run(const BuildArguments& arguments) {
   if (arguments.show_template) {
     PrintToStandardOutput(ProjectTemplate());
     return;
@@ -40,7 +40,7 @@ void Run(const Arguments& arguments) {
 void AddTuneBuildCommand(CLI::App* tune) {
   CLI::App* const command =
       tune->add_subcommand("build", "A whole tuning directory from a project");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<BuildArguments>();
   command
       ->add_option("PROJECT.toml", arguments->project,
                    "Names ears, equalizers, presets and applications")

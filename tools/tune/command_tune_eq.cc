@@ -12,12 +12,12 @@
 namespace kelda::tools {
 namespace {
 
-struct Arguments {
+struct EqualizerArguments {
   std::filesystem::path preset;
   std::filesystem::path output;
 };
 
-void Run(const Arguments& arguments) {
+void Run(const EqualizerArguments& arguments) {
   const EqualizerText text = ReadEqualizerText(arguments.preset);
   if (!text.warnings.empty()) ShowLines(text.warnings);
   const EqualizerDesign design = DesignEqualizer(text, arguments.preset.string());
@@ -33,7 +33,7 @@ void Run(const Arguments& arguments) {
 
 void AddTuneEqCommand(CLI::App* tune) {
   CLI::App* const command = tune->add_subcommand("eq", "A headphone equalizer (.ba) from a text");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<EqualizerArguments>();
   command
       ->add_option("PRESET.txt", arguments->preset,
                    "AutoEq's ParametricEQ.txt or GraphicEQ.txt, or an Equalizer APO text")

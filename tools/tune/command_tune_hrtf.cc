@@ -12,7 +12,7 @@
 namespace kelda::tools {
 namespace {
 
-struct Arguments {
+struct HrtfArguments {
   std::filesystem::path sofa;
   std::filesystem::path output;
   std::filesystem::path room;
@@ -20,7 +20,7 @@ struct Arguments {
   bool room_template = false;
 };
 
-void Run(Arguments arguments) {
+void Run(HrtfArguments arguments) {
   if (arguments.room_template) {
     PrintToStandardOutput(PresetTemplate(RoomParameterSet()));
     return;
@@ -38,7 +38,7 @@ void Run(Arguments arguments) {
 
 void AddTuneHrtfCommand(CLI::App* tune) {
   CLI::App* const command = tune->add_subcommand("hrtf", "An HRIR set (.hki) from measured ears");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<HrtfArguments>();
   HrirOptions& options = arguments->options;
   command
       ->add_option("EARS.sofa", arguments->sofa,

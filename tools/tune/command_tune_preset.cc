@@ -12,13 +12,13 @@
 namespace kelda::tools {
 namespace {
 
-struct Arguments {
+struct PresetArguments {
   std::filesystem::path preset;
   std::filesystem::path output;
   bool show_template = false;
 };
 
-void Run(const ParameterSet& set, const Arguments& arguments) {
+void Run(const ParameterSet& set, const PresetArguments& arguments) {
   if (arguments.show_template) {
     PrintToStandardOutput(PresetTemplate(set));
     return;
@@ -32,7 +32,7 @@ void Run(const ParameterSet& set, const Arguments& arguments) {
 void AddCommand(CLI::App* tune, const ParameterSet& set, const std::string& help,
                 const kelda::TuningFile& file) {
   CLI::App* const command = tune->add_subcommand(set.name, help);
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<PresetArguments>();
   command->add_option("PRESET.toml", arguments->preset, "Keys as --template shows them")
       ->type_name("");
   AddOutputOption(command, &arguments->output, "The parameter file");
