@@ -214,13 +214,13 @@ Conversion ConvertTone(int rate_hz, double hz) {
   converter.Finish(&output);
   EXPECT_EQ(12000U, output.size() / 2);
   // A window of cosines: what leaks from the tone is below -150 dB.
-  constexpr size_t kFirst = 2000, kFrames = 8000;
+  constexpr size_t kFirst = 2000, kHeard = 8000;
   double tones = 0, in_phase = 0, samples = 0, weights = 0;
-  for (size_t i = 0; i < kFrames; ++i) {
+  for (size_t i = 0; i < kHeard; ++i) {
     const size_t frame = kFirst + i;
     const double tone = std::sin(2 * std::numbers::pi * hz * static_cast<double>(frame) / 48000);
     const double window =
-        1 - std::cos(2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / kFrames);
+        1 - std::cos(2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / kHeard);
     const double sample = output[2 * frame];
     weights += window;
     tones += window * tone * tone;

@@ -6,13 +6,11 @@
 #include <random>
 
 #include "tests/laboratory/components.h"
-#include "tools/measure/frequency_response.h"
 #include "upmix-lib/filters/biquad_design.h"
 
 namespace kelda::upmix_lib {
 namespace {
 
-using tools::ResponseAt;
 using Complex = std::complex<double>;
 constexpr double kPi = std::numbers::pi;
 
