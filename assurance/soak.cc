@@ -1,18 +1,16 @@
 // A day of use, faster than it passes: hosts that create and release the effect, plug
 // headphones in and out, take calls, change applications, modes and HRTFs, in the block
 // sizes of real ones, over the signal library and the default tuning that ship. Watches
-// the answers, the frame counters, the memory, and the time that silence takes.
+// the answers, the frame counters and the memory.
 #include <android/log.h>
 #include <cutils/properties.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <random>
 #include <stdexcept>
@@ -22,7 +20,6 @@
 #include "platform/include/upmix_lib.h"
 #include "processors/upl.h"
 #include "tests/laboratory/resources.h"
-#include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/installation.h"
 
@@ -30,7 +27,6 @@ namespace kelda::tools {
 namespace {
 
 using test::HeapBytes;
-using test::ThreadSeconds;
 
 constexpr size_t kPeriod = 1024;
 constexpr size_t kMostHosts = 3;
@@ -61,40 +57,10 @@ class Random {
   std::mt19937_64 engine_;  // the same sequence with every standard library
 };
 
-// How often a period took how long, in steps of 1 %.
-class Times {
- public:
-  void Add(double us) {
-    const double step = std::log(std::max(us, kLeast_us) / kLeast_us) / std::log(kStep);
-    ++counts_[std::min(static_cast<size_t>(step), counts_.size() - 1)];
-    ++total_;
-  }
-  uint64_t total() const { return total_; }
-  // What `share` of all are not above, in microseconds.
-  double Quantile(double share) const {
-    auto left = static_cast<int64_t>(share * static_cast<double>(total_));
-    size_t at = 0;
-    while (at + 1 < counts_.size() && (left -= static_cast<int64_t>(counts_[at])) > 0) ++at;
-    return kLeast_us * std::pow(kStep, static_cast<double>(at));
-  }
-
- private:
-  static constexpr double kLeast_us = 0.01, kStep = 1.01;
-  std::array<uint64_t, 2000> counts_{};
-  uint64_t total_ = 0;
-};
-
-struct ChainTimes {
-  Times sound, silence;
-};
-
 // What the host plays: sound, sound that fades away until it is denormal and stays so, and
 // exact silence.
 class Programme {
  public:
-  // Whether it has been silent for long enough that only tails are left to compute.
-  bool silent() const { return kind_ != kSound && frames_ > 4 * kPeriod; }
-
   void Fill(std::vector<float>* block, Random* random) {
     if (frames_ >= end_) Next(random);
     frames_ += block->size() / 2;
@@ -126,34 +92,26 @@ class Host {
   Host(const EffectLibrary& library, Random* random) : session_(library), random_(random) {
     Begin();
     block_.resize(2 * random_->Of(kBlocks));
-    Look();
+    CheckCounters();
   }
 
   // Something happens. Whether the instance got a new engine.
   bool Event() {
     const bool renewed = Happen();
-    Look();
+    CheckCounters();
     return renewed;
   }
 
-  // One block. Its time for each period goes to the times of the chain that ran.
-  void Play(std::map<std::string, ChainTimes>* times) {
+  void Play() {
     programme_.Fill(&block_, random_);
     const size_t frames = block_.size() / 2;
-    const double start = ThreadSeconds();
     session_.Process(block_.data(), frames);
-    const double time_us = 1e6 * (ThreadSeconds() - start);
     Require(std::all_of(block_.begin(), block_.end(),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
             "a sample that is no number, or beyond all that was played");
     if (!session_.enabled()) return;
     input_ += static_cast<uint32_t>(frames);
-    const size_t periods = (frames == kPeriod ? frames : waiting_ + frames) / kPeriod;
     if (frames != kPeriod) waiting_ = (waiting_ + frames) % kPeriod;
-    if (periods == 0) return;
-    ChainTimes& of_chain = (*times)[chain_];
-    (programme_.silent() ? of_chain.silence : of_chain.sound)
-        .Add(time_us / static_cast<double>(periods));
   }
 
   size_t block_frames() const { return block_.size() / 2; }
@@ -211,16 +169,6 @@ class Host {
     return false;
   }
 
-  // Which stages run, by the dump, and whether its counters are right.
-  void Look() {
-    const std::string dump = session_.Dump();
-    chain_.clear();
-    for (const Stage& stage : ParseStages(dump)) {
-      if (stage.runs) chain_ += (chain_.empty() ? "" : " ") + stage.name;
-    }
-    CheckCounters(dump);
-  }
-
   void Begin() {
     Enable();
     session_.SetDevice(random_->Of(kDevices));
@@ -238,7 +186,8 @@ class Host {
   }
 
   // Compares what the effect counts, all modulo 2^32, with what was done.
-  void CheckCounters(const std::string& dump) const {
+  void CheckCounters() {
+    const std::string dump = session_.Dump();
     const auto count = [&](const std::string& label) {
       const size_t at = dump.find(label + ": ");
       Require(at != std::string::npos, "no " + label + " in the dump");
@@ -257,7 +206,6 @@ class Host {
   Random* random_;
   Programme programme_;
   std::vector<float> block_;
-  std::string chain_;
   uint32_t enables_ = 0, disables_ = 0, configs_ = 1;
   uint32_t input_ = 0, dropped_ = 0;
   size_t waiting_ = 0;  // frames that do not fill a period yet
@@ -281,45 +229,24 @@ struct Limits {
   uint64_t seed = 1;
 };
 
-// How many times as long this processor takes over arithmetic on denormal numbers.
-double DenormalPenalty() {
-  const auto seconds_of = [](float first) {
-    float values[64];
-    std::fill_n(values, 64, first);
-    const double start = ThreadSeconds();
-    for (int i = 0; i < 20000; ++i) {
-      for (float& value : values) {
-        volatile float product = value * 0.75f;
-        value = product / 0.75f;
-      }
-    }
-    return ThreadSeconds() - start;
-  };
-  const double normal = seconds_of(1.0f);
-  return seconds_of(1e-40f) / normal;
-}
-
-// Everything once, so that what is made at the first use is there, the tables of times among
-// it.
-void WarmUp(const EffectLibrary& library, Random* random,
-            std::map<std::string, ChainTimes>* times) {
+// Everything once, so that what is made at the first use is there.
+void WarmUp(const EffectLibrary& library, Random* random) {
   std::vector<std::unique_ptr<Host>> hosts;
   for (size_t i = 0; i < kMostHosts; ++i) hosts.push_back(std::make_unique<Host>(library, random));
   for (int event = 0; event < 500; ++event) {
     Host& host = *hosts[random->Below(kMostHosts)];
     host.Event();
-    host.Play(times);
+    host.Play();
   }
 }
 
-// The whole run. Returns whether memory and times are as they should be; throws what else
+// The whole run. Returns whether memory and log are as they should be; throws what else
 // goes wrong.
 bool Soak(const Limits& limits) {
   UseTuningDirectory("");
   const EffectLibrary library(DefaultEffectLibrary());
   const size_t leak = EngineLeak(DefaultTuningDirectory());
   Random random(limits.seed);
-  std::map<std::string, ChainTimes> times;
   std::vector<std::unique_ptr<Host>> hosts;
   const auto begin = std::chrono::steady_clock::now();
   const auto minutes = [&] {
@@ -327,7 +254,7 @@ bool Soak(const Limits& limits) {
         .count();
   };
   uint64_t frames = 0, events = 0, engines = 0;
-  WarmUp(library, &random, &times);
+  WarmUp(library, &random);
   const size_t heap = HeapBytes();
   constexpr double kFramesPerHour = 3600.0 * kSampleRateHz;
   const auto wanted = static_cast<uint64_t>(limits.hours * kFramesPerHour);
@@ -345,7 +272,7 @@ bool Soak(const Limits& limits) {
     for (const auto& each : hosts) {
       const size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
       for (size_t played = 0; played < until; played += each->block_frames()) {
-        each->Play(&times);
+        each->Play();
         frames += each->block_frames();
       }
     }
@@ -360,24 +287,8 @@ bool Soak(const Limits& limits) {
   std::printf("memory: grew by %.0f bytes; the level controls that %llu engines leave are %.0f\n",
               growth, static_cast<unsigned long long>(engines), allowed);
   constexpr double kAllocator = 2048;  // what it may have put aside since
-  bool good = growth <= allowed + kAllocator;
+  const bool good = growth <= allowed + kAllocator && g_errors_logged == 0;
   std::printf("errors in the log: %d\n", g_errors_logged);
-  good &= g_errors_logged == 0;
-
-  std::printf("\n%-24s%30s%30s\n", "microseconds a period", "sound: median, 99.9 %",
-              "silence: median, 99.9 %");
-  for (const auto& [chain, of_chain] : times) {
-    if (of_chain.sound.total() < 1000 || of_chain.silence.total() < 1000) continue;
-    const double quantiles[] = {of_chain.sound.Quantile(0.5), of_chain.sound.Quantile(0.999),
-                                of_chain.silence.Quantile(0.5), of_chain.silence.Quantile(0.999)};
-    const bool slow = chain.find("upm") != std::string::npos &&
-                      (quantiles[2] > 1.5 * quantiles[0] || quantiles[3] > 2 * quantiles[1]);
-    std::printf("%-24s%20.1f%10.1f%20.1f%10.1f%s\n", chain.c_str(), quantiles[0], quantiles[1],
-                quantiles[2], quantiles[3], slow ? "  SLOW IN SILENCE" : "");
-    good &= !slow;
-  }
-  std::printf("arithmetic on denormal numbers takes this processor %.1f times as long\n",
-              DenormalPenalty());
   std::printf("\n%s: %.2f hours of sound, %llu events, %llu engines\n", good ? "pass" : "FAIL",
               static_cast<double>(frames) / kFramesPerHour, static_cast<unsigned long long>(events),
               static_cast<unsigned long long>(engines));
