@@ -4,8 +4,8 @@
 All mutants are compiled into one build of a copy of the tree; an environment variable chooses the
 one that runs (mutant.h). The tests first run without a mutant, which all have to pass and which
 notes the mutants that each test reaches. Each mutant then runs in the tests that reach it, the
-shortest first, until one fails, crashes or exceeds its time. What happened is written to
-outcome.txt, which says for each mutant what killed it.
+shortest first, until one fails, crashes or exceeds its time. outcome.txt says for each mutant
+what killed it; it is written unless the script ends with an error.
 
 Exit code: 0; 1 if a row's text is not found exactly once, the build or a test fails without a
 mutant, or a mutant survives that outcome.txt says was killed.
@@ -222,15 +222,15 @@ def main():
 
     wanted = [mutant for mutant in mutants if re.search(arguments.only, mutant.name)]
     outcome = before | dict(in_parallel(attempt, wanted, jobs, scratch))
-    OUTCOME.write_text("# mutant, room, what killed it; written by run\n" + "".join(
-        f"{mutant.name:18} {rooms[mutant.name]:20} {outcome[mutant.name]}\n"
-        for mutant in mutants if mutant.name in outcome))
     survivors = [mutant.name for mutant in wanted if outcome[mutant.name] == SURVIVED]
     lost = [name for name in survivors if before.get(name, SURVIVED) != SURVIVED]
     print(f"{len(wanted) - len(survivors)} of {len(wanted)} killed")
     print("survivors:", *survivors)
-    if lost:
+    if lost:  # what they were killed by stays written down, so that the next run says so, too
         sys.exit("killed before: " + " ".join(lost))
+    OUTCOME.write_text("# mutant, room, what killed it; written by run.py\n" + "".join(
+        f"{mutant.name:18} {rooms[mutant.name]:20} {outcome[mutant.name]}\n"
+        for mutant in mutants if mutant.name in outcome))
 
 
 if __name__ == "__main__":
