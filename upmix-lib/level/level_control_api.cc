@@ -11,7 +11,7 @@ using namespace kelda::upmix_lib;
 namespace {
 
 // A0508 lays down an instance without a level control, A0122 builds the level control in it.
-using Memory = WorkMemory<std::optional<LevelControl>, 0x4C45564Cu>;
+using LevelMemory = WorkMemory<std::optional<LevelControl>, 0x4C45564Cu>;
 
 }  // namespace
 
@@ -21,7 +21,7 @@ int32_t A0557(uint32_t* work_bytes, uint32_t* param_bytes) {
   if (work_bytes == nullptr || param_bytes == nullptr) {
     return kNullPointer;
   }
-  *work_bytes = Memory::kBytes;
+  *work_bytes = LevelMemory::kBytes;
   *param_bytes = sizeof(LevelParameters);
   return kOk;
 }
@@ -33,7 +33,7 @@ int32_t A0508(void* work, int32_t block_frames) {
   if (block_frames != kBlockFrames) {
     return kBadFrameCount;
   }
-  Memory::Create(work);
+  LevelMemory::Create(work);
   return kOk;
 }
 
@@ -41,7 +41,7 @@ int32_t A0122(void* work, const void* params) {
   if (work == nullptr) {
     return kNullPointer;
   }
-  std::optional<LevelControl>* instance = Memory::Find(work);
+  std::optional<LevelControl>* instance = LevelMemory::Find(work);
   if (instance == nullptr) {
     return kNotAnInstance;
   }
@@ -58,7 +58,7 @@ int32_t A0217(void* work, const float* in, float* out) {
   if (work == nullptr || in == nullptr || out == nullptr) {
     return kNullPointer;
   }
-  std::optional<LevelControl>* instance = Memory::Find(work);
+  std::optional<LevelControl>* instance = LevelMemory::Find(work);
   if (instance == nullptr) {
     return kNotAnInstance;
   }

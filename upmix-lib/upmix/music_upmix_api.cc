@@ -10,7 +10,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-using Memory = WorkMemory<PlaneUpmix, 0x5055534Du>;
+using UpmixMemory = WorkMemory<PlaneUpmix, 0x5055534Du>;
 
 template <typename Planes>
 bool AnyNull(const Planes* planes, int count) {
@@ -33,7 +33,7 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
   if (work_bytes == nullptr || param_bytes == nullptr) {
     return kNullPointer;
   }
-  *work_bytes = Memory::kBytes;
+  *work_bytes = UpmixMemory::kBytes;
   *param_bytes = sizeof(MusicParameters);
   return kOk;
 }
@@ -51,7 +51,7 @@ int32_t A0559(const void* params, void* work) {
   if (const Status status = PrepareFilterBanks(); status != kOk) {
     return status;
   }
-  Memory::Create(work, MusicTuning(parameters));
+  UpmixMemory::Create(work, MusicTuning(parameters));
   return kOk;
 }
 
@@ -60,7 +60,7 @@ int32_t A0239(const float* const* in, float* const* out, void* work) {
       AnyNull(out, kPlanes)) {
     return kNullPointer;
   }
-  PlaneUpmix* upmix = Memory::Find(work);
+  PlaneUpmix* upmix = UpmixMemory::Find(work);
   if (upmix == nullptr) {
     return kNotAnInstance;
   }
