@@ -72,7 +72,7 @@ std::span<const Parameter> ParametersOf(ParameterSet set) {
   const auto& parameters = kParameters[static_cast<std::size_t>(set)];
   std::size_t count = 0;
   while (count < std::size(parameters) && parameters[count].key != nullptr) ++count;
-  return {parameters, count};
+  return std::span(parameters).first(count);
 }
 
 Plan MakePlan(const EngineSettings& settings, UpmixMode running, Changed changed) {
