@@ -64,12 +64,18 @@ std::vector<Change> AllChanges() {
       for (uint32_t device = 0; device < 3; ++device) {
         const Setup from{mode, device, ears};
         for (uint32_t other = 0; other < 3; ++other) {
-          if (other != device) changes.push_back({"device", from, {mode, other, ears}});
-          if (other == mode || device == 0) continue;
+          if (other != device) {
+            changes.push_back({"device", from, {mode, other, ears}});
+          }
+          if (other == mode || device == 0) {
+            continue;
+          }
           changes.push_back({"mode", from, {other, device, ears}});
           changes.push_back({"application", from, {other, device, ears}});
         }
-        if (device != 0) changes.push_back({"HRTF", from, {mode, device, 3 - ears}});
+        if (device != 0) {
+          changes.push_back({"HRTF", from, {mode, device, 3 - ears}});
+        }
       }
     }
   }
@@ -82,7 +88,9 @@ void Apply(const Setup& setup, bool by_application, EffectSession* session) {
                                      AUDIO_DEVICE_OUT_BLUETOOTH_A2DP};
   session->SetParam(EffectParam::kWiredHrtf, setup.ears);
   session->SetParam(EffectParam::kBluetoothHrtf, setup.ears);
-  if (by_application) session->SetParam(EffectParam::kAppPackage, kApplications[setup.mode]);
+  if (by_application) {
+    session->SetParam(EffectParam::kAppPackage, kApplications[setup.mode]);
+  }
   session->SetParam(EffectParam::kMode, by_application ? kAuto : setup.mode);
   session->SetDevice(devices[setup.device]);
 }
@@ -136,7 +144,9 @@ double Roughness(const std::vector<float>& heard, size_t first, size_t last) {
     double sum = 0;
     for (size_t frame = first - kWindow; frame < last; ++frame) {
       sum += energy(frame);
-      if (frame < first) continue;
+      if (frame < first) {
+        continue;
+      }
       sum -= energy(frame - kWindow);
       largest = std::max(largest, sum);
     }
@@ -191,7 +201,9 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
                     verdict);
       }
       std::string name = std::string(change.what) + " within ";
-      if (change.to.runs() != change.from.runs()) name = std::string(change.what) + " into ";
+      if (change.to.runs() != change.from.runs()) {
+        name = std::string(change.what) + " into ";
+      }
       Group& group = groups[name + kModes[change.to.runs()]][block];
       ++group.changes;
       ++(smooth ? group.smooth : fades ? group.clicks : group.abrupt);

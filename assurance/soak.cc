@@ -40,7 +40,9 @@ constexpr const char* kApplications[] = {"com.example.music&0", "com.example.vid
 int g_errors_logged = 0;
 
 void Require(bool holds, const std::string& what) {
-  if (!holds) throw std::runtime_error(what);
+  if (!holds) {
+    throw std::runtime_error(what);
+  }
 }
 
 class Random {
@@ -62,13 +64,19 @@ class Random {
 class Programme {
  public:
   void Fill(std::vector<float>* block, Random* random) {
-    if (frames_ >= end_) Next(random);
+    if (frames_ >= end_) {
+      Next(random);
+    }
     frames_ += block->size() / 2;
     for (float& sample : *block) {
       sample = level_ * random->Noise();
-      if (kind_ == kFading) level_ = std::max(level_ * 0.999f, 1e-41f);
+      if (kind_ == kFading) {
+        level_ = std::max(level_ * 0.999f, 1e-41f);
+      }
     }
-    if (kind_ == kSilence) std::fill(block->begin(), block->end(), 0.0f);
+    if (kind_ == kSilence) {
+      std::fill(block->begin(), block->end(), 0.0f);
+    }
   }
 
  private:
@@ -76,7 +84,9 @@ class Programme {
 
   void Next(Random* random) {
     kind_ = kind_ == kSound ? (random->Below(2) == 0 ? kFading : kSilence) : kSound;
-    if (kind_ == kSound) level_ = 1.2f * static_cast<float>(1 + random->Below(100)) / 100;
+    if (kind_ == kSound) {
+      level_ = 1.2f * static_cast<float>(1 + random->Below(100)) / 100;
+    }
     end_ = kSampleRateHz * (1 + random->Below(8));
     frames_ = 0;
   }
@@ -109,9 +119,13 @@ class Host {
     Require(std::all_of(block_.begin(), block_.end(),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
             "a sample that is no number, or beyond all that was played");
-    if (!session_.enabled()) return;
+    if (!session_.enabled()) {
+      return;
+    }
     input_ += static_cast<uint32_t>(frames);
-    if (frames != kPeriod) waiting_ = (waiting_ + frames) % kPeriod;
+    if (frames != kPeriod) {
+      waiting_ = (waiting_ + frames) % kPeriod;
+    }
   }
 
   size_t block_frames() const { return block_.size() / 2; }
@@ -232,7 +246,9 @@ struct Limits {
 // Everything once, so that what is made at the first use is there.
 void WarmUp(const EffectLibrary& library, Random* random) {
   std::vector<std::unique_ptr<Host>> hosts;
-  for (size_t i = 0; i < kMostHosts; ++i) hosts.push_back(std::make_unique<Host>(library, random));
+  for (size_t i = 0; i < kMostHosts; ++i) {
+    hosts.push_back(std::make_unique<Host>(library, random));
+  }
   for (int event = 0; event < 500; ++event) {
     Host& host = *hosts[random->Below(kMostHosts)];
     host.Event();
@@ -307,7 +323,9 @@ int main(int argc, char** argv) try {
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_logger([](const __android_log_message* message) {
-    if (message->priority < ANDROID_LOG_WARN) return;
+    if (message->priority < ANDROID_LOG_WARN) {
+      return;
+    }
     ++kelda::tools::g_errors_logged;
     std::fprintf(stderr, "%s: %s\n", message->tag, message->message);
   });

@@ -18,7 +18,9 @@ namespace kelda::bench {
 template <typename Call>
 double Time(int batch, Call call) {
   const double start = test::ThreadSeconds();
-  for (int i = 0; i < batch; ++i) call();
+  for (int i = 0; i < batch; ++i) {
+    call();
+  }
   return test::ThreadSeconds() - start;
 }
 

@@ -34,13 +34,19 @@ void Instances(benchmark::State& state) {
     load(first);
   }
   const double before = HeapKiB();
-  for (auto& session : sessions) session = std::make_unique<tools::EffectSession>(library);
+  for (auto& session : sessions) {
+    session = std::make_unique<tools::EffectSession>(library);
+  }
   const double created = HeapKiB();
-  for (auto& session : sessions) load(*session);
+  for (auto& session : sessions) {
+    load(*session);
+  }
   const double loaded = HeapKiB();
 
   std::vector<float> block(2 * kPeriod);
-  for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<float>(i % 97) / 970;
+  for (std::size_t i = 0; i < block.size(); ++i) {
+    block[i] = static_cast<float>(i % 97) / 970;
+  }
   for ([[maybe_unused]] auto _ : state) {
     const double time = Time(1, [&] {
       for (auto& session : sessions) {

@@ -32,10 +32,14 @@ void ModeChain(benchmark::State& state) {
 
   std::vector<float> in = kelda::upmix_lib::Noise(2 * kPeriod, 1, 0.2f), out(2 * kPeriod);
   for (int block = 0; state.range(2) != 0 && block < 400; ++block) {
-    for (float& sample : in) sample *= 0.8f;
+    for (float& sample : in) {
+      sample *= 0.8f;
+    }
     effect.Process(in.data(), out.data(), kPeriod);
   }
-  for ([[maybe_unused]] auto _ : state) effect.Process(in.data(), out.data(), kPeriod);
+  for ([[maybe_unused]] auto _ : state) {
+    effect.Process(in.data(), out.data(), kPeriod);
+  }
   state.counters["x_real_time"] = benchmark::Counter(
       static_cast<double>(kPeriod) / 48000.0 * static_cast<double>(state.iterations()),
       benchmark::Counter::kIsRate);

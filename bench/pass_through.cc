@@ -32,7 +32,9 @@ void PassThrough(benchmark::State& state) {
   // On cache lines, as the framework's buffers are: a few bytes off, a copy takes
   // four times as long.
   std::vector<kelda::CacheAlignedArray<float>> buffers;
-  for (int i = 0; i <= kCopies; ++i) buffers.push_back(kelda::MakeCacheAligned<float>(2 * frames));
+  for (int i = 0; i <= kCopies; ++i) {
+    buffers.push_back(kelda::MakeCacheAligned<float>(2 * frames));
+  }
   __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
   property_set("vendor.kelda.effect", "1");
   kelda::test::Effect effect;
@@ -46,7 +48,9 @@ void PassThrough(benchmark::State& state) {
     benchmark::ClobberMemory();
   };
   const auto copy_chain = [&] {
-    for (int i = 0; i < kCopies; ++i) copy(i, i + 1);
+    for (int i = 0; i < kCopies; ++i) {
+      copy(i, i + 1);
+    }
   };
   Time(kBatch, process);
   std::vector<double> copies;

@@ -28,7 +28,9 @@ double TransformTime() {
   fftwf_plan plan = fftwf_plan_dft_r2c_1d(
       kPeriod, buffers.from(), reinterpret_cast<fftwf_complex*>(buffers.to()), FFTW_MEASURE);
   std::vector<double> times(30);
-  for (double& time : times) time = Time(kBatch, [&] { fftwf_execute(plan); }) / kBatch;
+  for (double& time : times) {
+    time = Time(kBatch, [&] { fftwf_execute(plan); }) / kBatch;
+  }
   fftwf_destroy_plan(plan);
   return Median(times);
 }

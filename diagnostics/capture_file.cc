@@ -12,7 +12,9 @@ FILE* OpenCaptureFile(const std::string& path, const char* mode) {
   const int begin = *mode == 'a' ? O_APPEND : O_TRUNC;
   const int descriptor =
       open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | begin, 0666);
-  if (descriptor < 0) return nullptr;
+  if (descriptor < 0) {
+    return nullptr;
+  }
   struct stat status {};
   FILE* file = nullptr;
   if (fstat(descriptor, &status) == 0) {

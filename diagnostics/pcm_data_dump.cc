@@ -9,7 +9,9 @@ namespace kelda {
 PcmDataDump::~PcmDataDump() { Close(); }
 
 void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
-  if (file_ != nullptr) return;
+  if (file_ != nullptr) {
+    return;
+  }
   const std::string file_name = "rawfile_" + name + "_" + suffix + ".raw";
   file_ = OpenCaptureFile(DataPath(file_name), "wb");
   if (file_ == nullptr) {
@@ -21,12 +23,16 @@ void PcmDataDump::Open(const std::string& suffix, const std::string& name) {
 }
 
 void PcmDataDump::Write(const float* buffer, uint32_t bytes) {
-  if (file_ == nullptr) return;
+  if (file_ == nullptr) {
+    return;
+  }
   MayBlock(BlockingReason::Capture, [&] { std::fwrite(buffer, 1, bytes, file_); });
 }
 
 void PcmDataDump::Close() {
-  if (file_ == nullptr) return;
+  if (file_ == nullptr) {
+    return;
+  }
   std::fclose(file_);
   file_ = nullptr;
 }

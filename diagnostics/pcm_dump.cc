@@ -11,7 +11,9 @@
 
 namespace kelda {
 PcmDump::~PcmDump() {
-  if (file_ != nullptr) std::fclose(file_);
+  if (file_ != nullptr) {
+    std::fclose(file_);
+  }
 }
 
 std::string PcmDump::GenerateFileName() {

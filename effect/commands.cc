@@ -99,16 +99,22 @@ int32_t UpmixCmd_SetConfig(effect_module_s* module, const effect_config_t& confi
     LogError(log_tag::kEffect, "ERROR: Invalid config for upm");
     return -EINVAL;
   }
-  if (!IsSupportedChannelMask(in.channels)) return -EINVAL;
+  if (!IsSupportedChannelMask(in.channels)) {
+    return -EINVAL;
+  }
   module->config = config;
-  if (module->context.engine != nullptr) module->context.engine->Reset();
+  if (module->context.engine != nullptr) {
+    module->context.engine->Reset();
+  }
   return 0;
 }
 
 int32_t UpmixCmd_SetParam(effect_context_s* context, UpmixParam param, uint32_t vsize,
                           const void* value) {
   KeldaUpmix* const engine = context->engine;
-  if (engine == nullptr) return -EINVAL;
+  if (engine == nullptr) {
+    return -EINVAL;
+  }
   switch (param) {
     case UpmixParam::Mode:
       return SetMode(engine, vsize, value);
@@ -138,7 +144,9 @@ void UpmixCmd_GetParam(effect_context_s* context, UpmixParam param, uint32_t* vs
 }
 
 void UpmixCmd_SetDevice(effect_context_s* context, audio_devices_t device) {
-  if (context->engine != nullptr) context->engine->SetDevice(DeviceTypeOf(device));
+  if (context->engine != nullptr) {
+    context->engine->SetDevice(DeviceTypeOf(device));
+  }
 }
 
 }  // namespace kelda

@@ -33,7 +33,9 @@ constexpr DeviceType kDeviceTypeTable[] = {
 
 AudioDeviceType DeviceTypeOf(audio_devices_t device) {
   for (const DeviceType& entry : kDeviceTypeTable) {
-    if (entry.device == static_cast<uint32_t>(device)) return entry.type;
+    if (entry.device == static_cast<uint32_t>(device)) {
+      return entry.type;
+    }
   }
   return AudioDeviceType::Other;
 }

@@ -59,16 +59,22 @@ int32_t PcmDumpRequest() {
 }
 
 int32_t Init(effect_module_s* module, const Command& command) {
-  if (!command.HasStatusReply()) return Refuse("ERROR: init with Invalid param");
+  if (!command.HasStatusReply()) {
+    return Refuse("ERROR: init with Invalid param");
+  }
   UpmixCmd_Init(module);
   command.ReplyStatus(0);
   return 0;
 }
 
 int32_t SetConfig(effect_module_s* module, const Command& command) {
-  if (!command.HasStatusReply()) return Refuse("ERROR: set with invalid param");
+  if (!command.HasStatusReply()) {
+    return Refuse("ERROR: set with invalid param");
+  }
   effect_config_t config;
-  if (command.size != sizeof(config) || command.data == nullptr) return -EINVAL;
+  if (command.size != sizeof(config) || command.data == nullptr) {
+    return -EINVAL;
+  }
   std::memcpy(&config, command.data, sizeof(config));
   ++module->context.setConfigCount;
   command.ReplyStatus(UpmixCmd_SetConfig(module, config));
@@ -76,7 +82,9 @@ int32_t SetConfig(effect_module_s* module, const Command& command) {
 }
 
 int32_t Reset(effect_module_s* module) {
-  if (module->context.engine != nullptr) module->context.engine->Reset();
+  if (module->context.engine != nullptr) {
+    module->context.engine->Reset();
+  }
   return 0;
 }
 
@@ -85,7 +93,9 @@ int32_t Enable(effect_context_s* context, const Command& command, int32_t dump_r
   if (dump_request >= 1 && context->engine != nullptr) {
     context->engine->StartPcmDump(static_cast<unsigned>(dump_request));
   }
-  if (!command.HasStatusReply()) return Refuse("ERROR: enable with invalid param");
+  if (!command.HasStatusReply()) {
+    return Refuse("ERROR: enable with invalid param");
+  }
   if (context->state != EffectState::Initialized || context->engine == nullptr) {
     LogError(log_tag::kEffect, "ERROR: ebable at uninitialized state");
     return -ENOSYS;
@@ -98,8 +108,12 @@ int32_t Enable(effect_context_s* context, const Command& command, int32_t dump_r
 
 int32_t Disable(effect_context_s* context, const Command& command, int32_t dump_request) {
   // Before any check: a refused command stops a capture, too.
-  if (dump_request >= 1 && context->engine != nullptr) context->engine->StopPcmDump();
-  if (!command.HasStatusReply()) return Refuse("ERROR: disable with invalid param");
+  if (dump_request >= 1 && context->engine != nullptr) {
+    context->engine->StopPcmDump();
+  }
+  if (!command.HasStatusReply()) {
+    return Refuse("ERROR: disable with invalid param");
+  }
   if (context->state != EffectState::Enabled) {
     LogError(log_tag::kEffect, "ERROR: disable errors due to invalid state (=%d)",
              static_cast<int>(context->state));
@@ -107,7 +121,9 @@ int32_t Disable(effect_context_s* context, const Command& command, int32_t dump_
   }
   ++context->disableCount;
   context->state = EffectState::Initialized;
-  if (context->engine != nullptr) context->engine->Reset();
+  if (context->engine != nullptr) {
+    context->engine->Reset();
+  }
   command.ReplyStatus(0);
   return 0;
 }
@@ -161,11 +177,15 @@ int32_t GetConfig(const effect_module_s* module, const Command& command) {
 }
 
 int32_t Dump(const effect_context_s& context, const Command& command) {
-  if (command.data == nullptr || command.size < sizeof(uint32_t)) return 0;  // no descriptor
+  if (command.data == nullptr || command.size < sizeof(uint32_t)) {
+    return 0;  // no descriptor
+  }
   std::string text = "Upmix:\n    enableCount: " + std::to_string(context.enableCount) +
                      "\n    disableCount: " + std::to_string(context.disableCount) +
                      "\n    setconfigCoun: " + std::to_string(context.setConfigCount) + "\n";
-  if (context.engine != nullptr) context.engine->Dumpsys(&text);
+  if (context.engine != nullptr) {
+    context.engine->Dumpsys(&text);
+  }
   // In one piece; what the reader does not take is lost.
   [[maybe_unused]] const ssize_t written =
       write(static_cast<int>(command.Word(0)), text.data(), text.size());
@@ -239,7 +259,9 @@ int32_t Dispatch(effect_module_s* module, const Command& command, int32_t dump_r
 
 int32_t Upmix_Command(effect_handle_t self, uint32_t cmdCode, uint32_t cmdSize, void* pCmdData,
                       uint32_t* replySize, void* pReplyData) {
-  if (self == nullptr) return Refuse("ERROR: command called with NULL pointer");
+  if (self == nullptr) {
+    return Refuse("ERROR: command called with NULL pointer");
+  }
   auto* const module = reinterpret_cast<effect_module_s*>(self);
   if (module->context.state == EffectState::Uninitialized) {
     return Refuse("ERROR: command at uninitialized state");

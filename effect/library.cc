@@ -35,7 +35,9 @@ constexpr const effect_descriptor_t* kDescriptors[] = {&kDescriptor};
 // Index of the effect with this UUID, or -1.
 int FindDescriptor(const audio_uuid_t& uuid) {
   for (std::size_t i = 0; i < std::size(kDescriptors); ++i) {
-    if (std::memcmp(&uuid, &kDescriptors[i]->uuid, sizeof(uuid)) == 0) return static_cast<int>(i);
+    if (std::memcmp(&uuid, &kDescriptors[i]->uuid, sizeof(uuid)) == 0) {
+      return static_cast<int>(i);
+    }
   }
   return -1;
 }

@@ -50,7 +50,9 @@ void KeldaUpmix::CreateProcessorChain() {
 }
 
 void KeldaUpmix::SetProcessorChain() {
-  for (const auto& stage : stages_) chain_.push_back(stage.get());
+  for (const auto& stage : stages_) {
+    chain_.push_back(stage.get());
+  }
   Switch({Stage::PassThrough, true});
   Switch({Stage::Music, false});
   Switch({Stage::Cinema, false});
@@ -61,7 +63,9 @@ void KeldaUpmix::SetProcessorChain() {
 
 void KeldaUpmix::DestoryProcessorChain() {
   chain_.clear();
-  for (auto& stage : stages_) stage.reset();
+  for (auto& stage : stages_) {
+    stage.reset();
+  }
 }
 
 void KeldaUpmix::Process(const float* in, float* out, unsigned frames) {
@@ -87,7 +91,9 @@ int KeldaUpmix::SetDevice(AudioDeviceType type) {
 }
 
 int KeldaUpmix::SetHrtf(AudioDeviceType type, HrtfType hrtf) {
-  if (type == AudioDeviceType::Other) return 1;
+  if (type == AudioDeviceType::Other) {
+    return 1;
+  }
   EngineSettings settings = settings_;
   settings.device = type;
   (type == AudioDeviceType::Wired ? settings.wired_hrtf : settings.bluetooth_hrtf) = hrtf;
@@ -97,22 +103,32 @@ int KeldaUpmix::SetHrtf(AudioDeviceType type, HrtfType hrtf) {
 
 int KeldaUpmix::SetWiredHrtf(HrtfType hrtf) {
   settings_.wired_hrtf = hrtf;
-  if (settings_.device == AudioDeviceType::Wired) SetHrtf(settings_.device, hrtf);
+  if (settings_.device == AudioDeviceType::Wired) {
+    SetHrtf(settings_.device, hrtf);
+  }
   return 0;
 }
 
 int KeldaUpmix::SetBluetoothHrtf(HrtfType hrtf) {
   settings_.bluetooth_hrtf = hrtf;
-  if (settings_.device == AudioDeviceType::Bluetooth) SetHrtf(settings_.device, hrtf);
+  if (settings_.device == AudioDeviceType::Bluetooth) {
+    SetHrtf(settings_.device, hrtf);
+  }
   return 0;
 }
 
 void KeldaUpmix::Apply(const Plan& plan) {
   if (plan.mode_change) {
-    for (const StageSwitch& stage_switch : plan.mode_change->switches) Switch(stage_switch);
+    for (const StageSwitch& stage_switch : plan.mode_change->switches) {
+      Switch(stage_switch);
+    }
     actual_mode_ = plan.mode;
-    if (plan.mode_change->fade) sequencer_.RequestFadeInOut();
-    if (plan.mode_change->level) Send(*plan.mode_change->level);
+    if (plan.mode_change->fade) {
+      sequencer_.RequestFadeInOut();
+    }
+    if (plan.mode_change->level) {
+      Send(*plan.mode_change->level);
+    }
   } else if (plan.mode != actual_mode_) {
     LogWarning(log_tag::kEffect, "Specified mode is invalid %u", static_cast<unsigned>(plan.mode));
   }
@@ -137,7 +153,9 @@ int KeldaUpmix::ReloadTunedAppList() {
 
 void KeldaUpmix::SetAppPackage(const std::string& package, bool flag) {
   const UpmixMode mode = tuned_apps_.ModeOf(package, flag);
-  if (settings_.requested_mode == UpmixMode::Auto) ChangeActualMode(mode);
+  if (settings_.requested_mode == UpmixMode::Auto) {
+    ChangeActualMode(mode);
+  }
   settings_.app_mode = mode;
 }
 

@@ -62,7 +62,9 @@ std::optional<ModeChange> ChangeTo(UpmixMode mode, bool equalizer) {
 }
 
 ParameterSet HeadphoneFiles(bool wired, bool personalized) {
-  if (wired) return personalized ? ParameterSet::WiredPersonalized : ParameterSet::WiredStandard;
+  if (wired) {
+    return personalized ? ParameterSet::WiredPersonalized : ParameterSet::WiredStandard;
+  }
   return personalized ? ParameterSet::BluetoothPersonalized : ParameterSet::BluetoothStandard;
 }
 
@@ -71,7 +73,9 @@ ParameterSet HeadphoneFiles(bool wired, bool personalized) {
 std::span<const Parameter> ParametersOf(ParameterSet set) {
   const auto& parameters = kParameters[static_cast<std::size_t>(set)];
   std::size_t count = 0;
-  while (count < std::size(parameters) && parameters[count].key != nullptr) ++count;
+  while (count < std::size(parameters) && parameters[count].key != nullptr) {
+    ++count;
+  }
   return std::span(parameters).first(count);
 }
 
@@ -85,7 +89,9 @@ Plan MakePlan(const EngineSettings& settings, UpmixMode running, Changed changed
     const UpmixMode wanted =
         settings.requested_mode == UpmixMode::Auto ? settings.app_mode : settings.requested_mode;
     plan.mode = headphone ? wanted : UpmixMode::Off;
-    if (plan.mode != running) plan.mode_change = ChangeTo(plan.mode, personalized);
+    if (plan.mode != running) {
+      plan.mode_change = ChangeTo(plan.mode, personalized);
+    }
   }
   // Whatever the mode: personalized listeners hear their headphone's equalizer with the upmix
   // off, too, until the next change to Off or to another HRTF.

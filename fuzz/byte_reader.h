@@ -26,7 +26,9 @@ class ByteReader {
   T Take() {
     T value{};
     const auto bytes = TakeBytes(sizeof(value));
-    if (!bytes.empty()) std::memcpy(&value, bytes.data(), bytes.size());
+    if (!bytes.empty()) {
+      std::memcpy(&value, bytes.data(), bytes.size());
+    }
     return value;
   }
   // 0..count - 1, from one byte; count is 1..256.

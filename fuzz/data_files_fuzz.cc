@@ -35,17 +35,23 @@ void ReadCapture(const std::string& path, const std::string& name) {
     capture.Read(layout, &frames);
     analysis.Add(&frames);
     for (const float sample : frames) {
-      if (!std::isfinite(sample)) __builtin_trap();
+      if (!std::isfinite(sample)) {
+        __builtin_trap();
+      }
     }
   } while (!frames.empty());
   const auto expected = capture.ExpectedFrames(layout);
-  if (!expected || analysis.Finish().frames != *expected) __builtin_trap();
+  if (!expected || analysis.Finish().frames != *expected) {
+    __builtin_trap();
+  }
 }
 
 // Whatever is in a file, it is either shown or refused with a reason.
 void Inspect(const std::string& path) {
   const tools::InspectedFile file = tools::InspectFile(path);
-  if (file.problem.empty() == file.text.empty()) __builtin_trap();
+  if (file.problem.empty() == file.text.empty()) {
+    __builtin_trap();
+  }
 }
 
 bool SealByMagic(std::span<std::byte> file) {

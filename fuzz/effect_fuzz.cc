@@ -82,12 +82,16 @@ void SendAny(Effect* effect, ByteReader* input) {
   static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   constexpr uint32_t kSizes[] = {0, 4, 12, 16, 20, 24, 32, sizeof(effect_config_t)};
   uint32_t code = input->Below(EFFECT_CMD_DUMP + 2);
-  if (code > EFFECT_CMD_DUMP) code = input->Take<uint32_t>();
+  if (code > EFFECT_CMD_DUMP) {
+    code = input->Take<uint32_t>();
+  }
   const uint32_t reply_bytes = input->OneOf(kSizes);
   const std::size_t size = input->Below(4) == 0 ? input->Take<uint8_t>() : input->OneOf(kSizes);
   const auto bytes = input->TakeBytes(size);
   std::string payload(bytes.begin(), bytes.end());
-  if (code == EFFECT_CMD_DUMP && !payload.empty()) payload = Bytes(static_cast<uint32_t>(nowhere));
+  if (code == EFFECT_CMD_DUMP && !payload.empty()) {
+    payload = Bytes(static_cast<uint32_t>(nowhere));
+  }
   Send(effect, code, payload, reply_bytes);
 }
 
@@ -100,7 +104,9 @@ void Process(Instance* instance, ByteReader* input) {
   instance->sound &= Fill(in, input);
   const Samples& heard = in_place ? in : out;
   instance->effect->Process(in.data(), heard.data(), frames);
-  if (instance->sound) TrapUnlessFinite(heard);
+  if (instance->sound) {
+    TrapUnlessFinite(heard);
+  }
 }
 
 void SetProperty(ByteReader* input) {
@@ -114,7 +120,9 @@ void Create(Instance* instance, ByteReader* input) {
   Library().get_descriptor(&kUuid, &descriptor);
   descriptor.uuid.timeLow += input->Below(16) == 15;
   effect_handle_t handle = nullptr;
-  if (Library().create_effect(&descriptor.uuid, 1, 1, &handle) != 0) return;
+  if (Library().create_effect(&descriptor.uuid, 1, 1, &handle) != 0) {
+    return;
+  }
   instance->effect.emplace(handle);
   instance->sound = true;
   (*handle)->get_descriptor(handle, &descriptor);

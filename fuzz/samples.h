@@ -48,7 +48,9 @@ inline bool Fill(const Samples& samples, ByteReader* input) {
 
 inline void TrapUnlessFinite(const Samples& samples) {
   for (const float sample : samples.span()) {
-    if (!std::isfinite(sample)) __builtin_trap();
+    if (!std::isfinite(sample)) {
+      __builtin_trap();
+    }
   }
 }
 

@@ -48,15 +48,21 @@ class Files {
 // Planes of `frames` floats each, one allocation a plane.
 struct Planes {
   Planes(std::size_t count, std::size_t frames) {
-    for (std::size_t i = 0; i < count; ++i) pointers.push_back(planes.emplace_back(frames).data());
+    for (std::size_t i = 0; i < count; ++i) {
+      pointers.push_back(planes.emplace_back(frames).data());
+    }
   }
   void FillAll(ByteReader* input) const {
-    for (const Samples& plane : planes) Fill(plane, input);
+    for (const Samples& plane : planes) {
+      Fill(plane, input);
+    }
   }
   // To be called with the status of the entry that wrote them.
   void Check(int32_t status) const {
     for (const Samples& plane : planes) {
-      if (status == kOk) TrapUnlessFinite(plane);
+      if (status == kOk) {
+        TrapUnlessFinite(plane);
+      }
     }
   }
 
@@ -70,7 +76,9 @@ class Handles {
   using Process = void (*)(uint32_t handle, ByteReader*);
   Handles(const LifeCycle& entries, Process process) : entries_(entries), process_(process) {}
   ~Handles() {
-    for (uint32_t& alive : alive_) End(&alive);
+    for (uint32_t& alive : alive_) {
+      End(&alive);
+    }
   }
   void Step(const Files& files, ByteReader* input) {
     const std::size_t i = input->Below(kInstances);
@@ -104,7 +112,9 @@ class Handles {
 
  private:
   void End(uint32_t* alive) const {
-    if (*alive != 0 && entries_.destroy(alive) != kOk) __builtin_trap();
+    if (*alive != 0 && entries_.destroy(alive) != kOk) {
+      __builtin_trap();
+    }
   }
 
   const LifeCycle& entries_;
@@ -124,7 +134,9 @@ void Virtualize(uint32_t handle, ByteReader* input) {
   Fill(in, input);
   const Planes out(2, kBlock);
   std::array<int32_t, kPlanes> flags;
-  for (int32_t& flag : flags) flag = static_cast<int32_t>(input->Below(4) == 3);
+  for (int32_t& flag : flags) {
+    flag = static_cast<int32_t>(input->Below(4) == 3);
+  }
   const auto kind = static_cast<int32_t>(input->Below(4));
   out.Check(
       A0560(handle, kind, input->OneOf(kFrames), out.pointers.data(), in.data(), flags.data()));
@@ -134,7 +146,9 @@ void Virtualize(uint32_t handle, ByteReader* input) {
 struct Work {
   Work(int32_t (*sizes)(uint32_t*, uint32_t*), ByteReader* input) {
     uint32_t work_bytes = 0;
-    if (sizes(&work_bytes, &param_bytes) != kOk) __builtin_trap();
+    if (sizes(&work_bytes, &param_bytes) != kOk) {
+      __builtin_trap();
+    }
     const uint32_t offset = input->Below(64);
     memory.reset(new char[offset + work_bytes]());
     address = memory.get() + offset;
@@ -146,7 +160,9 @@ struct Work {
 
 void StepMusic(std::optional<Work>* work, const Files& files, ByteReader* input) {
   const std::size_t step = input->Below(4);
-  if (step == 0 || !*work) work->emplace(A0511, input);
+  if (step == 0 || !*work) {
+    work->emplace(A0511, input);
+  }
   if (step == 1) {
     A0559(files.Read("upmix.music.hps.bin", (*work)->param_bytes).get(), (*work)->address);
   }
@@ -159,15 +175,21 @@ void StepMusic(std::optional<Work>* work, const Files& files, ByteReader* input)
 
 void StepLevel(std::optional<Work>* work, const Files& files, ByteReader* input) {
   const std::size_t step = input->Below(8);
-  if (step == 0 || !*work) work->emplace(A0557, input);
-  if (step == 1) A0508((*work)->address, input->Below(4) == 3 ? 960 : kBlock);
+  if (step == 0 || !*work) {
+    work->emplace(A0557, input);
+  }
+  if (step == 1) {
+    A0508((*work)->address, input->Below(4) == 3 ? 960 : kBlock);
+  }
   if (step == 2) {
     A0122((*work)->address, files.Read("upl.music.bin", (*work)->param_bytes).get());
   }
   const Samples in(2 * kBlock), out(2 * kBlock);
   for (std::size_t blocks = step > 2 ? 1 + input->Below(32) : 0; blocks > 0; --blocks) {
     Fill(in, input);
-    if (A0217((*work)->address, in.data(), out.data()) == kOk) TrapUnlessFinite(out);
+    if (A0217((*work)->address, in.data(), out.data()) == kOk) {
+      TrapUnlessFinite(out);
+    }
   }
 }
 
@@ -178,8 +200,12 @@ class Cinemas {
   void Step(const Files& files, ByteReader* input) {
     const std::size_t step = input->Below(8);
     uint32_t param_bytes = 0;
-    if (A0333(&param_bytes) != kOk) __builtin_trap();
-    if (step < 2) End();
+    if (A0333(&param_bytes) != kOk) {
+      __builtin_trap();
+    }
+    if (step < 2) {
+      End();
+    }
     if (step == 1) {
       const auto params = files.Read("upmix.cinema.hps.bin", param_bytes);
       instance_ = alive_ = A0218(params.get(), files.path(), input->OneOf(kConfigs));
@@ -194,7 +220,9 @@ class Cinemas {
 
  private:
   void End() {
-    if (alive_ != nullptr && A0213(&alive_) != kOk) __builtin_trap();
+    if (alive_ != nullptr && A0213(&alive_) != kOk) {
+      __builtin_trap();
+    }
   }
   void* instance_ = nullptr;
   void* alive_ = nullptr;
@@ -207,7 +235,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   constexpr int kMostSteps = 200;
   files.Renew();
   for (const auto set_up : {A0507, A0216, A0779, A0244, A0834}) {
-    if (set_up() != kOk) __builtin_trap();
+    if (set_up() != kOk) {
+      __builtin_trap();
+    }
   }
   ByteReader input(data, size);
   Handles equalizers(kEqualizerEntries, Equalize), virtualizers(kVirtualizerEntries, Virtualize);

@@ -24,12 +24,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   try {
     const MeasuredEars ears = ReadMeasuredEars(path);
     // The design takes a hundred times as long as the reader: an eighth of the ears are enough.
-    if (upmix_lib::Crc32(std::as_bytes(std::span(data, size))) % 8 != 0) return 0;
+    if (upmix_lib::Crc32(std::as_bytes(std::span(data, size))) % 8 != 0) {
+      return 0;
+    }
     options.symmetric = ears.taps % 2 == 0;
     // What a file within the reader's limits gives is a set that the virtualizer takes.
     directory.Write("ears.hki", EncodeHrirSet(DesignHrirs(ears, path, options, [](double) {}).set));
     upmix_lib::HrirSet read;
-    if (LoadHrirSet(directory / "ears.hki", read) != upmix_lib::kOk) __builtin_trap();
+    if (LoadHrirSet(directory / "ears.hki", read) != upmix_lib::kOk) {
+      __builtin_trap();
+    }
   } catch (const Failure&) {
   }
   return 0;

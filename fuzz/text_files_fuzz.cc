@@ -33,7 +33,9 @@ void MayRefuse(const std::function<void()>& read) {
 void ReadEqualizer(const std::string& path) {
   const EqualizerDesign design = DesignEqualizer(ReadEqualizerText(path), "equalizer");
   upmix_lib::EqualizerTuning read;
-  if (ParseEqualizer(BuildEqualizerFile(design.tuning), read) != upmix_lib::kOk) __builtin_trap();
+  if (ParseEqualizer(BuildEqualizerFile(design.tuning), read) != upmix_lib::kOk) {
+    __builtin_trap();
+  }
 }
 
 }  // namespace
@@ -55,6 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   MayRefuse([&] { ReadEqualizer(list); });
   MayRefuse([&] { ReadScenario(list); });
   MayRefuse([&] { ReadTuningProject(list); });
-  for (const ParameterSet& set : ParameterSets()) MayRefuse([&] { ReadPreset(list, set); });
+  for (const ParameterSet& set : ParameterSets()) {
+    MayRefuse([&] { ReadPreset(list, set); });
+  }
   return 0;
 }

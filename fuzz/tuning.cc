@@ -131,18 +131,28 @@ std::string_view RewriteTuning(const TemporaryFolder& directory, ByteReader* inp
   const File& file = kFiles[input->Below(std::size(kFiles))];
   const auto way = input->Below(kWays);
   std::filesystem::remove(directory / file.name);
-  if (way == kDirectory) std::filesystem::create_directory(directory / file.name);
-  if (way == kDirectory || way == kRemove) return file.name;
+  if (way == kDirectory) {
+    std::filesystem::create_directory(directory / file.name);
+  }
+  if (way == kDirectory || way == kRemove) {
+    return file.name;
+  }
   Bytes bytes = file.draw(input);
   const std::size_t at = input->Take<uint16_t>() % bytes.size();
-  if (way == kCut) bytes.resize(at);
-  if (way == kLengthen) bytes.resize(bytes.size() + at);
+  if (way == kCut) {
+    bytes.resize(at);
+  }
+  if (way == kLengthen) {
+    bytes.resize(bytes.size() + at);
+  }
   if (way == kDamage || way == kDamageAndSeal) {
     const auto values =
         input->TakeBytes(std::min<std::size_t>(1 + input->Below(8), bytes.size() - at));
     std::memcpy(&bytes[at], values.data(), values.size());
   }
-  if (way == kDamageAndSeal && file.kind != nullptr) Seal(bytes, *file.kind);
+  if (way == kDamageAndSeal && file.kind != nullptr) {
+    Seal(bytes, *file.kind);
+  }
   directory.Write(file.name, bytes);
   return file.name;
 }

@@ -46,7 +46,9 @@ constexpr int kSwapTable16[16] = {1, 2, 0, 15, 13, 14, 3, 4, 6, 5, 7, 8, 9, 11, 
 }  // namespace
 
 bool AudioProcessSequencer::SetProcessorChain(std::list<AudioProcessor*>* chain) {
-  if (chain == nullptr || chain->empty()) return false;
+  if (chain == nullptr || chain->empty()) {
+    return false;
+  }
   DestoryWorkBuffer();
   chain_ = chain;
   input_channels_ = chain->front()->GetInputChannelCount();
@@ -77,24 +79,34 @@ void AudioProcessSequencer::CreateWorkBuffer() {
 void AudioProcessSequencer::DestoryWorkBuffer() {
   input_ring_.reset();
   output_ring_.reset();
-  for (auto& buffer : work_) buffer.reset();
+  for (auto& buffer : work_) {
+    buffer.reset();
+  }
 }
 
 unsigned AudioProcessSequencer::GetDelayedFrames() const {
   unsigned frames = 0;
   for (const AudioProcessor* processor : *chain_) {
-    if (processor->IsEnabled()) frames += processor->GetDelayedFrames();
+    if (processor->IsEnabled()) {
+      frames += processor->GetDelayedFrames();
+    }
   }
   return frames;
 }
 
 void AudioProcessSequencer::SetParameters(const ParameterMap& params) {
-  for (AudioProcessor* processor : *chain_) processor->SetParameters(params);
+  for (AudioProcessor* processor : *chain_) {
+    processor->SetParameters(params);
+  }
 }
 
 bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames) {
-  if (frames != period_frames_) StartRequestedFade();
-  if (frames == 0) return true;  // the buffers may be null then
+  if (frames != period_frames_) {
+    StartRequestedFade();
+  }
+  if (frames == 0) {
+    return true;  // the buffers may be null then
+  }
   input_frames_ += frames;
   bool delivered = true;
   if (frames == period_frames_) {
@@ -110,14 +122,18 @@ bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames
                                    std::min(frames - done, longest));
     }
   }
-  if (pcm_dump_) pcm_dump_->Write(*out, frames);
+  if (pcm_dump_) {
+    pcm_dump_->Write(*out, frames);
+  }
   return delivered;
 }
 
 // Before new input is processed: the fade-out falls on output of the previous
 // configuration, the silence and the fade-in on output of the new one.
 void AudioProcessSequencer::StartRequestedFade() {
-  if (!fade_requested_) return;
+  if (!fade_requested_) {
+    return;
+  }
   output_ring_->RequestFadingFrames(kFadeFrames, GetDelayedFrames());
   fade_requested_ = false;
 }
@@ -181,7 +197,9 @@ void AudioProcessSequencer::RunChain(float* out) {
 int AudioProcessSequencer::invokeProcessorChain(float** buffers, int first, unsigned frames) {
   int source = first;
   for (AudioProcessor* processor : *chain_) {
-    if (!processor->IsEnabled()) continue;
+    if (!processor->IsEnabled()) {
+      continue;
+    }
     // A processor that has nothing to process with leaves its output as it was;
     // the chain goes on with that.
     processor->Process(buffers[source], buffers[1 - source], frames);
@@ -202,7 +220,9 @@ const int* AudioProcessSequencer::GetSwapTable(unsigned channels) {
 }
 
 void AudioProcessSequencer::FlushWorkBuffer() {
-  if (input_ring_) input_ring_->Init();
+  if (input_ring_) {
+    input_ring_->Init();
+  }
   if (output_ring_) {
     discarded_frames_ +=
         static_cast<unsigned>(output_ring_->Size()) / (output_channels_ * unsigned{sizeof(float)});
@@ -212,12 +232,16 @@ void AudioProcessSequencer::FlushWorkBuffer() {
 }
 
 void AudioProcessSequencer::Flush() {
-  for (AudioProcessor* processor : *chain_) processor->Flush();
+  for (AudioProcessor* processor : *chain_) {
+    processor->Flush();
+  }
   FlushWorkBuffer();
 }
 
 void AudioProcessSequencer::Restart() {
-  for (AudioProcessor* processor : *chain_) processor->Restart();
+  for (AudioProcessor* processor : *chain_) {
+    processor->Restart();
+  }
   FlushWorkBuffer();
 }
 

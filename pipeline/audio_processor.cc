@@ -3,7 +3,9 @@
 namespace kelda {
 
 bool AudioProcessor::SetEnabled(bool enable) {
-  if (!enable && enabled_ && GetDelayedFrames() != 0) Flush();
+  if (!enable && enabled_ && GetDelayedFrames() != 0) {
+    Flush();
+  }
   enabled_ = enable;
   return true;
 }
@@ -11,14 +13,18 @@ bool AudioProcessor::SetEnabled(bool enable) {
 const std::string* AudioProcessor::GetValue(const ParameterMap& params, const char* key) {
   // Not find, which would make a string of the key.
   for (const auto& [name, value] : params) {
-    if (name == key) return &value;
+    if (name == key) {
+      return &value;
+    }
   }
   return nullptr;
 }
 
 bool AudioProcessor::TakePath(const ParameterMap& params, const char* key, std::string* path) {
   const std::string* const value = GetValue(params, key);
-  if (value == nullptr || (ready_ && *value == *path)) return false;
+  if (value == nullptr || (ready_ && *value == *path)) {
+    return false;
+  }
   *path = *value;
   return true;
 }

@@ -24,7 +24,9 @@ float FadeOutGain(unsigned age, unsigned length) {
 }
 
 void Scale(float* frame, unsigned channels, float gain) {
-  for (unsigned c = 0; c < channels; ++c) frame[c] *= gain;
+  for (unsigned c = 0; c < channels; ++c) {
+    frame[c] *= gain;
+  }
 }
 
 }  // namespace
@@ -42,7 +44,9 @@ void FadableRingBuffer::Init() {
 void FadableRingBuffer::FadableEnqueue(char* data, int bytes) {
   if (fade_in_pending_) {
     FadeIn(data, bytes);
-    if (fade_position_ >= fade_length_) fade_in_pending_ = false;
+    if (fade_position_ >= fade_length_) {
+      fade_in_pending_ = false;
+    }
   }
   Enqueue(data, bytes);
 }
@@ -79,7 +83,9 @@ void FadableRingBuffer::RequestFadingFrames(unsigned fade_frames, unsigned silen
 }
 
 void FadableRingBuffer::FadeOut(unsigned frames) {
-  if (frames == 0) return;
+  if (frames == 0) {
+    return;
+  }
   char* const write = write_position() > begin() ? write_position() : end();
   float* frame = reinterpret_cast<float*>(write - frame_bytes());
   // One step more than the faded frames: its gain is exactly 1, so that the frame

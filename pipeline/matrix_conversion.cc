@@ -45,7 +45,9 @@ constexpr int kSquare = 4;
 // ... to[3]. Written one after the other: where two are the same, the last stays.
 inline void TransposeSquare(const float* const (&from)[kSquare], float* const (&to)[kSquare]) {
   Vec4 rows[kSquare];
-  for (int i = 0; i < kSquare; ++i) rows[i] = *reinterpret_cast<const Unaligned*>(from[i]);
+  for (int i = 0; i < kSquare; ++i) {
+    rows[i] = *reinterpret_cast<const Unaligned*>(from[i]);
+  }
   const Vec4 low01 = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
   const Vec4 high01 = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
   const Vec4 low23 = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
@@ -54,7 +56,9 @@ inline void TransposeSquare(const float* const (&from)[kSquare], float* const (&
   rows[1] = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
   rows[2] = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
   rows[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
-  for (int i = 0; i < kSquare; ++i) *reinterpret_cast<Unaligned*>(to[i]) = rows[i];
+  for (int i = 0; i < kSquare; ++i) {
+    *reinterpret_cast<Unaligned*>(to[i]) = rows[i];
+  }
 }
 
 // Calls square(c, f) for the first channel and the first frame of every square.
@@ -63,8 +67,12 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   for (int c = 0; c < channels; c += kSquare) {
     const int channel = std::min(c, channels - kSquare);
     int f = 0;
-    for (; f + kSquare <= frames; f += kSquare) square(channel, f);
-    if (f < frames) square(channel, frames - kSquare);
+    for (; f + kSquare <= frames; f += kSquare) {
+      square(channel, f);
+    }
+    if (f < frames) {
+      square(channel, frames - kSquare);
+    }
   }
 }
 
@@ -74,11 +82,15 @@ constexpr int kMostChannels = 32;
 // The plane that goes to each slot: the opposite of `table`, null for the identity.
 // False unless every slot is named once.
 bool PlanesOfSlots(const int* table, int channels, int (&planes)[kMostChannels]) {
-  if (channels > kMostChannels) return false;
+  if (channels > kMostChannels) {
+    return false;
+  }
   std::fill_n(planes, kMostChannels, -1);
   for (int c = 0; c < channels; ++c) {
     const int slot = table != nullptr ? table[c] : c;
-    if (slot < 0 || slot >= channels || planes[slot] >= 0) return false;
+    if (slot < 0 || slot >= channels || planes[slot] >= 0) {
+      return false;
+    }
     planes[slot] = c;
   }
   return true;
@@ -88,7 +100,9 @@ bool PlanesOfSlots(const int* table, int channels, int (&planes)[kMostChannels])
 
 void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* interleaved,
                                 int frames, int channels, const int* table) {
-  if (frames < 1 || channels < 1) return;
+  if (frames < 1 || channels < 1) {
+    return;
+  }
   AbortUnlessIndexable(std::max(frames, plane_frames), channels, 0);
   for (int c = 0; table != nullptr && c < channels; ++c) {
     AbortUnlessIndexable(plane_frames, table[c], frames - 1);
@@ -112,13 +126,17 @@ void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* in
   for (int c = 0; c < channels; ++c) {
     float* __restrict plane = planar + (table != nullptr ? table[c] : c) * plane_frames;
     const float* __restrict slot = interleaved + c;
-    for (int f = 0; f < frames; ++f) plane[f] = slot[f * channels];
+    for (int f = 0; f < frames; ++f) {
+      plane[f] = slot[f * channels];
+    }
   }
 }
 
 void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int frames,
                                     int channels, const int* table) {
-  if (frames < 1 || channels < 1) return;
+  if (frames < 1 || channels < 1) {
+    return;
+  }
   AbortUnlessIndexable(frames, channels, 0);
   for (int c = 0; table != nullptr && c < channels; ++c) {
     AbortUnlessIndexable(channels, frames - 1, table[c]);
@@ -143,7 +161,9 @@ void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int
   for (int c = 0; c < channels; ++c) {
     const float* __restrict plane = planar + c * frames;
     float* __restrict slot = interleaved + (table != nullptr ? table[c] : c);
-    for (int f = 0; f < frames; ++f) slot[f * channels] = plane[f];
+    for (int f = 0; f < frames; ++f) {
+      slot[f * channels] = plane[f];
+    }
   }
 }
 

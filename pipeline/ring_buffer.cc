@@ -41,7 +41,9 @@ int RingBuffer::Dequeue(char* dest, int bytes) {
   }
   read_ = count < end_ - read_ ? read_ + count : begin_ + second;
   // An empty buffer starts over, so that one that is emptied often stays in the cache.
-  if (read_ == write_) read_ = write_ = begin_;
+  if (read_ == write_) {
+    read_ = write_ = begin_;
+  }
   return count;
 }
 
@@ -50,7 +52,9 @@ int RingBuffer::ReadAvail() const {
 }
 
 bool RingBuffer::IsReady() {
-  if (!ready_ && ready_threshold_ <= ReadAvail()) ready_ = true;
+  if (!ready_ && ready_threshold_ <= ReadAvail()) {
+    ready_ = true;
+  }
   return ready_;
 }
 

@@ -14,7 +14,9 @@ void AudioProcessSequencer::Dumpsys(std::string* out) const {
               "\n    discard: " + std::to_string(discarded_frames_) + "\n    processors:\n");
   for (const AudioProcessor* processor : *chain_) {
     std::string name = processor->GetName();
-    if (name.size() < kNameWidth) name.resize(kNameWidth, ' ');
+    if (name.size() < kNameWidth) {
+      name.resize(kNameWidth, ' ');
+    }
     out->append(std::string("      [") + (processor->IsEnabled() ? "*" : " ") + "] " + name + ": ");
     processor->Dumpsys(out);
   }
@@ -29,7 +31,9 @@ void AudioProcessSequencer::StartPcmDump(const std::string& dir, unsigned second
 }
 
 void AudioProcessSequencer::StopPcmDump() {
-  if (!pcm_dump_) return;
+  if (!pcm_dump_) {
+    return;
+  }
   pcm_dump_->Close();
   // Dropped, so that the audio path does not go on offering it blocks.
   pcm_dump_.reset();

@@ -12,7 +12,9 @@ void Print(int priority, const char* tag, const char* format, va_list arguments)
   char message[1024];
   // Every caller has started the list; the analyser loses sight of that.
   // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-  if (std::vsnprintf(message, sizeof(message), format, arguments) < 0) return;
+  if (std::vsnprintf(message, sizeof(message), format, arguments) < 0) {
+    return;
+  }
   __android_log_print(priority, tag, "%s", message);
 }
 

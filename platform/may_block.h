@@ -74,7 +74,9 @@ class ListedBlockingReason {
  public:
   consteval ListedBlockingReason(BlockingReason reason, const char* path = __builtin_FILE(),
                                  const char* function = __builtin_FUNCTION()) {
-    if (!IsBlockingPlace(reason, path, function)) NotListedAsABlockingPlace();
+    if (!IsBlockingPlace(reason, path, function)) {
+      NotListedAsABlockingPlace();
+    }
   }
 };
 

@@ -13,7 +13,9 @@ HeadphoneEqualizerProcessor::HeadphoneEqualizerProcessor()
 
 void HeadphoneEqualizerProcessor::SetParameters(const ParameterMap& params) {
   const std::string* const path = GetValue(params, parameter_key::kBa);
-  if (path == nullptr || *path == ba_config_path_) return;
+  if (path == nullptr || *path == ba_config_path_) {
+    return;
+  }
   ba_config_path_ = *path;
   if (ba_config_path_.empty()) {
     SetReady(false);
@@ -23,14 +25,20 @@ void HeadphoneEqualizerProcessor::SetParameters(const ParameterMap& params) {
 }
 
 void HeadphoneEqualizerProcessor::InitLib() {
-  if (ba_config_path_.empty()) return;
+  if (ba_config_path_.empty()) {
+    return;
+  }
   equalizer_->Finish();
   SetReady(equalizer_->LoadConfig(ba_config_path_));
-  if (!IsReady()) ba_config_path_.clear();
+  if (!IsReady()) {
+    ba_config_path_.clear();
+  }
 }
 
 bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames) {
-  if (!IsReady()) return false;
+  if (!IsReady()) {
+    return false;
+  }
   unsigned out_frames = 0;
   if (!equalizer_->Process(in, frames, out, &out_frames)) {
     MayBlock(BlockingReason::LibraryFailure,
@@ -48,7 +56,9 @@ bool HeadphoneEqualizerProcessor::Process(float* in, float* out, unsigned frames
 }
 
 void HeadphoneEqualizerProcessor::Flush() {
-  if (IsReady()) equalizer_->Reset();
+  if (IsReady()) {
+    equalizer_->Reset();
+  }
 }
 
 void HeadphoneEqualizerProcessor::Dumpsys(std::string* out) const {

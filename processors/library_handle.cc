@@ -12,7 +12,9 @@ bool LibraryHandle::Create(const ConfigPath& config) {
   }
   handle_ = handle;
   initialized_ = false;
-  if (!Succeeded(entries_.initialize(handle_), "initialize")) return false;
+  if (!Succeeded(entries_.initialize(handle_), "initialize")) {
+    return false;
+  }
   initialized_ = true;
   return Flush();
 }
@@ -20,7 +22,9 @@ bool LibraryHandle::Create(const ConfigPath& config) {
 bool LibraryHandle::Flush() { return Succeeded(entries_.flush(handle_), "flush"); }
 
 void LibraryHandle::Finish() {
-  if (handle_ == 0) return;
+  if (handle_ == 0) {
+    return;
+  }
   Succeeded(entries_.close(handle_), "close");
   if (const int32_t status = entries_.destroy(&handle_)) {
     LogError(log_tag_, "Failed to destroy library due to failure with error code %d.", status);
@@ -30,9 +34,13 @@ void LibraryHandle::Finish() {
 }
 
 void LibraryHandle::FinishQuietly() {
-  if (handle_ == 0) return;
+  if (handle_ == 0) {
+    return;
+  }
   entries_.close(handle_);
-  if (entries_.destroy(&handle_) == 0) handle_ = 0;
+  if (entries_.destroy(&handle_) == 0) {
+    handle_ = 0;
+  }
 }
 
 int LibraryHandle::ErrorDetail() const {
@@ -44,7 +52,9 @@ int LibraryHandle::ErrorDetail() const {
 
 // Logs a status that is not 0, with the name of what failed.
 bool LibraryHandle::Succeeded(int32_t status, const char* what) const {
-  if (status == 0) return true;
+  if (status == 0) {
+    return true;
+  }
   LogError(log_tag_, "Failed to %s library due to failure with error code %d. [detail code %d]",
            what, status, ErrorDetail());
   return false;

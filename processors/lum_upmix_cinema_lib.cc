@@ -27,7 +27,9 @@ LumUpmixCinemaLib::LumUpmixCinemaLib() {
 LumUpmixCinemaLib::~LumUpmixCinemaLib() { Finish(); }
 
 bool LumUpmixCinemaLib::Finish() {
-  if (instance_ == nullptr) return true;
+  if (instance_ == nullptr) {
+    return true;
+  }
   if (const int32_t status = A0213(&instance_)) {
     LogError(log_tag::kCinema,
              "Failed to destroy the upm cinema library due to failure with error code %d.", status);

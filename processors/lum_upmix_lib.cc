@@ -41,7 +41,9 @@ bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned
   float out_block[kSurroundPlanes * kChunkFrames] = {};
   const float* const in_planes[kStereoPlanes] = {in_block, in_block + kChunkFrames};
   float* out_planes[kSurroundPlanes];
-  for (int c = 0; c < kSurroundPlanes; ++c) out_planes[c] = out_block + c * kChunkFrames;
+  for (int c = 0; c < kSurroundPlanes; ++c) {
+    out_planes[c] = out_block + c * kChunkFrames;
+  }
 
   MatrixConversion::ToPlanar(in_block, in, kChunkFrames, kStereoPlanes, nullptr);
   if (const int32_t status = A0239(in_planes, out_planes, work_.data())) {

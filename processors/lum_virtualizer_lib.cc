@@ -24,7 +24,9 @@ constexpr int kKindStreamStart = 2;
 
 LumVirtualizerLib::LumVirtualizerLib(unsigned channels)
     : handle_({A0782, A0556, A0236, A0783, A0212, A0810}, log_tag::kMusic) {
-  for (unsigned c = 0; c < kSurroundPlanes; ++c) channel_flags_[c] = c < channels ? 0 : 1;
+  for (unsigned c = 0; c < kSurroundPlanes; ++c) {
+    channel_flags_[c] = c < channels ? 0 : 1;
+  }
   A0779();
 }
 

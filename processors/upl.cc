@@ -76,10 +76,13 @@ bool Upl::LoadConfig(const std::string& path) {
 }
 
 int Upl::ProcFrame(float* out, const float* in, int* frames) {
-  if (out == nullptr || in == nullptr) return kNotProcessed;
+  if (out == nullptr || in == nullptr) {
+    return kNotProcessed;
+  }
   if (!configured_) {
-    if (in != out)
+    if (in != out) {
       std::copy_n(in, std::size_t{kStereoPlanes} * static_cast<unsigned>(*frames), out);
+    }
     return kNotProcessed;
   }
   if (const int32_t status = A0217(work_.get(), in, out)) {

@@ -9,16 +9,22 @@ UplAudioProcessor::UplAudioProcessor()
     : AudioProcessor(/*enabled=*/true, /*ready=*/false), upl_(new Upl) {}
 
 void UplAudioProcessor::SetParameters(const ParameterMap& params) {
-  if (TakePath(params, parameter_key::kLevel, &upl_param_path_)) InitLib();
+  if (TakePath(params, parameter_key::kLevel, &upl_param_path_)) {
+    InitLib();
+  }
 }
 
 void UplAudioProcessor::InitLib() {
-  if (upl_param_path_.empty()) return;
+  if (upl_param_path_.empty()) {
+    return;
+  }
   SetReady(upl_->LoadConfig(upl_param_path_));
 }
 
 bool UplAudioProcessor::Process(float* in, float* out, unsigned) {
-  if (!IsReady()) return false;
+  if (!IsReady()) {
+    return false;
+  }
   float in_block[kStereoPlanes * kPeriodFrames];
   float out_block[kStereoPlanes * kPeriodFrames] = {};
   int frames = kPeriodFrames;
@@ -29,11 +35,15 @@ bool UplAudioProcessor::Process(float* in, float* out, unsigned) {
 }
 
 void UplAudioProcessor::Flush() {
-  if (IsReady()) upl_->LoadConfig("");
+  if (IsReady()) {
+    upl_->LoadConfig("");
+  }
 }
 
 void UplAudioProcessor::Restart() {
-  if (!upl_param_path_.empty()) upl_->LoadConfig(upl_param_path_);
+  if (!upl_param_path_.empty()) {
+    upl_->LoadConfig(upl_param_path_);
+  }
 }
 
 void UplAudioProcessor::Dumpsys(std::string* out) const {

@@ -11,7 +11,9 @@ UpmixCinemaProcessor::UpmixCinemaProcessor()
 void UpmixCinemaProcessor::SetParameters(const ParameterMap& params) {
   const bool hki_changed = TakePath(params, parameter_key::kHki, &hki_config_path_);
   const bool param_changed = TakePath(params, parameter_key::kCinema, &cinema_param_path_);
-  if (hki_changed || param_changed) InitLib();
+  if (hki_changed || param_changed) {
+    InitLib();
+  }
 }
 
 void UpmixCinemaProcessor::InitLib() {
@@ -20,13 +22,17 @@ void UpmixCinemaProcessor::InitLib() {
 }
 
 bool UpmixCinemaProcessor::Process(float* in, float* out, unsigned frames) {
-  if (!IsReady()) return false;
+  if (!IsReady()) {
+    return false;
+  }
   unsigned out_frames = 0;
   return cinema_->Process(in, frames, out, &out_frames);
 }
 
 void UpmixCinemaProcessor::Flush() {
-  if (IsReady()) cinema_->Flush();
+  if (IsReady()) {
+    cinema_->Flush();
+  }
 }
 
 void UpmixCinemaProcessor::Dumpsys(std::string* out) const {

@@ -18,19 +18,25 @@ UpmixMusicProcessor::UpmixMusicProcessor()
 void UpmixMusicProcessor::SetParameters(const ParameterMap& params) {
   const bool hki_changed = TakePath(params, parameter_key::kHki, &hki_config_path_);
   const bool param_changed = TakePath(params, parameter_key::kMusic, &music_param_path_);
-  if (hki_changed || param_changed) InitLib();
+  if (hki_changed || param_changed) {
+    InitLib();
+  }
 }
 
 void UpmixMusicProcessor::InitLib() {
   SetReady(upmix_->LoadConfig(music_param_path_));
-  if (!IsReady()) return;
+  if (!IsReady()) {
+    return;
+  }
   virtualizer_->Finish();
   SetReady(virtualizer_->LoadConfig(hki_config_path_));
 }
 
 bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   constexpr int kChunkFrames = LumUpmixLib::kChunkFrames;
-  if (!IsReady()) return false;
+  if (!IsReady()) {
+    return false;
+  }
   const std::size_t stereo_samples = std::size_t{kStereoPlanes} * frames;
   if (stereo_scratch_.size() < stereo_samples) {
     MayBlock(BlockingReason::LongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
@@ -58,7 +64,9 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
 }
 
 void UpmixMusicProcessor::Flush() {
-  if (IsReady()) virtualizer_->Reset();
+  if (IsReady()) {
+    virtualizer_->Reset();
+  }
 }
 
 void UpmixMusicProcessor::Dumpsys(std::string* out) const {

@@ -27,7 +27,9 @@ struct ConfigPath {
 // be opened is cut, and still is with the file's name. Needs no memory.
 inline std::optional<ConfigPath> SplitConfigPath(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return std::nullopt;
+  if (slash == std::string::npos) {
+    return std::nullopt;
+  }
   ConfigPath config;
   const std::size_t length = std::min(slash, sizeof(config.directory) - 1);
   config.directory[path.copy(config.directory, length)] = '\0';

@@ -34,7 +34,9 @@ class LineReader {
       any = true;
       line->append(piece.substr(0, kLongestTextBytes + 1 - line->size()));
       next_ += std::min(piece.size() + 1, rest.size());
-      if (piece.size() < rest.size()) break;
+      if (piece.size() < rest.size()) {
+        break;
+      }
     }
     return any;
   }
@@ -56,7 +58,9 @@ void Warn(const std::string& text) { LogWarning(log_tag::kAppList, "%s", text.c_
 // Takes what precedes the next `separator`, or the end, off the front of *rest,
 // separator included; nothing if nothing is left.
 std::optional<std::string_view> TakePiece(std::string_view* rest, char separator) {
-  if (rest->empty()) return std::nullopt;
+  if (rest->empty()) {
+    return std::nullopt;
+  }
   const std::string_view piece = rest->substr(0, rest->find(separator));
   rest->remove_prefix(std::min(piece.size() + 1, rest->size()));
   return piece;
@@ -76,8 +80,12 @@ void TunedAppList::Reload() {
   for (int line_number = 1; lines.Next(&line); ++line_number) {
     std::string key, warning;
     UpmixMode mode = UpmixMode::Off;
-    if (TakeEntry(line_number, line, &key, &mode, &warning)) applications[key] = mode;
-    if (!warning.empty() && ++warnings <= kMostWarnings) Warn(warning);
+    if (TakeEntry(line_number, line, &key, &mode, &warning)) {
+      applications[key] = mode;
+    }
+    if (!warning.empty() && ++warnings <= kMostWarnings) {
+      Warn(warning);
+    }
   }
   if (warnings > kMostWarnings) {
     Warn(std::to_string(warnings - kMostWarnings) + " more warnings of this list are not logged.");
@@ -95,7 +103,9 @@ UpmixMode TunedAppList::GetValue(const std::string& package) const {
 }
 
 UpmixMode TunedAppList::ModeOf(const std::string& package, bool flag) const {
-  if (IsExist(package)) return GetValue(package);
+  if (IsExist(package)) {
+    return GetValue(package);
+  }
   return flag ? UpmixMode::Cinema : UpmixMode::Music;
 }
 
@@ -103,23 +113,31 @@ bool TunedAppList::IsValidKeyValue(int line_number, const std::string& line, std
                                    UpmixMode* mode) const {
   std::string warning;
   const bool valid = TakeEntry(line_number, line, key, mode, &warning);
-  if (!warning.empty()) Warn(warning);
+  if (!warning.empty()) {
+    Warn(warning);
+  }
   return valid;
 }
 
 bool TunedAppList::TakeEntry(int line_number, const std::string& line, std::string* key,
                              UpmixMode* mode, std::string* warning) const {
-  if (line.size() > kLongestTextBytes) return false;
+  if (line.size() > kLongestTextBytes) {
+    return false;
+  }
   const auto warn = [&](const std::string& text) {
     *warning = "Line(" + std::to_string(line_number) + "): " + text;
     return false;
   };
   std::string_view rest = line;
   const auto package = TakePiece(&rest, ',');
-  if (!package) return false;
+  if (!package) {
+    return false;
+  }
   *key = Trim(std::string(*package));
   const auto mode_word = TakePiece(&rest, ',');
-  if (!mode_word) return false;
+  if (!mode_word) {
+    return false;
+  }
   const std::string mode_name = Trim(std::string(*mode_word));
   const auto entry = mode_names_.find(mode_name);
   if (entry == mode_names_.end()) {
@@ -134,7 +152,9 @@ bool TunedAppList::TakeEntry(int line_number, const std::string& line, std::stri
 
 std::string TunedAppList::Trim(const std::string& text) const {
   const std::size_t first = text.find_first_not_of(kTrimmed);
-  if (first == std::string::npos) return text;
+  if (first == std::string::npos) {
+    return text;
+  }
   return text.substr(first, text.find_last_not_of(kTrimmed) - first + 1);
 }
 

@@ -15,7 +15,9 @@ namespace {
 // What counts of a configuration file, or nothing if it cannot be opened.
 std::optional<std::string> ReadConfig(const std::string& path) {
   ReadableFile file(path);
-  if (!file.IsOpen()) return std::nullopt;
+  if (!file.IsOpen()) {
+    return std::nullopt;
+  }
   std::string text(kLongestTextBytes, '\0');
   text.resize(file.Read(text.data(), text.size()));
   return text;
@@ -33,15 +35,21 @@ ReadableFile::ReadableFile(const std::string& path)
 }
 
 ReadableFile::~ReadableFile() {
-  if (IsOpen()) close(descriptor_);
+  if (IsOpen()) {
+    close(descriptor_);
+  }
 }
 
 std::size_t ReadableFile::Read(char* to, std::size_t bytes) {
   std::size_t done = 0;
   while (done < bytes) {
     const ssize_t count = read(descriptor_, to + done, bytes - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) break;
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      break;
+    }
     done += static_cast<std::size_t>(count);
   }
   return done;
@@ -54,7 +62,9 @@ const char* BinFileReader::Basename(const std::string& path) {
 }
 
 std::string ConfigFileReader::GetParamFilename(const std::string& path) {
-  if (path.empty()) return {};
+  if (path.empty()) {
+    return {};
+  }
   const std::optional<std::string> text = ReadConfig(path);
   if (!text) {
     LogWarning(log_tag::kTuningFile, "%s file open error.", path.c_str());
@@ -105,9 +115,15 @@ HrtfType GetHrtfType(const std::string& path) {
   constexpr char kWhitespace[] = " \t\n\v\f\r";
   const std::size_t first = std::min(text->find_first_not_of(kWhitespace), text->size());
   const std::string token = text->substr(first, text->find_first_of(kWhitespace, first) - first);
-  if (token == "speaker.hki") return HrtfType::Speaker;
-  if (token == "standard.hki") return HrtfType::Standard;
-  if (token == "personalized.hki") return HrtfType::Personalized;
+  if (token == "speaker.hki") {
+    return HrtfType::Speaker;
+  }
+  if (token == "standard.hki") {
+    return HrtfType::Standard;
+  }
+  if (token == "personalized.hki") {
+    return HrtfType::Personalized;
+  }
   LogError(log_tag::kHrtf, "Not matched any hrtf types: %s", token.c_str());
   return HrtfType::Standard;
 }
