@@ -1,15 +1,16 @@
 // Whether anything clicks: every change of mode, application, output device and HRTF, at
 // the block sizes of hosts, over the signal library and the default tuning that ship.
 //
-// The figure of a change is the largest energy of the second difference within 64 frames
-// around the change, over the largest of the half seconds before and behind it. The input
-// is a few steady tones, whose second difference is small and even: what goes on smoothly,
-// or through a fade of any audible length, stays near 0 dB, while a cut stands out by tens
-// of dB. As the control, the same output is cut off at a hundred places; no cut may pass
-// for smooth.
+// The figure of a change compares the half second after it with the second before it and the
+// rest after it: the largest energy of the second difference in any 64 frames, over the largest
+// such energy there. The input is a few steady tones, whose second difference is small and even.
+// Output that goes on smoothly, or fades over any audible length, stays near 0 dB; a cut stands
+// out by tens of dB. As a control, the same output is cut off at a hundred places; none of these
+// cuts may count as smooth.
 //
-// Only a change into music or cinema fades, and only in blocks that are no period. Where
-// nothing fades, a click is the rule and is told as that.
+// Only a change into music or cinema fades, and only in blocks that are not exactly a period,
+// because these skip the ring in which fades are made. Where nothing fades, an abrupt change is
+// reported as one without a fade and is not a fault.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -31,7 +32,7 @@ namespace {
 constexpr size_t kHalf = kSampleRateHz / 2;
 constexpr size_t kPeriod = 1024;
 constexpr size_t kWindow = 64;
-constexpr double kSmooth_db = 3;
+constexpr double kSmoothDb = 3;
 
 constexpr const char* kModes[] = {"off", "music", "cinema"};
 constexpr const char* kApplications[] = {"com.example.game&0", "com.example.music&0",
@@ -124,7 +125,7 @@ std::vector<float> Play(const EffectLibrary& library, const Change& change, size
   play_until(settling + 2 * kHalf);
   Apply(change.to, change.by_application(), &session);
   play_until(settling + 4 * kHalf);
-  // The last change is exactly behind the second half second.
+  // The change comes exactly after the second half second.
   const size_t changed = (settling + 2 * kHalf) / block_frames * block_frames;
   heard.erase(heard.begin(),
               heard.begin() + static_cast<ptrdiff_t>(kChannels * (changed - 2 * kHalf)));
@@ -193,8 +194,8 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
       const double figure_db = Figure(heard);
       control_db = std::min(control_db, Control(heard));
       const bool fades = change.fades() && block != kPeriod;
-      const bool smooth = figure_db <= kSmooth_db;
-      const char* const verdict = smooth ? "smooth" : fades ? "CLICK" : "abrupt by rule";
+      const bool smooth = figure_db <= kSmoothDb;
+      const char* const verdict = smooth ? "smooth" : fades ? "CLICK" : "abrupt, no fade";
       if (all) {
         std::printf("%-12s %-30s -> %-30s %5zu %7.1f dB  %s\n", change.what,
                     change.from.name().c_str(), change.to.name().c_str(), block, figure_db,
@@ -210,10 +211,10 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
       group.worst_db = std::max(group.worst_db, figure_db);
     }
   }
-  bool good = control_db > kSmooth_db;
+  bool good = control_db > kSmoothDb;
   Group total;
   std::printf(
-      "| change | block | changes | smooth | abrupt by rule | clicks | worst figure |\n"
+      "| change | block | changes | smooth | abrupt, no fade | clicks | worst figure |\n"
       "|---|---|---|---|---|---|---|\n");
   for (const auto& [name, by_block] : groups) {
     for (const auto& [block, group] : by_block) {
@@ -226,9 +227,9 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
       total.clicks += group.clicks;
     }
   }
-  std::printf("\nSmooth is up to %.0f dB; the least of all cuts reaches %.1f dB.\n", kSmooth_db,
+  std::printf("\nSmooth is up to %.0f dB; the least of all cuts reaches %.1f dB.\n", kSmoothDb,
               control_db);
-  std::printf("\n%s: of %d changes %d smooth, %d abrupt by rule, %d clicks\n",
+  std::printf("\n%s: of %d changes %d smooth, %d abrupt without a fade, %d clicks\n",
               good ? "pass" : "FAIL", total.changes, total.smooth, total.abrupt, total.clicks);
   return good;
 }

@@ -1,9 +1,9 @@
 // compare_audio FIRST SECOND LIMIT: whether two audio files hold the same.
 //
 // Prints the largest difference of two samples, and fails if it is above LIMIT (full
-// scale is 1); with LIMIT 0 the samples agree bit for bit. Fails as well if the files
-// differ in length or channels, if one cannot be read, if a sample is not finite, and
-// if the first is silent: silence agrees with too much.
+// scale is 1); with LIMIT 0 the samples must agree bit for bit. It also fails if the files
+// differ in length or channels, if one cannot be read, if a sample is not finite, or if the
+// first is silent, because a comparison of silence shows nothing.
 #include <algorithm>
 #include <bit>
 #include <cmath>

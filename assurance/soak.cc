@@ -1,7 +1,7 @@
-// A day of use, faster than it passes: hosts that create and release the effect, plug
-// headphones in and out, take calls, change applications, modes and HRTFs, in the block
-// sizes of real ones, over the signal library and the default tuning that ship. Watches
-// the answers, the frame counters and the memory.
+// A day of use, faster than real time: hosts that create and release the effect, plug
+// headphones in and out, take calls, and change applications, modes and HRTFs, with the block
+// sizes of real hosts, the signal library and the default tuning that ship. Checks the
+// answers, the frame counters and the memory.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -118,7 +118,7 @@ class Host {
     session_.Process(block_.data(), frames);
     Require(std::all_of(block_.begin(), block_.end(),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
-            "a sample that is no number, or beyond all that was played");
+            "a sample that is not a number, or louder than anything that was played");
     if (!session_.enabled()) {
       return;
     }
@@ -225,8 +225,8 @@ class Host {
   size_t waiting_ = 0;  // frames that do not fill a period yet
 };
 
-// What an engine leaves behind on purpose: its level control, with work memory, parameter
-// data and the path of the file. As the allocator rounds it.
+// The memory that an engine leaves on purpose, as the allocator rounds it: its level control,
+// with work memory, parameter data and the path of the file.
 size_t EngineLeak(const std::filesystem::path& tuning) {
   uint32_t work = 0, params = 0;
   Require(A0557(&work, &params) == 0, "the signal library does not tell its sizes");
@@ -243,7 +243,7 @@ struct Limits {
   uint64_t seed = 1;
 };
 
-// Everything once, so that what is made at the first use is there.
+// Does everything once, so that memory that is allocated at the first use is there.
 void WarmUp(const EffectLibrary& library, Random* random) {
   std::vector<std::unique_ptr<Host>> hosts;
   for (size_t i = 0; i < kMostHosts; ++i) {
@@ -315,11 +315,11 @@ bool Soak(const Limits& limits) {
 }  // namespace kelda::tools
 
 int main(int argc, char** argv) try {
-  CLI::App app("A day of use of the effect, faster than it passes.");
+  CLI::App app("A day of use of the effect, faster than real time.");
   kelda::tools::Limits limits;
   app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
   app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
-  app.add_option("--seed", limits.seed, "of what happens when")->capture_default_str();
+  app.add_option("--seed", limits.seed, "of the random events")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_logger([](const __android_log_message* message) {

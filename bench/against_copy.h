@@ -1,4 +1,4 @@
-// Times something and a memory copy in turn, so that what slows the machine slows both.
+// Times something and a memory copy in turn, so that a busy machine slows both.
 #ifndef KELDA_BENCH_AGAINST_COPY_H_
 #define KELDA_BENCH_AGAINST_COPY_H_
 
@@ -30,9 +30,9 @@ inline double Median(std::vector<double> values) {
   return *middle;
 }
 
-// A source and a destination of `samples` floats on cache lines, half a page apart modulo
-// pages: a load that follows a store to the same place in another page waits for it, so that
-// a copy takes up to twice as long by the luck of the allocator.
+// A source and a destination of `samples` floats on cache lines, at places in their pages that
+// are half a page apart. A load waits for an earlier store to the same place in another page, so
+// with addresses of the allocator's choice a copy may take twice as long.
 class BufferPair {
  public:
   explicit BufferPair(std::size_t samples)
@@ -49,9 +49,9 @@ class BufferPair {
   CacheAlignedArray<float> memory_;
 };
 
-// Runs the benchmark of `call` with manual time. Counter `copies`: its time in copies of
-// `samples` floats from cache to cache, the median over batches of 100. Returns the median
-// of its seconds.
+// Runs the benchmark of `call` with manual time. The counter `copies` is its time divided by
+// that of a copy of `samples` floats from cache to cache, the median over batches of 100.
+// Returns the median of its seconds.
 template <typename Call>
 double AgainstCopy(benchmark::State& state, std::size_t samples, Call call) {
   constexpr int kBatch = 100;

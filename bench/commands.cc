@@ -1,5 +1,5 @@
-// What the control path costs with the default tuning. The host holds a lock around these
-// calls that other effects wait for; 5 ms is the budget of each. Counters: the median and
+// What the control path costs with the default tuning. During these calls the host holds a
+// lock that other effects wait for; the budget of each call is 5 ms. Counters: the median and
 // the longest, in milliseconds of the thread.
 #include <android/log.h>
 #include <cutils/properties.h>
@@ -32,8 +32,8 @@ const tools::EffectLibrary& Library() {
   return library;
 }
 
-// A command, on an instance that plays music on wired headphones with personal ears, all
-// stages loaded, and what comes before it. Without a command: create.
+// A command to an instance that plays music on wired headphones with personal ears, all
+// stages loaded, and what is done before it. The row without a command times create.
 struct Row {
   const char* name;
   std::function<void(EffectSession&)> before, act;

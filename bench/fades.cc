@@ -10,7 +10,7 @@ constexpr unsigned kFadeFrames = 4800;
 constexpr unsigned kPeriod = 1024;
 constexpr int kPeriodBytes = 2 * kPeriod * sizeof(float);
 
-// Fades out range(0) queued periods. Once a change, at its first block.
+// Fades out range(0) queued periods, as the first block after each change does.
 void FadeOut(benchmark::State& state) {
   const auto periods = static_cast<unsigned>(state.range(0));
   FadableRingBuffer ring(2, 8 * kPeriodBytes, 0);
@@ -22,7 +22,7 @@ void FadeOut(benchmark::State& state) {
 }
 BENCHMARK(FadeOut)->ArgName("periods")->Arg(1)->Arg(2)->UseManualTime();
 
-// Fades in one period of the five that a fade-in takes.
+// Fades in one of the five periods that a fade-in takes.
 void FadeIn(benchmark::State& state) {
   FadableRingBuffer ring(2, 8 * kPeriodBytes, 0);
   std::vector<float> period(2 * kPeriod);

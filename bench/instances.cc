@@ -1,6 +1,6 @@
-// Several instances in turn, each a period of music on headphones with personal ears: what
-// a period of one costs when the others' data is in the caches, and what one takes.
-// Counters: the heap of each instance in KiB, once created and once all stages are loaded.
+// Several instances in turn, each a period of music on headphones with personal ears: what a
+// period of one costs when the caches hold data of the others, and how much memory one takes.
+// Counters: the heap of each instance in KiB, when created and when all stages are loaded.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -56,7 +56,7 @@ void Instances(benchmark::State& state) {
     });
     state.SetIterationTime(time / static_cast<double>(count));
   }
-  // The session's INIT leaves the level control of the engine before.
+  // Includes the level control of the first engine, which the session's INIT replaces.
   state.counters["created_KiB"] = (created - before) / static_cast<double>(count);
   state.counters["loaded_KiB"] = (loaded - before) / static_cast<double>(count);
 }

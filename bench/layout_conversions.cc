@@ -1,5 +1,5 @@
-// The layout conversions per period, in memory copies of it; with the tables that the
-// chain uses for 13 and 16 channels.
+// The layout conversions per period, compared with memory copies of it, with the tables that
+// the chain uses for 13 and 16 channels.
 #include "bench/against_copy.h"
 #include "pipeline/audio_process_sequencer.h"
 #include "pipeline/matrix_conversion.h"

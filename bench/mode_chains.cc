@@ -1,5 +1,5 @@
-// What each mode's whole chain costs a period with the default tuning: through the
-// library's own record, as the framework calls it.
+// What a period costs in each mode's whole chain with the default tuning. The library is
+// called through its record, as the framework does.
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <cutils/properties.h>
@@ -17,8 +17,8 @@ constexpr std::size_t kPeriod = 1024;
 
 // Arguments: the mode (0 off, 1 music, 2 cinema); whether the ears are personalized, so
 // that the headphone equalizer runs; whether it plays silence, after noise that has faded away.
-// Silence may take no longer than sound, also where denormal numbers are slow. Counter: multiples
-// of real time on one core.
+// Silence must not take longer than sound, not even where denormal numbers are slow. Counter:
+// multiples of real time on one core.
 void ModeChain(benchmark::State& state) {
   constexpr uint32_t kStandard = 1, kPersonalized = 2;
   setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1);

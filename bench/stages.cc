@@ -1,5 +1,5 @@
-// The stages of the chain with the default tuning, each alone, per period: in memory
-// copies of the period and in real transforms of 1024 points (FFTW's, measured plan).
+// The stages of the chain with the default tuning, each alone, per period, compared with memory
+// copies of the period and with real transforms of 1024 points (FFTW's, measured plan).
 #include <android/log.h>
 #include <fftw3.h>
 
@@ -19,7 +19,7 @@ namespace kelda::bench {
 namespace {
 
 constexpr unsigned kPeriod = 1024;
-constexpr double kPeriod_s = kPeriod / 48000.0;
+constexpr double kPeriodSeconds = kPeriod / 48000.0;
 
 // Seconds of one transform.
 double TransformTime() {
@@ -54,7 +54,7 @@ void Run(benchmark::State& state, AudioProcessor* stage) {
     benchmark::ClobberMemory();
   });
   state.counters["transforms"] = time / TransformTime();
-  state.counters["x_real_time"] = kPeriod_s / time;
+  state.counters["x_real_time"] = kPeriodSeconds / time;
 }
 
 void PassThroughStage(benchmark::State& state) {

@@ -1,4 +1,4 @@
-// What the library's times are compared with: machines differ, ratios less so.
+// What the library's times are compared with, because ratios differ less between machines.
 #include <benchmark/benchmark.h>
 
 #include <cstring>

@@ -6,10 +6,10 @@
 
 namespace kelda {
 
-// Opens the file that a capture goes to, and makes it if it is missing. `mode` is that of
-// fopen: "ab" to go on at its end, "wb" to begin it anew. Only a regular file is taken, so
-// that neither opening it nor a write waits for a reader. Returns null, with errno set, if
-// it cannot be opened or is none. Control thread.
+// Opens the file that a capture goes to, and creates it if it is missing. `mode` is that of
+// fopen: "ab" to append, "wb" to empty it first. Only a regular file is accepted, so that
+// neither opening nor writing it waits for a reader. Returns null, with errno set, if it
+// cannot be opened or is not a regular file. Control thread.
 FILE* OpenCaptureFile(const std::string& path, const char* mode);
 
 }  // namespace kelda

@@ -34,7 +34,7 @@ int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) 
     LogError(log_tag::kPcmDump, "Failed to open: %s\n", std::strerror(errno));
     return 0;
   }
-  // Left alone, the stream allocates its buffer at the first write.
+  // Without a buffer of ours, the stream would allocate one at the first write.
   std::setvbuf(file_, buffer_, _IOFBF, sizeof(buffer_));
   return 1;
 }

@@ -10,7 +10,11 @@
 namespace kelda {
 
 // Writes interleaved 32-bit float frames, native byte order, without a header, to
-// a file, up to a number of seconds at 48 kHz. A fresh object for each capture.
+// a file, up to a number of seconds at 48 kHz. Each capture needs a new object:
+//
+//   auto dump = std::make_unique<PcmDump>();
+//   dump->Open("/data/vendor/kelda/" + PcmDump::GenerateFileName(), 2, 10);
+//   dump->Write(*samples, frames);  // on the audio thread
 class PcmDump {
  public:
   static constexpr uint32_t kBitDepthBytes = 4;  // bytes a sample

@@ -5,8 +5,8 @@
 
 namespace kelda {
 
-// The name of an output channel mask, for messages; "" if it has none. The whole
-// mask is looked up, its bits are not. Any thread.
+// The name of an output channel mask, for messages; "" if it has none. Looks up the
+// mask as a whole, not its bits. Any thread.
 const char* audio_channel_out_mask_to_string(uint32_t mask);
 
 }  // namespace kelda

@@ -1,4 +1,4 @@
-// The control entry of an instance: checks each command's sizes, carries it out
+// The command function of an instance: checks the sizes of each command, carries it out
 // and replies.
 #include <cutils/properties.h>
 #include <unistd.h>
@@ -51,8 +51,8 @@ int32_t Refuse(const char* message) {
   return -EINVAL;
 }
 
-// Seconds of output to capture; below 1, enable starts and disable stops none. Only
-// debuggable builds capture.
+// Seconds of output to capture. If it is below 1, enable does not start a capture and disable
+// does not stop one. Only debuggable builds capture.
 int32_t PcmDumpRequest() {
   const int32_t request = property_get_int32("vendor.kelda.pcmdump", 0);
   return property_get_int32("ro.debuggable", 0) != 0 ? request : 0;
@@ -186,14 +186,13 @@ int32_t Dump(const effect_context_s& context, const Command& command) {
   if (context.engine != nullptr) {
     context.engine->Dumpsys(&text);
   }
-  // In one piece; what the reader does not take is lost.
+  // A single write; what the reader does not take is lost.
   [[maybe_unused]] const ssize_t written =
       write(static_cast<int>(command.Word(0)), text.data(), text.size());
   return 0;
 }
 
-// The name of a command that the framework knows and this effect has no use for,
-// or null.
+// The name of a command that the framework defines and this effect does not support, or null.
 const char* UnsupportedName(uint32_t code) {
 #define KELDA_UNSUPPORTED(name) \
   case name:                    \

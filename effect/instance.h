@@ -34,7 +34,7 @@ struct effect_module_s {
 
 static_assert(offsetof(effect_module_s, itfe) == 0);
 
-// What the framework's ABI fixes, 64-bit / 32-bit.
+// Sizes that the framework's ABI fixes, in a 64-bit and in a 32-bit process.
 constexpr std::size_t AbiSize(std::size_t lp64, std::size_t ilp32) {
   return sizeof(void*) == 8 ? lp64 : ilp32;
 }

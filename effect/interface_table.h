@@ -1,4 +1,7 @@
-// The entries that every instance is called through.
+// The functions through which the framework calls every instance.
+//
+// Threads: the control thread is whichever thread creates, releases and commands an instance;
+// the audio thread is the one that calls process. Their calls on one instance never overlap.
 #ifndef KELDA_EFFECT_INTERFACE_TABLE_H_
 #define KELDA_EFFECT_INTERFACE_TABLE_H_
 
@@ -21,8 +24,8 @@ int32_t Upmix_Process(effect_handle_t self, audio_buffer_t* inBuffer,
 
 // Carries out one command of the framework. Control. Returns 0 or a negative errno;
 // what a command decides about its payload is in the reply's status word. A command that
-// runs out of memory returns -EINVAL and has changed nothing, but for EFFECT_CMD_INIT,
-// which leaves an instance that cannot be enabled until an EFFECT_CMD_INIT succeeds.
+// runs out of memory returns -EINVAL and has changed nothing. The exception is
+// EFFECT_CMD_INIT: the instance then cannot be enabled until an EFFECT_CMD_INIT succeeds.
 int32_t Upmix_Command(effect_handle_t self, uint32_t cmdCode, uint32_t cmdSize, void* pCmdData,
                       uint32_t* replySize, void* pReplyData);
 

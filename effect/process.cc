@@ -1,4 +1,4 @@
-// The audio entry of an instance.
+// The process function of an instance.
 
 #include "effect/instance.h"
 #include "effect/interface_table.h"

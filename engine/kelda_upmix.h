@@ -15,14 +15,20 @@
 
 namespace kelda {
 
-// The engine of one effect instance: keeps the requested mode, the output device, the
-// listener's HRTF and the playing application's mode, has engine/plan.h decide from them which
-// processors run and which tuning files they load, and does that.
+// The engine of one effect instance. It keeps the requested mode, the output device, the
+// listener's HRTF and the playing application's mode. From these engine/plan.h decides which
+// processors run and which tuning files they load, and the engine carries that out.
 //
-// Threads: Process is called by the audio thread, everything else by the control
-// thread; the calls never overlap. Failures of files and of the signal library are
-// logged where they happen; the engine runs with whatever could be loaded. A control
-// call may throw std::bad_alloc; it has changed nothing then.
+// Threads: the audio thread, which calls the instance's process, calls Process; the control
+// thread, which creates and commands the instance, calls everything else. Their calls never
+// overlap. Failures of files and of the signal library are logged where they happen; the
+// engine runs with what could be loaded. A control call may throw std::bad_alloc; it has
+// changed nothing then.
+//
+//   KeldaUpmix engine;
+//   engine.SetDevice(AudioDeviceType::Wired);
+//   engine.SetMode(UpmixMode::Music);
+//   engine.Process(in, out, 1024);
 class KeldaUpmix {
  public:
   KeldaUpmix();
@@ -30,7 +36,7 @@ class KeldaUpmix {
   KeldaUpmix& operator=(const KeldaUpmix&) = delete;
   virtual ~KeldaUpmix();
 
-  // The modes' and the device's initial values, and the HRTF types that the
+  // Sets modes and device to their initial values, and the HRTF types to those that the
   // configuration files name. Returns 0.
   int Initialize();
   void CreateProcessorChain();
@@ -40,19 +46,19 @@ class KeldaUpmix {
   // `frames` interleaved stereo frames from `in` to `out`, which may be the same.
   void Process(const float* in, float* out, unsigned frames) KELDA_NONBLOCKING;
 
-  // The mode asked for, Auto included. Returns 0.
+  // Sets the requested mode, which may be Auto. Returns 0.
   int SetMode(UpmixMode mode);
   // Runs `mode`, or Off while the device is no headphone. Returns 0.
   int ChangeActualMode(UpmixMode mode);
   UpmixMode GetMode() const { return settings_.requested_mode; }
 
-  // The output in use. Sends the tuning files of a headphone's HRTF again, changed
-  // or not. Returns 0.
+  // Sets the output in use. If it is a headphone, sends its tuning files, even if it was in
+  // use already. Returns 0.
   int SetDevice(AudioDeviceType type);
   // Sends the processors the tuning files of a device's HRTF. Returns 0, or 1 with
   // nothing sent if the device is no headphone.
   int SetHrtf(AudioDeviceType type, HrtfType hrtf);
-  // The listener's HRTF on one kind of output; takes effect at once if that is the
+  // Set the listener's HRTF on one kind of output; takes effect at once if that is the
   // output in use. Return 0.
   int SetBluetoothHrtf(HrtfType hrtf);
   int SetWiredHrtf(HrtfType hrtf);
@@ -60,8 +66,8 @@ class KeldaUpmix {
   // Reads the list of tuned applications again; the current application's mode
   // stays until the next SetAppPackage. Returns 0.
   int ReloadTunedAppList();
-  // The application now playing. Its mode is the tuned list's, else Cinema if
-  // `flag` is set, else Music; it is applied at once in Auto and kept otherwise.
+  // Sets the application that plays. Its mode is the tuned list's, else Cinema if `flag` is
+  // set, else Music; it is applied at once in Auto and kept otherwise.
   void SetAppPackage(const std::string& package, bool flag);
 
   // Drops all signal history and everything queued.
@@ -73,7 +79,7 @@ class KeldaUpmix {
   void StopPcmDump();
 
  private:
-  // Does what was decided: the one place that switches stages and sends them parameters.
+  // Carries out a plan. Nothing else switches stages or sends them parameters after construction.
   void Apply(const Plan& plan);
   void Switch(const StageSwitch& stage_switch);
   void Send(ParameterSet set);
@@ -84,7 +90,7 @@ class KeldaUpmix {
   EngineSettings settings_;
   UpmixMode actual_mode_ = UpmixMode::Off;
   TunedAppList tuned_apps_;
-  // What each parameter set is as the stages take it. Made at construction, so that no command
+  // Each parameter set in the form that the stages take. Made at construction, so that no command
   // can run out of memory between its changes.
   std::array<ParameterMap, kParameterSets> parameters_;
 };

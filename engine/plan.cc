@@ -28,11 +28,11 @@ constexpr Parameter kParameters[kParameterSets][4] = {
      {parameter_key::kCinema, kPersonalizedCinema.name}},
 };
 
-// Stages go off before others come on, but for the equalizer, which may stay on.
+// Stages are switched off before others are switched on. Only the equalizer may stay on.
 std::optional<ModeChange> ChangeTo(UpmixMode mode, bool equalizer) {
   switch (mode) {
     case UpmixMode::Off:
-      // Immediate: nothing is faded and nothing is loaded.
+      // Takes effect at once: nothing is faded and nothing is loaded.
       return ModeChange{{{{Stage::Music, false},
                           {Stage::Cinema, false},
                           {Stage::HeadphoneEqualizer, false},
@@ -93,8 +93,8 @@ Plan MakePlan(const EngineSettings& settings, UpmixMode running, Changed changed
       plan.mode_change = ChangeTo(plan.mode, personalized);
     }
   }
-  // Whatever the mode: personalized listeners hear their headphone's equalizer with the upmix
-  // off, too, until the next change to Off or to another HRTF.
+  // In every mode: with a personalized HRTF the headphone's equalizer also runs while the upmix
+  // is off, until the next change to Off or to another HRTF.
   if (changed != Changed::Mode && headphone) {
     plan.headphone = HeadphoneChange{personalized, HeadphoneFiles(wired, personalized)};
   }

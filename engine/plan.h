@@ -1,4 +1,4 @@
-// What the engine does about a setting, decided without doing it.
+// Decides what the engine does about a setting, without doing it.
 //
 //   requested mode ──┐                          ┌─► which stages run, fade or not
 //   application ─────┼─► MakePlan ─► Plan ──────┼─► the level control's file
@@ -17,7 +17,7 @@
 
 namespace kelda {
 
-// All that the engine decides from.
+// Everything that the engine's decisions depend on.
 struct EngineSettings {
   UpmixMode requested_mode = UpmixMode::Off;
   UpmixMode app_mode = UpmixMode::Music;  // of the playing application
@@ -26,12 +26,12 @@ struct EngineSettings {
   HrtfType wired_hrtf = HrtfType::Standard;
 };
 
-// The setting that has just come. It decides on the headphone's files and equalizer, which
-// follow a device and its HRTF in every mode, but a mode only when it changes.
+// The setting that was just set. A device or HRTF that is set again has its files sent again;
+// a mode that already runs changes nothing.
 enum class Changed {
   Mode,    // the requested mode or the application's
-  Device,  // named again, even if it is the same
-  Hrtf,    // of the device in use
+  Device,  // the output in use
+  Hrtf,    // that of the output in use
 };
 
 // Parameters that the stages are sent together.
@@ -58,7 +58,7 @@ struct StageSwitch {
   bool operator==(const StageSwitch&) const = default;
 };
 
-// Done in this order.
+// The steps of a change of mode, in this order.
 struct ModeChange {
   std::array<StageSwitch, kStages.size()> switches;
   bool fade;
@@ -75,14 +75,17 @@ struct HeadphoneChange {
 };
 
 struct Plan {
-  UpmixMode mode;                            // that runs afterwards
-  std::optional<ModeChange> mode_change;     // first; none if `mode` runs or is none that can run
-  std::optional<HeadphoneChange> headphone;  // then
+  UpmixMode mode;                            // to run
+  std::optional<ModeChange> mode_change;     // first; none if `mode` runs already or cannot run
+  std::optional<HeadphoneChange> headphone;  // after it
 
   bool operator==(const Plan&) const = default;
 };
 
-// What to do now that `changed` has, with the mode `running` so far. Needs no memory.
+// What to do after `changed` was set, while the mode `running` runs. Allocates nothing.
+//
+//   settings.device = AudioDeviceType::Wired;
+//   Plan plan = MakePlan(settings, UpmixMode::Off, Changed::Device);
 Plan MakePlan(const EngineSettings& settings, UpmixMode running, Changed changed);
 
 }  // namespace kelda

@@ -10,7 +10,7 @@
 
 namespace kelda::fuzz {
 
-// Takes values off the front of a fuzzer's input; behind its end there are zeros.
+// Takes values from the front of a fuzzer's input; after its end there are zeros.
 class ByteReader {
  public:
   ByteReader(const uint8_t* data, std::size_t size) : rest_(data, size) {}

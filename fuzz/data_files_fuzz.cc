@@ -1,5 +1,5 @@
 // The readers of binary files: tuning files of every kind, and raw captures. A tuning file is
-// read as it is, and with the header put right, so that mutations get behind the checksum.
+// read as it is, and again with its header corrected, so that mutations get past the checksum.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -25,7 +25,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-// In the layout of its name, or that it looks like.
+// In the layout that its name says, or else its contents suggest.
 void ReadCapture(const std::string& path, const std::string& name) {
   tools::CaptureReader capture(path);
   const tools::CaptureLayout layout = tools::GuessLayout(name, capture.head()).layout;
@@ -46,7 +46,7 @@ void ReadCapture(const std::string& path, const std::string& name) {
   }
 }
 
-// Whatever is in a file, it is either shown or refused with a reason.
+// Every file is either shown or refused with a reason.
 void Inspect(const std::string& path) {
   const tools::InspectedFile file = tools::InspectFile(path);
   if (file.problem.empty() == file.text.empty()) {

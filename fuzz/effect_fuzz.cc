@@ -1,5 +1,5 @@
 // The effect as its host sees it: several instances, any order of calls, any bytes in
-// commands, any audio, and tuning files that change underneath. Buffers have exactly the size
+// commands, any audio, and tuning files that change meanwhile. Buffers have exactly the size
 // that the call declares.
 #include <cutils/properties.h>
 #include <fcntl.h>
@@ -23,12 +23,12 @@ using namespace kelda::fuzz;
 using namespace kelda::test;
 using kelda::TemporaryFolder;
 
-constexpr uint32_t kDeviceBytes = 16;  // callers provide as many, whatever they declare
+constexpr uint32_t kDeviceBytes = 16;  // callers provide as many, although they declare 4
 constexpr uint32_t kWordBytes = sizeof(uint32_t);
 
 struct Instance {
   std::optional<Effect> effect;
-  bool sound = true;  // was never given anything but sound
+  bool sound = true;  // all its input so far was noise or silence of at most full scale
 };
 
 void Send(Effect* effect, uint32_t code, std::string payload, uint32_t reply_bytes) {
@@ -77,7 +77,7 @@ void SendKnown(Effect* effect, ByteReader* input) {
   }
 }
 
-// A command of any size and contents; what the descriptor of a dump is, is the host's promise.
+// A command of any size and contents. Only the descriptor of a dump is valid, as the host promises.
 void SendAny(Effect* effect, ByteReader* input) {
   static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   constexpr uint32_t kSizes[] = {0, 4, 12, 16, 20, 24, 32, sizeof(effect_config_t)};

@@ -5,7 +5,7 @@
 
 namespace kelda::fuzz {
 
-// Log lines are put together and then dropped.
+// Log lines are formatted and then dropped.
 inline void QuietLog() {
   __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   __android_log_set_logger([](const __android_log_message*) {});

@@ -1,5 +1,5 @@
-// Stands in for the fuzzer where a target is only to run over its corpus: every file in the
-// directories that are named, once.
+// Takes the place of the fuzzer where a target only runs over its corpus: every file in the
+// given directories, once.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

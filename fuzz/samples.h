@@ -11,8 +11,8 @@
 
 namespace kelda::fuzz {
 
-// Floats on the heap with nothing behind them, so that a sanitizer sees the first one too
-// many; of any count, 0 included, the address is valid.
+// Floats on the heap with nothing after them, so that a sanitizer sees every access beyond the
+// end. The address is valid for every count, also for 0.
 struct Samples {
   explicit Samples(std::size_t count) : memory(new float[count]()), size(count) {}
   float* data() const { return memory.get(); }
@@ -22,8 +22,8 @@ struct Samples {
   std::size_t size;
 };
 
-// Fills `samples` with a signal of the input's choice. Returns whether it is sound: noise or
-// silence of at most full scale.
+// Fills `samples` with a signal that the input chooses. Returns whether it is sound, which here
+// means noise or silence of at most full scale.
 inline bool Fill(const Samples& samples, ByteReader* input) {
   using Limits = std::numeric_limits<float>;
   constexpr float kLevels[] = {0.5f, 0.0f, 1.0f, 1e-20f};

@@ -1,6 +1,6 @@
-// The signal library through its contract: every entry of every component, several instances,
-// in any order, handles that are no more, parameters and files in and out of range. Whatever
-// comes in, an entry that succeeds delivers finite samples.
+// The signal library within its contract: every entry of every component, several instances,
+// in any order, handles of destroyed instances, parameters and files in and out of range. For
+// any input, an entry that succeeds must deliver finite samples.
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -26,7 +26,7 @@ constexpr std::size_t kBlock = kBlockFrames;
 constexpr std::size_t kInstances = 2;
 constexpr const char* kConfigs[] = {"wired.hki.config", "wired.ba.config", "standard.hki", "none"};
 
-// The files, and what parameters are read from.
+// The tuning directory, with the files that parameters are read from.
 class Files {
  public:
   Files() { WriteTuning(directory_); }
@@ -34,7 +34,7 @@ class Files {
   void Rewrite(ByteReader* input) const { RewriteTuning(directory_, input); }
   const char* path() const { return directory_.path().c_str(); }
 
-  // The first `bytes` bytes of a file, zeros behind its end.
+  // The first `bytes` bytes of a file, with zeros after its end.
   std::unique_ptr<char[]> Read(const char* name, uint32_t bytes) const {
     std::unique_ptr<char[]> contents(new char[bytes]());
     std::ifstream(directory_ / name, std::ios::binary).read(contents.get(), bytes);
@@ -45,7 +45,7 @@ class Files {
   kelda::TemporaryFolder directory_;
 };
 
-// Planes of `frames` floats each, one allocation a plane.
+// Planes of `frames` floats each, one allocation for each plane.
 struct Planes {
   Planes(std::size_t count, std::size_t frames) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -57,7 +57,7 @@ struct Planes {
       Fill(plane, input);
     }
   }
-  // To be called with the status of the entry that wrote them.
+  // Call with the status of the entry that wrote the planes.
   void Check(int32_t status) const {
     for (const Samples& plane : planes) {
       if (status == kOk) {
@@ -70,7 +70,7 @@ struct Planes {
   std::vector<float*> pointers;
 };
 
-// Instances that are known by a handle. A handle stays in use beyond its instance's end.
+// Instances that are known by a handle. Handles are also used after the end of their instances.
 class Handles {
  public:
   using Process = void (*)(uint32_t handle, ByteReader*);
@@ -193,7 +193,7 @@ void StepLevel(std::optional<Work>* work, const Files& files, ByteReader* input)
   }
 }
 
-// Instances that are known by a pointer. It stays in use beyond its instance's end.
+// Instances that are known by a pointer, which is also used after the end of its instance.
 class Cinemas {
  public:
   ~Cinemas() { End(); }

@@ -1,5 +1,5 @@
-// Measured ears, and the design of HRIRs from them: libmysofa's part is fuzzed without its
-// coverage, ours behind it with whatever it lets through.
+// Measured ears, and the design of HRIRs from them. libmysofa is built without coverage, so only
+// our own code, which gets what libmysofa accepts, guides the fuzzer.
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
       return 0;
     }
     options.symmetric = ears.taps % 2 == 0;
-    // What a file within the reader's limits gives is a set that the virtualizer takes.
+    // A file within the reader's limits must give a set that the virtualizer accepts.
     directory.Write("ears.hki", EncodeHrirSet(DesignHrirs(ears, path, options, [](double) {}).set));
     upmix_lib::HrirSet read;
     if (LoadHrirSet(directory / "ears.hki", read) != upmix_lib::kOk) {

@@ -1,5 +1,5 @@
 // The readers of text that people write: every input is read as each kind of file. A reader
-// may refuse it with a Failure, and nothing else.
+// may refuse it, but only with a Failure.
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,7 +29,7 @@ void MayRefuse(const std::function<void()>& read) {
   }
 }
 
-// What a text within its limits asks for is a file that the signal library takes.
+// A text within its limits must give a file that the signal library accepts.
 void ReadEqualizer(const std::string& path) {
   const EqualizerDesign design = DesignEqualizer(ReadEqualizerText(path), "equalizer");
   upmix_lib::EqualizerTuning read;

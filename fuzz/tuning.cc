@@ -20,7 +20,7 @@ namespace {
 using namespace upmix_lib;
 using Bytes = std::vector<std::byte>;
 
-// From one end of a range to the other, both included.
+// A value from `min` to `max`, both included.
 float Draw(float min, float max, ByteReader* input) {
   return std::lerp(min, max, static_cast<float>(input->Take<uint8_t>()) / 255.0f);
 }
@@ -35,7 +35,7 @@ void DrawFields(std::span<const ParameterField> fields, std::span<std::byte> par
   }
 }
 
-// A file that is one struct, and so always as long as its kind may be.
+// A file that is one struct, so its length is always the longest of its kind.
 template <const DataKind& kKind, const auto& kFields>
 Bytes DrawParameters(ByteReader* input) {
   Bytes file(kKind.max_bytes);
@@ -50,7 +50,7 @@ Bytes DrawHrirs(ByteReader* input) {
   set.taps = input->OneOf(kTaps);
   DrawFields(kRoomFields, std::as_writable_bytes(std::span(&set.room, 1)), input);
   const float tap = Draw(0.1f, kMaxHrirTap, input);
-  const auto unlike = input->Take<uint8_t>();  // bit p: plane p has taps of its own
+  const auto unlike = input->Take<uint8_t>();  // bit p: plane p has its own taps
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const bool own = (unlike >> plane & 1) != 0;
     set.responses.insert(set.responses.end(), kEars * static_cast<std::size_t>(set.taps),

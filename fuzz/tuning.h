@@ -9,11 +9,11 @@
 
 namespace kelda::fuzz {
 
-// Leaves the files that the effect looks for in the directory, valid, and nothing else.
+// Empties the directory and writes valid versions of the files that the effect looks for.
 void WriteTuning(const TemporaryFolder& directory);
 
-// Rewrites a file of the input's choice: valid with other contents, damaged with or without
-// the checksum put right, cut short, made longer, removed, a directory. Returns its name.
+// Rewrites a file that the input chooses: valid with other contents, damaged with or without
+// a corrected checksum, cut short, made longer, removed, or a directory. Returns its name.
 std::string_view RewriteTuning(const TemporaryFolder& directory, ByteReader* input);
 
 }  // namespace kelda::fuzz

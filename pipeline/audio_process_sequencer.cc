@@ -10,15 +10,15 @@ namespace {
 
 constexpr unsigned kFadeFrames = 4800;
 
-// A host block of up to this many periods runs through the rings as one slice, a longer
-// one in slices of one period, the rest last.
+// A host block of up to this many periods goes through the rings as one slice, a longer
+// one in slices of one period, with the rest as the last slice.
 constexpr unsigned kLongestSlicePeriods = 3;
 
-// Why the rings never overfill, with P the period, n <= 3P the slice, r < P the
-// frames waiting in the input ring and q those queued in the output ring:
+// Why the rings never overfill. P is the period, n <= 3P the frames of a slice, r < P the
+// frames waiting in the input ring and q those queued in the output ring.
 //
-// Input: what completes a period is taken from the host's block directly; only the
-// rest, r < P, is enqueued. Were a whole slice enqueued, r + n < 4P would fit, too.
+// Input: the frames that complete a period are taken from the host's block directly; only
+// the rest, r < P, is enqueued. Even a whole slice would fit, as r + n < 4P.
 //
 // Output: let T = q + r between slices. A delivered slice takes n frames in and n
 // frames out, so T stays. A silent one adds n to T, but it is only silent because
@@ -28,9 +28,9 @@ constexpr unsigned kLongestSlicePeriods = 3;
 //
 // Both bounds are strict, as a ring that is filled completely would read as empty.
 //
-// Why a stream of one block size is silent in front and never again: T never falls. Once
+// Why a stream of one block size is silent at its beginning only: T never falls. Once
 // T >= P and the ring is ready, a slice finds q = T + n - r > n and is delivered. Every
-// stream comes to that, or needs no such reserve:
+// stream reaches that state or does not need it:
 // - Slices of up to P frames, also those of a longer block, are silent until q >= 2P. The
 //   first delivered one takes P of them at most.
 // - A block of 2P or of 3P frames is delivered at once and takes all; so does the next one.
@@ -128,8 +128,8 @@ bool AudioProcessSequencer::Process(const float* in, float* out, unsigned frames
   return delivered;
 }
 
-// Before new input is processed: the fade-out falls on output of the previous
-// configuration, the silence and the fade-in on output of the new one.
+// Called before new input is processed, so that the fade-out applies to output of the previous
+// configuration, and the silence and the fade-in to output of the new one.
 void AudioProcessSequencer::StartRequestedFade() {
   if (!fade_requested_) {
     return;
@@ -164,10 +164,10 @@ unsigned AudioProcessSequencer::WaitingFrames() const {
   return static_cast<unsigned>(input_ring_->Size()) / (input_channels_ * unsigned{sizeof(float)});
 }
 
-// One period, made of the `waiting` frames that the input ring holds and of what is
-// missing, from `in`, to the output ring. The input ring is empty afterwards and begins
-// anew, so what it holds never wraps; neither do the output ring's whole periods, which
-// divide its capacity. Both are converted where they lie.
+// Processes one period to the output ring: the `waiting` frames of the input ring, completed by
+// frames of `in`. Afterwards the input ring is empty and starts again at its beginning, so its
+// contents never wrap around. The output ring's periods do not wrap either, because its capacity
+// is a multiple of a period. So both are converted in place, without a copy.
 void AudioProcessSequencer::ProcessPeriodToRing(unsigned waiting, const float* in) {
   TakeInput(0, reinterpret_cast<const float*>(input_ring_->read_position()), waiting);
   TakeInput(waiting, in, period_frames_ - waiting);
@@ -177,7 +177,7 @@ void AudioProcessSequencer::ProcessPeriodToRing(unsigned waiting, const float* i
   output_ring_->FadableEnqueue(period, static_cast<int>(output_period_bytes_));
 }
 
-// Makes `frames` interleaved frames planar, as the frames from `first` on of the period
+// Converts `frames` interleaved frames to planes, to the place of frame `first` in the period
 // that RunChain processes.
 void AudioProcessSequencer::TakeInput(unsigned first, const float* in, unsigned frames) {
   MatrixConversion::ToPlanes(work_[0].get() + first, static_cast<int>(period_frames_), in,
@@ -200,8 +200,8 @@ int AudioProcessSequencer::invokeProcessorChain(float** buffers, int first, unsi
     if (!processor->IsEnabled()) {
       continue;
     }
-    // A processor that has nothing to process with leaves its output as it was;
-    // the chain goes on with that.
+    // A processor that is not ready leaves its output buffer as it was; the chain goes on with
+    // what that holds.
     processor->Process(buffers[source], buffers[1 - source], frames);
     source = 1 - source;
   }

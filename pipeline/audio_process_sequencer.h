@@ -22,13 +22,18 @@ namespace kelda {
 //
 // A host block of exactly one period skips the rings. Every other block goes
 // through them, in slices of one period if it is longer than three, else whole:
-// periods are processed as they fill, and output is released once two are queued;
-// until then, and whenever less is queued than a slice asks for, the host gets
+// periods are processed as they fill, and output is released once two are queued.
+// Until then, and whenever fewer frames are queued than a slice has, the host gets
 // silence. Each slice is delivered whole or as silence, so that nothing is lost or
-// repeated. A stream of blocks of one size is silent in front only.
+// repeated. A stream of blocks of one size is silent at its beginning only.
 //
-// Threads: Process is called by the audio thread, everything else by the control
-// thread; the calls never overlap. Process does not allocate or lock.
+// Threads: the audio thread, which calls the instance's process, calls Process; the
+// control thread, which creates and commands the instance, calls everything else. Their
+// calls never overlap. Process does not allocate or lock.
+//
+//   AudioProcessSequencer sequencer;
+//   sequencer.SetProcessorChain(&chain);  // a list of the caller's processors
+//   sequencer.Process(in, out, frames);
 class AudioProcessSequencer {
  public:
   AudioProcessSequencer() = default;
@@ -53,7 +58,7 @@ class AudioProcessSequencer {
   // Processes `frames` interleaved frames of the chain's input channel count from
   // `in` to `out` (output channel count); `in` and `out` may be the same buffer.
   // Returns false if any of `out` is silence because too little was queued. A block of
-  // no frames only takes up a requested fade; its buffers may be null.
+  // no frames only starts a requested fade; its buffers may be null.
   bool Process(const float* in, float* out, unsigned frames) KELDA_NONBLOCKING;
   // Runs the enabled processors over the planar block in buffers[first], using
   // both buffers in turn; returns the index of the one that holds the result.
@@ -61,8 +66,8 @@ class AudioProcessSequencer {
   // The plane that receives each interleaved channel, or null for the identity.
   static const int* GetSwapTable(unsigned channels);
 
-  // At the next block that goes through the rings: fade out what is queued,
-  // silence the new configuration's latency, fade in what follows.
+  // Requests a fade. The next block that goes through the rings fades out what is queued,
+  // follows it with silence for the new configuration's latency, and fades in what comes then.
   void RequestFadeInOut() { fade_requested_ = true; }
   // Empties the rings, counting dropped output as discarded, and forgets a
   // requested fade. Flush and Restart first do the same to every processor.
@@ -72,7 +77,7 @@ class AudioProcessSequencer {
 
   // Appends the frame counters and a line for each processor.
   void Dumpsys(std::string* out) const;
-  // Captures what the host is given, silence included, to a new file in `dir`,
+  // Captures the output that the host gets, silence included, to a new file in `dir`,
   // for `seconds` seconds at most. Replaces a running capture.
   void StartPcmDump(const std::string& dir, unsigned seconds);
   // Ends the capture, if one is running.

@@ -11,7 +11,7 @@ bool AudioProcessor::SetEnabled(bool enable) {
 }
 
 const std::string* AudioProcessor::GetValue(const ParameterMap& params, const char* key) {
-  // Not find, which would make a string of the key.
+  // Not params.find, which would allocate a string for the key.
   for (const auto& [name, value] : params) {
     if (name == key) {
       return &value;

@@ -1,4 +1,4 @@
-// The stage of the signal chain.
+// The interface of a stage of the signal chain.
 #ifndef KELDA_PIPELINE_AUDIO_PROCESSOR_H_
 #define KELDA_PIPELINE_AUDIO_PROCESSOR_H_
 
@@ -19,8 +19,13 @@ using ParameterMap = std::map<std::string, std::string>;
 // Audio here is 32-bit float and PLANAR: a block of `frames` frames holds one
 // plane a channel, sample f of channel c at index c * frames + f.
 //
-// Threads: Process is called by the audio thread, everything else by the control
-// thread; the calls never overlap.
+// Threads: the audio thread, which calls the instance's process, calls Process and
+// GetDelayedFrames; the control thread, which creates and commands the instance, calls
+// everything. Their calls never overlap.
+//
+//   processor.SetParameters({{"upl_param_bin_file", "/data/vendor/kelda/upl.music.bin"}});
+//   processor.SetEnabled(true);
+//   processor.Process(in, out, processor.GetMinPeriodFrames());
 class AudioProcessor {
  public:
   AudioProcessor(bool enabled, bool ready) : enabled_(enabled), ready_(ready) {}
@@ -43,15 +48,15 @@ class AudioProcessor {
   virtual unsigned GetMinPeriodFrames() const = 0;
   // Latency in frames.
   virtual unsigned GetDelayedFrames() const KELDA_NONBLOCKING = 0;
-  // Takes the settings it knows from `params`. Needs no memory, so that settings reach
-  // all stages of a chain or none.
+  // Takes the settings it knows from `params`. Allocates nothing, so that running out of memory
+  // cannot leave some stages of a chain with old settings and others with new ones.
   virtual void SetParameters(const ParameterMap& params) = 0;
   // Processes `frames` frames from `in` to `out`, which do not overlap. Returns
   // false, with `out` as it was or silenced, if there is nothing to process with.
   virtual bool Process(float* in, float* out, unsigned frames) KELDA_NONBLOCKING = 0;
   // Drops signal history, keeps the settings.
   virtual void Flush() = 0;
-  // Returns to the state after configuration.
+  // Loads the current settings again, as if they had just been set.
   virtual void Restart() = 0;
   // Appends a line of diagnostics, with its newline, to *out.
   virtual void Dumpsys(std::string* out) const = 0;
@@ -64,9 +69,9 @@ class AudioProcessor {
  protected:
   // The value for `key`, or null.
   static const std::string* GetValue(const ParameterMap& params, const char* key);
-  // Stores the value for `key` in *path and returns true if there is one that has to
-  // be loaded: it differs from *path, or what *path names is not loaded. *path must have
-  // room for it.
+  // If there is a value for `key` that has to be loaded, stores it in *path and returns true.
+  // It has to be loaded if it differs from *path or if the stage is not ready. *path must
+  // have the capacity for it.
   bool TakePath(const ParameterMap& params, const char* key, std::string* path);
 
   void SetReady(bool ready) { ready_ = ready; }

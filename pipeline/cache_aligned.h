@@ -7,9 +7,9 @@
 
 namespace kelda {
 
-// Arrays of audio start on a cache line. Elsewhere, two that were allocated one
-// after the other lie a few bytes off a multiple of the page from each other, where
-// loads wait for unrelated stores: a copy then takes four times as long.
+// Arrays of audio start on a cache line. Otherwise the distance between two that were
+// allocated one after the other is a few bytes off a multiple of the page size, and the
+// processor makes loads wait for unrelated stores: a copy then takes four times as long.
 inline constexpr std::align_val_t kCacheLine{64};
 
 struct CacheAlignedDelete {

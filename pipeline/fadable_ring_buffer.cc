@@ -88,8 +88,8 @@ void FadableRingBuffer::FadeOut(unsigned frames) {
   }
   char* const write = write_position() > begin() ? write_position() : end();
   float* frame = reinterpret_cast<float*>(write - frame_bytes());
-  // One step more than the faded frames: its gain is exactly 1, so that the frame
-  // keeps its value wherever it lies.
+  // Takes one step more than there are faded frames. The gain of that step is exactly 1, so
+  // the frame keeps its value, wherever in the ring it is.
   for (unsigned age = 0; age <= frames; ++age) {
     Scale(frame, channels_, FadeOutGain(age, frames));
     frame = PrevFrame(frame);

@@ -14,7 +14,10 @@ namespace kelda {
 //        fade_frames       silence_frames         fade_frames
 //
 // Both ramps are raised cosines, computed per frame. Capacity and every block
-// must be whole frames.
+// must be whole frames. For example, in a ring of stereo whose fades take 4800 frames:
+//
+//   ring.RequestFadingFrames(4800, 96);  // what is queued fades out
+//   ring.FadableEnqueue(block, bytes);   // 96 frames of silence, then the fade-in
 class FadableRingBuffer : public RingBuffer {
  public:
   FadableRingBuffer(unsigned channels, unsigned capacity_bytes, int ready_threshold_bytes);
@@ -22,14 +25,14 @@ class FadableRingBuffer : public RingBuffer {
   // Empties the buffer and cancels a fade-in.
   void Init() override;
 
-  // Enqueues a block, faded in IN PLACE before if a fade-in is under way.
+  // Enqueues a block. During a fade-in it first fades the block in, IN PLACE.
   void FadableEnqueue(char* data, int bytes) KELDA_NONBLOCKING;
-  // Silences and ramps a block in place, as far as the fade-in has come.
+  // Applies the next part of the fade-in, silence and then the ramp, to a block in place.
   void FadeIn(char* data, int bytes) KELDA_NONBLOCKING;
   // Arms a fade-in of `silence_frames` zeros and a ramp of `fade_frames`, and
   // fades out the newest of the queued frames, `fade_frames` at most.
   void RequestFadingFrames(unsigned fade_frames, unsigned silence_frames) KELDA_NONBLOCKING;
-  // Fades out the newest `frames` frames, without looking at how many are queued.
+  // Fades out the newest `frames` frames; does not check how many are queued.
   void FadeOut(unsigned frames) KELDA_NONBLOCKING;
   // The frame before `frame`, wrapping at the beginning.
   float* PrevFrame(float* frame) const KELDA_NONBLOCKING;

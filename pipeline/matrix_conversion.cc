@@ -15,8 +15,8 @@ void AbortUnlessIndexable(int stride, int count, int offset) {
   }
 }
 
-// Stereo is what the chain runs on: with both strides known the compiler turns
-// these loops into vector loads, shuffles and stores.
+// The chain runs on stereo: with both strides known the compiler turns these loops into
+// vector loads, shuffles and stores.
 void StereoToPlanar(float* __restrict left, float* __restrict right,
                     const float* __restrict interleaved, int frames) {
   for (int f = 0; f < frames; ++f) {
@@ -41,8 +41,8 @@ typedef Vec4 Unaligned __attribute__((aligned(alignof(float)), may_alias));
 
 constexpr int kSquare = 4;
 
-// Transposes the square of the rows that start at from[0] ... from[3] to those at to[0]
-// ... to[3]. Written one after the other: where two are the same, the last stays.
+// Transposes the square whose rows start at from[0] ... from[3] into rows at to[0] ...
+// to[3]. These are written in order: if two are at the same place, the later one stays.
 inline void TransposeSquare(const float* const (&from)[kSquare], float* const (&to)[kSquare]) {
   Vec4 rows[kSquare];
   for (int i = 0; i < kSquare; ++i) {
@@ -76,11 +76,11 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   }
 }
 
-// More channels than any layout has; tables that are longer are followed sample by sample.
+// More channels than any layout has; blocks with more are converted sample by sample.
 constexpr int kMostChannels = 32;
 
-// The plane that goes to each slot: the opposite of `table`, null for the identity.
-// False unless every slot is named once.
+// Stores the plane of each slot: the inverse of `table`, which is null for the identity.
+// Returns false unless every slot is named exactly once.
 bool PlanesOfSlots(const int* table, int channels, int (&planes)[kMostChannels]) {
   if (channels > kMostChannels) {
     return false;

@@ -15,6 +15,8 @@ namespace kelda {
 // untouched. Source and destination must not overlap. Nothing happens when
 // `frames` or `channels` is below 1; a block whose sample count does not fit an
 // int aborts. Any thread; no allocation.
+//
+//   MatrixConversion::ToPlanar(planar, interleaved, 1024, 2, nullptr);
 class MatrixConversion {
  public:
   // Channel c of the interleaved block becomes plane table[c].

@@ -17,7 +17,7 @@ class PassThroughProcessor : public AudioProcessor {
   unsigned GetMinPeriodFrames() const override { return min_period_frames_; }
   unsigned GetDelayedFrames() const override { return 0; }
   void SetParameters(const ParameterMap&) override {}
-  // Copies frames x input channels samples; the output channel count plays no part.
+  // Copies frames x input channels samples; the output channel count is not used.
   bool Process(float* in, float* out, unsigned frames) override;
   void Flush() override {}
   void Restart() override {}

@@ -40,7 +40,8 @@ int RingBuffer::Dequeue(char* dest, int bytes) {
     std::memcpy(dest + first, begin_, static_cast<std::size_t>(second));
   }
   read_ = count < end_ - read_ ? read_ + count : begin_ + second;
-  // An empty buffer starts over, so that one that is emptied often stays in the cache.
+  // An empty buffer starts again at its beginning: one that is emptied often then uses little
+  // memory, which stays in the cache.
   if (read_ == write_) {
     read_ = write_ = begin_;
   }

@@ -6,14 +6,18 @@
 
 namespace kelda {
 
-// A FIFO of bytes with a latch that holds output back until enough has gathered.
+// A FIFO of bytes, with a latch that says when enough is stored to begin with the output.
 //
 //        begin                                            end
 //          |......[read ======== stored ======== write].....|
 //
-// Equal positions mean empty, so it never holds its whole capacity, and nothing
-// is checked on the way in: the owner sizes it so that it does not overfill.
+// Equal positions mean empty, so it never holds its whole capacity. Enqueue does not check
+// for room: the owner chooses a capacity that is never reached.
 // One thread at a time. Allocates at construction only.
+//
+//   RingBuffer ring(4096, 1024);
+//   ring.Enqueue(data, 1024);  // now IsReady()
+//   ring.Dequeue(dest, 512);
 class RingBuffer {
  public:
   // Sizes in bytes. IsReady first reports true at `ready_threshold_bytes`.
@@ -24,18 +28,17 @@ class RingBuffer {
 
   // Empties the buffer and releases the ready latch. The bytes are not cleared.
   virtual void Init();
-  // Appends `bytes` bytes; at most the capacity. More than FreeSize() overwrites
-  // what was not read, undetected. `data` may be write_position(): the bytes are in
-  // place already.
+  // Appends `bytes` bytes, at most the capacity. More than FreeSize() overwrites bytes that
+  // were not read yet, undetected. If `data` is write_position(), the bytes are in place
+  // already and are not copied.
   virtual void Enqueue(const char* data, int bytes) KELDA_NONBLOCKING;
 
   // Removes up to `bytes` bytes into `dest`, or drops them if `dest` is null;
   // returns how many.
   int Dequeue(char* dest, int bytes) KELDA_NONBLOCKING;
 
-  // Where the oldest byte lies and where the next one goes. An owner that moves
-  // only blocks of one size, which divides the capacity, finds each in one piece
-  // here and need not copy it.
+  // The places of the oldest byte and of the next one. If all blocks have one size, and the
+  // capacity is a multiple of it, each block is contiguous here and need not be copied.
   const char* read_position() const { return read_; }
   char* write_position() const { return write_; }
 

@@ -25,7 +25,8 @@ void AudioProcessSequencer::Dumpsys(std::string* out) const {
 void AudioProcessSequencer::StartPcmDump(const std::string& dir, unsigned seconds) {
   const std::string path = dir + "/" + PcmDump::GenerateFileName();
   auto dump = std::make_unique<PcmDump>();
-  // The old one writes what it holds before the new one goes on in a file of that name.
+  // Ends the old capture first: if the new one has the same file name, it appends to what the
+  // old one has written.
   pcm_dump_ = std::move(dump);
   pcm_dump_->Open(path, output_channels_, seconds);
 }
@@ -35,7 +36,7 @@ void AudioProcessSequencer::StopPcmDump() {
     return;
   }
   pcm_dump_->Close();
-  // Dropped, so that the audio path does not go on offering it blocks.
+  // Deleted, so that the audio path no longer passes it blocks.
   pcm_dump_.reset();
 }
 

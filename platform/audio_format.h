@@ -1,5 +1,5 @@
-// The audio that the effect works on, and how long its stages hold it: what the interface of
-// the signal library fixes and more than one room uses.
+// The format of the audio inside the effect, and the latencies of its stages: the numbers that
+// the interface of the signal library fixes and more than one room uses.
 #ifndef KELDA_PLATFORM_AUDIO_FORMAT_H_
 #define KELDA_PLATFORM_AUDIO_FORMAT_H_
 
@@ -10,7 +10,7 @@ inline constexpr int kSampleRateHz = 48000;
 // planar block starts this many samples after plane 0.
 inline constexpr int kPeriodFrames = 1024;
 inline constexpr int kStereoPlanes = 2;
-inline constexpr int kSurroundPlanes = 7;  // what music is upmixed to, and rendered from
+inline constexpr int kSurroundPlanes = 7;  // between the music upmix and the virtualizer
 
 // Latency in frames. The equalizer has none.
 inline constexpr int kMusicDelayFrames = 96;

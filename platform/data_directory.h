@@ -6,9 +6,8 @@
 
 namespace kelda {
 
-// The directory, without a trailing '/'. Control thread. Each platform has its
-// own version: the phone's is a constant, the workstation's can be pointed
-// elsewhere.
+// The directory, without a trailing '/'. Control thread. Each platform has its own
+// version: a constant on the phone, the environment's KELDA_DATA_DIR on the workstation.
 std::string DataDirectory();
 
 // The path of a file in it.

@@ -10,7 +10,7 @@ namespace {
 
 void Print(int priority, const char* tag, const char* format, va_list arguments) {
   char message[1024];
-  // Every caller has started the list; the analyser loses sight of that.
+  // Every caller has called va_start, which the analyser does not see from here.
   // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   if (std::vsnprintf(message, sizeof(message), format, arguments) < 0) {
     return;

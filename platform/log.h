@@ -1,11 +1,14 @@
-// The library's log lines: the platform's log, a function a priority, and the tags. A platform's
-// log may block: the audio thread calls these inside MayBlock only. They need no memory.
+// The library's log lines go to the platform's log: one function for each priority, and the tags.
+// The platform's log may block, so the audio thread calls these inside MayBlock only. They
+// allocate nothing.
+//
+//   LogWarning(log_tag::kEffect, "Invalid HRTF type: %u", type);
 #ifndef KELDA_PLATFORM_LOG_H_
 #define KELDA_PLATFORM_LOG_H_
 
 namespace kelda {
 
-// The tags are an interface: who reads logs looks for them.
+// The tags are an interface: people and tools filter the log by them.
 namespace log_tag {
 inline constexpr char kEffect[] = "KelUpm";  // the effect and its engine
 inline constexpr char kAppList[] = "EffectUpmix";
@@ -20,7 +23,7 @@ inline constexpr char kEqualizer[] = "KELAPhpeq";
 inline constexpr char kLevelControl[] = "KelApUplLum";
 }  // namespace log_tag
 
-// One line of the log, from a format of printf, cut to 1023 bytes as the platform does.
+// Writes one line, in printf's format, cut to 1023 bytes as the platform does. Any thread.
 void LogError(const char* tag, const char* format, ...) __attribute__((__format__(printf, 2, 3)));
 void LogWarning(const char* tag, const char* format, ...) __attribute__((__format__(printf, 2, 3)));
 void LogInfo(const char* tag, const char* format, ...) __attribute__((__format__(printf, 2, 3)));

@@ -1,4 +1,4 @@
-// What may block the audio thread: all of it, and where.
+// Every operation that may block the audio thread, with its reason and the function that does it.
 #ifndef KELDA_PLATFORM_MAY_BLOCK_H_
 #define KELDA_PLATFORM_MAY_BLOCK_H_
 
@@ -15,23 +15,23 @@
 
 namespace kelda {
 
-// Why the effect has to do something on the audio thread although it can block, each with
-// what makes that bearable.
+// Why the effect does something on the audio thread although it may block, and why that does
+// no harm.
 enum class BlockingReason {
-  // A capture's blocks go to its file, and a block beyond its limit to the log. Captures
-  // are a developer's: they take a debuggable build and a property.
+  // A capture writes its blocks to a file, and an error to the log for each block beyond its
+  // limit. Only developers capture: it needs a debuggable build and a property.
   Capture,
-  // A line for each period that is silent for the latency of a new mode, which is one
-  // period at most: latencies are far below a period.
+  // A log line for each period that lies within the silence of a fade. That silence is as long
+  // as the new mode's latency, far less than a period, so that the line is not expected.
   SilenceWarning,
-  // A line for each block that the signal library fails to process. The sound is broken
+  // A log line for each block that the signal library fails to process. The sound is broken
   // already; the line says why.
   LibraryFailure,
-  // A line for a block to an instance that was released or never initialised: a fault of
-  // the framework, with no sound to keep going.
+  // A log line for a block to an instance that was released or never initialised. That is a
+  // fault of the framework, and no sound is playing that could be interrupted.
   ReleasedInstance,
   // A stage's scratch memory grows for the first block of more than a period. The
-  // sequencer never gives it one.
+  // sequencer never sends such a block.
   LongBlock,
 };
 
@@ -66,10 +66,11 @@ constexpr bool IsBlockingPlace(BlockingReason reason, std::string_view path,
   return false;
 }
 
-// Its call stops the compiler: the function is not in kBlockingPlaces for this reason.
+// Not defined, and not constexpr: a call of it during compilation is an error. Its name then
+// tells the reader that the calling function is not in kBlockingPlaces for this reason.
 void NotListedAsABlockingPlace() KELDA_NONBLOCKING;
 
-// A reason, checked against the place that names it while that is compiled.
+// A reason, checked at compile time: the function that names it must be in kBlockingPlaces.
 class ListedBlockingReason {
  public:
   consteval ListedBlockingReason(BlockingReason reason, const char* path = __builtin_FILE(),
@@ -80,8 +81,10 @@ class ListedBlockingReason {
   }
 };
 
-// Does `work` on the audio thread, in one of kBlockingPlaces, unseen by the compiler's check and by
-// RealtimeSanitizer.
+// Calls `work` on the audio thread, exempt from the compiler's check and from RealtimeSanitizer.
+// Only the functions in kBlockingPlaces may use it:
+//
+//   MayBlock(BlockingReason::LibraryFailure, [&] { LogError(tag, "failed: %d", status); });
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wunknown-warning-option"

@@ -13,7 +13,7 @@
 namespace kelda {
 
 // Stereo equalization for one headphone, without latency. Reads the key
-// "ap_param_ba_config"; an empty value says that no equalizer applies.
+// "ap_param_ba_config"; an empty value means that there is no equalizer.
 class HeadphoneEqualizerProcessor : public AudioProcessor {
  public:
   HeadphoneEqualizerProcessor();

@@ -7,8 +7,8 @@
 
 namespace kelda {
 
-// The entries of a component of the signal library whose instances are handles; what each does
-// is said in platform/include/upmix_lib.h, of the headphone equalizer's.
+// The entries of a component of the signal library whose instances are handles.
+// platform/include/upmix_lib.h says what each does, at the headphone equalizer.
 struct HandleEntries {
   int32_t (*create)(uint32_t* handle, const char* directory, const char* file);
   int32_t (*initialize)(uint32_t handle);
@@ -18,8 +18,13 @@ struct HandleEntries {
   int32_t (*destroy)(uint32_t* handle);
 };
 
-// Owns one instance of such a component, or none. A failure of the library is logged under
-// `log_tag`. Control thread, but for get and ErrorDetail.
+// Owns one instance of such a component, or none. Logs failures of the library under `log_tag`.
+// Control thread, except get and ErrorDetail.
+//
+//   LibraryHandle handle({A0243, A0214, A0237, A0332, A0562, A0812}, log_tag::kEqualizer);
+//   if (handle.Create(*SplitConfigPath(path))) {
+//     A0836(handle.get(), planes);
+//   }
 class LibraryHandle {
  public:
   LibraryHandle(const HandleEntries& entries, const char* log_tag)
@@ -30,14 +35,13 @@ class LibraryHandle {
 
   // The library's handle; 0: no instance. Any thread.
   uint32_t get() const { return handle_; }
-  // Creates, initialises and flushes an instance from a configuration file. What it held is
-  // forgotten, not ended. Returns false on failure: if creating fails it holds what it held,
-  // else the new instance.
+  // Creates, initialises and flushes an instance from a configuration file. It replaces an
+  // earlier instance without ending it, so call Finish before. Returns false on failure: if the
+  // library could not create the instance the earlier one is kept, otherwise the new one is.
   bool Create(const ConfigPath& config);
   // Clears the signal history of the instance, which must exist. Returns false on failure.
   bool Flush();
-  // Ends the instance, if there is one. The handle of one that the library does not destroy
-  // is kept.
+  // Ends the instance, if there is one. If the library fails to destroy it, its handle is kept.
   void Finish();
   // The same, but logs nothing.
   void FinishQuietly();

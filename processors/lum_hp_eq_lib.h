@@ -33,7 +33,7 @@ class LumHpEqLib {
   int getErrorDetail() const { return handle_.ErrorDetail(); }
   bool HasHandle() const { return handle_.get() != 0; }
 
-  // Raw capture of what Process puts out: successive planar pairs of the block.
+  // Raw capture of the output of Process: block after block, the left plane and then the right.
   void OpenPcmData(const std::string& name);
   void ClosePcmData();
 

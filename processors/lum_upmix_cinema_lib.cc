@@ -21,7 +21,7 @@ LumUpmixCinemaLib::LumUpmixCinemaLib() {
              status);
     param_size_ = 0;
   }
-  param_data_.reserve(param_size_);  // so that loading needs no memory
+  param_data_.reserve(param_size_);  // so that loading does not allocate
 }
 
 LumUpmixCinemaLib::~LumUpmixCinemaLib() { Finish(); }

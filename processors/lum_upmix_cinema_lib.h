@@ -21,7 +21,7 @@ class LumUpmixCinemaLib {
   // Destroys the instance, if there is one. Returns true. Control.
   bool Finish();
   // Makes an instance from a configuration file, which needs a directory, and a
-  // parameter file, which must have exactly the size that the library asks for. An
+  // parameter file, which must have exactly the size that the library reports. An
   // earlier instance must have been finished. Returns false on failure. Control.
   bool LoadConfig(const std::string& config_path, const std::string& param_path);
   // One block of planar stereo with planes of 1024 samples; `in` and `out` do not

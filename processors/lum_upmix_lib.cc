@@ -20,7 +20,7 @@ LumUpmixLib::LumUpmixLib() {
     return;
   }
   work_.resize(work_size);
-  param_data_.reserve(param_size_);  // so that loading needs no memory
+  param_data_.reserve(param_size_);  // so that loading does not allocate
 }
 
 bool LumUpmixLib::LoadConfig(const std::string& path) {

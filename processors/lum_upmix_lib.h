@@ -19,11 +19,11 @@ class LumUpmixLib {
   LumUpmixLib& operator=(const LumUpmixLib&) = delete;
 
   // Initialises the instance from a parameter file, which must have exactly the
-  // size that the library asks for. Returns false on failure. Control.
+  // size that the library reports. Returns false on failure. Control.
   bool LoadConfig(const std::string& path);
-  // Upmixes 64 INTERLEAVED stereo frames to 64 interleaved frames of 7 channels,
-  // whatever `frames` says. On failure returns false and silences `out`. Sets
-  // *out_count, on success, to `frames` x 28: a count of bytes. Audio.
+  // Upmixes 64 INTERLEAVED stereo frames to 64 interleaved frames of 7 channels; `frames` does
+  // not change that. On failure returns false and silences `out`. On success sets *out_count
+  // to `frames` x 28, a count of bytes. Audio.
   bool Process(const float* in, unsigned frames, float* out, unsigned* out_count) KELDA_NONBLOCKING;
 
  private:

@@ -15,7 +15,7 @@
 namespace kelda {
 namespace {
 
-// The library's names for the place of a block in its stream.
+// The library's numbers for the place of a block in its stream.
 constexpr int kKindRunning = 0;
 constexpr int kKindAfterBreak = 1;
 constexpr int kKindStreamStart = 2;
@@ -73,7 +73,7 @@ bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned
       kind = kKindStreamStart;
       count = std::min(frames, unsigned{kPeriodFrames});
       next = BlockState::AfterBreak;
-      // The count of frames, not of samples: one seventh of the invalid tail.
+      // Clears as many samples as there are invalid frames: one seventh of the invalid tail.
       std::fill_n(in + std::size_t{kSurroundPlanes} * count, kPeriodFrames - count, 0.0f);
       break;
   }

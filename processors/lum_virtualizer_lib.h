@@ -35,7 +35,7 @@ class LumVirtualizerLib {
   // first block of a stream may have fewer. Sets *out_frames to 1024 and returns
   // true. Audio.
   bool Process(float* in, unsigned frames, float* out, unsigned* out_frames) KELDA_NONBLOCKING;
-  // The same block, with the kind and the count that the library is told. Audio.
+  // Renders the same block with a given block kind and count of valid frames. Audio.
   bool VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                       const int32_t* channel_flags);
   // Detail code of the last error.
@@ -43,7 +43,7 @@ class LumVirtualizerLib {
   bool HasHandle() const { return handle_.get() != 0; }
 
  private:
-  // What the library must be told of the next block:
+  // Which kind of block the next one is for the library:
   //
   //   StreamStart ──block──► AfterBreak ──block──► Running ⟲
   //    (kind 2)               (kind 1)              (kind 0)

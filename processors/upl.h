@@ -25,14 +25,14 @@ class Upl {
 
   // Replaces the instance's work memory. Control.
   void PrepareWorkMemory(int size);
-  // Initialises the instance and applies the parameters of the file `path`, or, if
-  // `path` is empty, the parameters held already, which clears its signal history.
-  // Returns false on failure. Control.
+  // Initialises the instance and applies the parameters of the file `path`. If `path` is
+  // empty it applies the parameters that were loaded before, which clears the signal
+  // history. Returns false on failure. Control.
   bool LoadConfig(const std::string& path);
   void* GetUplHandle() const { return work_.get(); }
   // One block of 1024 INTERLEAVED stereo frames. Returns 0 if it was processed,
-  // with *frames set to 1024, else 2: unconfigured, `out` is a copy of *frames
-  // frames of `in`; after a failure `out` is what the library left. Audio.
+  // with *frames set to 1024, else 2. Before LoadConfig has succeeded, `out` is then a
+  // copy of *frames frames of `in`; after a failure it is what the library left. Audio.
   int ProcFrame(float* out, const float* in, int* frames) KELDA_NONBLOCKING;
 
   // Latency in frames: the limiter's look-ahead.

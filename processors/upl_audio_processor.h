@@ -22,15 +22,15 @@ class UplAudioProcessor : public AudioProcessor {
   unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
   unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
   unsigned GetDelayedFrames() const override { return Upl::GetUplDelay(); }
-  // Loads a path that differs from the current one, or any while not ready. An empty
+  // Loads a path that differs from the current one, or any path while not ready. An empty
   // value only clears the path.
   void SetParameters(const ParameterMap& params) override;
   // Always handles a whole block of 1024 frames, silenced if the library fails;
   // returns whether the processor is ready, `out` is untouched if not.
   bool Process(float* in, float* out, unsigned frames) override;
-  // Initialises again from the parameters held.
+  // Initialises again from the parameters that were loaded before.
   void Flush() override;
-  // Loads the current file again, which leaves ready as it was.
+  // Loads the current file again; does not change whether the stage is ready.
   void Restart() override;
   void Dumpsys(std::string* out) const override;
 
@@ -38,8 +38,8 @@ class UplAudioProcessor : public AudioProcessor {
   void InitLib();
 
  private:
-  // Never released, on purpose: it lives as long as the chain of an instance, and
-  // whatever the signal library still holds of it stays valid.
+  // Never released, on purpose: the signal library may still hold pointers to it after the
+  // chain has ended.
   Upl* const upl_;
   std::string upl_param_path_ = RoomForPath();
 };

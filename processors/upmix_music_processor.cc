@@ -57,7 +57,7 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   std::fill(stereo_scratch_.begin(), stereo_scratch_.end(), 0.0f);
   unsigned out_frames = 0;
   virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);
-  // The planes of `out` are `frames` apart, whatever was upmixed of them.
+  // The planes of `out` are `frames` apart, even if fewer frames were upmixed.
   MatrixConversion::ToPlanes(out, static_cast<int>(frames), stereo_scratch_.data(),
                              static_cast<int>(upmixed_frames), kStereoPlanes, nullptr);
   return true;

@@ -25,16 +25,16 @@ class UpmixMusicProcessor : public AudioProcessor {
   UpmixMusicProcessor();
 
   const char* GetName() const override { return FactsOf(Stage::Music).name; }
-  // Seven, so that the chain's buffers are wide enough for the inside of this
-  // stage; Process reads planes 0 and 1 only.
+  // Seven, so that the chain's buffers have room for the planes between upmix and
+  // virtualizer; Process reads planes 0 and 1 only.
   unsigned GetInputChannelCount() const override { return kSurroundPlanes; }
   unsigned GetOutputChannelCount() const override { return kStereoPlanes; }
   unsigned GetMinPeriodFrames() const override { return kPeriodFrames; }
   unsigned GetDelayedFrames() const override { return kMusicDelayFrames; }
   // Loads both libraries if a path has changed, or if the last load failed.
   void SetParameters(const ParameterMap& params) override;
-  // Returns whether the processor is ready; `out` is untouched if not. Whole chunks
-  // of 64 frames are processed, 16 at most; frames beyond them in `out` stay.
+  // Returns whether the processor is ready; `out` is untouched if not. Processes whole chunks
+  // of 64 frames, 16 at most; frames of `out` after them stay as they were.
   bool Process(float* in, float* out, unsigned frames) override;
   void Flush() override;
   void Restart() override { InitLib(); }

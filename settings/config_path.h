@@ -9,8 +9,8 @@
 
 namespace kelda {
 
-// An empty path with room for any that can be opened, so that storing one needs no memory:
-// a command that tells several stages what to load cannot run out of it half-way.
+// An empty path with room for any that can be opened, so that assigning one allocates nothing:
+// a command that gives several stages their paths cannot run out of memory half-way.
 inline std::string RoomForPath() {
   std::string path;
   path.reserve(PATH_MAX);
@@ -23,8 +23,11 @@ struct ConfigPath {
   const char* file;          // within the path that was split
 };
 
-// Splits `path` at its last '/'; nothing if it has none. A directory that is too long to
-// be opened is cut, and still is with the file's name. Needs no memory.
+// Splits `path` at its last '/'; nothing if it has none. A directory that is too long to be
+// opened is cut; with the file's name it is still too long to be opened. Allocates nothing.
+//
+//   SplitConfigPath("/data/vendor/kelda/wired.hki.config")
+//       -> directory "/data/vendor/kelda", file "wired.hki.config"
 inline std::optional<ConfigPath> SplitConfigPath(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) {

@@ -15,16 +15,16 @@ namespace {
 
 constexpr char kTrimmed[] = " \"\t\v\r\n";
 
-// A file in which every line is bad must not fill the log.
+// So that a file in which every line is bad does not fill the log.
 constexpr int kMostWarnings = 32;
 
-// The lines of a text file, in memory for one line.
+// Reads a text file line by line; only one line is in memory.
 class LineReader {
  public:
   explicit LineReader(const std::string& path) : file_(path) {}
 
-  // Stores the next line, without its newline, in *line; false at the end of the file. Of
-  // a line that is too long to count, as much as shows that.
+  // Stores the next line, without its newline, in *line; false at the end of the file. Stores
+  // kLongestTextBytes + 1 bytes of a longer line, which shows that it is too long.
   bool Next(std::string* line) {
     line->clear();
     bool any = false;
@@ -55,8 +55,8 @@ class LineReader {
 
 void Warn(const std::string& text) { LogWarning(log_tag::kAppList, "%s", text.c_str()); }
 
-// Takes what precedes the next `separator`, or the end, off the front of *rest,
-// separator included; nothing if nothing is left.
+// Returns what precedes the next `separator` or the end of *rest, and removes it and the
+// separator from *rest; nothing if *rest is empty.
 std::optional<std::string_view> TakePiece(std::string_view* rest, char separator) {
   if (rest->empty()) {
     return std::nullopt;

@@ -25,8 +25,7 @@ class TunedAppList {
   bool IsExist(const std::string& package) const;
   // The package's mode; Off if it is not listed.
   UpmixMode GetValue(const std::string& package) const;
-  // What mode Auto runs for the package: the list's mode, else Cinema if `flag` is set, else
-  // Music.
+  // The mode that Auto runs for the package: the list's, else Cinema if `flag` is set, else Music.
   UpmixMode ModeOf(const std::string& package, bool flag) const;
 
   // Takes an entry from `line`; `line_number`, from 1, is for messages. Returns
@@ -38,7 +37,7 @@ class TunedAppList {
   std::string Trim(const std::string& text) const;
 
  private:
-  // As IsValidKeyValue, but what there is to warn of is in *warning and not in the log.
+  // As IsValidKeyValue, but stores the warning in *warning instead of logging it.
   bool TakeEntry(int line_number, const std::string& line, std::string* key, UpmixMode* mode,
                  std::string* warning) const;
 

@@ -1,5 +1,5 @@
-// What a tuning directory holds and which stage of the chain loads it: each fact once, for the
-// engine, the stages and the tools.
+// What a tuning directory holds and which stage of the chain loads it. The engine, the stages
+// and the tools all use these tables.
 #ifndef KELDA_SETTINGS_TUNING_DIRECTORY_H_
 #define KELDA_SETTINGS_TUNING_DIRECTORY_H_
 
@@ -31,7 +31,7 @@ constexpr const StageFacts& FactsOf(Stage stage) {
   return kStages[static_cast<std::size_t>(stage)];
 }
 
-// The keys by which the stages are told what to load.
+// The keys of the settings that say which files the stages load.
 namespace parameter_key {
 inline constexpr char kHki[] = "ap_param_hki_config";  // the music and the cinema stage
 inline constexpr char kBa[] = "ap_param_ba_config";    // the headphone equalizer
@@ -52,7 +52,7 @@ enum class TuningFileKind {
 struct TuningFile {
   const char* name;
   TuningFileKind kind;
-  const char* title;  // what the listener gets from it
+  const char* title;  // what it is for, in the tools' texts
 };
 
 namespace tuning_file {

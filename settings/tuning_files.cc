@@ -12,7 +12,7 @@
 namespace kelda {
 namespace {
 
-// What counts of a configuration file, or nothing if it cannot be opened.
+// The first kLongestTextBytes of a configuration file, or nothing if it cannot be opened.
 std::optional<std::string> ReadConfig(const std::string& path) {
   ReadableFile file(path);
   if (!file.IsOpen()) {
@@ -25,7 +25,8 @@ std::optional<std::string> ReadConfig(const std::string& path) {
 
 }  // namespace
 
-// Opened before it is looked at, so that what is looked at is what will be read.
+// Opens the file before checking its type, so that the file that was checked is the one that is
+// read.
 ReadableFile::ReadableFile(const std::string& path)
     : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
   struct stat status {};
@@ -83,7 +84,7 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
   }
   const auto file_size = static_cast<uint64_t>(status.st_size);
   if (out->size() < file_size) {
-    // The limit guards growth only: a vector that holds the file needs none.
+    // The limit applies to growth only: a vector that can hold the file need not grow.
     if (file_size > max_size) {
       LogError(log_tag::kTuningFile, "File %s is bigger than the maxSize %zu > %zu", path.c_str(),
                static_cast<std::size_t>(file_size), static_cast<std::size_t>(max_size));
@@ -96,7 +97,7 @@ uint32_t ParamFileReader::GetParamData(const std::string& path, std::vector<char
     LogError(log_tag::kTuningFile, "%s file open error.", path.c_str());
     return 0;
   }
-  // Bounded by the vector: the file may have grown since its size was asked.
+  // Not more than the vector holds: the file may have grown since its size was read.
   const std::size_t count = file.Read(out->data(), out->size());
   if (count < file_size) {
     LogError(log_tag::kTuningFile, "File %s read size is smaller than fileSize %zu < %zu",

@@ -32,15 +32,15 @@ class ReadableFile {
   int descriptor_;
 };
 
-// The longest text that counts: of a configuration file its first bytes, of an
-// application list every line that is no longer.
+// The longest text that is used: of a configuration file only the first bytes are read, of an
+// application list longer lines are skipped.
 inline constexpr std::size_t kLongestTextBytes = 4096;
 
 class BinFileReader {
  public:
   // What follows the last '/', or all of `path` if there is none.
   static std::string GetBasename(const std::string& path);
-  // The same within `path`, for a message: needs no memory.
+  // The same, as a pointer into `path`: for messages, as it allocates nothing.
   static const char* Basename(const std::string& path);
 };
 
@@ -55,9 +55,9 @@ class ConfigFileReader {
 class ParamFileReader {
  public:
   // Reads a binary file into `out` from its first byte on and returns the number
-  // of bytes, 0 on failure. A vector that holds fewer bytes than the file grows to
-  // its size, to `max_size` at most; a vector that is large enough keeps its size,
-  // and what the file does not reach in it stays.
+  // of bytes, 0 on failure. A vector that is smaller than the file grows to the file's
+  // size, up to `max_size`; a file beyond that is refused. A vector that is large enough
+  // keeps its size, and its bytes after the end of the file stay as they were.
   static uint32_t GetParamData(const std::string& path, std::vector<char>* out, uint32_t max_size);
 };
 

@@ -1,6 +1,6 @@
-// The workstation's liblog: the platform's entry point for log lines, and a
-// logger that writes them to stderr as `logcat -v threadtime` shows them. Of a line that comes
-// again and again it writes the first, and then how many there were.
+// The workstation's liblog: the platform's entry point for log lines, and a logger that writes
+// them to stderr as `logcat -v threadtime` shows them. Of a line that is repeated it writes the
+// first, and then how often it was repeated.
 #pragma GCC visibility push(default)
 #include <android/log.h>
 #pragma GCC visibility pop
@@ -37,7 +37,7 @@ char PriorityLetter(int32_t priority) {
              : '?';
 }
 
-// The line that was written last, and how often it came again since.
+// The line that was written last, and how often it was repeated since.
 struct LastLine {
   pid_t process = 0, thread = 0;
   int32_t priority = 0;
@@ -52,7 +52,7 @@ struct LastLine {
 
 std::mutex g_last_line_lock;
 
-// Never destroyed: libraries log until the end.
+// Never destroyed, because libraries may log until the process ends.
 LastLine& TheLastLine() {
   static auto* const line = new LastLine;
   return *line;
@@ -83,14 +83,14 @@ void Write(const LastLine& line, std::string_view rest) {
     iovec pieces[] = {{prefix, prefix_length},
                       {const_cast<char*>(rest.data()), length},  // writev only reads it
                       {&newline, 1}};
-    // One system call a line, so that threads do not mix their lines. Nobody
-    // could be told of a failure.
+    // One system call for each line, so that threads do not mix their lines. There is no way to
+    // report a failure.
     [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, pieces, 3);
     rest.remove_prefix(std::min(length + 1, rest.size()));
   } while (!rest.empty());
 }
 
-// Says how often the last line came again. A child after fork() leaves its parent's alone.
+// Writes how often the last line was repeated. A child after fork() leaves its parent's line alone.
 void WriteRepeats() {
   LastLine& last = TheLastLine();
   if (last.repeats == 1 && last.process == getpid()) {

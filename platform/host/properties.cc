@@ -37,9 +37,9 @@ void Copy(const char* key, char (&value)[PROPERTY_VALUE_MAX]) {
 
 }  // namespace
 
-// The platform's rules are strtoimax's with a free base: blanks before the
-// number, a sign, 0x for hexadecimal, a leading 0 for octal, and whatever follows
-// the digits is ignored.
+// Reads numbers as the platform does, which is strtoimax with base 0: blanks before the
+// number, a sign, 0x for hexadecimal, a leading 0 for octal; what follows the digits is
+// ignored.
 int32_t property_get_int32(const char* key, int32_t default_value) {
   if (key == nullptr) {
     return default_value;

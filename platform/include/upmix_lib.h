@@ -1,7 +1,7 @@
 // The signal-processing library behind the processors: `libupmix-lib`.
 //
-// The same declarations serve the closed library of the phones and the open one
-// in upmix-lib/. Common rules:
+// Both the closed library of the phones and the open one in upmix-lib/ have these entries.
+// Common rules:
 //
 //  - Every entry returns a status: 0 is success, anything else an error code.
 //    The one exception is A0218, which returns an instance, null on failure.
@@ -9,8 +9,8 @@
 //    otherwise. Planes are passed as arrays of plane pointers.
 //  - "control" and "audio" name the thread that may call an entry. Calls on one
 //    instance never overlap; different instances may be used concurrently.
-//  - Set-up entries are called once per wrapper construction; calling them again
-//    is harmless.
+//  - Each wrapper (processors/) calls its set-up entry when it is constructed; calling it
+//    again is harmless.
 #ifndef KELDA_PLATFORM_UPMIX_LIB_H_
 #define KELDA_PLATFORM_UPMIX_LIB_H_
 

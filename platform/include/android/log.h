@@ -41,7 +41,7 @@ struct __android_log_message {
 
 typedef void (*__android_logger_function)(const struct __android_log_message* log_message);
 
-// Replaces the function that every message ends in.
+// Replaces the function that writes every message.
 void __android_log_set_logger(__android_logger_function logger);
 
 // The default logger: one line on stderr in logcat's threadtime format.
