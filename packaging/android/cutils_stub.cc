@@ -1,4 +1,4 @@
-// libcutils.so as far as the effect needs it, for the linker; the phone has the real one.
+// The part of libcutils.so that the effect needs, for the linker only; the phone has the real one.
 #pragma GCC visibility push(default)
 #include <cutils/properties.h>
 #pragma GCC visibility pop
