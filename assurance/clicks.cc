@@ -17,6 +17,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <map>
 #include <numbers>
@@ -29,9 +30,9 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kHalf = kSampleRateHz / 2;
-constexpr size_t kPeriod = 1024;
-constexpr size_t kWindow = 64;
+constexpr std::size_t kHalf = kSampleRateHz / 2;
+constexpr std::size_t kPeriod = 1024;
+constexpr std::size_t kWindow = 64;
 constexpr double kSmoothDb = 3;
 
 constexpr const char* kModes[] = {"off", "music", "cinema"};
@@ -97,10 +98,10 @@ void Apply(const Setup& setup, bool by_application, EffectSession* session) {
 }
 
 // Interleaved tones, the same in both channels but for one.
-std::vector<float> Tones(size_t frames) {
+std::vector<float> Tones(std::size_t frames) {
   std::vector<float> tones(kChannels * frames);
-  for (size_t n = 0; n < tones.size(); ++n) {
-    const size_t frame = n / kChannels;
+  for (std::size_t n = 0; n < tones.size(); ++n) {
+    const std::size_t frame = n / kChannels;
     const double turns = 2 * std::numbers::pi * static_cast<double>(frame) / kSampleRateHz;
     const double own_hz = n % kChannels == 0 ? 311 : 467;
     tones[n] = static_cast<float>(0.12 * std::sin(turns * 220) + 0.08 * std::sin(turns * 137) +
@@ -110,14 +111,15 @@ std::vector<float> Tones(size_t frames) {
 }
 
 // What is heard in four half seconds; the change comes at the end of the second.
-std::vector<float> Play(const EffectLibrary& library, const Change& change, size_t block_frames) {
+std::vector<float> Play(const EffectLibrary& library, const Change& change,
+                        std::size_t block_frames) {
   EffectSession session(library);
   session.Enable();
   Apply(change.from, change.by_application(), &session);
-  const size_t settling = 2 * kHalf / block_frames * block_frames;
+  const std::size_t settling = 2 * kHalf / block_frames * block_frames;
   std::vector<float> heard = Tones(settling + 4 * kHalf);
-  size_t frame = 0;
-  const auto play_until = [&](size_t end) {
+  std::size_t frame = 0;
+  const auto play_until = [&](std::size_t end) {
     for (; frame + block_frames <= end; frame += block_frames) {
       session.Process(&heard[kChannels * frame], block_frames);
     }
@@ -126,24 +128,24 @@ std::vector<float> Play(const EffectLibrary& library, const Change& change, size
   Apply(change.to, change.by_application(), &session);
   play_until(settling + 4 * kHalf);
   // The change comes exactly after the second half second.
-  const size_t changed = (settling + 2 * kHalf) / block_frames * block_frames;
+  const std::size_t changed = (settling + 2 * kHalf) / block_frames * block_frames;
   heard.erase(heard.begin(),
-              heard.begin() + static_cast<ptrdiff_t>(kChannels * (changed - 2 * kHalf)));
+              heard.begin() + static_cast<std::ptrdiff_t>(kChannels * (changed - 2 * kHalf)));
   heard.resize(kChannels * (frame - changed + 2 * kHalf));
   return heard;
 }
 
 // The largest energy of the second difference in any window that ends in [first, last).
-double Roughness(const std::vector<float>& heard, size_t first, size_t last) {
+double Roughness(const std::vector<float>& heard, std::size_t first, std::size_t last) {
   double largest = 0;
-  for (size_t channel = 0; channel < kChannels; ++channel) {
-    const auto energy = [&](size_t frame) {
-      const auto at = [&](size_t f) { return double{heard[kChannels * f + channel]}; };
+  for (std::size_t channel = 0; channel < kChannels; ++channel) {
+    const auto energy = [&](std::size_t frame) {
+      const auto at = [&](std::size_t f) { return double{heard[kChannels * f + channel]}; };
       const double difference = at(frame) - 2 * at(frame - 1) + at(frame - 2);
       return difference * difference;
     };
     double sum = 0;
-    for (size_t frame = first - kWindow; frame < last; ++frame) {
+    for (std::size_t frame = first - kWindow; frame < last; ++frame) {
       sum += energy(frame);
       if (frame < first) {
         continue;
@@ -157,8 +159,8 @@ double Roughness(const std::vector<float>& heard, size_t first, size_t last) {
 
 // In dB.
 double Figure(const std::vector<float>& heard) {
-  constexpr size_t kStart = 1000;
-  const size_t frames = heard.size() / kChannels;
+  constexpr std::size_t kStart = 1000;
+  const std::size_t frames = heard.size() / kChannels;
   const double around =
       std::max(Roughness(heard, kStart, 2 * kHalf), Roughness(heard, 3 * kHalf, frames));
   return 10 * std::log10(Roughness(heard, 2 * kHalf, 3 * kHalf) / around);
@@ -166,11 +168,11 @@ double Figure(const std::vector<float>& heard) {
 
 // The smallest figure of a hundred cuts of what is heard, at all phases of the tones.
 double Control(std::vector<float> heard) {
-  constexpr size_t kStep = 37;
+  constexpr std::size_t kStep = 37;
   const double around = Roughness(heard, 1000, 2 * kHalf);
   double smallest_db = 1e9;
-  for (size_t cut = 2 * kHalf; cut > 2 * kHalf - 100 * kStep; cut -= kStep) {
-    std::fill(heard.begin() + static_cast<ptrdiff_t>(kChannels * cut), heard.end(), 0.0f);
+  for (std::size_t cut = 2 * kHalf; cut > 2 * kHalf - 100 * kStep; cut -= kStep) {
+    std::fill(heard.begin() + static_cast<std::ptrdiff_t>(kChannels * cut), heard.end(), 0.0f);
     const double roughness = Roughness(heard, cut, cut + kWindow);
     smallest_db = std::min(smallest_db, 10 * std::log10(roughness / around));
   }
@@ -183,13 +185,13 @@ struct Group {
 };
 
 // Prints every change or the groups. Whether no fade clicks and no cut goes unnoticed.
-bool Measure(bool all, const std::vector<size_t>& blocks) {
+bool Measure(bool all, const std::vector<std::size_t>& blocks) {
   UseTuningDirectory("");
   const EffectLibrary library(DefaultEffectLibrary());
-  std::map<std::string, std::map<size_t, Group>> groups;
+  std::map<std::string, std::map<std::size_t, Group>> groups;
   double control_db = 1e9;
   for (const Change& change : AllChanges()) {
-    for (const size_t block : blocks) {
+    for (const std::size_t block : blocks) {
       const std::vector<float> heard = Play(library, change, block);
       const double figure_db = Figure(heard);
       control_db = std::min(control_db, Control(heard));
@@ -240,7 +242,7 @@ bool Measure(bool all, const std::vector<size_t>& blocks) {
 int main(int argc, char** argv) try {
   CLI::App app("Measures whether changes of mode, application, device and HRTF click.");
   bool all = false;
-  std::vector<size_t> blocks = {480, 960, 1024, 1920};
+  std::vector<std::size_t> blocks = {480, 960, 1024, 1920};
   app.add_flag("--all", all, "print the figure of every change");
   app.add_option("--blocks", blocks, "frames of the host's blocks")->capture_default_str();
   CLI11_PARSE(app, argc, argv);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -25,8 +26,8 @@ int Compare(const Audio& first, const Audio& second, double limit) {
     return 1;
   }
   double peak = 0, largest = 0;
-  size_t differing = 0, where = 0;
-  for (size_t i = 0; i < first.samples.size(); ++i) {
+  std::size_t differing = 0, where = 0;
+  for (std::size_t i = 0; i < first.samples.size(); ++i) {
     const float a = first.samples[i], b = second.samples[i];
     if (!std::isfinite(a) || !std::isfinite(b)) {
       std::fprintf(stderr, "sample %zu is not finite\n", i);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -28,9 +29,9 @@ namespace {
 
 using test::HeapBytes;
 
-constexpr size_t kPeriod = 1024;
-constexpr size_t kMostHosts = 3;
-constexpr size_t kBlocks[] = {64, 192, 240, 256, 441, 480, 512, 960, 1024, 1920, 3840, 8192};
+constexpr std::size_t kPeriod = 1024;
+constexpr std::size_t kMostHosts = 3;
+constexpr std::size_t kBlocks[] = {64, 192, 240, 256, 441, 480, 512, 960, 1024, 1920, 3840, 8192};
 constexpr audio_devices_t kDevices[] = {
     AUDIO_DEVICE_OUT_SPEAKER, AUDIO_DEVICE_OUT_WIRED_HEADSET, AUDIO_DEVICE_OUT_USB_HEADSET,
     AUDIO_DEVICE_OUT_BLUETOOTH_A2DP, AUDIO_DEVICE_OUT_BLE_HEADSET};
@@ -48,8 +49,8 @@ void Require(bool holds, const std::string& what) {
 class Random {
  public:
   explicit Random(uint64_t seed) : engine_(seed) {}
-  size_t Below(size_t limit) { return engine_() % limit; }
-  template <typename T, size_t kSize>
+  std::size_t Below(std::size_t limit) { return engine_() % limit; }
+  template <typename T, std::size_t kSize>
   const T& Of(const T (&values)[kSize]) {
     return values[Below(kSize)];
   }
@@ -93,7 +94,7 @@ class Programme {
 
   Kind kind_ = kSilence;
   float level_ = 0;
-  size_t frames_ = 0, end_ = 0;
+  std::size_t frames_ = 0, end_ = 0;
 };
 
 // One host with an instance of the effect.
@@ -114,7 +115,7 @@ class Host {
 
   void Play() {
     programme_.Fill(&block_, random_);
-    const size_t frames = block_.size() / 2;
+    const std::size_t frames = block_.size() / 2;
     session_.Process(block_.data(), frames);
     Require(std::all_of(block_.begin(), block_.end(),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
@@ -128,7 +129,7 @@ class Host {
     }
   }
 
-  size_t block_frames() const { return block_.size() / 2; }
+  std::size_t block_frames() const { return block_.size() / 2; }
 
  private:
   bool Happen() {
@@ -203,7 +204,7 @@ class Host {
   void CheckCounters() {
     const std::string dump = session_.Dump();
     const auto count = [&](const std::string& label) {
-      const size_t at = dump.find(label + ": ");
+      const std::size_t at = dump.find(label + ": ");
       Require(at != std::string::npos, "no " + label + " in the dump");
       return static_cast<uint32_t>(std::stoull(dump.substr(at + label.size() + 2)));
     };
@@ -222,17 +223,17 @@ class Host {
   std::vector<float> block_;
   uint32_t enables_ = 0, disables_ = 0, configs_ = 1;
   uint32_t input_ = 0, dropped_ = 0;
-  size_t waiting_ = 0;  // frames that do not fill a period yet
+  std::size_t waiting_ = 0;  // frames that do not fill a period yet
 };
 
 // The memory that an engine leaves on purpose, as the allocator rounds it: its level control,
 // with work memory, parameter data and the path of the file.
-size_t EngineLeak(const std::filesystem::path& tuning) {
+std::size_t EngineLeak(const std::filesystem::path& tuning) {
   uint32_t work = 0, params = 0;
   Require(A0557(&work, &params) == 0, "the signal library does not tell its sizes");
-  size_t bytes = 0;
-  const size_t path = (tuning / "upl.cinema.bin").string().size() + 1;
-  for (const size_t size : {sizeof(Upl), size_t{work}, size_t{params}, path}) {
+  std::size_t bytes = 0;
+  const std::size_t path = (tuning / "upl.cinema.bin").string().size() + 1;
+  for (const std::size_t size : {sizeof(Upl), std::size_t{work}, std::size_t{params}, path}) {
     bytes += (size + 8 + 15) / 16 * 16;
   }
   return bytes;
@@ -246,7 +247,7 @@ struct Limits {
 // Does everything once, so that memory that is allocated at the first use is there.
 void WarmUp(const EffectLibrary& library, Random* random) {
   std::vector<std::unique_ptr<Host>> hosts;
-  for (size_t i = 0; i < kMostHosts; ++i) {
+  for (std::size_t i = 0; i < kMostHosts; ++i) {
     hosts.push_back(std::make_unique<Host>(library, random));
   }
   for (int event = 0; event < 500; ++event) {
@@ -261,7 +262,7 @@ void WarmUp(const EffectLibrary& library, Random* random) {
 bool Soak(const Limits& limits) {
   UseTuningDirectory("");
   const EffectLibrary library(DefaultEffectLibrary());
-  const size_t leak = EngineLeak(DefaultTuningDirectory());
+  const std::size_t leak = EngineLeak(DefaultTuningDirectory());
   Random random(limits.seed);
   std::vector<std::unique_ptr<Host>> hosts;
   const auto begin = std::chrono::steady_clock::now();
@@ -271,7 +272,7 @@ bool Soak(const Limits& limits) {
   };
   uint64_t frames = 0, events = 0, engines = 0;
   WarmUp(library, &random);
-  const size_t heap = HeapBytes();
+  const std::size_t heap = HeapBytes();
   constexpr double kFramesPerHour = 3600.0 * kSampleRateHz;
   const auto wanted = static_cast<uint64_t>(limits.hours * kFramesPerHour);
   while (frames < wanted && minutes() < limits.minutes) {
@@ -279,15 +280,15 @@ bool Soak(const Limits& limits) {
       hosts.push_back(std::make_unique<Host>(library, &random));
       engines += 2;  // create makes one, the session's first command another
     } else if (random.Below(16) == 0) {
-      hosts.erase(hosts.begin() + static_cast<ptrdiff_t>(random.Below(hosts.size())));
+      hosts.erase(hosts.begin() + static_cast<std::ptrdiff_t>(random.Below(hosts.size())));
       continue;
     }
     Host& host = *hosts[random.Below(hosts.size())];
     engines += host.Event() ? 1 : 0;
     ++events;
     for (const auto& each : hosts) {
-      const size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
-      for (size_t played = 0; played < until; played += each->block_frames()) {
+      const std::size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
+      for (std::size_t played = 0; played < until; played += each->block_frames()) {
         each->Play();
         frames += each->block_frames();
       }

@@ -4,6 +4,7 @@
 #include <android/log.h>
 #include <cutils/properties.h>
 
+#include <cstddef>
 #include <memory>
 
 #include "bench/against_copy.h"

@@ -1,5 +1,7 @@
 // The layout conversions per period, compared with memory copies of it, with the tables that
 // the chain uses for 13 and 16 channels.
+#include <cstddef>
+
 #include "bench/against_copy.h"
 #include "pipeline/audio_process_sequencer.h"
 #include "pipeline/matrix_conversion.h"

@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <cutils/properties.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>

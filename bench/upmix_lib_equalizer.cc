@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -15,7 +16,7 @@ namespace {
 void Run(benchmark::State& state, const EqualizerTuning& tuning) {
   const std::unique_ptr<Equalizer> equalizer = Equalizer::Make(tuning);
   std::vector<float> in(2 * kBlockFrames), block(in.size());
-  for (size_t i = 0; i < in.size(); ++i) {
+  for (std::size_t i = 0; i < in.size(); ++i) {
     in[i] = std::sin(0.1f * static_cast<float>(i));
   }
   for ([[maybe_unused]] auto _ : state) {
@@ -26,10 +27,10 @@ void Run(benchmark::State& state, const EqualizerTuning& tuning) {
   }
 }
 
-EqualizerTuning Bands(size_t count) {
+EqualizerTuning Bands(std::size_t count) {
   EqualizerTuning tuning;
   tuning.curves.resize(1);
-  for (size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     const double freq_hz = 31.25 * std::pow(2.0, 9.0 * static_cast<double>(i) / 10);
     tuning.curves[0].bands.push_back(
         {BandType::kPeaking, std::fmin(static_cast<float>(freq_hz), kBandMaxHz), 2, 1.4f});
@@ -38,14 +39,14 @@ EqualizerTuning Bands(size_t count) {
 }
 
 void EqualizerBands(benchmark::State& state) {
-  Run(state, Bands(static_cast<size_t>(state.range(0))));
+  Run(state, Bands(static_cast<std::size_t>(state.range(0))));
 }
 BENCHMARK(EqualizerBands)->Arg(0)->Arg(1)->Arg(2)->Arg(5)->Arg(10)->Arg(20)->Arg(31)->Arg(64);
 
 void EqualizerFir(benchmark::State& state) {
   EqualizerTuning tuning;
   tuning.form = EqualizerForm::kFir;
-  tuning.curves = {{{}, std::vector<float>(static_cast<size_t>(state.range(0)), 0.01f)}};
+  tuning.curves = {{{}, std::vector<float>(static_cast<std::size_t>(state.range(0)), 0.01f)}};
   Run(state, tuning);
 }
 BENCHMARK(EqualizerFir)->Arg(16)->Arg(64)->Arg(256)->Arg(1024)->Arg(4096)->Arg(8192);
@@ -62,11 +63,11 @@ void PlainBiquads(benchmark::State& state) {
   std::vector<float> block(in.size());
   for ([[maybe_unused]] auto _ : state) {
     block = in;
-    for (size_t channel = 0; channel < 2; ++channel) {
-      for (size_t band = 0; band < biquads.size(); ++band) {
+    for (std::size_t channel = 0; channel < 2; ++channel) {
+      for (std::size_t band = 0; band < biquads.size(); ++band) {
         const Biquad b = biquads[band];
         double s1 = states[channel][band][0], s2 = states[channel][band][1];
-        for (size_t i = 0; i < kBlockFrames; ++i) {
+        for (std::size_t i = 0; i < kBlockFrames; ++i) {
           float& sample = block[channel * kBlockFrames + i];
           const double x = static_cast<double>(sample);
           const double y = b.b0 * x + s1;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <cstddef>
 #include <vector>
 
 #include "upmix-lib/base/aligned_buffer.h"

@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -17,10 +18,10 @@ void LevelControlBlock(benchmark::State& state) {
   const auto control =
       std::make_unique<LevelControl>(DefaultParameters<LevelParameters>(kLevelKind, kLevelFields));
   const float amplitude = static_cast<float>(state.range(0)) / 100;
-  constexpr size_t kBlocks = 16;
+  constexpr std::size_t kBlocks = 16;
   const std::vector<float> in = Noise(2 * kBlocks * kBlockFrames, 1, amplitude);
   std::vector<float> out(2 * kBlockFrames);
-  size_t block = 0;
+  std::size_t block = 0;
   for ([[maybe_unused]] auto _ : state) {
     control->Process(&in[2 * kBlockFrames * (block++ % kBlocks)], out.data());
     benchmark::DoNotOptimize(out.data());

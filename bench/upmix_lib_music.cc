@@ -2,6 +2,7 @@
 // with MusicTransforms: the two forward and three inverse transforms of each hop.
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -22,10 +23,10 @@ void MusicUpmix(benchmark::State& state) {
   const std::vector<float> left = Noise(kBlockFrames, 1), right = Noise(kBlockFrames, 2);
   std::vector<float> planes(kPlanes * kBlockFrames);
   for ([[maybe_unused]] auto _ : state) {
-    for (size_t at = 0; at < kBlockFrames; at += kHopFrames) {
+    for (std::size_t at = 0; at < kBlockFrames; at += kHopFrames) {
       const float* in[2] = {&left[at], &right[at]};
       float* out[kPlanes];
-      for (size_t plane = 0; plane < kPlanes; ++plane) {
+      for (std::size_t plane = 0; plane < kPlanes; ++plane) {
         out[plane] = &planes[plane * kBlockFrames + at];
       }
       upmix->Process(in, out);
@@ -39,7 +40,7 @@ void MusicTransforms(benchmark::State& state) {
   const RealFft& fft = SharedRealFft<kTransformFrames>();
   const std::vector<float> noise = Noise(kTransformFrames, 1);
   AlignedBuffer signal(kTransformFrames), re(kPaddedBins), im(kPaddedBins);
-  AlignedBuffer scratch(static_cast<size_t>(fft.scratch_floats()));
+  AlignedBuffer scratch(static_cast<std::size_t>(fft.scratch_floats()));
   for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < 2 * kHops; ++i) {
       fft.Forward(noise.data(), re.data(), im.data(), scratch.data());
@@ -59,7 +60,7 @@ void MusicDecomposition(benchmark::State& state) {
   Analysis analysis[2];
   Spectrum left, right;
   const std::vector<float> noise = Noise(kTransformFrames, 1);
-  for (size_t at = 0; at < kTransformFrames; at += kHopFrames) {
+  for (std::size_t at = 0; at < kTransformFrames; at += kHopFrames) {
     analysis[0].Process(&noise[at], left);
     analysis[1].Process(&noise[kTransformFrames - kHopFrames - at], right);
   }

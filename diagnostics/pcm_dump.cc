@@ -1,6 +1,7 @@
 #include "diagnostics/pcm_dump.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <ctime>
 

@@ -3,6 +3,7 @@
 #include <cutils/properties.h>
 #include <hardware/audio_effect.h>
 
+#include <cstddef>
 #include <cstring>
 #include <exception>
 #include <iterator>

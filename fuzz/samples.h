@@ -3,6 +3,7 @@
 #define KELDA_FUZZ_SAMPLES_H_
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <span>

@@ -2,6 +2,7 @@
 // in any order, handles of destroyed instances, parameters and files in and out of range. For
 // any input, an entry that succeeds must deliver finite samples.
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <fstream>

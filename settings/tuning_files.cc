@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+
 #include "platform/log.h"
 
 namespace kelda {

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -25,7 +26,7 @@
 namespace {
 
 // The platform cuts a message at this size, its NUL included.
-constexpr size_t kMessageBytes = 1024;
+constexpr std::size_t kMessageBytes = 1024;
 
 std::atomic<__android_logger_function> g_logger{__android_log_stderr_logger};
 std::atomic<int32_t> g_minimum_priority{ANDROID_LOG_INFO};
@@ -33,7 +34,7 @@ std::atomic<int32_t> g_minimum_priority{ANDROID_LOG_INFO};
 char PriorityLetter(int32_t priority) {
   constexpr std::string_view kLetters = "??VDIWEFS";
   return priority >= 0 && priority < static_cast<int32_t>(kLetters.size())
-             ? kLetters[static_cast<size_t>(priority)]
+             ? kLetters[static_cast<std::size_t>(priority)]
              : '?';
 }
 
@@ -59,26 +60,26 @@ LastLine& TheLastLine() {
 }
 
 // "MM-DD HH:MM:SS.mmm  PID  TID P TAG     : ". Returns its length.
-size_t FormatPrefix(char* prefix, size_t bytes, const LastLine& line) {
+std::size_t FormatPrefix(char* prefix, std::size_t bytes, const LastLine& line) {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
   const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
   std::tm local{};
   localtime_r(&seconds, &local);
   char date[32];
-  const size_t date_length = std::strftime(date, sizeof(date), "%m-%d %H:%M:%S", &local);
+  const std::size_t date_length = std::strftime(date, sizeof(date), "%m-%d %H:%M:%S", &local);
   const int length =
       std::snprintf(prefix, bytes, "%.*s.%03d %5d %5d %c %-8s: ", static_cast<int>(date_length),
                     date, static_cast<int>(milliseconds % 1000), line.process, line.thread,
                     PriorityLetter(line.priority), line.tag.c_str());
-  return std::min(static_cast<size_t>(std::max(length, 0)), bytes - 1);
+  return std::min(static_cast<std::size_t>(std::max(length, 0)), bytes - 1);
 }
 
 void Write(const LastLine& line, std::string_view rest) {
   char prefix[256];
-  const size_t prefix_length = FormatPrefix(prefix, sizeof(prefix), line);
+  const std::size_t prefix_length = FormatPrefix(prefix, sizeof(prefix), line);
   do {
-    const size_t length = std::min(rest.find('\n'), rest.size());
+    const std::size_t length = std::min(rest.find('\n'), rest.size());
     char newline = '\n';
     iovec pieces[] = {{prefix, prefix_length},
                       {const_cast<char*>(rest.data()), length},  // writev only reads it

@@ -8,7 +8,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-constinit HandleComponent<Virtualizer> virtualizers(HandleKind::kVirtualizer);
+constinit HandleComponent<Virtualizer> g_virtualizers(HandleKind::kVirtualizer);
 
 constexpr int32_t kFirstOfStream = 2;
 
@@ -28,16 +28,16 @@ Status CheckBlock(int32_t kind, int32_t frames) {
 int32_t A0779(void) { return kOk; }
 
 int32_t A0782(uint32_t* handle, const char* directory, const char* file) {
-  return virtualizers.Create(handle, directory, file);
+  return g_virtualizers.Create(handle, directory, file);
 }
 
-int32_t A0556(uint32_t handle) { return virtualizers.Initialize(handle); }
+int32_t A0556(uint32_t handle) { return g_virtualizers.Initialize(handle); }
 
-int32_t A0236(uint32_t handle) { return virtualizers.Flush(handle); }
+int32_t A0236(uint32_t handle) { return g_virtualizers.Flush(handle); }
 
 int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, const float* in,
               const int32_t* channel_flags) {
-  return virtualizers.WithReady(handle, [=](Virtualizer& virtualizer) {
+  return g_virtualizers.WithReady(handle, [=](Virtualizer& virtualizer) {
     if (out == nullptr || out[0] == nullptr || out[1] == nullptr || in == nullptr ||
         channel_flags == nullptr) {
       return kNullPointer;
@@ -51,9 +51,9 @@ int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, 
 }
 
 int32_t A0783(uint32_t handle, int32_t* error, int32_t* detail) {
-  return virtualizers.LastError(handle, error, detail);
+  return g_virtualizers.LastError(handle, error, detail);
 }
 
-int32_t A0212(uint32_t handle) { return virtualizers.Close(handle); }
+int32_t A0212(uint32_t handle) { return g_virtualizers.Close(handle); }
 
-int32_t A0810(uint32_t* handle) { return virtualizers.Destroy(handle); }
+int32_t A0810(uint32_t* handle) { return g_virtualizers.Destroy(handle); }

@@ -93,8 +93,8 @@ void RowFft::RunPasses(const float* in, float* out, float* scratch) const {
 
 template <bool kInverse, int kRadix, typename V>
 void RowFft::RunPass(const Pass& pass, const float* in, float* out) const {
-  constexpr std::ptrdiff_t kRow_floats = 2 * kLanesOf<V>;
-  const std::ptrdiff_t row_step = kRow_floats * pass.stride;
+  constexpr std::ptrdiff_t kRowFloats = 2 * kLanesOf<V>;
+  const std::ptrdiff_t row_step = kRowFloats * pass.stride;
   const std::ptrdiff_t in_step = row_step * pass.groups;
 
   const auto butterfly = [&](const float* from, float* to, const float* twiddles) {
@@ -114,14 +114,14 @@ void RowFft::RunPass(const Pass& pass, const float* in, float* out) const {
 
   if (pass.groups == 1) {
     for (int q = 0; q < pass.stride; ++q) {
-      butterfly(in + q * kRow_floats, out + q * kRow_floats, nullptr);
+      butterfly(in + q * kRowFloats, out + q * kRowFloats, nullptr);
     }
     return;
   }
   const float* twiddles = pass_twiddles_.data() + pass.twiddles;
   for (int p = 0; p < pass.groups; ++p, twiddles += 2 * (kRadix - 1)) {
     for (int q = 0; q < pass.stride; ++q) {
-      butterfly(in + p * row_step + q * kRow_floats, out + p * kRadix * row_step + q * kRow_floats,
+      butterfly(in + p * row_step + q * kRowFloats, out + p * kRadix * row_step + q * kRowFloats,
                 twiddles);
     }
   }
@@ -131,9 +131,9 @@ void RowFft::RunPass(const Pass& pass, const float* in, float* out) const {
 // y[k] = (z[k] + z*[h-k]) / 2 - i/2 w^k (z[k] - z*[h-k]), h = rows / 2.
 template <typename V>
 void RowFft::SplitSpectrum(float* spectrum) const {
-  constexpr std::ptrdiff_t kRow_floats = 2 * kLanesOf<V>;
+  constexpr std::ptrdiff_t kRowFloats = 2 * kLanesOf<V>;
   float* low = spectrum;
-  float* high = spectrum + half_ * kRow_floats;
+  float* high = spectrum + half_ * kRowFloats;
   const Complex<V> first = Complex<V>::LoadFrom(low);
   const V zero = first.re - first.re;
   Complex<V>{first.re + first.im, zero}.StoreTo(low);
@@ -141,8 +141,8 @@ void RowFft::SplitSpectrum(float* spectrum) const {
 
   const float* twiddle = real_twiddles_.data();
   for (int k = 1; 2 * k <= half_; ++k) {
-    low += kRow_floats;
-    high -= kRow_floats;
+    low += kRowFloats;
+    high -= kRowFloats;
     twiddle += 2;
     const Complex<V> a = Complex<V>::LoadFrom(low);
     const Complex<V> b = Complex<V>::LoadFrom(high).Conjugate();
@@ -157,20 +157,20 @@ void RowFft::SplitSpectrum(float* spectrum) const {
 // The opposite of SplitSpectrum, doubled, and out of place.
 template <typename V>
 void RowFft::JoinSpectrum(const float* spectrum, float* out) const {
-  constexpr std::ptrdiff_t kRow_floats = 2 * kLanesOf<V>;
+  constexpr std::ptrdiff_t kRowFloats = 2 * kLanesOf<V>;
   const float* low = spectrum;
-  const float* high = spectrum + half_ * kRow_floats;
+  const float* high = spectrum + half_ * kRowFloats;
   float* out_low = out;
-  float* out_high = out + half_ * kRow_floats;
+  float* out_high = out + half_ * kRowFloats;
   const V first = Load<V>(low), last = Load<V>(high);
   Complex<V>{first + last, first - last}.StoreTo(out_low);
 
   const float* twiddle = real_twiddles_.data();
   for (int k = 1; 2 * k <= half_; ++k) {
-    low += kRow_floats;
-    high -= kRow_floats;
-    out_low += kRow_floats;
-    out_high -= kRow_floats;
+    low += kRowFloats;
+    high -= kRowFloats;
+    out_low += kRowFloats;
+    out_high -= kRowFloats;
     twiddle += 2;
     const Complex<V> a = Complex<V>::LoadFrom(low);
     const Complex<V> b = Complex<V>::LoadFrom(high).Conjugate();

@@ -20,7 +20,7 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-constinit HandleTable<Cinema> instances(HandleKind::kCinema);
+constinit HandleTable<Cinema> g_instances(HandleKind::kCinema);
 
 uint32_t HandleOf(const void* instance) {
   const auto value = reinterpret_cast<uintptr_t>(instance);
@@ -41,7 +41,7 @@ Status Create(const void* params, const char* directory, const char* file, uint3
   if (const Status status = LoadHrirSet(path, hrirs); status != kOk) {
     return status;
   }
-  handle = instances.Insert(std::make_unique<Cinema>(parameters, hrirs));
+  handle = g_instances.Insert(std::make_unique<Cinema>(parameters, hrirs));
   return handle != 0 ? kOk : kTooManyInstances;
 }
 
@@ -75,7 +75,7 @@ int32_t A0238(const float* const* in, float* const* out, void* instance) {
       out[0] == nullptr || out[1] == nullptr) {
     return kNullPointer;
   }
-  Cinema* cinema = instances.Find(HandleOf(instance));
+  Cinema* cinema = g_instances.Find(HandleOf(instance));
   if (cinema == nullptr) {
     return kBadHandle;
   }
@@ -84,7 +84,7 @@ int32_t A0238(const float* const* in, float* const* out, void* instance) {
 }
 
 int32_t A0593(void* instance) {
-  Cinema* cinema = instances.Find(HandleOf(instance));
+  Cinema* cinema = g_instances.Find(HandleOf(instance));
   if (cinema == nullptr) {
     return kBadHandle;
   }
@@ -96,7 +96,7 @@ int32_t A0213(void** instance) {
   if (instance == nullptr) {
     return kNullPointer;
   }
-  if (instances.Remove(HandleOf(*instance)) == nullptr) {
+  if (g_instances.Remove(HandleOf(*instance)) == nullptr) {
     return kBadHandle;
   }
   *instance = nullptr;
