@@ -6,6 +6,7 @@
 
 #include "tests/tools/expectations.h"
 #include "tests/tools/program.h"
+#include "tools/core/decimal.h"
 #include "tools/presets/parameter_sets.h"
 #include "tools/presets/preset_toml.h"
 #include "upmix-lib/files/data_file.h"

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
-#include <string>
 
 #include "tools/core/text_file.h"
 
@@ -107,6 +106,12 @@ double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, do
                                 "; write it without the comma)");
   }
   return grouped;
+}
+
+std::string FormatFloat(float value) {
+  char text[64];
+  const auto [end, error] = std::to_chars(text, text + sizeof(text), value);
+  return {text, end};
 }
 
 }  // namespace kelda::tools

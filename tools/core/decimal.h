@@ -3,6 +3,7 @@
 #define KELDA_TOOLS_CORE_DECIMAL_H_
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace kelda::tools {
@@ -28,6 +29,9 @@ bool HasDecimalMark(std::string_view line, char mark);
 // digits does. Without them a comma that may group digits is read as what gives a frequency
 // of `min_hz` to `max_hz`; throws std::invalid_argument if both readings do.
 double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, double max_hz);
+
+// The shortest decimal that reads back as `value`.
+std::string FormatFloat(float value);
 
 }  // namespace kelda::tools
 

@@ -7,7 +7,6 @@
 
 #include "tools/core/decimal.h"
 #include "tools/core/text_file.h"
-#include "tools/presets/parameter_sets.h"
 #include "upmix-lib/base/audio_format.h"
 
 namespace kelda::tools {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "tools/core/decimal.h"
 #include "tools/core/format.h"
 #include "tools/core/printable.h"
 #include "tools/inspect/app_list_names.h"
@@ -26,7 +27,7 @@ using upmix_lib::ParameterField;
 using upmix_lib::Status;
 
 // A value as its decimal says it: 0.1 and not 0.10000000149.
-double Decimal(float value) { return std::strtod(FormatFloat(value).c_str(), nullptr); }
+double DecimalValue(float value) { return std::strtod(FormatFloat(value).c_str(), nullptr); }
 
 std::string Range(float min, float max) {
   return Format("(%s to %s)", FormatFloat(min).c_str(), FormatFloat(max).c_str());
@@ -58,10 +59,10 @@ Contents DescribeParameters(std::span<const std::byte> parameters, const Paramet
         Format("  %-23s %10s %-5s %c %-18s %s\n", field.name, FormatFloat(value).c_str(),
                set.meanings[i].unit, value == field.initial ? ' ' : '*',
                Range(field.min, field.max).c_str(), set.meanings[i].text);
-    contents.json[field.name] = {{"value", Decimal(value)},
-                                 {"default", Decimal(field.initial)},
-                                 {"min", Decimal(field.min)},
-                                 {"max", Decimal(field.max)},
+    contents.json[field.name] = {{"value", DecimalValue(value)},
+                                 {"default", DecimalValue(field.initial)},
+                                 {"min", DecimalValue(field.min)},
+                                 {"max", DecimalValue(field.max)},
                                  {"unit", set.meanings[i].unit}};
   }
   return contents;
@@ -113,9 +114,9 @@ void DescribeBands(const EqualizerTuning::Curve& curve, Contents* contents, Json
                              static_cast<double>(band.freq_hz), static_cast<double>(band.gain_db),
                              static_cast<double>(band.q));
     json->push_back({{"type", Name(band.type)},
-                     {"freq_hz", Decimal(band.freq_hz)},
-                     {"gain_db", Decimal(band.gain_db)},
-                     {"q", Decimal(band.q)}});
+                     {"freq_hz", DecimalValue(band.freq_hz)},
+                     {"gain_db", DecimalValue(band.gain_db)},
+                     {"q", DecimalValue(band.q)}});
   }
 }
 
@@ -147,7 +148,7 @@ Contents ReadEqualizerContents(const std::string&, std::span<const std::byte> fi
       tuning.curves.size() == 2 ? "left and right of their own" : "the same for left and right",
       static_cast<double>(tuning.preamp_db), peak.gain_db, peak.freq_hz);
   contents.json = {{"form", fir ? "fir" : "bands"},
-                   {"preamp_db", Decimal(tuning.preamp_db)},
+                   {"preamp_db", DecimalValue(tuning.preamp_db)},
                    {"peak_gain_db", peak.gain_db},
                    {"peak_gain_hz", peak.freq_hz},
                    {"curves", Json::array()}};
@@ -193,8 +194,8 @@ Contents ReadHrirContents(const std::string& path, std::span<const std::byte>) {
                             static_cast<double>(direction.elevation_deg), cues.delay_us,
                             cues.level_db, cues.peak_gain_db, cues.peak_gain_hz);
     planes.push_back({{"name", PlaneName(plane)},
-                      {"azimuth_deg", Decimal(direction.azimuth_deg)},
-                      {"elevation_deg", Decimal(direction.elevation_deg)},
+                      {"azimuth_deg", DecimalValue(direction.azimuth_deg)},
+                      {"elevation_deg", DecimalValue(direction.elevation_deg)},
                       {"interaural_delay_us", cues.delay_us},
                       {"interaural_level_db", cues.level_db},
                       {"peak_gain_db", cues.peak_gain_db},

@@ -1,9 +1,9 @@
 #include "tools/presets/parameter_sets.h"
 
-#include <charconv>
 #include <cstring>
 #include <string_view>
 
+#include "tools/core/decimal.h"
 #include "upmix-lib/binaural/room_parameters.h"
 #include "upmix-lib/level/level_parameters.h"
 #include "upmix-lib/upmix/cinema_parameters.h"
@@ -116,12 +116,6 @@ float ReadParameter(std::span<const std::byte> parameters, const ParameterField&
 
 void WriteParameter(std::span<std::byte> parameters, const ParameterField& field, float value) {
   std::memcpy(parameters.data() + field.offset_bytes, &value, sizeof(value));
-}
-
-std::string FormatFloat(float value) {
-  char text[64];
-  const auto [end, error] = std::to_chars(text, text + sizeof(text), value);
-  return {text, end};
 }
 
 std::string FormatRange(const ParameterField& field, const ParameterMeaning& meaning) {

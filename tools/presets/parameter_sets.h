@@ -43,9 +43,6 @@ float ReadParameter(std::span<const std::byte> parameters, const upmix_lib::Para
 void WriteParameter(std::span<std::byte> parameters, const upmix_lib::ParameterField& field,
                     float value);
 
-// The shortest decimal that reads back as `value`.
-std::string FormatFloat(float value);
-
 // "-12 to 12 dB", "0 to 1" for a share.
 std::string FormatRange(const upmix_lib::ParameterField& field, const ParameterMeaning& meaning);
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <span>
 
+#include "tools/core/decimal.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/text_file.h"
 #include "tools/presets/toml_file.h"

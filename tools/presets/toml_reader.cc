@@ -1,7 +1,7 @@
 #include "tools/presets/toml_reader.h"
 
+#include "tools/core/decimal.h"
 #include "tools/core/text_file.h"
-#include "tools/presets/parameter_sets.h"
 
 namespace kelda::tools {
 
