@@ -90,6 +90,12 @@ std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_byte
   return text;
 }
 
+std::string_view TakeLine(std::string_view* text) {
+  const std::string_view line = text->substr(0, text->find('\n'));
+  text->remove_prefix(std::min(line.size() + 1, text->size()));
+  return line;
+}
+
 std::string Quoted(std::string_view text, std::size_t max_bytes) {
   std::string quoted = "'";
   quoted += Printable(text.substr(0, max_bytes));

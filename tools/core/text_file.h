@@ -1,4 +1,4 @@
-// Text that the user wrote, read whole.
+// Text that the user wrote: read whole, taken apart into lines, quoted.
 #ifndef KELDA_TOOLS_CORE_TEXT_FILE_H_
 #define KELDA_TOOLS_CORE_TEXT_FILE_H_
 
@@ -22,6 +22,10 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 // encoding: other byte order marks, and NUL bytes.
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes,
                          ExitCode code = ExitCode::kInput);
+
+// Takes the first line off the front of `*text`, with its line end, and returns it without. The
+// last line needs no line end; an empty text has no line.
+std::string_view TakeLine(std::string_view* text);
 
 // `text` between quotes, cut to `max_bytes` and Printable: for messages.
 std::string Quoted(std::string_view text, std::size_t max_bytes = 40);

@@ -74,9 +74,7 @@ struct Line {
 template <typename Visit>
 void ForEachLine(std::string_view contents, Visit visit) {
   for (std::size_t number = 1; !contents.empty(); ++number) {
-    const std::string_view whole = contents.substr(0, contents.find('\n'));
-    contents.remove_prefix(std::min(whole.size() + 1, contents.size()));
-    const std::string_view text = Trimmed(whole);
+    const std::string_view text = Trimmed(TakeLine(&contents));
     if (text.empty() || text[0] == '#') continue;
     const std::size_t colon = std::min(text.find(':'), text.size());
     const bool has_key = colon < text.size();
@@ -96,9 +94,9 @@ bool TextHasDecimalMark(std::string_view contents, char mark) {
   return has;
 }
 
-// Takes one line over. Throws UnknownFilter or std::invalid_argument. Returns whether the
-// line is known.
-bool TakeLine(const Line& line, bool decimal_commas, EqualizerText* text) {
+// Adds what one line says to `*text`. Throws UnknownFilter or std::invalid_argument. Returns
+// whether the line is known.
+bool AddLine(const Line& line, bool decimal_commas, EqualizerText* text) {
   if (line.key == "preamp") {
     text->preamp_db += ParsePreamp(line.value);
   } else if (IsFilter(line.key)) {
@@ -137,7 +135,7 @@ EqualizerText ReadEqualizerText(const std::filesystem::path& path) {
   std::size_t known = 0;
   ForEachLine(contents, [&](const Line& line) {
     try {
-      if (TakeLine(line, decimal_commas, &text)) {
+      if (AddLine(line, decimal_commas, &text)) {
         ++known;
       } else {
         warnings.Add(line.number, "warning: unknown line " + Quoted(line.text));

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "settings/tuning_directory.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -30,8 +31,7 @@ std::vector<Stage> ParseStages(std::string_view dump) {
   constexpr std::string_view kBin = ", bin=";
   std::vector<Stage> stages;
   while (!dump.empty()) {
-    std::string_view line = dump.substr(0, dump.find('\n'));
-    dump.remove_prefix(std::min(line.size() + 1, dump.size()));
+    std::string_view line = TakeLine(&dump);
     if (!line.starts_with(kIndent) || line.size() < kIndent.size() + 3) {
       continue;
     }

@@ -1,6 +1,9 @@
 #include "tools/inspect/app_list_names.h"
 
+#include <algorithm>
 #include <unordered_set>
+
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 
@@ -9,8 +12,7 @@ std::vector<std::string> PossiblePackages(std::string_view list) {
   std::vector<std::string> packages;
   std::unordered_set<std::string> seen;
   while (!list.empty()) {
-    const std::string_view line = list.substr(0, list.find('\n'));
-    list.remove_prefix(std::min(line.size() + 1, list.size()));
+    const std::string_view line = TakeLine(&list);
     const size_t comma = line.find(',');
     if (comma == std::string_view::npos) {
       continue;

@@ -61,12 +61,13 @@ TimedSetting ParseTimedSetting(std::string_view time, std::string_view setting,
 
 std::vector<TimedSetting> ReadScenario(const std::filesystem::path& file) {
   constexpr std::size_t kMaxBytes = std::size_t{16} << 20;
-  std::istringstream stream(ReadTextFile(file, kMaxBytes, ExitCode::kUsage));
+  const std::string text = ReadTextFile(file, kMaxBytes, ExitCode::kUsage);
   std::vector<TimedSetting> changes;
   FileProblems problems(file.string());
-  std::string line;
-  for (std::size_t number = 1; std::getline(stream, line); ++number) {
-    std::istringstream words(line.substr(0, line.find('#')));
+  std::string_view rest = text;
+  for (std::size_t number = 1; !rest.empty(); ++number) {
+    const std::string_view line = TakeLine(&rest);
+    std::istringstream words(std::string(line.substr(0, line.find('#'))));
     std::string time;
     std::string setting;
     std::string surplus;

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "settings/tuning_directory.h"
+#include "tools/core/text_file.h"
 #include "tools/framework/log_capture.h"
 #include "tools/framework/setting.h"
 #include "tools/inspect/inspection_text.h"
@@ -230,11 +231,10 @@ Json VerdictJson(const InspectedDirectory& directory, const TuningTrial& trial) 
   return verdict;
 }
 
-std::vector<std::string> Lines(std::string text) {
+std::vector<std::string> Lines(std::string_view text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
-    lines.push_back(text.substr(0, text.find('\n')));
-    text.erase(0, lines.back().size() + 1);
+    lines.emplace_back(TakeLine(&text));
   }
   return lines;
 }

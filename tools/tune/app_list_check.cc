@@ -51,8 +51,7 @@ AppListCheck CheckAppList(const std::string& name, std::string_view list) {
   std::map<std::string, std::size_t> line_of;  // the last line of each application
   std::size_t number = 0;
   for (std::string_view rest = list; !rest.empty();) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string_view line = TakeLine(&rest);
     ++number;
     std::string package;
     UpmixMode mode = UpmixMode::Off;
