@@ -11,6 +11,7 @@
 #include <string>
 
 #include "tools/core/failure.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -37,8 +38,8 @@ int AudioFormat(const std::filesystem::path& path) {
   if (ending == ".flac") {
     return SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
   }
-  throw Failure(ExitCode::kUsage,
-                path.string() + ": unknown ending '" + ending + "' of the output (.wav, .flac)");
+  throw Failure(ExitCode::kUsage, path.string() + ": unknown ending " + Quoted(ending) +
+                                      " of the output (.wav, .flac)");
 }
 
 SF_VIRTUAL_IO AudioSink::StreamFunctions() {

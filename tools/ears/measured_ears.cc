@@ -73,7 +73,7 @@ std::string Attribute(const MYSOFA_HRTF& hrtf, const char* name) {
 void CheckConventions(const MYSOFA_HRTF& hrtf) {
   const std::string conventions = Attribute(hrtf, "SOFAConventions");
   if (conventions != "SimpleFreeFieldHRIR") {
-    throw Unusable("its conventions are '" + conventions + "', not 'SimpleFreeFieldHRIR'");
+    throw Unusable("its conventions are " + Quoted(conventions) + ", not 'SimpleFreeFieldHRIR'");
   }
 }
 

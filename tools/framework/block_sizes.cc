@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/core/failure.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -38,7 +39,7 @@ BlockRange ParseBlockRange(std::string_view text) {
     min = max = ParseFrames(text);
   }
   if (!min || !max || *min > *max) {
-    throw Failure(ExitCode::kUsage, "not a block size: '" + std::string(text) + "' (1 to " +
+    throw Failure(ExitCode::kUsage, "not a block size: " + Quoted(text) + " (1 to " +
                                         std::to_string(kMaxBlockFrames) +
                                         " frames, random, or random:MIN-MAX)");
   }

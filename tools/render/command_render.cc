@@ -15,6 +15,7 @@
 #include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
+#include "tools/core/text_file.h"
 #include "tools/framework/device_name.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
@@ -57,8 +58,8 @@ int ParseLogLevel(const std::string& name) {
       return priority;
     }
   }
-  throw Failure(ExitCode::kUsage, "--log-level: unknown level '" + name +
-                                      "' (verbose, debug, info, warn, error, silent)");
+  throw Failure(ExitCode::kUsage, "--log-level: unknown level " + Quoted(name) +
+                                      " (verbose, debug, info, warn, error, silent)");
 }
 
 // An option is a setting that is written "--key value".
