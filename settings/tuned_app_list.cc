@@ -5,9 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/data_directory.h"
 #include "platform/log.h"
-#include "settings/tuning_directory.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
@@ -72,9 +70,9 @@ TunedAppList::TunedAppList()
     : mode_names_{
           {"OFF", UpmixMode::Off}, {"MUSIC", UpmixMode::Music}, {"CINEMA", UpmixMode::Cinema}} {}
 
-void TunedAppList::Reload() {
+void TunedAppList::Reload(const std::string& path) {
   std::map<std::string, UpmixMode> applications;
-  LineReader lines(DataPath(tuning_file::kAppList.name));
+  LineReader lines(path);
   std::string line;
   int warnings = 0;
   for (int line_number = 1; lines.Next(&line); ++line_number) {

@@ -8,20 +8,19 @@
 
 namespace kelda {
 
-// Which upmix mode each tuned application gets, read from the file
-// "tunedapp_list": one entry a line, the package name, a comma, and OFF, MUSIC or
-// CINEMA. Control thread.
+// Which upmix mode each tuned application gets, read from a text file: one entry a line, the
+// package name, a comma, and OFF, MUSIC or CINEMA. Control thread.
 class TunedAppList {
  public:
   // An empty list; Reload fills it.
   TunedAppList();
 
-  // Replaces the list by the file's entries; by none if it cannot be read. Lines
+  // Replaces the list by the entries of the file `path`; by none if it cannot be read. Lines
   // that are not entries are skipped, and so is every line of more than
   // kLongestTextBytes. The last of several lines for one package counts. The first 32
   // warnings are logged, then the number of the others. Throws std::bad_alloc, with the
   // list as it was.
-  void Reload();
+  void Reload(const std::string& path);
   bool IsExist(const std::string& package) const;
   // The package's mode; Off if it is not listed.
   UpmixMode GetValue(const std::string& package) const;

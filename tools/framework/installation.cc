@@ -21,7 +21,7 @@ std::filesystem::path DefaultEffectLibrary() {
 
 std::filesystem::path DefaultTuningDirectory() { return Prefix() / "share" / "kelda" / "tuning"; }
 
-void UseTuningDirectory(const std::filesystem::path& directory) {
+std::filesystem::path UseTuningDirectory(const std::filesystem::path& directory) {
   std::filesystem::path chosen = directory;
   if (chosen.empty()) {
     const char* environment = std::getenv("KELDA_DATA_DIR");
@@ -35,6 +35,7 @@ void UseTuningDirectory(const std::filesystem::path& directory) {
   if (setenv("KELDA_DATA_DIR", chosen.c_str(), 1) != 0) {
     throw std::system_error(errno, std::generic_category(), "setenv");
   }
+  return chosen;
 }
 
 }  // namespace kelda::tools

@@ -13,10 +13,11 @@ namespace kelda::tools {
 std::filesystem::path DefaultEffectLibrary();
 std::filesystem::path DefaultTuningDirectory();
 
-// Chooses the tuning directory of the effect libraries that are loaded from now
-// on: `directory` if not empty, else KELDA_DATA_DIR of the environment, else the
-// default set. Throws Failure (usage) if the chosen one is not a directory.
-void UseTuningDirectory(const std::filesystem::path& directory);
+// Chooses the tuning directory of the effect libraries that are loaded from now on, and returns
+// it: `directory` if not empty, else KELDA_DATA_DIR of the environment, else the default set.
+// Sets KELDA_DATA_DIR for these libraries, which have no other way to learn it; our own code is
+// given the path. Throws Failure (usage) if the chosen one is not a directory.
+std::filesystem::path UseTuningDirectory(const std::filesystem::path& directory);
 
 }  // namespace kelda::tools
 

@@ -39,10 +39,10 @@ void InspectOne(const InspectArguments& arguments) {
 
 void InspectAll(const InspectArguments& arguments) {
   SetProperty("vendor.kelda.effect=1");
-  UseTuningDirectory(arguments.path);
+  const std::filesystem::path tuning = UseTuningDirectory(arguments.path);
   const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
                                                         : arguments.library);
-  const InspectedDirectory directory = InspectDirectory(arguments.path, library);
+  const InspectedDirectory directory = InspectDirectory(tuning, library);
   PrintToStandardOutput(arguments.json ? ToText(DirectoryJson(directory))
                                        : FormatDirectory(directory));
   if (const std::string problems = Problems(directory); !problems.empty()) {

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "engine/plan.h"
-#include "platform/data_directory.h"
 #include "platform/log.h"
 #include "settings/tuned_app_list.h"
 #include "settings/tuning_directory.h"
@@ -44,12 +43,13 @@ Plan PlanFor(size_t device, HrtfType hrtf, UpmixMode mode, UpmixMode app_mode = 
   return MakePlan({mode, app_mode, type, hrtf, hrtf}, UpmixMode::Off, Changed::Device);
 }
 
-// The HRTF that a name of kHrtfs stands for.
-HrtfType HrtfOf(const std::string& name, size_t device) {
+// The HRTF that a name of kHrtfs stands for with the tuning in `directory`.
+HrtfType HrtfOf(const std::string& name, size_t device, const std::filesystem::path& directory) {
   if (name == "standard") return HrtfType::Standard;
   if (name == "personalized") return HrtfType::Personalized;
   const bool wired = AudioDeviceType{static_cast<uint32_t>(device)} == AudioDeviceType::Wired;
-  return GetHrtfType(DataPath((wired ? tuning_file::kWiredHki : tuning_file::kBluetoothHki).name));
+  return GetHrtfType(directory /
+                     (wired ? tuning_file::kWiredHki : tuning_file::kBluetoothHki).name);
 }
 
 Decision Ask(const EffectLibrary& library, LogCapture* log, const std::string& device,
@@ -112,7 +112,8 @@ std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log)
 
 }  // namespace
 
-DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::string>& packages) {
+DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectLibrary& library,
+                           const std::vector<std::string>& packages) {
   LogCapture log;
   DecisionTable table;
   // The library is asked once for each plan: settings that come to the same one sound the same.
@@ -122,8 +123,8 @@ DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::
     for (const char* hrtf : kHrtfs) {
       for (size_t mode = 0; mode < std::size(kModes); ++mode) {
         CheckInterruption();
-        const Plan plan =
-            PlanFor(device, HrtfOf(hrtf, device), UpmixMode{static_cast<uint32_t>(mode)});
+        const Plan plan = PlanFor(device, HrtfOf(hrtf, device, directory),
+                                  UpmixMode{static_cast<uint32_t>(mode)});
         const auto known = std::find(plans.begin(), plans.end(), plan);
         const auto place = known - plans.begin();
         if (known == plans.end()) {
@@ -138,7 +139,7 @@ DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::
   }
   table.warnings = Warnings(library, &log);
   TunedAppList list;
-  list.Reload();
+  list.Reload(directory / tuning_file::kAppList.name);
   log.Take();
   // A text with a comma cannot be in the list.
   table.apps.push_back(DecideApp(list, "not,listed"));

@@ -5,6 +5,7 @@
 #ifndef KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
 #define KELDA_TOOLS_INSPECT_DECISION_TABLE_H_
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -38,10 +39,11 @@ struct DecisionTable {
   std::vector<std::string> unaskable;  // packages that hold an '&': no phone can name them
 };
 
-// Asks about the tuning directory that the effect uses (UseTuningDirectory), and about
-// `packages`. The property vendor.kelda.effect must be 1. Replaces the log's logger. Throws
-// Failure (refused), Interrupted.
-DecisionTable AskDecisions(const EffectLibrary& library, const std::vector<std::string>& packages);
+// Asks about the tuning in `directory`, which UseTuningDirectory returned before `library` was
+// loaded, and about `packages`. The property vendor.kelda.effect must be 1. Replaces the log's
+// logger while it asks. Throws Failure (refused), Interrupted.
+DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectLibrary& library,
+                           const std::vector<std::string>& packages);
 
 }  // namespace kelda::tools
 

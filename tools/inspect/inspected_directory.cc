@@ -121,7 +121,7 @@ std::vector<DirectoryEntry> ReadTuning(const fs::path& directory) {
 
 InspectedDirectory InspectDirectory(const fs::path& directory, const EffectLibrary& library) {
   return {directory, ReadTuning(directory),
-          AskDecisions(library, Packages(directory / tuning_file::kAppList.name))};
+          AskDecisions(directory, library, Packages(directory / tuning_file::kAppList.name))};
 }
 
 const char* Name(DirectoryEntry::State state) {

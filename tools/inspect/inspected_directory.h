@@ -36,8 +36,8 @@ struct InspectedDirectory {
 // faulty. Throws Failure (input) if the directory cannot be read.
 std::vector<DirectoryEntry> ReadTuning(const std::filesystem::path& directory);
 
-// Looks at `directory`, which the effect uses (UseTuningDirectory). Throws what AskDecisions
-// throws.
+// Looks at `directory`, which UseTuningDirectory returned. Throws what ReadTuning and
+// AskDecisions throw.
 InspectedDirectory InspectDirectory(const std::filesystem::path& directory,
                                     const EffectLibrary& library);
 

@@ -33,8 +33,8 @@ struct TuningTrial {
 };
 
 // Has the effect play noise in every mode, on both outputs, with both kinds of ears: first
-// off, then the mode, as a listener would switch. The tuning directory is the one that was
-// chosen. Throws Failure (refused), Interrupted.
+// off, then the mode, as a listener would switch. The tuning directory is the one that
+// UseTuningDirectory chose before `library` was loaded. Throws Failure (refused), Interrupted.
 TuningTrial TryTuning(const EffectLibrary& library);
 
 }  // namespace kelda::tools

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <span>
@@ -28,8 +27,7 @@ struct ReportArguments {
 
 void Run(const ReportArguments& arguments) {
   SetProperty("vendor.kelda.effect=1");
-  UseTuningDirectory(arguments.tuning);
-  const std::filesystem::path tuning = std::getenv("KELDA_DATA_DIR");
+  const std::filesystem::path tuning = UseTuningDirectory(arguments.tuning);
   const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
                                                         : arguments.library);
   OutputFile file(arguments.output);
