@@ -30,7 +30,7 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
   const std::vector<DirectoryEntry> entries = ReadTuning(directory);
   for (const DirectoryEntry& entry : entries) {
     if (const char* const finding = Finding(entry); finding != nullptr) {
-      const std::string note = Note(entry);
+      const std::string note = entry.file.summary.empty() ? Note(entry) : entry.file.summary;
       std::printf("  %-8s %-22s %s%s%s\n", finding, Printable(entry.name).c_str(),
                   Printable(note).c_str(), note.empty() ? "" : "; ", entry.purpose.c_str());
     }

@@ -156,12 +156,15 @@ Contents ReadEqualizerContents(const std::string&, std::span<const std::byte> fi
     const EqualizerTuning::Curve& curve = tuning.curves[i];
     const char* const side = tuning.curves.size() == 1 ? "both" : i == 0 ? "left" : "right";
     Json json{{"side", side}};
+    const std::string size =
+        fir ? Format("%zu taps", curve.taps.size())
+            : Format("%zu band%s", curve.bands.size(), curve.bands.size() == 1 ? "" : "s");
+    contents.text += Format("  %s: %s\n", side, size.c_str());
+    contents.summary += (i == 0 ? "" : ", ") +
+                        (tuning.curves.size() == 1 ? size : Format("%s %s", side, size.c_str()));
     if (fir) {
-      contents.text += Format("  %s: %zu taps\n", side, curve.taps.size());
       json["taps"] = curve.taps.size();
     } else {
-      contents.text += Format("  %s: %zu band%s\n", side, curve.bands.size(),
-                              curve.bands.size() == 1 ? "" : "s");
       json["bands"] = Json::array();
       DescribeBands(curve, &contents, &json["bands"]);
     }
@@ -206,6 +209,7 @@ Contents ReadHrirContents(const std::string& path, std::span<const std::byte>) {
                    {"taps", set.taps},
                    {"room", room_contents.json},
                    {"planes", std::move(planes)}};
+  contents.summary = Format("%d taps", set.taps) + (set.source.empty() ? "" : ", " + set.source);
   return contents;
 }
 
@@ -216,6 +220,7 @@ Contents ReadAppListContents(const std::string& list) {
       Format("  %zu names; `kelda inspect` of the directory asks the engine about them\n",
              packages.size());
   contents.json = {{"names", packages}};
+  contents.summary = Format("%zu name%s", packages.size(), packages.size() == 1 ? "" : "s");
   return contents;
 }
 

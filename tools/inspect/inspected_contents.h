@@ -14,6 +14,7 @@ struct Contents {       // NOLINT(bugprone-exception-escape): moving a Json does
   std::string problem;  // empty if the signal library takes them
   std::string text;
   Json json;
+  std::string summary;  // the size and the source in a few words; empty if all files are alike
 };
 
 Contents ReadHrirContents(const std::string& path, std::span<const std::byte> file);

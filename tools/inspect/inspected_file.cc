@@ -79,6 +79,7 @@ InspectedFile InspectData(const std::filesystem::path& path, const KnownKind& kn
   Contents contents = known.read(path.string(), file);
   result.problem = contents.problem;
   if (result.problem.empty()) {
+    result.summary = known.name + (contents.summary.empty() ? "" : ", " + contents.summary);
     result.text = std::string(known.name) + ", version " + std::to_string(header.version) + ", " +
                   std::to_string(file.size()) + " bytes, checksum " + Hex(header.crc32) +
                   " matches\n" + contents.text;
@@ -100,12 +101,14 @@ InspectedFile InspectConfig(const std::filesystem::path& path) {
     return result;
   }
   const std::string name = std::filesystem::path(named).filename().string();
-  result.text = "configuration, names " + name + "\n";
   result.json = {{"names", name}};
   std::error_code error;
   if (!std::filesystem::exists(named, error)) {
     result.problem = "it names " + name + ", which is missing";
+    return result;
   }
+  result.summary = "configuration, names " + name;
+  result.text = result.summary + "\n";
   return result;
 }
 
@@ -115,6 +118,7 @@ InspectedFile InspectAppList(const std::filesystem::path& path) {
   try {
     const Contents contents = ReadAppListContents(ReadWholeFile(path, kMostBytes));
     result.text = "tuned applications\n" + contents.text;
+    result.summary = "tuned applications, " + contents.summary;
     result.json = contents.json;
   } catch (const Failure& failure) {
     result.problem = failure.what();

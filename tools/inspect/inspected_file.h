@@ -25,6 +25,9 @@ struct InspectedFile {
   std::string problem;  // what is wrong with it; empty if the engine can use it
   std::string text;     // its contents for a reader, whole lines; empty if it has a problem
   Json json;            // the same for a script
+  // The kind, the size and the source on one line: "HRIR set, 256 taps, SOURCE". Empty if the file
+  // has a problem.
+  std::string summary = {};
 };
 
 // Reads a tuning file of any kind: the kind of a data file is known by its first bytes, that
