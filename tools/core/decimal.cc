@@ -13,11 +13,11 @@ namespace {
 constexpr std::size_t kMaxCharacters = 64;
 constexpr const char* kDigits = "0123456789";
 
-// What stands at the front of `text` and may be a number without its exponent.
+// The part of a number before its exponent, if `text` begins with one; else empty.
 std::string_view Mantissa(std::string_view text) {
   std::size_t end = text.substr(0, 1) == "+" || text.substr(0, 1) == "-" ? 1 : 0;
   end = std::min(text.find_first_not_of("0123456789.,", end), text.size());
-  // A comma that ends it separates, as in a list.
+  // A comma at the end separates the numbers of a list.
   while (end > 0 && text[end - 1] == ',') --end;
   return text.substr(0, end);
 }
@@ -40,7 +40,7 @@ bool GroupsInThrees(std::string_view whole, char separator) {
   return true;
 }
 
-// Whether the number that follows `before` may be a frequency: behind "Fc", or the first of
+// Whether the number after `before` may be a frequency: it follows "Fc", or is the first number of
 // a point of a GraphicEQ.
 bool MayBeFrequency(std::string_view before) {
   before = before.substr(0, before.find_last_not_of(" \t") + 1);

@@ -12,12 +12,13 @@ struct Decimal {
   double value;              // the last point or comma is the decimal mark
   std::string_view written;  // in the text that it was taken from
   char mark;                 // '.' or ','; 0 if there is none
-  bool may_group;            // "10.500", "10,500": the mark may group digits just as well
+  bool may_group;            // "10.500", "10,500": the mark may also group digits
 };
 
-// Takes the number at the front of `text` off it: a sign, digits, a decimal point or
-// comma, an exponent. Nothing, and `text` unchanged, if there is none or it is not finite.
-// "1,050.0" and "1.050,0" are 1050: what stands before the decimal mark groups digits.
+// Removes the number at the front of `*text` and returns it: a sign, digits, a decimal point or
+// comma, an exponent. Returns nothing, and leaves `*text` as it is, if there is no number or it is
+// not finite. "1,050.0" and "1.050,0" are 1050: the last of the two marks is decimal, the other
+// groups digits.
 std::optional<Decimal> TakeDecimal(std::string_view* text);
 
 // Whether `mark`, a point or a comma, is surely the decimal mark of a number in this line of
@@ -25,9 +26,9 @@ std::optional<Decimal> TakeDecimal(std::string_view* text);
 // decimal, in "Fc 1,500" it may group digits.
 bool HasDecimalMark(std::string_view line, char mark);
 
-// What `number` means as a frequency. In a text with decimal commas a point that may group
-// digits does. Without them a comma that may group digits is read as what gives a frequency
-// of `min_hz` to `max_hz`; throws std::invalid_argument if both readings do.
+// `number` as a frequency in Hz. In a text with decimal commas, a point that may group digits
+// groups them. In other texts, a comma that may group digits is read in the way that gives a
+// frequency from `min_hz` to `max_hz`; throws std::invalid_argument if both ways do.
 double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, double max_hz);
 
 // The shortest decimal that reads back as `value`.

@@ -11,12 +11,12 @@ namespace kelda::tools {
 enum class ExitCode {
   kSuccess = 0,
   kUnexpected = 1,  // out of memory and the like
-  kUsage = 2,       // arguments, settings, timeline
+  kUsage = 2,       // wrong arguments, settings or timeline
   kInput = 3,       // the input cannot be read
   kOutput = 4,      // the output cannot be written
   kLibrary = 5,     // no usable effect library
   kRefused = 6,     // the effect refused a command or a block of audio
-  kIncomplete = 7,  // done, but the input ended before its time
+  kIncomplete = 7,  // done, but the input ended early
 };
 
 // The text that every command's help ends with.
@@ -37,7 +37,7 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
-// Thrown to unwind, and so to clean up, after a signal asked to stop.
+// Thrown after a signal asked the program to stop, so that destructors clean up.
 class Interrupted : public std::exception {
  public:
   explicit Interrupted(int signal) : signal_(signal) {}

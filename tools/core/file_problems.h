@@ -1,5 +1,5 @@
-// What is wrong with a file that the user wrote: every place at once, in the form that
-// editors jump to.
+// Everything that is wrong with a file that the user wrote, in the form by which editors find a
+// line.
 #ifndef KELDA_TOOLS_CORE_FILE_PROBLEMS_H_
 #define KELDA_TOOLS_CORE_FILE_PROBLEMS_H_
 
@@ -13,7 +13,7 @@
 namespace kelda::tools {
 
 // A Failure whose message is whole lines "file:line: what is wrong", or "kelda: file: ..."
-// about the file as a whole, without a line end after the last. It is shown as it is.
+// about the file as a whole, without a line end after the last. It is printed as it is.
 class FileFailure : public Failure {
  public:
   explicit FileFailure(const std::string& lines, ExitCode code = ExitCode::kInput)
@@ -29,11 +29,10 @@ class FileProblems {
 
   bool empty() const { return count_ == 0; }
   std::size_t count() const { return count_; }
-  // Twenty of them as lines, in the file's order, and how many more there are; without a
-  // last line end.
+  // Twenty of the problems as lines, in the order of the file, and how many more there are. The
+  // last line has no line end.
   std::string Text() const;
-  // Throws FileFailure with the problems, and the lines of `warnings` before them, if there
-  // is a problem.
+  // If there is a problem, throws FileFailure with the lines of `warnings` and then the problems.
   void ThrowIfAny(const std::string& warnings = "", ExitCode code = ExitCode::kInput) const;
 
  private:

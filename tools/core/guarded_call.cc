@@ -16,7 +16,7 @@
 namespace kelda::tools {
 namespace {
 
-// Not what a library that calls exit() would choose.
+// Exit codes that a library which calls exit() is unlikely to choose.
 constexpr int kTrue = 113;
 constexpr int kFalse = 114;
 

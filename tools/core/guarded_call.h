@@ -6,16 +6,16 @@
 
 namespace kelda::tools {
 
-// How a piece of work in a process of its own ended.
+// How work that ran in a child process ended.
 struct ChildEnd {
-  bool returned;    // the work came to its end
+  bool returned;    // whether the work returned
   bool result;      // what it returned, if so
   std::string how;  // what happened, if not: "signal 11 (Segmentation fault)"
 };
 
-// Runs `work` in a child process, for code that may crash, hang or leave: after
-// `limit_s` seconds it is ended. Standard output is shared, and flushed on both sides.
-// Throws std::system_error if there can be no child, and Interrupted.
+// Runs `work` in a child process, because it may crash, hang or call exit(). Ends the child after
+// `limit_s` seconds. Both processes print to the same standard output and flush it. Throws
+// std::system_error if no child can be started, and Interrupted.
 ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s);
 
 }  // namespace kelda::tools

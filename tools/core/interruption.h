@@ -4,14 +4,14 @@
 
 namespace kelda::tools {
 
-// From here on those signals, also if the parent left them blocked, are only remembered. SIGPIPE
-// and SIGXFSZ are ignored, so that the write which met them reports an error instead.
+// From now on SIGINT, SIGTERM and SIGHUP are only remembered, even if the parent process left them
+// blocked. SIGPIPE and SIGXFSZ are ignored: the write that caused them returns an error instead.
 void InstallSignalHandlers();
 
-// Whether one of the signals came.
+// Whether SIGINT, SIGTERM or SIGHUP has arrived.
 bool InterruptionCame();
 
-// Throws Interrupted if one of the signals came.
+// Throws Interrupted if one of them has arrived.
 void CheckInterruption();
 
 }  // namespace kelda::tools

@@ -9,9 +9,9 @@ namespace kelda::tools {
 // Members stay in the order in which they are written.
 using Json = nlohmann::ordered_json;
 
-// As text, with a line end. Whatever is not ASCII, and DEL, is escaped, so that text from a
-// file reaches a script whole and no terminal as a command. Bytes that are no UTF-8, as file
-// names may hold, are replaced; NaN and infinity become null.
+// As text, with a line end. DEL and everything beyond ASCII is escaped, so that a script gets the
+// text of a file whole and a terminal never takes it for a command. Bytes that are not UTF-8, which
+// file names may hold, are replaced; NaN and infinity become null.
 inline std::string ToText(const Json& json) {
   return json.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }

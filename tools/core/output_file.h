@@ -13,8 +13,7 @@ namespace kelda::tools {
 bool WriteAll(int descriptor, std::span<const std::byte> bytes);
 
 // Written under a temporary name in the same folder; the destructor removes it
-// unless Commit was called. A file that stood under the name stays as it was
-// until then.
+// unless Commit was called. Until then a file that already has the name stays as it is.
 class OutputFile {
  public:
   // Throws Failure (output) with the reason. A symbolic link is followed.
@@ -27,7 +26,7 @@ class OutputFile {
   int descriptor() const { return descriptor_; }
   const std::filesystem::path& path() const { return path_; }
 
-  // Writes behind what was written. Throws Failure (output).
+  // Appends `bytes`. Throws Failure (output).
   void Write(std::span<const std::byte> bytes);
 
   // Closes the file and gives it its name. Throws Failure (output).
@@ -39,7 +38,7 @@ class OutputFile {
   int descriptor_ = -1;
 };
 
-// Makes the whole file. Throws Failure (output), and Interrupted with no file made.
+// Writes a whole file. Throws Failure (output) and Interrupted; no file is made then.
 void WriteWholeFile(const std::filesystem::path& path, std::span<const std::byte> bytes);
 
 }  // namespace kelda::tools

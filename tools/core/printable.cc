@@ -9,7 +9,7 @@ namespace {
 
 unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
-// How many bytes the character of UTF-8 has that `text` begins with; 0 if it begins with none.
+// The length in bytes of the UTF-8 character at the start of `text`; 0 if there is none.
 size_t CharacterBytes(std::string_view text) {
   const unsigned char first = Byte(text[0]);
   const size_t bytes = first < 0x80                    ? 1

@@ -7,11 +7,11 @@
 
 namespace kelda::tools {
 
-// `text` as one line that no terminal takes a command from: a tab becomes a blank, other
-// control characters (line ends, C0, DEL, C1) and bytes that are no UTF-8 are written "\x1b".
+// `text` as one line that holds no command for a terminal: a tab becomes a blank; other control
+// characters (line ends, C0, DEL, C1) and bytes that are not UTF-8 become text like "\x1b".
 std::string Printable(std::string_view text);
 
-// Likewise, but line ends stay: for whole lines, at the place where they are printed.
+// The same, but line ends stay. For whole lines, at the moment when they are printed.
 std::string PrintableLines(std::string_view lines);
 
 }  // namespace kelda::tools

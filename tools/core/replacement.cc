@@ -35,7 +35,7 @@ void CheckReplacement(const std::filesystem::path& input, const std::filesystem:
     throw Failure(ExitCode::kUsage,
                   output.string() + ": it is the input itself, which is never replaced");
   }
-  // What is no file is refused when it is opened.
+  // Anything but a regular file is refused when it is opened.
   if (replace || !S_ISREG(out.st_mode)) {
     return;
   }

@@ -6,12 +6,13 @@
 
 namespace kelda::tools {
 
-// The help of the option that is `replace` below.
-inline constexpr const char* kReplaceHelp = "Replace an output that exists without asking";
+// The help text of the option that sets `replace` below.
+inline constexpr const char* kReplaceHelp = "Replace an existing output without asking";
 
-// Lets pass an output that does not exist yet, or may be replaced: because of `replace`, or because
-// the user says so, who is asked if there is a terminal. Never the input itself, by whatever name
-// or link. Throws Failure (usage) for the input, (output) for a file that is to stay, Interrupted.
+// Returns if `output` does not exist yet or may be replaced: because of `replace`, or because the
+// user agrees, who is asked if there is a terminal. The input itself is never replaced, under
+// whatever name or link. Throws Failure (usage) for the input and (output) for a file that stays,
+// and Interrupted.
 void CheckReplacement(const std::filesystem::path& input, const std::filesystem::path& output,
                       bool replace);
 

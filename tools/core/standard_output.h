@@ -1,4 +1,4 @@
-// What a command answers.
+// What a command prints on standard output.
 #ifndef KELDA_TOOLS_CORE_STANDARD_OUTPUT_H_
 #define KELDA_TOOLS_CORE_STANDARD_OUTPUT_H_
 
@@ -6,9 +6,9 @@
 
 namespace kelda::tools {
 
-// Prints `lines`, control characters in them as text. A reader that has closed its end of a
-// pipe, as `head` does, wants no more: that is no failure. Throws Failure (output) if the disk
-// is full, and Interrupted.
+// Prints `lines`, with control characters as text. It is no failure if the reader of a pipe has
+// closed it, as `head` does. Throws Failure (output) if writing fails for another reason, such as a
+// full disk, and Interrupted.
 void PrintToStandardOutput(const std::string& lines);
 
 }  // namespace kelda::tools

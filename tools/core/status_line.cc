@@ -11,8 +11,8 @@
 namespace kelda::tools {
 namespace {
 
-// The text that stands in the status line now; empty if there is none. A pointer,
-// so that log lines at the end of the process find it.
+// The text that stands in the status line now; empty if there is none. Never destroyed, as the
+// effect may log until the process ends.
 std::string& CurrentText() {
   static auto* const text = new std::string;
   return *text;

@@ -1,5 +1,5 @@
-// What a command tells the user on stderr: messages, the effect's log lines, and
-// at the bottom of a terminal one line that changes.
+// What a command shows on stderr: messages, the effect's log lines, and below them, on a terminal,
+// one line that changes.
 #ifndef KELDA_TOOLS_CORE_STATUS_LINE_H_
 #define KELDA_TOOLS_CORE_STATUS_LINE_H_
 
@@ -8,15 +8,14 @@
 
 namespace kelda::tools {
 
-// Sends the effect's log lines of `priority` (android_LogPriority) and above to
-// stderr, without tearing the status line; control characters in them are shown as text.
+// Shows the effect's log lines of `priority` (android_LogPriority) and higher on stderr, above the
+// status line, with control characters as text.
 void ShowLog(int priority);
 
-// Prints "kelda: " and the message as a line of its own, or each line of the message so.
+// Prints the message, each of its lines after "kelda: ".
 void ShowMessage(const std::string& message);
 
-// Prints whole lines, control characters in them as text; `lines` has no line end after the
-// last.
+// Prints whole lines, with control characters as text. The last of `lines` has no line end.
 void ShowLines(const std::string& lines);
 
 // The changing line. On anything but a terminal it does nothing. At most one
@@ -29,10 +28,10 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
 
   bool visible() const { return visible_; }
-  // How many characters fit into it now: one less than the terminal is wide, so that none
+  // How many characters fit now: one less than the width of the terminal, so that the line never
   // wraps.
   std::size_t columns() const;
-  // What does not fit is cut off.
+  // Shows `text`, cut to columns() characters.
   void Show(const std::string& text);
 
  private:

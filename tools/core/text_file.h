@@ -18,13 +18,13 @@ std::string WhyUnreadable(const std::filesystem::path& path);
 std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_bytes,
                           ExitCode code = ExitCode::kInput);
 
-// Likewise, but takes a UTF-8 byte order mark off and refuses what is no text of a byte
-// encoding: other byte order marks, and NUL bytes.
+// The same, but removes a UTF-8 byte order mark. Refuses files with another byte order mark or a
+// NUL byte.
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes,
                          ExitCode code = ExitCode::kInput);
 
-// Takes the first line off the front of `*text`, with its line end, and returns it without. The
-// last line needs no line end; an empty text has no line.
+// Removes the first line of `*text`, with its line end, and returns it without the line end. The
+// last line needs no line end. An empty text has no lines.
 std::string_view TakeLine(std::string_view* text);
 
 // `text` between quotes, cut to `max_bytes` and Printable: for messages.

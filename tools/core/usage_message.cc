@@ -9,8 +9,8 @@
 namespace kelda::tools {
 namespace {
 
-// How many letters must be added, taken away, exchanged for another or with their neighbour
-// to make `a` into `b` (the distance of optimal string alignment).
+// How many letters must be added, removed, replaced or swapped with their neighbour to turn `a`
+// into `b` (the distance of optimal string alignment).
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::vector<std::size_t>> distance(a.size() + 1,
                                                  std::vector<std::size_t>(b.size() + 1));
@@ -30,7 +30,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
   return distance[a.size()][b.size()];
 }
 
-// The sub-command that was reached, the program itself if none.
+// The sub-command that the arguments name; the program itself if they name none.
 const CLI::App& Reached(const CLI::App& program) {
   const CLI::App* app = &program;
   while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
@@ -74,7 +74,7 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) 
 
   const std::string word = found->substr(0, option ? found->find('=') : std::string::npos);
   std::string nearest;
-  std::size_t nearest_distance = 3;  // beyond what is a slip
+  std::size_t nearest_distance = 3;  // more than a typing error
   for (const std::string& known : KnownWords(app, option)) {
     const std::size_t distance = Distance(word, known);
     if (distance < nearest_distance && 2 * distance < word.size()) {

@@ -6,8 +6,8 @@
 
 namespace kelda::tools {
 
-// What is wrong with the arguments on which `program.parse` threw `error`: names the first
-// word that is not known and the known one that it resembles, and the help to ask for.
+// The message for arguments on which `program.parse` threw `error`. It names the first unknown
+// word, the known word that resembles it, and the --help to read.
 std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error);
 
 }  // namespace kelda::tools
