@@ -23,9 +23,9 @@ struct BlockRange {
 // Reads "N" or "random[:MIN-MAX]", 1 to 65536 frames each. Throws Failure (usage).
 BlockRange ParseBlockRange(std::string_view text);
 
-// A fixed size, or a repeatable random sequence. Random sequences leave out
-// kPeriodFrames: amid others such a block would overtake the audio that waits in
-// the effect's rings, which no host does that keeps its period.
+// One fixed size, or a random sequence, the same for the same `seed`. Random sequences leave out
+// kPeriodFrames: among other blocks, a block of this size would overtake the audio that waits in
+// the effect's rings. A host with one period never does that.
 class BlockSizes {
  public:
   BlockSizes(BlockRange range, uint64_t seed) : range_(range), random_(seed) {}

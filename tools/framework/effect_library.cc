@@ -7,7 +7,7 @@
 namespace kelda::tools {
 namespace {
 
-// The framework takes every minor version of the major version that it knows.
+// The framework accepts every minor version of the major version that it knows.
 bool HasKnownMajorVersion(const audio_effect_library_t& info) {
   return info.version >> 16 == EFFECT_LIBRARY_API_VERSION >> 16;
 }
@@ -17,9 +17,9 @@ bool HasKnownMajorVersion(const audio_effect_library_t& info) {
 void EffectLibrary::Closer::operator()(void* handle) const { dlclose(handle); }
 
 EffectLibrary::EffectLibrary(const std::filesystem::path& path) {
-  // A name without a '/' would be looked up in the system's library path.
-  // It stays mapped after it is closed, so that a sanitizer's report at the end of
-  // the process can name its functions.
+  // The path is absolute, as a name without a '/' would be looked up in the system's library path.
+  // The library stays mapped after it is closed, so that a sanitizer's report at the end of the
+  // process can name its functions.
   handle_.reset(
       dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
   if (handle_ == nullptr) {

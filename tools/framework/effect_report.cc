@@ -8,7 +8,7 @@
 namespace kelda::tools {
 namespace {
 
-// Takes "ROLE=FILE" or "ROLE=FILE:NAMES" apart. File names of the effect hold no ':'.
+// Adds the file of "ROLE=FILE" or "ROLE=FILE:NAMES". The effect's own file names hold no ':'.
 void AddFile(std::string_view text, std::vector<StageFile>* files) {
   const size_t equals = text.find('=');
   if (equals == std::string_view::npos) {
@@ -45,7 +45,8 @@ std::vector<Stage> ParseStages(std::string_view dump) {
     name = name.substr(0, name.find_last_not_of(' ') + 1);
     Stage stage{std::string(name), runs, {}};
     line.remove_prefix(colon + 2);
-    // What a configuration file names is its whole first line, so it may hold anything.
+    // NAMES is the whole first line of a configuration file, so it may hold any text, even that of
+    // kBin.
     const size_t bin = line.rfind(kBin);
     AddFile(line.substr(0, bin), &stage.files);
     if (bin != std::string_view::npos) {

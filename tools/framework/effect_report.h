@@ -1,4 +1,4 @@
-// The text of the effect's dump, taken apart.
+// What the text of the effect's dump says about its stages.
 #ifndef KELDA_TOOLS_FRAMEWORK_EFFECT_REPORT_H_
 #define KELDA_TOOLS_FRAMEWORK_EFFECT_REPORT_H_
 
@@ -8,8 +8,8 @@
 
 namespace kelda::tools {
 
-// A file of a stage. A configuration file ("hki", "ba") names the data file to load; of the
-// others ("bin") the file is the data.
+// A file of a stage. A configuration file ("hki", "ba") names the data file to load; any other
+// ("bin") is the data itself.
 struct StageFile {
   std::string role;
   std::string file;
@@ -26,14 +26,14 @@ struct Stage {
   bool operator==(const Stage&) const = default;
 };
 
-// The stages of the chain, in its order, from lines like
+// The stages in the order of the chain, from lines like
 //       [*] upmm: hki=wired.hki.config:standard.hki, bin=upmix.music.hps.bin
 std::vector<Stage> ParseStages(std::string_view dump);
 
-// The mode that the stages are: "music", "cinema", else "off".
+// The mode that the running stages belong to: "music", "cinema", else "off".
 std::string RunningMode(const std::vector<Stage>& stages);
 
-// What a stage does: "music upmix".
+// What the stage `name` does: "music upmix".
 std::string StageTitle(const std::string& name);
 
 // Whether the stage logs under the tag. It repeats errors from the layers below it.

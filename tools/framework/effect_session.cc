@@ -13,7 +13,7 @@
 namespace kelda::tools {
 namespace {
 
-// 3f8a61c2-9d47-4b1e-8c05-d2e97a4b6f10, by which a device's list of effects names it.
+// 3f8a61c2-9d47-4b1e-8c05-d2e97a4b6f10, the effect's identifier in a device's list of effects.
 constexpr effect_uuid_t kUuid = {
     0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
 

@@ -25,8 +25,8 @@ enum class EffectParam : uint32_t {
   kAppPackage = 10,
 };
 
-// Every operation throws Failure (refused) if the effect returns an error or
-// replies with one; the message names the command and the value. One thread.
+// Every operation throws Failure (refused) if the effect returns an error or replies with one; the
+// message names the command and the value. Used by one thread.
 class EffectSession {
  public:
   // Creates an instance by UUID, then EFFECT_CMD_INIT and EFFECT_CMD_SET_CONFIG
@@ -37,9 +37,9 @@ class EffectSession {
   EffectSession(const EffectSession&) = delete;
   EffectSession& operator=(const EffectSession&) = delete;
 
-  // Makes the engine anew: disabled, all settings as in the beginning.
+  // Creates the engine again: disabled, with the initial settings.
   void Init();
-  // Sets the one configuration again, which empties the chain.
+  // Sets the same configuration again, which drops all audio that waits in the chain.
   void Configure();
   void Enable();
   void Disable();
@@ -50,8 +50,7 @@ class EffectSession {
   void SetParam(EffectParam param, std::string_view value);
 
   // Processes `frames` interleaved stereo frames in place, as the framework
-  // does. While the effect is disabled the audio stays as it is, which is what
-  // the framework then plays.
+  // does. While the effect is disabled the audio stays unchanged, as the framework then plays it.
   void Process(float* interleaved, size_t frames);
 
   // The text of EFFECT_CMD_DUMP.

@@ -5,8 +5,8 @@
 namespace kelda::tools {
 namespace {
 
-// A frame's number in two floats that are exact and never zero: the left channel
-// holds 1 + its low 23 bits, the right channel 1 + the bits above.
+// A frame's number is written as two floats, which are exact and never zero: the left channel holds
+// 1 + its low 23 bits, the right channel 1 + the bits above them.
 constexpr int kLowBits = 23;
 constexpr int64_t kLowRange = int64_t{1} << kLowBits;
 

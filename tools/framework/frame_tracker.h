@@ -1,11 +1,10 @@
-// Says which frame of its input the effect delivers in every frame of its output.
+// Finds out which frame of its input the effect delivers in each frame of its output.
 //
-// The effect cuts host blocks into periods of its own: it delivers silence until
-// enough has gathered, and again whenever a block asks for more than is ready.
-// Nothing in the framework's interface tells this silence from silent music. So
-// a second instance, in pass-through, is run with the same block sizes and the
-// same resets; its input is not audio but the number of each frame, which comes
-// out as it went in, whatever the buffering does.
+// The effect cuts host blocks into periods of its own. It delivers silence until enough audio has
+// gathered, and again whenever a block asks for more than is ready. The framework's interface does
+// not distinguish this silence from silent music. So a second instance, in pass-through, runs with
+// the same block sizes and the same resets. Its input is not audio but the number of each frame,
+// and pass-through delivers these numbers unchanged.
 #ifndef KELDA_TOOLS_FRAMEWORK_FRAME_TRACKER_H_
 #define KELDA_TOOLS_FRAMEWORK_FRAME_TRACKER_H_
 
@@ -27,8 +26,8 @@ class FrameTracker {
   explicit FrameTracker(const EffectLibrary& library);
   ~FrameTracker();
 
-  // Follows a setting of the rendering instance; only those that touch the
-  // buffering (reset, enable, disable) matter.
+  // Repeats a setting of the rendering instance if it affects the buffering (reset, enable,
+  // disable).
   void Apply(const Setting& setting);
 
   // Runs the next block of `frames`. Returns, for each frame delivered, the

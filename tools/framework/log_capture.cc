@@ -9,7 +9,7 @@
 namespace kelda::tools {
 namespace {
 
-// A pointer, so that log lines at the end of the process find it.
+// Never destroyed, as the effect may log until the process ends.
 std::vector<LogLine>& Lines() {
   static auto* const lines = new std::vector<LogLine>;
   return *lines;

@@ -13,8 +13,9 @@ struct LogLine {
   std::string message;
 };
 
-// While it lives, lines of warnings and errors are kept. At most one exists at a time; a
-// thread. Its end restores the status line's logger and the lowest priority that is logged.
+// While it exists, it keeps the warnings and errors that are logged. At most one exists at a time,
+// and one thread uses it. Its destructor restores the status line's logger and the lowest priority
+// that is logged.
 class LogCapture {
  public:
   LogCapture();

@@ -29,8 +29,8 @@ int64_t MeasureProcessorLatency(const EffectLibrary& library,
       Apply(setting, &session);
     }
   }
-  // Blocks of one period leave the pending fade alone; they fill the processors,
-  // so that no zeros but the fade's are left.
+  // Blocks of one period do not start the pending fade. They fill the processors, so that
+  // afterwards only the fade makes zeros.
   constexpr int kSettlingPeriods = 8;
   std::mt19937 random;
   std::vector<float> block(kPeriodFrames * kChannels);
@@ -38,7 +38,7 @@ int64_t MeasureProcessorLatency(const EffectLibrary& library,
     FillWithNoise(&random, &block);
     session.Process(block.data(), kPeriodFrames);
   }
-  // A block of whole periods is delivered at once, and starts the fade.
+  // A block of several whole periods is delivered at once, and starts the fade.
   constexpr size_t kFadedFrames = 3 * kPeriodFrames;
   block.resize(kFadedFrames * kChannels);
   FillWithNoise(&random, &block);
@@ -52,7 +52,7 @@ int64_t MeasureProcessorLatency(const EffectLibrary& library,
     }
     ++zeros;
   }
-  return 0;  // silent throughout: there is no latency to see or hear
+  return 0;  // all silent: there is no latency to measure
 }
 
 }  // namespace kelda::tools

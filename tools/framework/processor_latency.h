@@ -11,11 +11,10 @@
 namespace kelda::tools {
 
 // The latency, in frames, that the effect's processors have under `settings`:
-// the effect's own declaration, not an estimate from the sound, so that it does
-// not move with the tuning. The framework has no query for it, but the effect
-// shows it: when the mode changes it replaces exactly that many frames by zeros
-// and then fades in, from a gain of 0 at the first frame. 0 where nothing is
-// faded (pass-through). Throws Failure (refused).
+// the effect's own statement, not an estimate from the sound, so that it does not depend on the
+// tuning. The framework has no query for it, but the effect shows it: when the mode changes it
+// replaces exactly that many frames by zeros and then fades in, from a gain of 0 at the first
+// frame. 0 where nothing is faded (pass-through). Throws Failure (refused).
 int64_t MeasureProcessorLatency(const EffectLibrary& library, const std::vector<Setting>& settings);
 
 }  // namespace kelda::tools

@@ -64,7 +64,7 @@ constexpr struct {
   std::string_view name;
   Key key;
   std::string_view value = {};  // its form; empty if the key takes none
-  // What reads the value, if it is a number, or a text.
+  // One of them reads the value, which is a number or a text.
   uint32_t (*number)(std::string_view value) = nullptr;
   std::string (*text)(std::string_view value) = nullptr;
 } kKeys[] = {

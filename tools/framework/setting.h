@@ -1,5 +1,5 @@
-// What can be changed on an effect, written "key=value": before the audio starts
-// by an option, while it runs by the timeline.
+// A setting of the effect, written "key=value". Options set it before the audio starts, the
+// timeline while the audio runs.
 #ifndef KELDA_TOOLS_FRAMEWORK_SETTING_H_
 #define KELDA_TOOLS_FRAMEWORK_SETTING_H_
 
@@ -29,19 +29,19 @@ struct Setting {
   std::string text;     // app: "PACKAGE&FLAG"; property: "NAME=VALUE"
 };
 
-// Whether the setting acts on the effect's buffering rather than on its sound:
+// Whether the setting affects the effect's buffering and not its sound:
 // reset, enable, disable.
 bool TouchesBuffering(const Setting& setting);
 
-// Reads "key=value", or "key" where no value belongs. Throws Failure (usage)
+// Reads "key=value", or "key" if the key takes no value. Throws Failure (usage)
 // with the value and what is allowed.
 Setting ParseSetting(std::string_view text);
 
-// One line a key, for a help text.
+// One line for each key, for a help text.
 std::string SettingHelp();
 
-// Carries the setting out. A property is set for the process, everything else
-// is a command to `session`; failures are the session's.
+// Applies the setting. A property is set for the process; every other setting is a command to
+// `session`, whose failures it throws.
 void Apply(const Setting& setting, EffectSession* session);
 
 // Sets a system property from "NAME=VALUE". Throws Failure (usage).

@@ -1,4 +1,4 @@
-// Keeps instances of the effect that only measure out of sight.
+// Keeps instances that only measure out of the log, and keeps them from capturing.
 #ifndef KELDA_TOOLS_FRAMEWORK_SIDE_INSTANCE_H_
 #define KELDA_TOOLS_FRAMEWORK_SIDE_INSTANCE_H_
 
@@ -6,9 +6,9 @@
 
 namespace kelda::tools {
 
-// While it lives, the effect logs nothing and starts no PCM capture: a measuring
-// instance would repeat the messages of the one that renders, and write into a
-// capture file of the same name. Not nested.
+// While it exists, the effect logs nothing and starts no PCM capture. Otherwise a measuring
+// instance would repeat the messages of the rendering instance, and write to the same capture file.
+// At most one exists at a time.
 class SideInstanceScope {
  public:
   SideInstanceScope();
