@@ -84,9 +84,10 @@ AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> e
   if (file_ == nullptr || stream_.error != 0) {
     Fail();
   }
-  // Of a length that nobody knew it becomes a WAV file at the end, if that can hold it.
+  // If the length was not known, the RF64 file becomes a WAV file at the end, unless it is too
+  // long.
   sf_command(file_.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, expected_frames ? SF_FALSE : SF_TRUE);
-  // The peak chunk holds the time of day: the same render would not be the same file.
+  // No peak chunk, as it holds the time of day: two equal renders are then equal files.
   sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   // Without this, samples beyond full scale wrap around.
   sf_command(file_.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);

@@ -1,4 +1,4 @@
-// The audio file that a command writes: 48 kHz, stereo if nothing else is said, WAV or FLAC.
+// The audio file that a command writes: 48 kHz, stereo by default, WAV or FLAC.
 #ifndef KELDA_TOOLS_AUDIO_AUDIO_SINK_H_
 #define KELDA_TOOLS_AUDIO_AUDIO_SINK_H_
 
@@ -21,13 +21,13 @@ int AudioFormat(const std::filesystem::path& path);
 
 class AudioSink {
  public:
-  // A WAV file that would pass its format's limit of 4 GiB becomes an RF64 one: by
-  // `expected_frames`, or if nobody knows them by what is written. Throws Failure (usage, output).
+  // A WAV file beyond its format's limit of 4 GiB becomes an RF64 file. `expected_frames` decides
+  // that; if it is empty, the number of frames that are written. Throws Failure (usage, output).
   AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
             size_t channels = kChannels);
 
-  // Writes interleaved frames. Throws Failure (output), a full disk
-  // included. FLAC clips samples beyond full scale.
+  // Writes interleaved frames. Throws Failure (output), also if the disk is full. FLAC clips
+  // samples beyond full scale.
   void Write(const float* interleaved, size_t frames);
 
   // Completes the file and gives it its name. Throws Failure (output).
@@ -43,7 +43,7 @@ class AudioSink {
 
   [[noreturn]] void Fail();
 
-  // The file as libsndfile sees it; keeps the first error of the system.
+  // The file as libsndfile reads and writes it. Keeps the first error of the system.
   struct Stream {
     int descriptor;
     int error = 0;

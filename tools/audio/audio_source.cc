@@ -11,7 +11,7 @@
 namespace kelda::tools {
 
 AudioSource::AudioSource(const std::filesystem::path& path) : path_(path), links_(OggLinks(path)) {
-  // An Ogg file that libsndfile does not read, a film perhaps, goes the way of all others.
+  // An Ogg file that libsndfile cannot read, such as a film, is opened like any other file.
   try {
     OpenNext();
   } catch (const Failure&) {

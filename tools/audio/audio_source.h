@@ -17,9 +17,9 @@
 
 namespace kelda::tools {
 
-// Any file that OpenSound reads, streamed to its end, wherever that is: the length that a file
-// states is only for the progress. The links of a chained Ogg file follow one another. Samples
-// that are no numbers are taken as 0.
+// Any file that OpenSound reads, up to its real end: the length that a file states serves only to
+// show the progress. The links of a chained Ogg file are read one after the other. Samples that are
+// NaN or infinite count as 0.
 class AudioSource {
  public:
   // Throws Failure (input): unreadable, channels without a known place, or a rate that is more
@@ -38,13 +38,13 @@ class AudioSource {
 
   // What was done to the file's channels, a sentence each, for messages.
   const std::vector<std::string>& notes() const { return notes_; }
-  // Once it is at the end: why it came before its time, for a message; else empty.
+  // At the end: why the sound ended early, for a message. Empty if it did not.
   const std::string& fault() const { return fault_; }
-  // Samples that were no numbers.
+  // How many samples were NaN or infinite.
   int64_t not_finite() const { return not_finite_; }
 
  private:
-  // Decodes and converts the next piece; at the end of a stream goes on to the next link.
+  // Decodes and converts the next piece; at the end of a stream continues with the next link.
   void Refill();
   void OpenNext();
   void Use(std::unique_ptr<SoundStream> stream);

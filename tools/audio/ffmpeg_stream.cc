@@ -86,7 +86,8 @@ bool FfmpegStream::Start(const std::filesystem::path& path) {
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, fileno(messages_.get()), STDERR_FILENO);
-  // A pipe that nobody reads any more ends it, though this process ignores that signal.
+  // These signals end ffmpeg, for instance when its pipe is closed, although this process ignores
+  // them.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t ignored_here;
@@ -106,8 +107,8 @@ bool FfmpegStream::Start(const std::filesystem::path& path) {
   return error == 0;
 }
 
-// False only where ffmpeg is not installed. A system whose posix_spawnp cannot report that lets
-// the child end with this status (POSIX), and so does qemu-user.
+// False only if ffmpeg is not installed. Where posix_spawnp cannot report that, the child ends with
+// this status (POSIX); so it does under qemu-user.
 bool FfmpegStream::AnySound() {
   constexpr int kNotFound = 127;
   pollfd end{sound_, POLLIN, 0};
@@ -181,7 +182,7 @@ void FfmpegStream::Wait() {
   process_ = -1;
 }
 
-// What ffmpeg printed, as one line; of the file's name nothing, it is known.
+// What ffmpeg printed, as one line without the file's name.
 std::string FfmpegStream::Messages() {
   std::string text(400, '\0');
   std::rewind(messages_.get());

@@ -9,12 +9,12 @@
 
 namespace kelda::tools {
 
-// The first sound of a file as the program ffmpeg decodes it, a child process without a shell. It
-// neither resamples nor mixes; and it opens no address but files.
+// The first audio stream of a file, decoded by the program ffmpeg in a child process, without a
+// shell. ffmpeg neither resamples nor mixes here, and opens only files, no network addresses.
 class FfmpegStream : public SoundStream {
  public:
-  // Returns nothing if ffmpeg is not installed. Throws Failure (input) with what ffmpeg says if
-  // it finds no sound, Interrupted.
+  // Returns nothing if ffmpeg is not installed. Throws Failure (input) with the message of ffmpeg
+  // if it finds no sound, and Interrupted.
   static std::unique_ptr<FfmpegStream> Open(const std::filesystem::path& path);
   // Ends ffmpeg if it still runs.
   ~FfmpegStream() override;

@@ -16,21 +16,21 @@ namespace kelda::tools {
 struct Levels {
   std::optional<double> loudness_lufs;  // empty for silence and for less than 0.4 s
   std::optional<double> true_peak_db;   // dBTP; empty for silence
-  int64_t not_finite = 0;               // samples that were no numbers
+  int64_t not_finite = 0;               // samples that were NaN or infinite
 };
 
-// Integrated loudness and true peak of 48 kHz stereo, by ITU-R BS.1770-4, annexes 1 and 2. The
-// loudness is libebur128's; its true peak takes longer than the effect, so that is taken from the
-// samples at four times the rate, by libsoxr.
+// Integrated loudness and true peak of 48 kHz stereo, by ITU-R BS.1770-4, annexes 1 and 2.
+// libebur128 measures the loudness. Its true peak would take longer than the effect itself, so the
+// true peak is the largest sample after libsoxr has converted to four times the rate.
 class LoudnessMeter {
  public:
   // Throws std::bad_alloc, as Add does.
   LoudnessMeter();
 
-  // Takes interleaved stereo frames. Samples that are no numbers count as 0.
+  // Takes interleaved stereo frames. Samples that are NaN or infinite count as 0.
   void Add(const float* stereo, size_t frames);
 
-  // Once, after the last frame.
+  // The result. Called once, after the last frame.
   Levels Finish();
 
  private:

@@ -8,7 +8,7 @@ namespace kelda::tools {
 
 Mp3Stream::Mp3Stream(const std::filesystem::path& path) : handle_(mpg123_new(nullptr, nullptr)) {
   mpg123_handle* const handle = handle_.get();
-  // Not to look at the end of the file makes libmpg123 state no length that it estimated.
+  // Without a look at the end of the file, libmpg123 reports no length that it only estimated.
   long rate_hz = 0;
   int channels = 0;
   int encoding = 0;
@@ -19,8 +19,8 @@ Mp3Stream::Mp3Stream(const std::filesystem::path& path) : handle_(mpg123_new(nul
       mpg123_getformat(handle, &rate_hz, &channels, &encoding) != MPG123_OK) {
     throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + mpg123_strerror(handle));
   }
-  // The stream may change within; what comes out stays as it began. Tags and damage in the
-  // middle are skipped, however long they are.
+  // The format may change within the stream; the output keeps the format of the beginning. Tags and
+  // damage in the middle are skipped, however long they are.
   mpg123_format_none(handle);
   mpg123_format(handle, rate_hz, channels, MPG123_ENC_FLOAT_32);
   mpg123_param(handle, MPG123_RESYNC_LIMIT, -1, 0);
@@ -46,7 +46,7 @@ size_t Mp3Stream::Read(float* interleaved, size_t frames) {
   return done;
 }
 
-// What follows the last whole frame, a tag or a part of a frame, is no fault by itself.
+// A tag or a part of a frame after the last whole frame is no fault by itself.
 std::string Mp3Stream::Fault() {
   constexpr int64_t kMpegFrame = 1152;
   if (stated_frames_ && frames_read_ < *stated_frames_ - 2 * kMpegFrame) {

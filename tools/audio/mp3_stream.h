@@ -7,9 +7,9 @@
 
 namespace kelda::tools {
 
-// MPEG audio by libmpg123 itself: libsndfile takes the estimate that libmpg123 makes of a length
-// that the file does not state for the end. Encoders' delay and padding are left out where the
-// file states them.
+// MPEG audio, read by libmpg123 directly. If a file does not state its length, libmpg123 estimates
+// it, and libsndfile would stop reading at the estimate. The encoder's delay and padding are left
+// out if the file states them.
 class Mp3Stream : public SoundStream {
  public:
   // Throws Failure (input).

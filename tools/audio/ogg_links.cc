@@ -41,7 +41,7 @@ bool ReadPage(std::ifstream* file, int64_t offset, Page* page) {
   return true;
 }
 
-// The next capture pattern at or behind `offset`; `end` if there is none.
+// The next capture pattern at or after `offset`; `end` if there is none.
 int64_t NextPage(std::ifstream* file, int64_t offset, int64_t end) {
   std::string piece(size_t{1} << 16, '\0');
   while (offset < end) {

@@ -14,7 +14,7 @@ struct OggLink {
   bool complete = false;  // every stream in it came to its end
 };
 
-// Ogg files may be strung together, one after the other (RFC 3533, section 4), each link with a
+// Ogg files may be joined one after the other (RFC 3533, section 4), each link with a
 // format of its own; libsndfile reads only the first. Empty if `path` is no Ogg file.
 std::vector<OggLink> OggLinks(const std::filesystem::path& path);
 

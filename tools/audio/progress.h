@@ -1,4 +1,4 @@
-// How far a render is.
+// Shows how much of a render is done.
 #ifndef KELDA_TOOLS_AUDIO_PROGRESS_H_
 #define KELDA_TOOLS_AUDIO_PROGRESS_H_
 
@@ -12,8 +12,8 @@
 namespace kelda::tools {
 
 // "[=====>              ]  27%  4:05 of 15:00  98x real time  0:07 left"; without
-// a total only the time and the speed. Times are minutes:seconds. Where `columns` are too
-// few for all of it, the bar is shorter or left out.
+// a total only the time and the speed. Times are minutes:seconds. If `columns` are too few for all
+// of it, the bar is shorter or left out.
 std::string FormatProgress(double done_seconds, std::optional<double> total_seconds,
                            double elapsed_seconds, std::size_t columns);
 

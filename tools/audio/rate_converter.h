@@ -13,7 +13,7 @@ namespace kelda::tools {
 
 // Brings interleaved stereo to another rate, by libsoxr; at its best quality, from 44.1 to 48 kHz,
 // flat within 0.01 dB to 20 kHz, with images and aliases below -120 dB. Without delay: the first
-// frame out belongs to the first frame in.
+// output frame belongs to the first input frame.
 class RateConverter {
  public:
   // Whether a rate can be converted: it is within a factor of 256 of the other.
@@ -33,7 +33,7 @@ class RateConverter {
     void operator()(soxr_t converter) const { soxr_delete(converter); }
   };
 
-  // Converts until `frames` are consumed; with none, until nothing comes any more.
+  // Converts until `frames` are consumed; with none, until nothing more comes out.
   void Convert(const float* stereo, size_t frames, std::vector<float>* output);
 
   int from_hz_;

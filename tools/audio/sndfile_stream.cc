@@ -110,7 +110,7 @@ void SndfileStream::Take(const std::filesystem::path& path) {
   }
 }
 
-// Of Ogg files libsndfile computes a length that need not hold to the frame.
+// The length that libsndfile computes for an Ogg file may be wrong by some frames.
 std::optional<int64_t> SndfileStream::frames() const {
   return info_.frames < SF_COUNT_MAX ? std::optional<int64_t>(info_.frames) : std::nullopt;
 }

@@ -57,8 +57,8 @@ std::string EndedEarly(int64_t frames, int64_t expected_frames, int rate_hz) {
          SoundTime(expected_frames, rate_hz);
 }
 
-// A frame of MPEG audio begins with 11 bits of 1; of the next, the layer is not 0, by which the
-// frames of AAC differ (ISO 11172-3, section 2.4.1.3).
+// A frame of MPEG audio begins with 11 bits of 1. Among the bits after them is the layer, which is
+// never 0; in frames of AAC it is 0 (ISO 11172-3, section 2.4.1.3).
 bool LooksLikeMp3(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const auto read = [&](int64_t offset) {
@@ -83,7 +83,7 @@ std::unique_ptr<SoundStream> OpenSound(const std::filesystem::path& path) {
     try {
       return std::make_unique<Mp3Stream>(path);
     } catch (const Failure&) {
-      // It only looked like it.
+      // It is no MP3 file, although it begins like one.
     }
   }
   try {

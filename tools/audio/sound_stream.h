@@ -12,7 +12,7 @@
 
 namespace kelda::tools {
 
-// Where a channel's loudspeaker stands. kOther is a place without a rule for stereo.
+// Where a channel's loudspeaker stands. kOther: a place that the fold to stereo has no rule for.
 enum class ChannelPlace {
   kLeft,
   kRight,
@@ -34,8 +34,8 @@ struct SoundFormat {
   size_t channels = 0;
 };
 
-// The places by convention of `channels` without any: mono, stereo, 5.1 and 7.1 (in the order of
-// WAV and FLAC); empty for another number.
+// The usual places for a file that states none: of mono, stereo, 5.1 and 7.1 (in the order of WAV
+// and FLAC); empty for another number of channels.
 std::vector<ChannelPlace> UsualPlaces(size_t channels);
 
 class SoundStream {
@@ -51,7 +51,7 @@ class SoundStream {
   // Throws Interrupted.
   virtual size_t Read(float* interleaved, size_t frames) = 0;
 
-  // After the end: why the sound ended before its time, for a message; else empty.
+  // After the end: why the sound ended early, for a message. Empty if it did not.
   virtual std::string Fault() = 0;
 
  protected:
@@ -64,8 +64,8 @@ std::string SoundTime(int64_t frames, int rate_hz);
 // "it ends after 0:09.983 of 0:20.000"
 std::string EndedEarly(int64_t frames, int64_t expected_frames, int rate_hz);
 
-// What libsndfile, libmpg123 or, as a child process, ffmpeg reads; never the latter for what the
-// former read. Throws Failure (input) with the reason.
+// Opens a file by libsndfile or libmpg123, and only if neither can read it by ffmpeg in a child
+// process. Throws Failure (input) with the reason.
 std::unique_ptr<SoundStream> OpenSound(const std::filesystem::path& path);
 
 // Whether `path` is an MP3 file by its first bytes.

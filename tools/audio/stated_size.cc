@@ -16,7 +16,8 @@ uint64_t SizeOf(std::string_view bytes, bool big_endian) {
   return number;
 }
 
-// What stands for a size that is not known: nothing, or about the largest of 31 or 32 bits.
+// What programs write for a size that they do not know: 0, or about the largest value of 31 or 32
+// bits.
 bool IsPlaceholder(uint64_t size) {
   constexpr uint64_t kNear = 1U << 16;
   return size == 0 || size == UINT64_MAX ||

@@ -6,9 +6,9 @@
 
 namespace kelda::tools {
 
-// For a WAV, RF64 or AIFF file that holds less sound than it states: a message that says so; else
-// empty. libsndfile reads what is there and says nothing. A size that programs write when they do
-// not know it, because they write into a pipe, states nothing.
+// A message if a WAV, RF64 or AIFF file holds less sound than it states; else empty. libsndfile
+// reads what is there without an error. Programs that write to a pipe do not know the size; the
+// values that they write in its place do not count.
 std::string CutContainer(const std::filesystem::path& path);
 
 }  // namespace kelda::tools
