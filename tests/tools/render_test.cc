@@ -230,13 +230,14 @@ TEST_F(Render, WarnsOfWhatWasNotHeardAsAskedFor) {
       {"in.wav", "--at 0.1 device=speaker",
        "from 0:00.100 the upmix did not run: the device is no headphone"},
       {"in.wav", "--mode auto --app com.example", ""},
-      {"in.wav", "--mode auto", "mode auto was told no application (--app), so it upmixed music"},
+      {"in.wav", "--mode auto", "mode auto got no application (--app), so it upmixed music"},
       {"in.wav", "--tuning " + (folder_ / "tuning"),
        "not ready, so left out: music upmix; 'kelda doctor' says what is wrong with the tuning"},
       {"in.wav", "--mode cinema --tuning " + (folder_ / "tuning"), ""},
       {"in.wav", "--mode off --scenario " + (folder_ / "s"),
        (folder_ / "s:2") + ": not reached, the audio ended before"},
-      {"nan.wav", "", (folder_ / "nan.wav") + ": 2 samples were no numbers and were taken as 0"}};
+      {"nan.wav", "",
+       (folder_ / "nan.wav") + ": 2 samples were NaN or infinite and were taken as 0"}};
   for (const auto& [file, options, warning] : kCases) {
     EXPECT_EQ(warning.empty() ? "" : "kelda: warning: " + warning + "\n",
               Run(file, "out.wav", Words("-q --log-level silent " + options)).err)

@@ -62,7 +62,7 @@ int ParseLogLevel(const std::string& name) {
                                       " (verbose, debug, info, warn, error, silent)");
 }
 
-// An option is a setting that is written "--key value".
+// Reads an option "--key value" as the setting "key=value".
 Setting ParseOption(const std::string& key, const std::string& value) {
   try {
     return ParseSetting(key + "=" + value);
@@ -71,8 +71,8 @@ Setting ParseOption(const std::string& key, const std::string& value) {
   }
 }
 
-// The order in which a phone sends them: the output, the listener's choices, the
-// player, and last the mode.
+// In the order in which a phone sends them: the output, the listener's choices, the application,
+// the mode.
 std::vector<Setting> InitialSettings(const RenderArguments& arguments) {
   std::vector<Setting> settings{ParseOption("device", arguments.device)};
   if (!arguments.wired_hrtf.empty()) {
@@ -116,7 +116,7 @@ void Run(const RenderArguments& arguments) {
   job.block = ParseBlockRange(arguments.block);
   job.raw_timing = arguments.raw_timing;
   job.dump = arguments.dump;
-  static_cast<void>(AudioFormat(job.output));  // refuses a name before anything is loaded
+  static_cast<void>(AudioFormat(job.output));  // refuses a wrong ending before anything is loaded
   CheckReplacement(job.input, job.output, arguments.replace);
   SetProperty("vendor.kelda.effect=1");
   for (const std::string& property : arguments.properties) {
@@ -165,29 +165,32 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
   option("--device", arguments->device, "DEVICE",
          ShortDeviceNames() + ", AUDIO_DEVICE_OUT_... or a number (wired)");
   option("--wired-hrtf", arguments->wired_hrtf, "TYPE",
-         "standard or personalized; else as the tuning says");
-  option("--bluetooth-hrtf", arguments->bluetooth_hrtf, "TYPE", "Likewise for Bluetooth");
+         "standard or personalized (as the tuning says)");
+  option("--bluetooth-hrtf", arguments->bluetooth_hrtf, "TYPE", "The same for Bluetooth");
   CLI::Option* const app =
       option("--app", arguments->app, "PACKAGE", "The playing application, for mode auto");
   option("--app-flag", arguments->app_flag, "0|1", "1: cinema if the application is not listed (0)")
       ->needs(app);
   option("--block", arguments->block, "FRAMES",
          "Host block, 1 to 65536, or random[:MIN-MAX] (960)");
-  option("--seed", arguments->seed, "NUMBER", "Repeats a random sequence of blocks");
-  option("--tuning", arguments->tuning, "DIR", "Else KELDA_DATA_DIR, else the installed set");
-  option("--property", arguments->properties, "NAME=VALUE", "A system property; repeated")
+  option("--seed", arguments->seed, "NUMBER", "Seed of random blocks, to repeat their sequence");
+  option("--tuning", arguments->tuning, "DIR",
+         "Tuning files; else KELDA_DATA_DIR, else the installed ones");
+  option("--property", arguments->properties, "NAME=VALUE",
+         "Set a system property; may be repeated")
       ->allow_extra_args(false);
   option("--log-level", arguments->log_level, "LEVEL",
          "verbose, debug, info, warn, error or silent (warn)");
   option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   option("--at", arguments->changes, "SECONDS KEY=VALUE",
-         "Change a setting while the audio runs, at 150 or 2:30; repeated")
+         "Change a setting while the audio runs, at 150 or 2:30; may be repeated")
       ->allow_extra_args(false);
-  option("--scenario", arguments->scenario, "FILE", "Such changes, one a line; # begins a comment");
+  option("--scenario", arguments->scenario, "FILE",
+         "Lines of SECONDS KEY=VALUE, as for --at; # begins a comment");
   command->add_flag("--raw-timing", arguments->raw_timing,
-                    "Keep what the host hears: latency in front, tail behind");
+                    "Keep the latency at the start and the tail at the end, as the host gets them");
   command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
-  command->add_flag("-q,--quiet", arguments->quiet, "No line about the result at the end");
+  command->add_flag("-q,--quiet", arguments->quiet, "Do not sum up the result at the end");
   command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");
 }
 

@@ -1,4 +1,4 @@
-// Puts delivered audio back to where its input was.
+// Brings delivered audio back in time with its input.
 #ifndef KELDA_TOOLS_RENDER_REALIGNER_H_
 #define KELDA_TOOLS_RENDER_REALIGNER_H_
 
@@ -7,23 +7,22 @@
 
 namespace kelda::tools {
 
-// The effect's output with its buffering silence left out:
+// The effect's output without the silence of its buffering:
 //
 //   delivered  . . . . 0 1 2 . 3 4 ...    (. silence, else the input frame)
 //   latency 1          |/ / / / /
 //   output             1 2 3 4 ...
 //
-// Frame n of the input comes out as frame n - latency; what the effect dropped
-// (a reset in the middle) becomes zeros, so that all later audio keeps its place.
+// Frame n of the input comes out as frame n - latency. Frames that the effect dropped, as in a
+// reset, become zeros, so that all later audio keeps its place.
 class Realigner {
  public:
   // The processors' latency, in frames, which is taken off the front.
   explicit Realigner(int64_t latency_frames) : next_input_(latency_frames) {}
 
-  // Appends to `*output` (interleaved stereo) what `delivered` completes:
-  // `block` holds delivered.size() interleaved stereo frames, of which
-  // `delivered` gives the input frames as FrameTracker does. Throws Failure
-  // (refused) if audio comes out of order.
+  // Appends the audio of `block` to `*output`, with zeros for dropped frames. Both are interleaved
+  // stereo; `block` has delivered.size() frames, and `delivered` has the input frame of each, as
+  // FrameTracker returns it. Throws Failure (refused) if audio comes out of order.
   void Push(const float* block, const std::vector<int64_t>& delivered, std::vector<float>* output);
 
  private:

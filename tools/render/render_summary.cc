@@ -45,7 +45,7 @@ std::string Ran(const std::vector<StagesFrom>& history) {
   return text;
 }
 
-// Whether any setting of the job, at its start or later, fulfils the condition.
+// Whether the condition is true for any setting of the job, at its start or later.
 template <typename Condition>
 bool AnySetting(const RenderJob& job, Condition condition) {
   return std::any_of(job.settings.begin(), job.settings.end(), condition) ||
@@ -90,15 +90,15 @@ std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult
                    return setting.key == Setting::Key::kMode && setting.number == kAuto;
                  }) &&
       !AnySetting(job, [](const Setting& setting) { return setting.key == Setting::Key::kApp; })) {
-    warnings.push_back("mode auto was told no application (--app), so it upmixed music");
+    warnings.push_back("mode auto got no application (--app), so it upmixed music");
   }
   if (result.input.not_finite != 0) {
     warnings.push_back(job.input.string() + ": " + std::to_string(result.input.not_finite) +
-                       " samples were no numbers and were taken as 0");
+                       " samples were NaN or infinite and were taken as 0");
   }
   if (result.output.not_finite != 0) {
     warnings.push_back(job.output.string() + ": " + std::to_string(result.output.not_finite) +
-                       " samples are no numbers, and so the effect made them");
+                       " samples are NaN or infinite: the effect made them");
   }
   for (const TimedSetting& change : result.unreached) {
     warnings.push_back(change.origin + ": not reached, the audio ended before");

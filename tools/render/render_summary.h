@@ -1,4 +1,4 @@
-// What `kelda render` tells its user at the end.
+// What `kelda render` reports at the end.
 #ifndef KELDA_TOOLS_RENDER_RENDER_SUMMARY_H_
 #define KELDA_TOOLS_RENDER_RENDER_SUMMARY_H_
 
@@ -14,8 +14,8 @@ namespace kelda::tools {
 // ran is left out if the effect does not report it.
 std::string SummaryLine(const RenderJob& job, const RenderResult& result);
 
-// What the listener should know of: stages that did not run, samples that are no numbers, samples
-// that were clipped, changes that came too late.
+// Warnings for the user: stages that did not run, samples that are NaN or infinite, samples that
+// were clipped, changes that came too late.
 std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult& result);
 
 }  // namespace kelda::tools

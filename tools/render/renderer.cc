@@ -18,7 +18,7 @@
 namespace kelda::tools {
 namespace {
 
-// What the processors are set to when the first block comes.
+// The settings of the processors when the first block comes.
 std::vector<Setting> SettingsAtStart(const RenderJob& job) {
   std::vector<Setting> settings = job.settings;
   for (const TimedSetting& change : job.timeline) {
@@ -131,7 +131,7 @@ class Renderer {
     written_frames_ += static_cast<int64_t>(frames);
   }
 
-  // Guards the end: an effect that stops delivering would keep us waiting.
+  // Ends the wait for the last frames if the effect stops delivering.
   void NoteDelivery(const std::vector<int64_t>& delivered) {
     constexpr int64_t kPatienceFrames = int64_t{10} * kSampleRateHz;
     const int64_t last = *std::max_element(delivered.begin(), delivered.end());

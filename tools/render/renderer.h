@@ -3,7 +3,7 @@
 //   AudioSource --> host blocks --> EffectSession --> Realigner --> AudioSink
 //                        |                                ^
 //                        +---------> FrameTracker --------+
-//                                    which input frame each delivered frame is
+//                                    finds the input frame of each delivered frame
 #ifndef KELDA_TOOLS_RENDER_RENDERER_H_
 #define KELDA_TOOLS_RENDER_RENDERER_H_
 
@@ -28,10 +28,10 @@ struct RenderJob {
   std::vector<TimedSetting> timeline;  // in order of time
   BlockRange block{960, 960};
   uint64_t seed = 0;
-  // False: as long as the input, each frame where its input was; the latency of
-  // the processors at the start is taken off. True: block by block what the host
-  // gets, silence while the effect gathers its first periods included, until the
-  // last frame of the input has come out.
+  // False: the output is as long as the input and in time with it; the latency that the processors
+  // have at the start is cut off. True: the output is every block that the host gets, until the
+  // last frame of the input has come out. That includes the silence while the effect gathers its
+  // first periods.
   bool raw_timing = false;
   bool dump = false;  // ask for the effect's report at the end
 };
@@ -43,13 +43,13 @@ struct RenderResult {
   Levels output;
   std::vector<StagesFrom> history;  // what ran, from frame 0 on
   std::vector<std::string> notes;   // what was done to the input's channels
-  std::string input_fault;          // why the input ended before its time; else empty
+  std::string input_fault;          // why the input ended early; empty if it did not
   int64_t clipped_samples = 0;
   std::vector<TimedSetting> unreached;  // changes after the end of the input
   std::string dump;                     // the effect's report, if asked for
 };
 
-// Throws Failure or Interrupted; there is no output then.
+// Renders `job`. Throws Failure or Interrupted; there is no output file then.
 RenderResult Render(const EffectLibrary& library, const RenderJob& job);
 
 }  // namespace kelda::tools

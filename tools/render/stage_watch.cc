@@ -36,8 +36,8 @@ void StageWatch::Follow(const Setting& setting, int64_t frame) {
   }
   StagesFrom now{frame, enabled_, upmix_wanted_, {}, {}};
   for (const Stage& stage : stages) {
-    // A stage is asked to load when its files change or the setting that names them comes
-    // again; it logs an error then if it cannot.
+    // A stage loads its files when they change or when the setting that names them is repeated. If
+    // it cannot, it logs an error then.
     if (std::any_of(lines.begin(), lines.end(),
                     [&](const LogLine& line) { return IsStageLog(stage.name, line.tag); })) {
       failed_[stage.name] = stage.files;

@@ -1,7 +1,7 @@
-// Which stages of the effect run, and whether they can.
+// Which stages of the effect run, and whether they could load their files.
 //
-// A second instance is told every setting that the rendering one gets, and asked for its report
-// after each: so the rendering one is told no more than a phone tells it.
+// A second instance gets every setting that the rendering instance gets, and is asked for its
+// report after each. So the rendering instance gets no command that a phone would not send.
 #ifndef KELDA_TOOLS_RENDER_STAGE_WATCH_H_
 #define KELDA_TOOLS_RENDER_STAGE_WATCH_H_
 
@@ -17,13 +17,13 @@
 
 namespace kelda::tools {
 
-// What ran from a frame of the input on.
+// What ran from `frame` of the input to the next change.
 struct StagesFrom {
   int64_t frame = 0;
   bool enabled = true;
   bool upmix_wanted = false;           // a mode other than off was asked for
   std::vector<std::string> stages;     // those that are switched on, in their order
-  std::vector<std::string> not_ready;  // those of them that could not load their files
+  std::vector<std::string> not_ready;  // those of `stages` that could not load their files
 
   bool operator==(const StagesFrom& other) const {
     return enabled == other.enabled && upmix_wanted == other.upmix_wanted &&
@@ -37,10 +37,11 @@ class StageWatch {
   explicit StageWatch(const EffectLibrary& library);
   ~StageWatch();
 
-  // Follows a setting that was carried out before the frame of the input.
+  // Follows a setting that was applied before `frame` of the input.
   void Follow(const Setting& setting, int64_t frame);
 
-  // In order of time, one entry a change; from frame 0 on what the last setting there made.
+  // One entry for each change, in order of time. The entry of frame 0 is the result of the last
+  // setting at that frame.
   const std::vector<StagesFrom>& history() const { return history_; }
 
  private:
