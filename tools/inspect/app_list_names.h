@@ -7,8 +7,8 @@
 
 namespace kelda::tools {
 
-// Every text in a list of tuned applications that the engine might take for a package's
-// name, once each, in the list's order: to ask the engine about it.
+// Every text in a list of tuned applications that the engine may read as the name of a package,
+// once each and in the order of the list. The engine is then asked about each.
 std::vector<std::string> PossiblePackages(std::string_view list);
 
 }  // namespace kelda::tools

@@ -50,14 +50,14 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
 
 void Run(const DoctorArguments& arguments) {
   if (arguments.library.empty() && arguments.tuning.empty()) {
-    throw Failure(ExitCode::kUsage, "doctor: nothing to look at: --library DIR, --tuning DIR");
+    throw Failure(ExitCode::kUsage, "doctor needs --library DIR or --tuning DIR");
   }
   const std::filesystem::path tuning =
       arguments.tuning.empty() ? DefaultTuningDirectory() : arguments.tuning;
   if (!std::filesystem::is_directory(tuning)) {
     throw Failure(ExitCode::kUsage, tuning.string() + ": not a directory of tuning files");
   }
-  // Before the effect is loaded, which brings a signal library of its own.
+  // Before the effect is loaded, because that loads a signal library as well.
   const bool library_fits = arguments.library.empty() || DiagnoseLibrary(arguments.library, tuning);
   const bool tuning_fine = arguments.tuning.empty() || DiagnoseTuning(arguments.tuning);
   std::fflush(stdout);
@@ -73,20 +73,22 @@ void Run(const DoctorArguments& arguments) {
 
 void AddDoctorCommand(CLI::App* program) {
   CLI::App* const command = program->add_subcommand(
-      "doctor", "Look at a signal library, or at tuning files pulled from a device");
+      "doctor", "Check a signal library, or tuning files pulled from a device");
   const auto arguments = std::make_shared<DoctorArguments>();
   command
       ->add_option("--library", arguments->library,
-                   "Directory of a libupmix-lib.so: symbols, sizes, a block through each component")
+                   "Directory of a libupmix-lib.so: check its symbols and sizes, and run a block "
+                   "through each component")
       ->type_name("DIR");
   command
-      ->add_option("--tuning", arguments->tuning,
-                   "Tuning files: what is missing or damaged, and what the listener hears; "
-                   "with --library, what it is tried with")
+      ->add_option(
+          "--tuning", arguments->tuning,
+          "Directory of tuning files: report what is missing or damaged and what the listener "
+          "hears; the trial of --library uses these files, too")
       ->type_name("DIR");
   command->footer(
-      "A library is tried in processes of their own: if it crashes or hangs, that is reported.\n"
-      "Files of the closed library's own format are damaged ones to the open library.\n\n"
+      "A library runs in child processes: if it crashes or hangs, that is reported.\n"
+      "Files in the closed library's own format are reported as damaged.\n\n"
       "Example:\n  kelda doctor --library closed/ --tuning pulled/\n\n" +
       std::string(kExitCodeHelp) +
       "  A tuning file that is missing or damaged, or a mode that is not heard as it should be, "

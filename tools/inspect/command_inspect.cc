@@ -71,12 +71,12 @@ void AddInspectCommand(CLI::App* program) {
       ->type_name("");
   command->add_option("--library", arguments->library, "Effect library; else the installed one")
       ->type_name("FILE");
-  command->add_flag("--json", arguments->json, "For scripts");
+  command->add_flag("--json", arguments->json, "Print JSON, for scripts");
   command->footer(
       "A file is shown in readable form after its checksum and every value in it were checked; an\n"
-      "asterisk marks values that are not the default. For a directory: what is in it and what is\n"
-      "missing, and which stages run with which files for every device, HRTF, mode and listed\n"
-      "application, as the effect library itself answers.\n\n"
+      "asterisk marks values that are not the default. For a directory you see which files\n"
+      "are there or missing, and which stages run with which files for every device, HRTF, mode\n"
+      "and listed application, as the effect library itself reports them.\n\n"
       "Examples:\n"
       "  kelda inspect upmix.music.hps.bin\n"
       "  kelda inspect --json /data/vendor/kelda\n\n" +

@@ -22,7 +22,7 @@ constexpr const char* kHrtfs[] = {"tuned", "standard", "personalized"};
 // By UpmixMode.
 constexpr const char* kModes[] = {"off", "music", "cinema", "auto"};
 
-// Every device of a kind is treated alike; these stand for theirs.
+// The effect treats all devices of a kind alike, so that one of each kind is enough.
 std::string DeviceSetting(const std::string& device) {
   return device == "other" ? "device=speaker" : "device=" + device;
 }
@@ -37,7 +37,7 @@ bool Concerns(const LogLine& line, const std::vector<Stage>& stages) {
   });
 }
 
-// What the engine plans for the device, with the setting of the mode and of the device's HRTF.
+// What the engine plans for the device with this HRTF and mode.
 Plan PlanFor(size_t device, HrtfType hrtf, UpmixMode mode, UpmixMode app_mode = UpmixMode::Music) {
   const AudioDeviceType type{static_cast<uint32_t>(device)};
   return MakePlan({mode, app_mode, type, hrtf, hrtf}, UpmixMode::Off, Changed::Device);
@@ -89,7 +89,7 @@ AppDecision DecideApp(const TunedAppList& list, const std::string& package) {
 }
 
 // What the engine logs about its files. It reads both HRTF configurations when it is created and
-// again when it is initialised; then it is told to read the list again.
+// again when it is initialised. A command then makes it read the list again.
 std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log) {
   log->Take();
   EffectSession session(library);
@@ -116,7 +116,7 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
                            const std::vector<std::string>& packages) {
   LogCapture log;
   DecisionTable table;
-  // The library is asked once for each plan: settings that come to the same one sound the same.
+  // The library is asked once for each plan, as settings with the same plan sound the same.
   std::vector<Plan> plans;
   std::vector<Decision> answers;
   for (size_t device = 0; device < std::size(kDevices); ++device) {

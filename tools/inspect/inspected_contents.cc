@@ -26,14 +26,14 @@ using upmix_lib::EqualizerTuning;
 using upmix_lib::ParameterField;
 using upmix_lib::Status;
 
-// A value as its decimal says it: 0.1 and not 0.10000000149.
+// The value of the shortest decimal: 0.1 and not 0.10000000149.
 double DecimalValue(float value) { return std::strtod(FormatFloat(value).c_str(), nullptr); }
 
 std::string Range(float min, float max) {
   return Format("(%s to %s)", FormatFloat(min).c_str(), FormatFloat(max).c_str());
 }
 
-// "centre_amount is 7 (0 to 1)" of the first field that the signal library refuses.
+// The first field that the signal library refuses: "centre_amount is 7 (0 to 1)".
 std::string RefusedField(std::span<const std::byte> parameters, const ParameterSet& set) {
   for (const ParameterField& field : set.fields) {
     if (upmix_lib::CheckFields(parameters, {&field, 1}) != upmix_lib::kOk) {
@@ -78,7 +78,7 @@ std::string Limited(float value, const char* unit, float min, float max) {
   return FormatFloat(value) + " " + unit + " " + Range(min, max);
 }
 
-// Asks the signal library about each band alone: "band 3 (peaking 99999 Hz, ...)".
+// The first band that the signal library refuses: ": band 3: type 0 (0 to 6), 99999 Hz (...), ...".
 std::string RefusedBand(std::span<const std::byte> file) {
   EqualizerInfo info;
   const size_t bands_at = sizeof(upmix_lib::DataHeader) + sizeof(info);

@@ -1,4 +1,4 @@
-// What each kind of tuning file holds, in words. The container of data files was checked.
+// What each kind of tuning file holds, in words. The header of a data file was checked before.
 #ifndef KELDA_TOOLS_INSPECT_INSPECTED_CONTENTS_H_
 #define KELDA_TOOLS_INSPECT_INSPECTED_CONTENTS_H_
 
@@ -11,7 +11,7 @@
 namespace kelda::tools {
 
 struct Contents {       // NOLINT(bugprone-exception-escape): moving a Json does not throw
-  std::string problem;  // empty if the signal library takes them
+  std::string problem;  // empty if the signal library accepts the contents
   std::string text;
   Json json;
   std::string summary;  // the size and the source in a few words; empty if all files are alike
@@ -23,7 +23,7 @@ Contents ReadMusicContents(const std::string& path, std::span<const std::byte> f
 Contents ReadCinemaContents(const std::string& path, std::span<const std::byte> file);
 Contents ReadLevelContents(const std::string& path, std::span<const std::byte> file);
 
-// The lines of the list that may be entries. Which are is the engine's to say.
+// The lines of the list that may be entries. Only the engine knows which of them are.
 Contents ReadAppListContents(const std::string& list);
 
 }  // namespace kelda::tools

@@ -21,7 +21,7 @@ struct WantedFile {
   std::string purpose;
 };
 
-// The kinds of a file of the table and of the file that it names; null if it names none.
+// The kind of a file of the table, and of the file that it names; null if it names none.
 struct Kinds {
   const char* own;
   const char* named;

@@ -1,4 +1,4 @@
-// A directory of tuning files: each of them, what is missing, and what the engine makes of it.
+// A directory of tuning files: each file, what is missing, and what the engine does with them.
 #ifndef KELDA_TOOLS_INSPECT_INSPECTED_DIRECTORY_H_
 #define KELDA_TOOLS_INSPECT_INSPECTED_DIRECTORY_H_
 
@@ -22,7 +22,7 @@ struct DirectoryEntry {
   std::string name;
   State state;
   InspectedFile file;   // kUsable and kFaulty
-  std::string purpose;  // what the listener gets from it, or what names it; of kUnused empty
+  std::string purpose;  // what the listener gets from it, or which file names it; empty if kUnused
 };
 
 struct InspectedDirectory {
@@ -31,9 +31,9 @@ struct InspectedDirectory {
   DecisionTable decisions;
 };
 
-// Reads every file of `directory`: those that the effect looks for by their names, then those that
-// they name, then those that it never looks for. A file of another kind than its place wants is
-// faulty. Throws Failure (input) if the directory cannot be read.
+// Reads every file of `directory`: first those that the effect looks for by their names, then those
+// that these name, then those that it never looks for. A file is faulty if its kind is not the kind
+// that belongs under its name. Throws Failure (input) if the directory cannot be read.
 std::vector<DirectoryEntry> ReadTuning(const std::filesystem::path& directory);
 
 // Looks at `directory`, which UseTuningDirectory returned. Throws what ReadTuning and

@@ -44,7 +44,7 @@ constexpr KnownKind kKinds[] = {
 
 std::string Hex(uint32_t value) { return Format("%08x", value); }
 
-// What the container's check found, with the values that it found it by.
+// What the check of the header found, with the values that were compared.
 std::string DescribeContainer(Status status, const DataKind& kind,
                               std::span<const std::byte> file) {
   DataHeader header{};

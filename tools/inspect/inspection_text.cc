@@ -97,7 +97,7 @@ std::string FormatApps(const DecisionTable& table) {
             WithFlag(app.bluetooth, app.flagged_bluetooth) + "\n";
   }
   for (const std::string& package : table.unaskable) {
-    text += "  " + Column(package, 34) + "holds an '&': no phone can name it\n";
+    text += "  " + Column(package, 34) + "holds an '&', so that no phone can name it\n";
   }
   return text;
 }

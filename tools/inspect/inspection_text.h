@@ -9,7 +9,7 @@
 
 namespace kelda::tools {
 
-// For a reader.
+// For a person.
 std::string FormatDirectory(const InspectedDirectory& directory);
 
 // For a script: every file's contents, every decision.
@@ -18,12 +18,12 @@ Json DirectoryJson(const InspectedDirectory& directory);
 // "wired.hki.config > standard.hki, upmix.music.hps.bin"
 std::string FormatFiles(const Stage& stage);
 
-// The mode that auto runs for an application with flag 0, and with flag 1 if that is another:
+// The mode that auto runs for an application with flag 0, and the one with flag 1 if it differs:
 // "music, flag 1: cinema".
 std::string WithFlag(const std::string& plain, const std::string& flagged);
 
-// The HRTF that "tuned" comes to for a device: "standard" or "personalized", the one whose
-// decisions are the same.
+// The HRTF that "tuned" stands for on a device: "standard" or "personalized", whichever has the
+// same decisions; empty if neither has.
 std::string TunedHrtf(const DecisionTable& table, const std::string& device);
 
 }  // namespace kelda::tools

@@ -7,7 +7,7 @@
 
 namespace kelda::tools {
 
-// What a status of the open signal library says about a file, with its number.
+// What a status of the open signal library means for a file, and its number.
 std::string DescribeStatus(upmix_lib::Status status);
 
 }  // namespace kelda::tools

@@ -18,7 +18,7 @@ constexpr size_t kPeriodFrames = 1024;
 constexpr int kPeriods = 24;  // half a second
 using Period = std::vector<float>;
 
-// Plays kPeriods of noise. Returns the periods that come out; *last_input is the last that went in.
+// Plays kPeriods of noise. Returns the output periods; *last_input becomes the last input period.
 std::vector<Period> Play(EffectSession* session, std::minstd_rand* random, Period* last_input) {
   std::vector<Period> out;
   for (int i = 0; i < kPeriods; ++i) {
@@ -118,7 +118,7 @@ TuningTrial TryTuning(const EffectLibrary& library) {
             trial.log.push_back(text);
           }
         }
-        // The stage of the other mode has nothing to do with this one.
+        // This mode does not use the stage of the other one.
         const kelda::Stage other = mode.value == 1 ? kelda::Stage::Cinema : kelda::Stage::Music;
         trial.heard.push_back(
             {std::string(mode.name) + ", " + output.name + ", " + ears.name + " ears",

@@ -1,4 +1,4 @@
-// What the listener hears with a directory of tuning files.
+// What a listener hears with a directory of tuning files.
 #ifndef KELDA_TOOLS_INSPECT_TUNING_TRIAL_H_
 #define KELDA_TOOLS_INSPECT_TUNING_TRIAL_H_
 
@@ -11,17 +11,17 @@ namespace kelda::tools {
 
 struct Heard {
   enum class Sound {
-    kUpmixed,      // what the mode is for
-    kUnprocessed,  // the stereo that was put in
+    kUpmixed,      // processed as the mode is meant to
+    kUnprocessed,  // the stereo input, unchanged
     kSilence,
-    kRepetition,  // one period of old sound over and over
+    kRepetition,  // one period of earlier sound, again and again
   };
   std::string situation;  // "music, wired, standard ears"
   Sound sound;
   std::vector<std::string> missing;  // stages that could not be loaded
 };
 
-// Whether everything that the mode is for was heard.
+// Whether everything that belongs to the mode was heard.
 bool AsItShouldBe(const Heard& heard);
 
 // "as it should be", "PROCESSED IN PART; without level control".
@@ -29,12 +29,12 @@ std::string Verdict(const Heard& heard);
 
 struct TuningTrial {
   std::vector<Heard> heard;
-  std::vector<std::string> log;  // the effect's warnings and errors, each once
+  std::vector<std::string> log;  // the effect's warnings and errors, without repetitions
 };
 
-// Has the effect play noise in every mode, on both outputs, with both kinds of ears: first
-// off, then the mode, as a listener would switch. The tuning directory is the one that
-// UseTuningDirectory chose before `library` was loaded. Throws Failure (refused), Interrupted.
+// Has the effect play noise in every mode, on both outputs, with both kinds of ears: each mode
+// after off, as a listener would switch. The tuning directory is the one that UseTuningDirectory
+// chose before `library` was loaded. Throws Failure (refused), Interrupted.
 TuningTrial TryTuning(const EffectLibrary& library);
 
 }  // namespace kelda::tools

@@ -2,7 +2,7 @@
 //
 // There are two questions. inspect and report ask whether the engine can run what the tuning itself
 // chooses (Problems). doctor asks whether a listener may choose any output, ears and mode and hear
-// it as it should be (IsWhole): it is stricter, as a tuning may lack what only other ears need.
+// it as it should be (IsWhole): this is stricter, as it includes files that only other ears need.
 #ifndef KELDA_TOOLS_INSPECT_TUNING_VERDICT_H_
 #define KELDA_TOOLS_INSPECT_TUNING_VERDICT_H_
 
@@ -14,8 +14,8 @@
 
 namespace kelda::tools {
 
-// Lines "FILE: what is wrong": of every faulty file, and of every stage that cannot load with the
-// HRTF that the tuning chooses. Empty if nothing is wrong.
+// Lines "FILE: what is wrong", one for every faulty file and one for every stage that cannot load
+// with the HRTF that the tuning chooses. Empty if nothing is wrong.
 std::string Problems(const InspectedDirectory& directory);
 
 // What is wrong with a file of the tuning: "MISSING", "DAMAGED", or "ok" if nothing is. Null for a
