@@ -34,7 +34,7 @@ class Player {
     }
   }
 
-  // What comes out while the next period of the sound goes in.
+  // Plays the next period of the sound and returns what comes out meanwhile.
   std::vector<float> Play() {
     CheckInterruption();
     while (out_.size() < frames_.size()) {
@@ -56,7 +56,7 @@ class Player {
   std::vector<float> frames_;
   size_t next_ = 0;  // of frames_
   std::vector<float> block_;
-  std::vector<float> out_;  // came out, and was not returned yet
+  std::vector<float> out_;  // output that was not returned yet
 };
 
 Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>& stereo,
@@ -69,8 +69,8 @@ Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>&
 }
 
 // Sum of `power` over a band of 1/48 octave, at low frequencies over the width of one bin.
-// Of the bins at the edges the band's share counts, so that a curve of narrow bands runs on
-// smoothly from bin to bin.
+// Of a bin at an edge, the part inside the band counts, so that a curve of narrow bands is smooth
+// from bin to bin.
 double BandPower(const Power& power, double freq_hz) {
   const double half_band = std::exp2(0.5 / ImageResponse::kBandsPerOctave);
   const double bin = freq_hz * kPeriod / 48000;
@@ -88,8 +88,8 @@ double BandPower(const Power& power, double freq_hz) {
   return sum;
 }
 
-// The frame of the largest magnitude of the impulse response that `ratio` is the spectrum of,
-// to a fraction: a parabola through the peak and its neighbours.
+// The position of the largest magnitude of an impulse response, of which `ratio` is the spectrum. A
+// parabola through the peak and its neighbours gives fractions of a frame.
 double PeakFrame(const SpectrumAnalysis& analysis, const Spectrum& ratio) {
   const std::vector<double> impulse = analysis.Inverse(ratio);
   const auto at = [&](size_t frame) { return std::abs(impulse[frame % kPeriod]); };
@@ -118,7 +118,7 @@ double TruePeak(const std::vector<float>& stereo, const upmix_lib::TruePeak& met
 
 double FullScaleTruePeakDb(const EffectLibrary& library, const std::vector<Setting>& settings,
                            const TestSignal& signal) {
-  constexpr int kPlayed = 3;  // 4 s: the worst is over when the level control has turned down
+  constexpr int kPlayed = 3;  // 4 s: the peaks are largest before the level control has turned down
   Player player(library, settings, signal, 1 / signal.peak());
   const upmix_lib::TruePeak meter;
   double peak = 0;

@@ -59,11 +59,12 @@ void AddReportCommand(CLI::App* program) {
   const auto option = [&](const char* name, auto& value, const char* form, const char* help) {
     command->add_option(name, value, help)->type_name(form);
   };
-  option("--tuning", arguments->tuning, "DIR", "Else KELDA_DATA_DIR, else the installed set");
+  option("--tuning", arguments->tuning, "DIR",
+         "Tuning files; else KELDA_DATA_DIR, else the installed ones");
   option("-o,--output", arguments->output, "FILE", "The page (report.html)");
   option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   command->footer(
-      "The page holds everything it needs and asks nothing of any network. It begins with the\n"
+      "The page holds everything it needs and loads nothing from a network. It begins with the\n"
       "verdicts of kelda doctor and shows each equalizer, each virtual loudspeaker, the measured\n"
       "response, latency and headroom of each chain that the engine runs, and what a change of\n"
       "the mode sounds like.\n\n"

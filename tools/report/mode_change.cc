@@ -22,7 +22,7 @@ constexpr size_t kSettlingBlocks = 500;  // 10 s, for the level control
 std::vector<float> Noise() {
   constexpr double kRms = 0.05;
   std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, kRms).frames();
-  // Other phases than those of the centre: the same noise later.
+  // The same noise half a period later, so that its phases differ from those of the centre.
   const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, kRms).frames();
   for (size_t i = 0; i < noise.size(); ++i) {
     noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
@@ -30,7 +30,7 @@ std::vector<float> Noise() {
   return noise;
 }
 
-// What comes out of the blocks from `first` on, the noise going on in time.
+// The output of `blocks` blocks of the noise, beginning with block `first`.
 std::vector<float> Play(const std::vector<float>& noise, size_t first, size_t blocks,
                         EffectSession* session) {
   std::vector<float> out;
@@ -75,7 +75,7 @@ int CountSteps(std::span<const float> stereo) {
   return steps;
 }
 
-// What came out around the change, and the noise that went in.
+// The output around the change, and the noise that was played.
 class Recording {
  public:
   static constexpr int kBeginMs = -1000;

@@ -17,10 +17,11 @@ struct LevelCurve {
   std::vector<double> level_db;
 };
 
-// The change takes place at 0 ms: the first host block behind the command begins there.
+// The change is at 0 ms, where the first host block after the command begins.
 struct ModeChange {
-  // What three levels are measured over, in ms: before the change, just after it, when the new
-  // mode has faded in, and 5 s after it. A level control may take as long to settle.
+  // Three levels are measured over kLevelMs, from these times in ms: before the change; just after
+  // it, when the new mode has faded in; and 5 s later, as a level control may take that long to
+  // settle.
   static constexpr int kLevelMs = 400;
   static constexpr int kBeforeMs = -400;
   static constexpr int kJustAfterMs = 200;
@@ -30,17 +31,17 @@ struct ModeChange {
   std::string to;
   LevelCurve fade;      // -100 to 500 ms, every 5 ms
   LevelCurve settling;  // -1 to 6 s, every 100 ms
-  // In dBFS. What the noise itself does in a window is taken out, so that they differ only by
-  // what the effect does.
+  // In dBFS. The level of the noise itself in each window is subtracted, so that they differ only
+  // by what the effect does.
   double before_db = 0;
   double just_after_db = 0;
   double later_db = 0;
-  double silence_ms = 0;  // all samples 0, in one piece at most; of `fade`
+  double silence_ms = 0;  // the longest run in which all samples are 0; of `fade`
   int steps = 0;          // that a listener may hear as clicks (step_detector.h); of `fade`
 };
 
 // Plays pink noise, half centred and half diffuse, in host blocks of 20 ms and changes the
-// mode. `settings` come first. Throws Failure (refused), Interrupted.
+// mode. `settings` are applied first. Throws Failure (refused), Interrupted.
 ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Setting>& settings,
                              const std::string& from, const std::string& to);
 

@@ -241,7 +241,7 @@ function ears() {
         decibel(plane.level_db), decibel(plane.peak_db), hertz(plane.peak_hz)])),
     element("div", { class: "grid" }, set.planes.flatMap((plane) => {
       const peak = (taps) => Math.max(...taps.map(Math.abs));
-      // What comes behind the last tap above -40 dB cannot be seen.
+      // What comes after the last tap above -40 dB cannot be seen.
       const visible = 0.01 * Math.max(peak(plane.left), peak(plane.right));
       const last = plane.left.findLastIndex((tap, i) => Math.max(Math.abs(tap), Math.abs(plane.right[i])) > visible);
       const times = plane.left.slice(0, last + 8).map((_, i) => i / 48);

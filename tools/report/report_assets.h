@@ -1,4 +1,5 @@
-// The parts of the report's page, compiled in: tools/report/ and the plotting library.
+// The parts of the report's page, compiled into the program: files of tools/report/ and the
+// plotting library.
 #ifndef KELDA_TOOLS_REPORT_REPORT_ASSETS_H_
 #define KELDA_TOOLS_REPORT_REPORT_ASSETS_H_
 

@@ -11,8 +11,8 @@
 
 namespace kelda::tools {
 
-// Cut to `digits` behind the point, so that a page of numbers stays small; null for what is
-// no number.
+// Rounded to `digits` after the point, so that a page of numbers stays small. Null for NaN and
+// infinity.
 Json Rounded(double value, int digits);
 Json Rounded(const std::vector<double>& values, int digits);
 

@@ -22,14 +22,14 @@ namespace {
 
 using upmix_lib::EqualizerTuning;
 
-// Decisions that come to the same stages with the same data, whatever names it.
+// Decisions with the same stages and the same data files, whichever configuration names them.
 struct Chain {
   Decision decision;  // the first of them
   std::vector<std::string> when;
   std::optional<ChainMeasurement> measurement;
 };
 
-// The stages that run, by the files that they load in the end.
+// The stages that run, and the data files that they load.
 std::string Signature(const Decision& decision) {
   std::string text;
   for (const Stage& stage : decision.stages) {
@@ -71,7 +71,7 @@ std::vector<Setting> Settings(const Decision& decision) {
           ParseSetting("mode=" + decision.mode)};
 }
 
-// "Music, personalized"; the devices too where they differ.
+// "Music, personalized", with the device if several chains have the same mode and HRTF.
 std::string Title(const Chain& chain, const std::vector<Chain>& chains) {
   const auto alike = std::count_if(chains.begin(), chains.end(), [&](const Chain& other) {
     return other.decision.mode == chain.decision.mode && other.decision.hrtf == chain.decision.hrtf;
@@ -125,7 +125,7 @@ const ChainMeasurement* FindAlone(const std::vector<Chain>& chains, const std::s
 }
 
 void AddMeasured(const EqualizerTuning& tuning, const ChainMeasurement& measurement, Json* json) {
-  // Of two channels that have nothing in common, each ear hears its own.
+  // The two channels of diffuse sound have nothing in common, so each ear hears only its own.
   const ImageResponse& image = measurement.images[static_cast<size_t>(Image::kDiffuse)];
   double deviation_db = 0;
   for (size_t ear = 0; ear < 2; ++ear) {
@@ -210,8 +210,8 @@ Json ChangeJson(const ModeChange& change) {
           {"steps", change.steps}};
 }
 
-// What `kelda doctor` says of the files and of the sound. Files that are in order say so in
-// the list of files.
+// What `kelda doctor` says about the files and the sound. It leaves out files that are in order,
+// which the list of files shows.
 Json VerdictJson(const InspectedDirectory& directory, const TuningTrial& trial) {
   Json verdict{{"files", Json::array()}, {"heard", Json::array()}, {"log", trial.log}};
   for (const DirectoryEntry& entry : directory.entries) {
@@ -245,7 +245,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
                    const std::function<void(const std::string&)>& progress) {
   progress("listening as kelda doctor does");
   const TuningTrial trial = TryTuning(library);
-  const LogCapture log;  // the decisions' problems were taken from it before
+  const LogCapture log;  // keeps the log off the terminal: the problems in it are known
   std::vector<Chain> chains = FindChains(directory.decisions);
   for (Chain& chain : chains) {
     if (chain.decision.problems.empty()) {

@@ -11,7 +11,7 @@
 
 namespace kelda::tools {
 
-// Measures the tuning in `directory`, which the effect uses. `progress` is told what is being
+// Measures the tuning in `directory`, which the effect uses. Calls `progress` with what is being
 // measured. Takes some seconds. Throws Failure (refused), Interrupted.
 Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& library,
                    const std::function<void(const std::string&)>& progress);

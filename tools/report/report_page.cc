@@ -7,8 +7,8 @@
 namespace kelda::tools {
 namespace {
 
-// As it may stand between <script> and </script>: there, only "</script" and "<!--" mean
-// anything, and inside of JSON's strings '<' can be written otherwise.
+// JSON that may stand between <script> and </script>. Only "</script" and "<!--" have a meaning
+// there, and a string of JSON may hold '<' as an escape.
 std::string ScriptText(const Json& data) {
   const std::string json = data.dump(-1, ' ', false, Json::error_handler_t::replace);
   std::string text;
@@ -30,7 +30,7 @@ std::string ReportPage(const Json& data) {
                                                                   {"@DATA@", json},
                                                                   {"@CHART@", kReportChart},
                                                                   {"@SCRIPT@", kReportScript}};
-  // The marks stand in the page in this order; what is put in is not searched again.
+  // The marks are in this order in the page. The inserted text is not searched for marks.
   std::string page;
   std::string_view rest = kReportHtml;
   for (const auto& [mark, part] : kParts) {

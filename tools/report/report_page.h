@@ -7,7 +7,7 @@
 
 namespace kelda::tools {
 
-// The report as one page of HTML that asks nothing of any network.
+// The report as one page of HTML that loads nothing from a network.
 std::string ReportPage(const Json& data);
 
 }  // namespace kelda::tools
