@@ -32,7 +32,7 @@ TEST(TuneApps, SaysWhatTheEngineDoesWithEveryLine) {
       "l:6: rejected: Line(6): Invalid mode was specified. 'Music'\n"
       "l:7: rejected: Line(7): There are more separator descriptions than expected.\n"
       "l:8: 'x y' plays in mode off\n"
-      "l:9: skipped: no mode behind 'com.e.x,'\n"
+      "l:9: skipped: no mode after 'com.e.x,'\n"
       "l:10: '' plays in mode music\n"
       "l:11: 'com.f.x' plays in mode off\n",
       check.report);

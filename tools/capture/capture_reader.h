@@ -32,7 +32,7 @@ class CaptureReader {
   // call takes the same layout. Throws Failure (input).
   void Read(const CaptureLayout& layout, std::vector<float>* interleaved);
 
-  // Bytes behind the last whole frame, known at the end of the file.
+  // Bytes after the last whole frame, known at the end of the file.
   size_t trailing_bytes() const { return trailing_bytes_; }
 
  private:

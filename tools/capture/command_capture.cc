@@ -161,7 +161,7 @@ void AddCaptureCommand(CLI::App* program) {
       "Silence is 2 ms or more below -90 dBFS in all channels. Clipping is what lies beyond full\n"
       "scale, or stays at the same value near it. A discontinuity is a step that fits neither "
       "what\n"
-      "is before it nor what is behind it. NaN and infinity are counted and taken as 0.\n\n"
+      "is before it nor what is after it. NaN and infinity are counted and taken as 0.\n\n"
       "Example:\n"
       "  kelda capture pcmdump_2026_1116_0357_10.pcm -o heard.wav\n\n" +
       std::string(kExitCodeHelp));

@@ -115,7 +115,7 @@ void TryVirtualizer(ComponentTrial* trial) {
     GuardedFloats in = Noise(kPlanes * kBlock), out(2 * kBlock);
     const auto to = PlanePointers<2>(&out);
     const int32_t flags[kPlanes] = {};
-    int32_t kind = 2;  // a stream's first block, then the one behind it, then the rest
+    int32_t kind = 2;  // a stream's first block, then the second, then the rest
     trial->Block("A0560", kBlock, &out, [&] {
       const int32_t status = e.A0560(handle, kind, kBlock, to.data(), in.data(), flags);
       kind = kind > 0 ? kind - 1 : 0;

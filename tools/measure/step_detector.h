@@ -9,7 +9,7 @@
 namespace kelda::tools {
 
 struct Step {
-  int64_t frame;  // the first one behind the step
+  int64_t frame;  // the first one after the step
   double size;    // by how much the signal jumps
 };
 
@@ -19,7 +19,7 @@ struct Step {
 //   kWindow frames   kGuard      step      kGuard   kWindow frames
 //   ---- before ---|---------|-----x-----|--------|---- after ----
 //
-// A step is reported if |d| is kFactor times the RMS of d before it and behind it, and the
+// A step is reported if |d| is kFactor times the RMS of d before it and after it, and the
 // next d is its opposite. The
 // attack of a drum is no step: what follows it is as rough as the attack. Noise does not
 // reach the factor (8 standard deviations).
@@ -34,7 +34,7 @@ class StepDetector {
   // Takes the next sample, finite; returns a step that lies kWindow + kGuard frames back.
   std::optional<Step> Add(double sample);
 
-  // Takes the place of a next sample behind the last one: kFlushFrames calls return the
+  // Takes the place of a next sample after the last one: kFlushFrames calls return the
   // steps that are still to come.
   std::optional<Step> Flush();
   static constexpr int kFlushFrames = kWindow + kGuard;

@@ -38,7 +38,7 @@ std::string WhySkipped(std::string_view line) {
   if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "skipped: empty";
   if (line.size() > kLongestTextBytes) return "skipped: longer than 4096 bytes";
   if (line.find(',') == std::string_view::npos) return "skipped: no comma in " + Quoted(line);
-  return "skipped: no mode behind " + Quoted(line);
+  return "skipped: no mode after " + Quoted(line);
 }
 
 }  // namespace
