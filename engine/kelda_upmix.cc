@@ -21,7 +21,7 @@ KeldaUpmix::KeldaUpmix() {
       parameters_[set][key] = file == nullptr ? "" : DataPath(file);
     }
   }
-  tuned_apps_.Reload(DataPath(tuning_file::kAppList.name));
+  tuned_apps_.Reload();
   Initialize();
   CreateProcessorChain();
   SetProcessorChain();
@@ -147,7 +147,7 @@ void KeldaUpmix::Send(ParameterSet set) {
 }
 
 int KeldaUpmix::ReloadTunedAppList() {
-  tuned_apps_.Reload(DataPath(tuning_file::kAppList.name));
+  tuned_apps_.Reload();
   return 0;
 }
 

@@ -4,8 +4,11 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <utility>
 
+#include "platform/data_directory.h"
 #include "platform/log.h"
+#include "settings/tuning_directory.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
@@ -66,13 +69,16 @@ std::optional<std::string_view> TakePiece(std::string_view* rest, char separator
 
 }  // namespace
 
-TunedAppList::TunedAppList()
-    : mode_names_{
+TunedAppList::TunedAppList() : TunedAppList(DataPath(tuning_file::kAppList.name)) {}
+
+TunedAppList::TunedAppList(std::string path)
+    : path_(std::move(path)),
+      mode_names_{
           {"OFF", UpmixMode::Off}, {"MUSIC", UpmixMode::Music}, {"CINEMA", UpmixMode::Cinema}} {}
 
-void TunedAppList::Reload(const std::string& path) {
+void TunedAppList::Reload() {
   std::map<std::string, UpmixMode> applications;
-  LineReader lines(path);
+  LineReader lines(path_);
   std::string line;
   int warnings = 0;
   for (int line_number = 1; lines.Next(&line); ++line_number) {

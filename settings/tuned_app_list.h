@@ -12,15 +12,17 @@ namespace kelda {
 // package name, a comma, and OFF, MUSIC or CINEMA. Control thread.
 class TunedAppList {
  public:
-  // An empty list; Reload fills it.
+  // An empty list, which Reload fills from the "tunedapp_list" of the data directory.
   TunedAppList();
+  // An empty list, which Reload fills from the file `path`.
+  explicit TunedAppList(std::string path);
 
-  // Replaces the list by the entries of the file `path`; by none if it cannot be read. Lines
+  // Replaces the list by the file's entries; by none if it cannot be read. Lines
   // that are not entries are skipped, and so is every line of more than
   // kLongestTextBytes. The last of several lines for one package counts. The first 32
   // warnings are logged, then the number of the others. Throws std::bad_alloc, with the
   // list as it was.
-  void Reload(const std::string& path);
+  void Reload();
   bool IsExist(const std::string& package) const;
   // The package's mode; Off if it is not listed.
   UpmixMode GetValue(const std::string& package) const;
@@ -40,6 +42,7 @@ class TunedAppList {
   bool TakeEntry(int line_number, const std::string& line, std::string* key, UpmixMode* mode,
                  std::string* warning) const;
 
+  const std::string path_;
   std::map<std::string, UpmixMode> applications_;
   const std::map<std::string, UpmixMode> mode_names_;
 };

@@ -114,7 +114,7 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
         "com.last,CINEMA");                        // 21, without a line end
   TunedAppList list;
   EXPECT_FALSE(list.IsExist("com.a"));
-  list.Reload(Path("tunedapp_list"));
+  list.Reload();
   EXPECT_EQ(test::TakeLog(),
             (Lines{line + "8" + separators, line + "9" + separators, line + "10" + invalid + "'",
                    line + "11" + invalid + "Music'", line + "12" + invalid + "   '",
@@ -139,7 +139,7 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   std::string text = name + ",MUSIC\n" + name + "n,MUSIC\n" + name.substr(1) + ",MUSIC";
   for (int bad = 0; bad < 34; ++bad) text += "\nx,y";
   Write("tunedapp_list", text + "\ncom.last,MUSIC");
-  list.Reload(Path("tunedapp_list"));
+  list.Reload();
   Lines warned;
   for (int bad = 4; bad < 4 + 32; ++bad) {
     warned.push_back(line + std::to_string(bad));
@@ -152,11 +152,11 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   }
   EXPECT_FALSE(list.IsExist(name + "n"));
   EXPECT_FALSE(list.IsExist("com.a"));
-  list.Reload(Path("tunedapp_list"));
+  list.Reload();
   EXPECT_EQ(test::TakeLog(), warned);
   std::filesystem::remove(Path("tunedapp_list"));
   std::filesystem::create_directory(Path("tunedapp_list"));
-  list.Reload(Path("tunedapp_list"));
+  list.Reload();
   EXPECT_FALSE(list.IsExist("com.last"));
   EXPECT_EQ(test::TakeLog(), Lines{});
 }

@@ -138,8 +138,8 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
     }
   }
   table.warnings = Warnings(library, &log);
-  TunedAppList list;
-  list.Reload(directory / tuning_file::kAppList.name);
+  TunedAppList list(directory / tuning_file::kAppList.name);
+  list.Reload();
   log.Take();
   // A text with a comma cannot be in the list.
   table.apps.push_back(DecideApp(list, "not,listed"));
