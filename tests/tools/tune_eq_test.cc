@@ -175,7 +175,7 @@ TEST_F(TuneEq, RefusesWithLineValueAndRange) {
       {"Else:\nCONVOLUTION: a.wav\nDated: today",
        ":3: warning: unknown line 'Dated: today'\n"
        ":1: Else is refused, it changes what other lines mean ('Else:')\n"
-       ":2: CONVOLUTION is refused, it changes the sound as no equalizer file can "
+       ":2: CONVOLUTION is refused, it changes the sound in a way that an equalizer file cannot "
        "('CONVOLUTION: a.wav')"},
       {"Filter: ON PK Fc 1e9 Hz Gain 1 dB Q 1",
        ":1: Fc is out of range (1e+09 Hz, 10 to 23000 Hz)"},
@@ -194,13 +194,13 @@ TEST_F(TuneEq, RefusesWithLineValueAndRange) {
       {"Filter 1: ONE PK", ":1: is neither ON nor OFF ('ONE PK')"},
       {"Preamp: loud", ":1: Preamp is not a number in dB ('loud')"},
       {"Preamp: 20 dB\nPreamp: 20 dB",
-       "kelda: : the preamps' sum is out of range (40.000000 dB, -60 to 24 dB)"},
+       "kelda: : the sum of the preamps is out of range (40.000000 dB, -60 to 24 dB)"},
       {"GraphicEQ: 20 0; 30", ":1: not a frequency and a gain: '30'"},
       {"GraphicEQ: 1,000 0; 2,000 1",
        ":1: the frequency is ambiguous ('1,000'; write it without the comma)"},
       {"GraphicEQ: 20 0; 20 1", ":1: two gains at one frequency (20.000000 Hz)"},
-      {"GraphicEQ: ;;", ":1: GraphicEQ without a point"},
-      {"", "kelda: : no Preamp, Filter or GraphicEQ line that is known"},
+      {"GraphicEQ: ;;", ":1: GraphicEQ has no points"},
+      {"", "kelda: : it has no known Preamp, Filter or GraphicEQ line"},
       {"\xFF\xFEP", ": in UTF-16; save it as UTF-8"},
   };
   for (const auto& [text, message] : kCases) EXPECT_EQ(message, Wrong(text)) << text;
@@ -245,7 +245,7 @@ TEST_F(TuneEq, WarnsAndGoesOn) {
 TEST_F(TuneEq, LimitsWhatItReads) {
   EXPECT_TRUE(Wrong(Repeated("unknown\n", 1000000))
                   .ends_with("kelda: : and 999980 more\n"
-                             "kelda: : no Preamp, Filter or GraphicEQ line that is known"));
+                             "kelda: : it has no known Preamp, Filter or GraphicEQ line"));
   EXPECT_EQ(":1001: more filters than can be used (at most 1000)",
             Wrong(Repeated("Filter: ON PK Fc 100 Hz Gain 0 dB Q 1\n", 1001)));
   EXPECT_EQ(": too large (16777217 bytes, at most 16777216)",

@@ -15,14 +15,14 @@ namespace {
 using upmix_lib::BandType;
 using upmix_lib::EqualizerBand;
 
-constexpr double kTwelveDb = 12.0;     // an octave: the steepest slope of a shelf
-constexpr double kDefaultSlope = 0.9;  // of it, in Equalizer APO
+constexpr double kTwelveDb = 12.0;     // per octave: the steepest slope of a shelf
+constexpr double kDefaultSlope = 0.9;  // as a share of the steepest, in Equalizer APO
 constexpr double kButterworthQ = 1 / std::numbers::sqrt2;
 
 struct FilterKind {
   std::string_view name;
   BandType type;
-  double default_q;     // 0: there is none
+  double default_q;     // 0: no default
   bool corner = false;  // of a shelf: Fc is its corner unless a Q is given
 };
 
@@ -42,7 +42,7 @@ constexpr FilterKind kKinds[] = {
     {"NO", BandType::kNotch, 30},
 };
 
-// The words and numbers of a filter, taken off its front one by one.
+// Takes the words and numbers of a filter one by one.
 class Words {
  public:
   explicit Words(std::string_view text) : rest_(text) { Skip(); }
@@ -50,7 +50,7 @@ class Words {
   bool empty() const { return rest_.empty(); }
   std::string_view rest() const { return rest_; }
 
-  // Letters, in capitals; empty if something else follows.
+  // Takes the letters at the front and returns them in capitals; empty if there are none.
   std::string TakeWord() {
     const auto letter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
     std::string word;
@@ -75,7 +75,7 @@ class Words {
     return *number;
   }
 
-  // Takes the word if it follows.
+  // Takes the word if it comes next; returns whether it did.
   bool Take(std::string_view word) {
     Words ahead = *this;
     if (ahead.TakeWord() != word) return false;
@@ -89,7 +89,7 @@ class Words {
   std::string_view rest_;
 };
 
-// What a filter says, before it is a band.
+// The values of a filter as its line gives them.
 struct Statement {
   std::optional<double> fc_hz, gain_db, q, bandwidth_octaves, slope_db;
 };
@@ -109,7 +109,7 @@ void Check(const char* what, double value, double min, double max, const char* u
 
 double TakeFrequency(Words* words, bool decimal_commas) {
   const Decimal number = words->TakeNumber("Fc");
-  if (words->Take("KHZ")) return number.value * 1000;  // a mark in it never groups digits
+  if (words->Take("KHZ")) return number.value * 1000;  // its mark is always decimal
   words->Take("HZ");
   return FrequencyHz(number, decimal_commas, upmix_lib::kBandMinHz, upmix_lib::kBandMaxHz);
 }
@@ -147,8 +147,8 @@ Statement ParseStatement(Words words, bool decimal_commas) {
   return statement;
 }
 
-// The Q of a bandwidth between the points of half the gain in dB, and that of a shelf's
-// slope as a share of the steepest (Bristow-Johnson's "Cookbook formulae").
+// The Q of a bandwidth that is measured between the points of half the gain in dB, and below the Q
+// of a shelf whose slope is a share of the steepest (Bristow-Johnson, "Cookbook formulae").
 double QOfBandwidth(double octaves, double fc_hz) {
   const double omega = 2 * std::numbers::pi * fc_hz / upmix_lib::kSampleRateHz;
   return 1 / (2 * std::sinh(std::numbers::ln2 / 2 * octaves * omega / std::sin(omega)));

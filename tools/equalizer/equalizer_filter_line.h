@@ -9,13 +9,14 @@
 
 namespace kelda::tools {
 
-// A kind of filter that is none of ours: the line is not known, rather than wrong.
+// The filter is of an unknown kind. Such a line is skipped with a warning, while a line that is
+// wrong is an error.
 struct UnknownFilter : std::invalid_argument {
   using std::invalid_argument::invalid_argument;
 };
 
-// What follows "Filter N:", see equalizer_text.h. Nothing if the filter is off or none.
-// `decimal_commas`: whether the whole text has them. Throws UnknownFilter, or
+// Parses what follows "Filter N:", see equalizer_text.h. Returns nothing if the filter is OFF or of
+// the kind None. `decimal_commas`: whether the text has decimal commas. Throws UnknownFilter, or
 // std::invalid_argument with what is wrong.
 std::optional<upmix_lib::EqualizerBand> ParseFilter(std::string_view text, bool decimal_commas);
 

@@ -31,7 +31,7 @@ EqualizerResponse::Peak EqualizerResponse::FindPeak() const {
     look_at(kLowest_hz * std::pow(kHighest_hz / kLowest_hz, double(step) / kSteps));
   }
   look_at(kHighest_hz);
-  // Bells may be narrower than the steps, and points of a curve anywhere.
+  // A bell may be narrower than the steps, and the points of a curve may lie between them.
   for (const upmix_lib::EqualizerBand& band : text_.bands) look_at(band.freq_hz);
   if (biquads_.empty()) {
     for (const GraphicCurve& curve : text_.graphic_curves) {

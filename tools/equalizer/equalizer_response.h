@@ -8,7 +8,7 @@
 
 namespace kelda::tools {
 
-// What an equalizer text does to a sine at 48 kHz.
+// The gain of an equalizer text over frequency, at 48 kHz.
 class EqualizerResponse {
  public:
   // Keeps a reference to `text`.
@@ -20,7 +20,7 @@ class EqualizerResponse {
   struct Peak {
     double freq_hz, gain_db;
   };
-  // The largest gain of 10..24000 Hz.
+  // The largest gain between 10 and 24000 Hz.
   Peak FindPeak() const;
 
  private:

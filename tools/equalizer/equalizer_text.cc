@@ -22,7 +22,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
-// In small letters: the language does not tell cases apart.
+// In lower case, because the language ignores case.
 std::string Lower(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {
@@ -48,8 +48,8 @@ bool IsFilter(const std::string& key) {
          key.find_first_not_of(" \t0123456789", kWord.size()) == std::string::npos;
 }
 
-// Why a command of Equalizer APO is refused, or empty. Skipped, it would leave the other
-// lines with another meaning.
+// Why a command of Equalizer APO is refused, or empty if it is not. To skip such a command would
+// change what the other lines mean, or the sound.
 std::string_view WhyRefused(std::string_view key) {
   constexpr std::string_view kMeaning[] = {"channel", "device", "stage", "include", "if",
                                            "elseif",  "else",   "endif", "eval"};
@@ -59,14 +59,14 @@ std::string_view WhyRefused(std::string_view key) {
     return std::find(keys.begin(), keys.end(), key) != keys.end();
   };
   return in(kMeaning) ? "it changes what other lines mean"
-         : in(kSound) ? "it changes the sound as no equalizer file can"
+         : in(kSound) ? "it changes the sound in a way that an equalizer file cannot"
                       : "";
 }
 
 struct Line {
   std::size_t number;  // from 1
   std::string_view text;
-  std::string key;  // what stands before the colon, in small letters; empty without a colon
+  std::string key;  // the text before the colon, in lower case; empty if there is no colon
   std::string_view value;
 };
 
@@ -83,8 +83,8 @@ void ForEachLine(std::string_view contents, Visit visit) {
   }
 }
 
-// Whether a number of the text surely has `mark` as its decimal mark, those of filters that
-// are off included.
+// Whether `mark` is surely the decimal mark of some number in the text. Filters that are off count,
+// too.
 bool TextHasDecimalMark(std::string_view contents, char mark) {
   bool has = false;
   ForEachLine(contents, [&](const Line& line) {
@@ -147,11 +147,11 @@ EqualizerText ReadEqualizerText(const std::filesystem::path& path) {
     }
   });
   if (!(text.preamp_db >= upmix_lib::kPreampMinDb && text.preamp_db <= upmix_lib::kPreampMaxDb)) {
-    problems.Add(0, "the preamps' sum is out of range (" + std::to_string(text.preamp_db) +
+    problems.Add(0, "the sum of the preamps is out of range (" + std::to_string(text.preamp_db) +
                         " dB, -60 to 24 dB)");
   }
   if (known == 0 && problems.empty()) {
-    problems.Add(0, "no Preamp, Filter or GraphicEQ line that is known");
+    problems.Add(0, "it has no known Preamp, Filter or GraphicEQ line");
   }
   problems.ThrowIfAny(warnings.Text());
   text.warnings = warnings.Text();

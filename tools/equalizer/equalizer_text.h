@@ -4,7 +4,7 @@
 //   Preamp: -6.2 dB                                       several add up
 //   Filter 1: ON PK Fc 105 Hz Gain -1.5 dB Q 0.70         number optional; OFF is skipped
 //   Filter: ON PK Fc 1,2 kHz Gain 3 dB BW Oct 0,5         a comma for the decimal point
-//   Filter: ON PK Fc 10.000 Hz Gain 3,5 dB Q 2            in such a text, ten thousand
+//   Filter: ON PK Fc 10.000 Hz Gain 3,5 dB Q 2            10.000 is ten thousand in such a text
 //   GraphicEQ: 20 -1.2; 21 -1.3; ...                      any length
 //
 //   PK PEQ Modal    bell              Gain, and Q or BW Oct
@@ -29,15 +29,15 @@ namespace kelda::tools {
 
 struct EqualizerText {
   double preamp_db = 0;
-  std::vector<upmix_lib::EqualizerBand> bands;  // the filters that are on, valid each
-  std::vector<GraphicCurve> graphic_curves;     // what they do adds up
+  std::vector<upmix_lib::EqualizerBand> bands;  // the filters that are on; all are valid
+  std::vector<GraphicCurve> graphic_curves;     // their gains add up
   std::string warnings;                         // lines "file:line: ...", or empty
 };
 
-// At most 16 MiB and 1000 filters. Lines that are not known are named in the warnings; a
-// known one that cannot be read, has a value out of range, or does what no equalizer file
-// can (Channel, If, Convolution ...) is refused: throws FileFailure with the warnings and
-// all that is wrong.
+// Reads a text of at most 16 MiB and 1000 filters. The warnings list the unknown lines. Throws
+// FileFailure, with the warnings and everything that is wrong, if a known line cannot be parsed,
+// has a value out of range, or does what an equalizer file cannot do (Channel, If, Convolution
+// ...).
 EqualizerText ReadEqualizerText(const std::filesystem::path& path);
 
 }  // namespace kelda::tools

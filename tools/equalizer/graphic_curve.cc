@@ -52,7 +52,7 @@ GraphicCurve GraphicCurve::Parse(std::string_view text, bool decimal_commas) {
     SkipBlanks(&piece);
     if (!piece.empty()) curve.points_.push_back(ParsePoint(piece, decimal_commas));
   }
-  if (curve.points_.empty()) throw std::invalid_argument("GraphicEQ without a point");
+  if (curve.points_.empty()) throw std::invalid_argument("GraphicEQ has no points");
   std::stable_sort(curve.points_.begin(), curve.points_.end(),
                    [](const Point& a, const Point& b) { return a.freq_hz < b.freq_hz; });
   const auto twice =

@@ -28,16 +28,16 @@ using upmix_lib::RoomParameters;
 constexpr ParameterMeaning kMusicMeanings[] = {
     {"centre_amount", "", "share of centred direct sound that moves to the centre speaker"},
     {"centre_level_db", "dB", "level of the centre speaker"},
-    {"wide_amount", "", "share of what is left in front that moves to the sides"},
-    {"direct_emphasis", "", "more keeps direct sound out of the surround speakers better"},
+    {"wide_amount", "", "share of the other front sound that moves to the sides"},
+    {"direct_emphasis", "", "higher values keep more direct sound out of the surround speakers"},
     {"ambience_amount", "", "share of the ambience that moves to the surround speakers"},
     {"surround_level_db", "dB", "level of the surround speakers"},
     {"back_share", "", "share of the surround power that goes to the back"},
     {"decorrelation", "", "decorrelation of the surround speakers from each other"},
     {"coherence_smoothing_ms", "ms", "time constant of the direct-ambient estimate, at 1 kHz"},
     {"gain_smoothing_ms", "ms", "time constant of the gains of each band"},
-    {"bass_crossover_hz", "Hz", "below it no ambience leaves the front; 0: all of it may"},
-    {"output_gain_db", "dB", "level of the whole"},
+    {"bass_crossover_hz", "Hz", "below it all ambience stays in front; 0: no limit"},
+    {"output_gain_db", "dB", "level of the whole output"},
 };
 
 constexpr ParameterMeaning kCinemaMeanings[] = {
@@ -46,24 +46,24 @@ constexpr ParameterMeaning kCinemaMeanings[] = {
     {"surround_amount", "", "share of the ambience that moves to the surround speakers"},
     {"surround_level_db", "dB", "level of the surround speakers"},
     {"back_share", "", "share of the surround power that goes to the back"},
-    {"width", "", "share of what is left in front that moves to the sides"},
-    {"bass_crossover_hz", "Hz", "below it the sound goes past the HRIRs, in mono"},
-    {"bass_level_db", "dB", "level of what is below the crossover"},
+    {"width", "", "share of the other front sound that moves to the sides"},
+    {"bass_crossover_hz", "Hz", "below it the sound bypasses the HRIRs, in mono"},
+    {"bass_level_db", "dB", "level of the sound below the crossover"},
     {"room_level_db", "dB", "level of the room's late tail; -80: no tail"},
     {"room_decay_s", "s", "time in which the tail decays by 60 dB"},
     {"room_early_level_db", "dB", "level of the room's first reflections; -80: none"},
-    {"output_gain_db", "dB", "level of the whole"},
+    {"output_gain_db", "dB", "level of the whole output"},
 };
 
 constexpr ParameterMeaning kLevelMeanings[] = {
     {"target_lufs", "LUFS", "loudness that levelling steers towards"},
     {"strength", "", "share of the distance to the target that is corrected"},
-    {"max_boost_db", "dB", "most that levelling amplifies"},
-    {"max_cut_db", "dB", "most that levelling attenuates"},
-    {"max_limiting_db", "dB", "most that a boost makes the limiter take off the peaks"},
+    {"max_boost_db", "dB", "largest gain of levelling"},
+    {"max_cut_db", "dB", "largest attenuation of levelling"},
+    {"max_limiting_db", "dB", "largest limiting of the peaks that a boost may cause"},
     {"boost_db_per_s", "dB/s", "fastest rise of the levelling gain"},
     {"cut_db_per_s", "dB/s", "fastest fall of the levelling gain"},
-    {"window_s", "s", "length of the programme that the loudness is measured over"},
+    {"window_s", "s", "length of the programme over which the loudness is measured"},
     {"ceiling_dbtp", "dBTP", "true-peak ceiling of the output"},
     {"limiter_release_ms", "ms", "time constant of the limiter's recovery"},
 };
@@ -72,11 +72,11 @@ constexpr ParameterMeaning kRoomMeanings[] = {
     {"early_level_db", "dB", "energy of the first reflections, relative to the direct sound's"},
     {"late_level_db", "dB", "energy of the late tail, relative to the direct sound's"},
     {"decay_s", "s", "time in which the tail decays by 60 dB, at low and middle frequencies"},
-    {"size_m", "m", "length of the room: the reflections' delays follow from it"},
-    {"damping_hz", "Hz", "where the tail decays twice as fast"},
+    {"size_m", "m", "length of the room, which sets the delays of the reflections"},
+    {"damping_hz", "Hz", "frequency at which the tail decays twice as fast"},
 };
 
-// Every field has its meaning, in the same order, but for the reserved ones at the end.
+// Whether every field, except the reserved ones at the end, has a meaning, in the same order.
 constexpr bool Complete(std::span<const ParameterField> fields,
                         std::span<const ParameterMeaning> meanings) {
   for (std::size_t i = 0; i < fields.size(); ++i) {

@@ -1,8 +1,8 @@
-// The tuning parameters as their users know them: key, unit, meaning, range, default.
+// The tuning parameters with their key, unit, meaning, range and default.
 //
-// Ranges, defaults and places in the file are the signal library's own tables; this adds
-// what a person needs. Presets are read and templates printed by these sets, and files are
-// shown by them.
+// Ranges, defaults and places in the file come from the signal library's own tables; units and
+// meanings are added here. Reading presets, printing templates and showing files all use these
+// sets.
 #ifndef KELDA_TOOLS_PRESETS_PARAMETER_SETS_H_
 #define KELDA_TOOLS_PRESETS_PARAMETER_SETS_H_
 
@@ -20,8 +20,8 @@ struct ParameterMeaning {
   const char* text;
 };
 
-// A struct of floats that is tuned as a whole. `meanings` has the fields' order and leaves
-// the reserved ones, at the struct's end, out.
+// A struct of floats that is tuned as a whole. `meanings` has the order of `fields` and leaves out
+// the reserved fields at the end.
 struct ParameterSet {
   const char* name;                 // "upmix", as in `kelda tune upmix`
   const char* title;                // "Music upmix"
@@ -38,7 +38,7 @@ const ParameterSet& CinemaParameterSet();
 const ParameterSet& LevelParameterSet();
 const ParameterSet& RoomParameterSet();
 
-// The value of a field in `parameters`, a whole struct.
+// Read and write one field of `parameters`, which is a whole struct.
 float ReadParameter(std::span<const std::byte> parameters, const upmix_lib::ParameterField& field);
 void WriteParameter(std::span<std::byte> parameters, const upmix_lib::ParameterField& field,
                     float value);

@@ -27,7 +27,8 @@ std::string KnownKeys(const ParameterSet& set) {
   return keys;
 }
 
-// Takes one key of the preset over, or adds what is wrong with it.
+// Writes the value of one key of the preset to `parameters`, or adds what is wrong with it to
+// `*problems`.
 void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
           std::span<std::byte> parameters, FileProblems* problems) {
   for (std::size_t i = 0; i < set.meanings.size(); ++i) {
@@ -40,7 +41,8 @@ void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
       problems->Add(LineOf(node), what + allowed + ")");
     };
     if (!node.is_number()) return refuse("not a number");
-    // As a float, which the file holds: so a limit that is none in binary can be reached.
+    // Compared as floats, as the file holds them: a preset can then have a limit like 0.1, which is
+    // not exact in binary.
     const auto value = static_cast<float>(NumberOf(node));
     if (!(value >= field.min && value <= field.max)) return refuse("out of range");
     WriteParameter(parameters, field, value);
@@ -74,7 +76,7 @@ std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const Par
 std::string PresetTemplate(const ParameterSet& set) {
   std::string text = "# " + std::string(set.title) +
                      ": every parameter with its default.\n"
-                     "# Take the '#' away from what is to differ.\n";
+                     "# Remove the '#' of a parameter to change it.\n";
   for (std::size_t i = 0; i < set.meanings.size(); ++i) {
     const ParameterMeaning& meaning = set.meanings[i];
     text.append("\n# ").append(meaning.text).append("; ");

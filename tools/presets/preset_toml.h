@@ -1,4 +1,4 @@
-// Presets: tuning parameters as a TOML file, one key a parameter.
+// Presets: tuning parameters as a TOML file, with one key for each parameter.
 #ifndef KELDA_TOOLS_PRESETS_PRESET_TOML_H_
 #define KELDA_TOOLS_PRESETS_PRESET_TOML_H_
 
@@ -11,9 +11,9 @@
 
 namespace kelda::tools {
 
-// The struct of `set` that `preset` describes, sealed if the set has a file of its own.
-// Parameters that the preset leaves out have their defaults. Throws FileFailure with every
-// key that is unknown, no number, or out of range.
+// The struct of `set` that `preset` describes, sealed if the set has a file of its own. Parameters
+// that the preset leaves out have their defaults. Throws FileFailure with every key that is
+// unknown, is not a number, or is out of range.
 std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const ParameterSet& set);
 
 // The struct with all defaults.

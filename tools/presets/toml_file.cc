@@ -22,7 +22,7 @@ toml::table ReadToml(const std::filesystem::path& path) {
 std::size_t LineOf(const toml::node& node) { return node.source().begin.line; }
 
 double NumberOf(const toml::node& node) {
-  // Not value<double>, which has none for integers that a double cannot hold exactly.
+  // Not value<double>, which returns nothing for an integer that a double cannot hold exactly.
   const auto* const integer = node.as_integer();
   return integer != nullptr ? static_cast<double>(integer->get()) : node.as_floating_point()->get();
 }

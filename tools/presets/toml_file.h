@@ -6,14 +6,14 @@
 #include <filesystem>
 #include <string>
 
-// Debian has it as headers only. Its parser asserts what a damaged text ("[@]") does not
-// keep, and refuses that text a line later: without the assertions it does.
+// The library is used as headers only. A damaged text like "[@]" fails an assertion of its parser,
+// which would refuse the text one line later. So its assertions are switched off.
 #pragma push_macro("NDEBUG")
 #undef NDEBUG
 #define TOML_ASSERT(expr) static_cast<void>(0)
 #include <toml++/impl/preprocessor.h>
-// Asked whether a letter like the "é" outside of a string is white space, it declares that
-// nobody asks: the answer is no.
+// For a letter like "é" outside of a string, its test for white space reaches TOML_UNREACHABLE. The
+// right result there is false.
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE
 #define TOML_UNREACHABLE return false
@@ -24,7 +24,8 @@
 
 namespace kelda::tools {
 
-// Throws FileFailure: unreadable, larger than 1 MiB, or no TOML (with the line).
+// Throws FileFailure if the file cannot be read, is larger than 1 MiB, or is not TOML (with the
+// line).
 toml::table ReadToml(const std::filesystem::path& path);
 
 std::size_t LineOf(const toml::node& node);
@@ -32,8 +33,8 @@ std::size_t LineOf(const toml::node& node);
 // The value of an integer or a float.
 double NumberOf(const toml::node& node);
 
-// A value as the user may have written it, for messages; "a table" and the like for what
-// has no short form.
+// A value for messages, as the user may have written it; "a table" or "an array" instead of their
+// contents.
 std::string Shown(const toml::node& node);
 
 }  // namespace kelda::tools

@@ -10,8 +10,8 @@
 
 namespace kelda::tools {
 
-// Takes the keys of a table one by one. A value of another type or out of range, and at
-// the end a key that nobody took, is added to the problems and otherwise as if not there.
+// Takes the keys of a table one by one. A value of the wrong type or out of range is added to the
+// problems and then treated as missing. RefuseOtherKeys adds the keys that were not taken.
 class TomlReader {
  public:
   // `path` names the table in messages: "hrtf.standard", or empty for the whole file.
@@ -19,7 +19,7 @@ class TomlReader {
       : table_(table), path_(std::move(path)), problems_(problems) {}
 
   std::optional<std::string> Text(const char* key);
-  // Adds a problem if the key is not there; then empty.
+  // Adds a problem and returns an empty text if the key is missing.
   std::string RequiredText(const char* key);
   std::optional<bool> Flag(const char* key);
   std::optional<double> Number(const char* key, double min, double max);
