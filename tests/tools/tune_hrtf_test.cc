@@ -143,7 +143,7 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
       {"its receivers are not two ears\n", [](Contents c) { c.first_receiver_y_m = -0.09; }},
       {"its sampling rate is out of range (22050 Hz, 32000 to 384000 Hz)\n",
        [](Contents c) { c.rate_hz = 22050; }},
-      {"its responses hold a value that is no number\n",
+      {"its responses hold NaN or infinity\n",
        [](Contents c) { c.measurements[0].responses[0][5] = std::nan(""); }},
       {"it holds no measurement\n", [](Contents c) { c.measurements.clear(); }},
       {"its responses are silent\n",
@@ -152,7 +152,7 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
        }},
       {"Data.Delay is out of range (-1 samples, 0 to 48000)\n",
        [](Contents c) { c.measurements[0].delays[0] = -1; }},
-      {"the interaural delay at azimuth 0 is not a head's (4167 us, at most 1000 us)\n",
+      {"the interaural delay at azimuth 0 is too long for a head (4167 us, at most 1000 us)\n",
        [](Contents c) { c.measurements[72].delays[1] = 200; }},
       {"no measurements around azimuth 90, elevation 0 degrees (the nearest is ",
        [](Contents c) {

@@ -40,18 +40,18 @@ class Gains {
     return *std::max_element(gains_db.begin(), gains_db.end());
   }
 
-  // Mean distance of both ears from the other ears of the mirrored loudspeaker.
+  // How much both ears differ from the opposite ears of the mirrored loudspeaker, on average.
   double Asymmetry_db(std::size_t plane) const {
     const auto mirrored = static_cast<std::size_t>(kMirrored[plane]);
     return 0.5 * (Distance_db(at(plane, 0), at(mirrored, 1)) +
                   Distance_db(at(plane, 1), at(mirrored, 0)));
   }
 
-  // Mean distance of the ears from each other.
+  // How much the two ears differ from each other, on average.
   double Interaural_db(std::size_t plane) const { return Distance_db(at(plane, 0), at(plane, 1)); }
 
  private:
-  // Mean, 200 Hz to 16 kHz; each octave counts alike.
+  // The mean difference from 200 Hz to 16 kHz; every octave has the same weight.
   static double Distance_db(const Power& a_db, const Power& b_db) {
     constexpr double kBinHz = double{upmix_lib::kSampleRateHz} / kFftSize;
     double sum = 0, weights = 0;
@@ -80,8 +80,8 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
   const auto azimuth_deg = double{kPlaneDirections[plane].azimuth_deg};
   const double interaural_us = Interaural_us(origin);
   if (std::abs(interaural_us) > kMaxInterauralDelay_us) {
-    problems->Add(0, Format("the interaural delay at azimuth %g is not a head's (%.0f us, at most "
-                            "%g us)",
+    problems->Add(0, Format("the interaural delay at azimuth %g is too long for a head (%.0f us, "
+                            "at most %g us)",
                             azimuth_deg, std::abs(interaural_us), kMaxInterauralDelay_us));
   } else if (interaural_us * azimuth_deg < 0) {
     problems->Add(0, Format("the ears are exchanged: sound from azimuth %g reaches the farther ear "
@@ -103,8 +103,8 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
   }
 }
 
-// What ears that hear hardly any difference, of delay or level, mean for the listener. The
-// limits are what can just be heard (Blauert, "Spatial Hearing", 1997).
+// A warning if the ears differ too little in delay, or in delay and level, to give a direction. The
+// limits are the smallest differences that can be heard (Blauert, "Spatial Hearing", 1997).
 std::string DirectionWarning(double longest_us, double apart_db) {
   constexpr double kJustHeard_us = 10, kJustHeard_db = 0.5;
   if (longest_us >= kJustHeard_us) return "";

@@ -54,7 +54,8 @@ double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz) {
       peak_s = step * kStep_s;
     }
   }
-  // Band-limited to 1.5 kHz, the peak is a parabola across a step on either side.
+  // Nothing above 1.5 kHz takes part, so that the peak is a parabola from one step before it to one
+  // step after it.
   const double before = correlation(peak_s - kStep_s), after = correlation(peak_s + kStep_s);
   const double bend = before - 2.0 * peak + after;
   return peak_s + (bend < 0 ? kStep_s * std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0);

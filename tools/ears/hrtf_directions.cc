@@ -40,8 +40,9 @@ struct Candidate {
 
 using Weights = std::vector<double>;
 
-// The weights, none below zero, with which `corners` point at `target`; nothing if it is
-// outside.
+// The weights with which the directions of `corners` add up to that of `target`. Returns nothing if
+// a weight would be negative, which means that `target` is outside, or if the corners are too close
+// to a line.
 std::optional<Weights> WeightsOn(std::span<const Candidate* const> corners, const Vector& target) {
   constexpr double kFlat = 1e-6, kRounding = 1e-9;
   Weights weights;
@@ -73,7 +74,7 @@ std::optional<Weights> WeightsOn(std::span<const Candidate* const> corners, cons
   return weights;
 }
 
-// The arc or triangle around `target` whose corners are, weighted, the closest.
+// The arc or triangle around `target` with the smallest weighted distance of its corners.
 std::vector<WeightedMeasurement> Surrounding(std::span<const Candidate> candidates,
                                              const Vector& target) {
   std::vector<WeightedMeasurement> best;

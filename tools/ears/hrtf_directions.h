@@ -1,4 +1,4 @@
-// Which measurements stand for a direction that may lie between them.
+// Chooses the measurements for a direction, which may lie between them.
 #ifndef KELDA_TOOLS_EARS_HRTF_DIRECTIONS_H_
 #define KELDA_TOOLS_EARS_HRTF_DIRECTIONS_H_
 
@@ -23,16 +23,18 @@ inline constexpr double kSameDirection_deg = 0.5;
 inline constexpr double kFarthestNeighbour_deg = 15.0;
 inline constexpr double kFarthestAlone_deg = 5.0;
 
-// One measurement if it is within kSameDirection_deg of `direction`; else the two or three
-// whose arc or triangle on the sphere holds it, each within kFarthestNeighbour_deg, and
-// the closest of such (weights as in V. Pulkki, "Virtual sound source positioning using
-// vector base amplitude panning", 1997); else the nearest within kFarthestAlone_deg.
-// Nearest first. Empty if there is none.
+// The measurements for `direction`, the nearest first:
+// - the nearest alone, if it is within kSameDirection_deg;
+// - else the closest two or three, each within kFarthestNeighbour_deg, whose arc or triangle on the
+//   sphere contains `direction` (weights as in V. Pulkki, "Virtual sound source positioning using
+//   vector base amplitude panning", 1997);
+// - else the nearest alone, if it is within kFarthestAlone_deg;
+// - else none.
 std::vector<WeightedMeasurement> MeasurementsAt(std::span<const upmix_lib::HrirPlane> measured,
                                                 const upmix_lib::HrirPlane& direction);
 
-// The share of the sphere that each measurement is the nearest to, and with them the share
-// of the sphere that is within kFarthestNeighbour_deg of any.
+// For each measurement, the share of the sphere that is nearer to it than to any other. Only the
+// part of the sphere within kFarthestNeighbour_deg of a measurement counts.
 struct SphereShares {
   std::vector<double> of_measurement;
   double covered;  // their sum, 0..1

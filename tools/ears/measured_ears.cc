@@ -64,7 +64,7 @@ std::string Attribute(const MYSOFA_HRTF& hrtf, const char* name) {
   std::string key = name;
   const char* value = mysofa_getAttribute(hrtf.attributes, key.data());
   std::string text = value != nullptr ? value : "";
-  // It is shown, and stored in the file.
+  // Without control characters, because the text is printed and stored in the file.
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   return text;
@@ -111,8 +111,8 @@ void CheckValues(const MYSOFA_HRTF& hrtf) {
     return std::all_of(array.values, array.values + array.elements,
                        [](float value) { return std::isfinite(value); });
   };
-  if (!finite(hrtf.DataIR)) throw Unusable("its responses hold a value that is no number");
-  if (!finite(hrtf.SourcePosition)) throw Unusable("its positions hold a value that is no number");
+  if (!finite(hrtf.DataIR)) throw Unusable("its responses hold NaN or infinity");
+  if (!finite(hrtf.SourcePosition)) throw Unusable("its positions hold NaN or infinity");
   if (std::all_of(hrtf.DataIR.values, hrtf.DataIR.values + hrtf.DataIR.elements,
                   [](float value) { return value == 0.0f; })) {
     throw Unusable("its responses are silent");
@@ -167,12 +167,13 @@ MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
 MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
   const std::string name = path.string();
   try {
-    // Asked before: libmysofa would wait for a pipe.
+    // Checked first, because libmysofa would wait for a pipe.
     if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
       throw Unusable("cannot be read: " + reason);
     }
     int error = MYSOFA_OK;
-    // Tried in a child before: damaged files make libmysofa crash, or read on for minutes.
+    // Tried in a child process first, because damaged files make libmysofa crash or read for
+    // minutes.
     const ChildEnd trial =
         RunInChild([&] { return Hrtf(mysofa_load(name.c_str(), &error)) != nullptr; }, kMaxLoadS);
     if (!trial.returned) throw Unusable("libmysofa fails to read it: " + trial.how);

@@ -19,7 +19,7 @@ struct MeasuredEars {
   std::size_t taps = 0;                          // per response
   std::vector<upmix_lib::HrirPlane> directions;  // of every measurement
   std::vector<float> responses;                  // [measurement][ear][tap]
-  std::vector<double> delays_s;                  // [measurement][ear], on top of the taps'
+  std::vector<double> delays_s;  // [measurement][ear], in addition to the delay in the taps
 
   std::span<const float> response(std::size_t measurement, std::size_t ear) const {
     return std::span(responses).subspan((measurement * upmix_lib::kEars + ear) * taps, taps);
@@ -29,12 +29,11 @@ struct MeasuredEars {
   }
 };
 
-// Reads a file of the conventions SimpleFreeFieldHRIR: finite responses of two ears, one
-// of them at least not silent, 32 to 384 kHz, 16 to 16384 taps, delays for the whole file
-// or for each measurement, spherical or Cartesian positions. Of sources at several
-// distances only those within a tenth of the farthest are kept. The first receiver is the
-// left ear unless the receivers' positions say otherwise. Throws FileFailure with the
-// reason and the limit.
+// Reads a file of the conventions SimpleFreeFieldHRIR: finite responses of two ears that are not
+// all silent, 32 to 384 kHz, 16 to 16384 taps, delays for the whole file or for each measurement,
+// spherical or Cartesian positions. If the sources are at several distances, only those at nine
+// tenths of the largest distance or more are kept. The first receiver is the left ear unless the
+// receivers' positions say otherwise. Throws Failure (input) with the reason and the limit.
 MeasuredEars ReadMeasuredEars(const std::filesystem::path& path);
 
 }  // namespace kelda::tools

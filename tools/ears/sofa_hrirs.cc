@@ -21,14 +21,14 @@ using upmix_lib::kSampleRateHz;
 
 constexpr std::size_t kTapsFftSize = 8192;
 
-// Bins as narrow as those of the taps, and room for the whole response twice.
+// Large enough for bins as narrow as those of the taps, and for twice the length of the response.
 std::size_t MeasuredFftSize(const MeasuredEars& sofa) {
   const auto as_narrow =
       static_cast<std::size_t>(kTapsFftSize * sofa.sample_rate_hz / kSampleRateHz);
   return std::bit_ceil(std::max(as_narrow, 2 * sofa.taps));
 }
 
-// What a direction has, before it is equalised.
+// What was measured for a direction, before it is equalised.
 struct Measured {
   Power power[kEars];
   double interaural_s;  // how much later the right ear hears it
@@ -58,7 +58,7 @@ class Designer {
   }
 
  private:
-  // The power mean of both ears over the sphere, as far as it was measured.
+  // The power mean of both ears over the measured part of the sphere.
   Power DiffuseField(const std::function<void(double)>& progress) const {
     constexpr std::size_t kBetweenReports = 32;
     Power mean(measured_.bins());
@@ -87,7 +87,7 @@ class Designer {
         ExitCode::kInput,
         name_ + ": " +
             Format("no measurements around azimuth %g, elevation %g degrees (the nearest is %.1f "
-                   "degrees away, at most %g, or %g on every side)",
+                   "degrees away; at most %g, or %g if there are some on every side)",
                    static_cast<double>(direction.azimuth_deg),
                    static_cast<double>(direction.elevation_deg), nearest_deg, kFarthestAlone_deg,
                    kFarthestNeighbour_deg));
@@ -144,7 +144,7 @@ class Designer {
       origin.nearest_deg = std::min(origin.nearest_deg, m.distance_deg);
       origin.farthest_deg = std::max(origin.farthest_deg, m.distance_deg);
     }
-    // Minimum phases of different magnitudes have a delay between them already.
+    // Between the minimum phases of different magnitudes there is already a delay.
     const double right_later_s =
         measured.interaural_s -
         Lag_s(spectra[0], spectra[1], double{kSampleRateHz} / static_cast<double>(tapped_.size()));
@@ -167,7 +167,7 @@ class Designer {
   const Power diffuse_;
 };
 
-// Cut to `bytes`, between characters of UTF-8.
+// `text`, cut to at most `bytes` bytes and not inside a character of UTF-8.
 std::string Cut(std::string text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;

@@ -1,4 +1,4 @@
-// From measured ears to the HRIR set that the virtualizer loads.
+// Makes the HRIR set that the virtualizer loads from measured ears.
 #ifndef KELDA_TOOLS_EARS_SOFA_HRIRS_H_
 #define KELDA_TOOLS_EARS_SOFA_HRIRS_H_
 
@@ -11,22 +11,22 @@
 
 namespace kelda::tools {
 
-// Of a free field; the library takes more, for rooms.
+// For responses of a free field. The library takes longer ones, for rooms.
 inline constexpr int kMinHrirTaps = 64, kMaxFreeFieldTaps = 1024;
 inline constexpr int kDefaultHrirTaps = 256;
 
 struct HrirOptions {
   int taps = kDefaultHrirTaps;
   bool symmetric = false;     // make the left and the right half of the head alike
-  double colour_removed = 0;  // share 0..1, see TameColour; for ears that are not one's own
-  std::string source;         // else what the file says
+  double colour_removed = 0;  // share 0..1, see TameColour; for ears that are not the listener's
+  std::string source;         // if empty, what the file says
   std::string licence;        // likewise
   upmix_lib::RoomParameters room = upmix_lib::RoomParameters();
 };
 
-// How one virtual loudspeaker came about.
+// How one virtual loudspeaker was made.
 struct HrirPlaneOrigin {
-  int measurements;    // that it was made from, for one ear
+  int measurements;    // how many it was made from, for each ear
   double nearest_deg;  // from its direction
   double farthest_deg;
   double interaural_s;            // how much later the right ear hears it
@@ -44,21 +44,20 @@ struct HrirDesign {
 //   measured --+--> magnitudes / diffuse-field mean --> less colour --> minimum phase --+
 //              +--> interaural delay ----------------------> delays the farther ear ---+--> taps
 //
-// - The power mean over the sphere takes the loudspeaker, the microphone and the ear
-//   canal out, so that headphones with a diffuse-field target sound neutral (Theile, "On
-//   the standardization of the frequency response of high-quality studio headphones",
-//   1986).
-// - Minimum phase and one delay stand for the measured phase (Kistler and Wightman, "A
-//   model of head-related transfer functions based on principal components analysis and
-//   minimum-phase reconstruction", 1992). The delay is such that the ears differ below
-//   1.5 kHz as they were measured. One ear has none at all: the virtualizer adds no
-//   latency.
+// - To divide by the power mean over the sphere removes the loudspeaker, the microphone and the
+//   ear canal, so that headphones with a diffuse-field target sound neutral (Theile, "On the
+//   standardization of the frequency response of high-quality studio headphones", 1986).
+// - Minimum phase and one delay replace the measured phase (Kistler and Wightman, "A model of
+//   head-related transfer functions based on principal components analysis and minimum-phase
+//   reconstruction", 1992). With this delay the ears differ below 1.5 kHz as measured. Only the
+//   farther ear is delayed, so that the virtualizer adds no latency.
 // - Between measurements the powers and the delays are interpolated, see MeasurementsAt.
 // - Level: the power of both ears together is that of the source, averaged over the
 //   sphere.
 //
-// `progress` is called with 0..1 now and then, and may throw. Throws FileFailure with
-// `name`, the file's, if a direction has no measurement near enough.
+// `progress` is called from time to time with the share that is done, 0..1, and may throw. Throws
+// Failure (input) if a direction has no measurement near enough. `name` is the file's name, for
+// messages.
 HrirDesign DesignHrirs(const MeasuredEars& sofa, const std::string& name,
                        const HrirOptions& options, const std::function<void(double)>& progress);
 

@@ -1,4 +1,4 @@
-// A measured pair of ears, from file to file.
+// Makes the file of an HRIR set from the file of measured ears.
 #ifndef KELDA_TOOLS_EARS_TUNED_HRIRS_H_
 #define KELDA_TOOLS_EARS_TUNED_HRIRS_H_
 
@@ -16,8 +16,8 @@ struct TunedHrirs {
   std::string report;           // the acceptance report
 };
 
-// Reads `sofa`, makes the set and checks it, with progress in the status line. Throws
-// FileFailure, Interrupted.
+// Reads `sofa`, makes the set and checks it, and shows its progress in the status line. Throws
+// Failure and Interrupted.
 TunedHrirs TuneHrirs(const std::filesystem::path& sofa, const HrirOptions& options);
 
 // The room of a preset; the default room if `preset` is empty. Throws FileFailure.
