@@ -212,7 +212,7 @@ TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {
       ":2: hrtf.standard.sofa is missing",
       ":3: hrtf.standard.taps is out of range (2000, 64 to 1024)",
       ":4: hrtf.standard.symmetric is neither true nor false (1)",
-      ":1: bluetooth is missing: which ears and equalizer it has",
+      ":1: bluetooth is missing; it names the ears and the equalizer of the device",
       ":5: hrtf.standard.room cannot be read: '" + folder_ / "room.toml'" + kMissing,
       ":7: music.personalized cannot be read: '" + folder_ / "none/music.toml'" + kMissing,
       ":9: level.music cannot be read: '" + folder_ / ".': not a regular file",

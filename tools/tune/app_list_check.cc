@@ -25,7 +25,7 @@ const char* NameOf(UpmixMode mode) {
   }
 }
 
-// Android's package names are Java package names of two parts at least.
+// Android's package names are Java package names with at least two parts.
 bool MayBePackage(std::string_view name) {
   const auto part = [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||

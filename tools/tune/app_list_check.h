@@ -1,4 +1,4 @@
-// What the engine makes of a list of tuned applications, line by line.
+// Checks a list of tuned applications: what the engine does with each line.
 #ifndef KELDA_TOOLS_TUNE_APP_LIST_CHECK_H_
 #define KELDA_TOOLS_TUNE_APP_LIST_CHECK_H_
 
@@ -15,12 +15,12 @@ inline constexpr std::size_t kMaxAppListBytes = std::size_t{16} << 20;
 struct AppListCheck {
   std::string report;     // a line for each line of the list, "name:line: ..."
   std::size_t entries;    // applications that the list tunes
-  FileProblems rejected;  // lines that the engine rejects with a warning, and its words
+  FileProblems rejected;  // lines that the engine rejects, with its warnings
   FileProblems doubtful;  // entries for names that no application has
 };
 
-// Has the engine's own reader read every line of `list`, byte for byte what the file
-// holds. `name` is the file's, for the report.
+// Reads every line of `list`, which holds the bytes of the file, with the engine's own reader.
+// `name` is the name of the file, for the report.
 AppListCheck CheckAppList(const std::string& name, std::string_view list);
 
 }  // namespace kelda::tools

@@ -1,4 +1,4 @@
-// kelda tune: from the files that people have to the files that the phone reads.
+// kelda tune: makes the files that the phone reads from files that people have.
 #ifndef KELDA_TOOLS_TUNE_COMMAND_TUNE_H_
 #define KELDA_TOOLS_TUNE_COMMAND_TUNE_H_
 

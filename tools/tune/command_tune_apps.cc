@@ -40,13 +40,14 @@ void AddTuneAppsCommand(CLI::App* tune) {
                    "A line for each application: package name, comma, OFF, MUSIC or CINEMA")
       ->required()
       ->type_name("");
-  AddOutputOption(command, &arguments->output, "The list, as it is; else it is only checked");
+  AddOutputOption(command, &arguments->output,
+                  "Where to copy the list; if not given, it is only checked");
   command->add_flag("--keep-rejected", arguments->keep_rejected,
-                    "Copy a list with lines that the engine rejects, too");
-  command->footer(
-      TuneFooter("Says of every line what the engine does with it in mode auto. Applications that "
-                 "are not\nlisted play in music or cinema, as the player asks.\n",
-                 std::string("kelda tune apps applications.txt -o ") + tuning_file::kAppList.name));
+                    "Copy the list even if the engine rejects some lines");
+  command->footer(TuneFooter(
+      "Prints for every line what the engine does with it in mode auto. Applications that "
+      "are\nnot listed play in music or cinema, as the player asks.\n",
+      std::string("kelda tune apps applications.txt -o ") + tuning_file::kAppList.name));
   command->callback([arguments] { Run(*arguments); });
 }
 

@@ -43,16 +43,15 @@ void AddTuneBuildCommand(CLI::App* tune) {
   const auto arguments = std::make_shared<BuildArguments>();
   command
       ->add_option("PROJECT.toml", arguments->project,
-                   "Names ears, equalizers, presets and applications")
+                   "File that names the ears, equalizers, presets and applications")
       ->type_name("");
   AddOutputOption(command, &arguments->output, "The directory");
   command->add_flag("--template", arguments->show_template,
                     "Print a commented project, and do nothing else");
   command->add_flag("--quiet", arguments->quiet, "Print no report");
   command->footer(TuneFooter(
-      "The directory appears whole or not at all. One that is there is replaced only if every "
-      "file\n"
-      "in it is as an earlier build left it.\n",
+      "The directory is written whole or not at all. An existing directory is replaced only if\n"
+      "every file in it is as an earlier build left it.\n",
       "kelda tune build --template > project.toml\n  kelda tune build project.toml -o tuning"));
   command->callback([arguments] { Run(*arguments); });
 }

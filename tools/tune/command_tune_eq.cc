@@ -42,9 +42,10 @@ void AddTuneEqCommand(CLI::App* tune) {
   AddOutputOption(command, &arguments->output, "The equalizer file")->required();
   command->footer(TuneFooter(
       "Known lines: Preamp, Filter (PK, LS, LSC, HS, HSC, LP, HP, BP, NO; Q or BW Oct) and\n"
-      "GraphicEQ. Others are named in a warning; Channel, Device, Include, If, Convolution and\n"
-      "their like, without which the other lines would mean something else, are refused.\n"
-      "In a text with decimal commas 10.000 Hz are ten thousand.\n"
+      "GraphicEQ. Other lines are skipped with a warning. Channel, Device, Include, If, "
+      "Convolution\n"
+      "and the like are refused, because the other lines would mean something else without them.\n"
+      "In a text with decimal commas, 10.000 Hz means ten thousand hertz.\n"
       "Filters become bands; a GraphicEQ, or more than 64 filters, becomes a minimum-phase FIR.\n",
       "kelda tune eq 'HD 600 ParametricEQ.txt' -o personalized.ba"));
   command->callback([arguments] { Run(*arguments); });

@@ -42,10 +42,11 @@ void AddTuneHrtfCommand(CLI::App* tune) {
   HrirOptions& options = arguments->options;
   command
       ->add_option("EARS.sofa", arguments->sofa,
-                   "AES69 file of the conventions SimpleFreeFieldHRIR")
+                   "SOFA file (AES69) of the conventions SimpleFreeFieldHRIR")
       ->type_name("");
   AddOutputOption(command, &arguments->output, "The HRIR set");
-  command->add_option("--room", arguments->room, "Preset of the room; else the default room")
+  command
+      ->add_option("--room", arguments->room, "Preset of the room; if not given, the default room")
       ->type_name("ROOM.toml");
   command->add_option("--taps", options.taps, "Length of each response, 64 to 1024 (256)")
       ->type_name("COUNT")
@@ -54,20 +55,23 @@ void AddTuneHrtfCommand(CLI::App* tune) {
                     "Make the left and the right half of the head alike");
   command
       ->add_option("--less-colour", options.colour_removed,
-                   "Share 0 to 1 of the colour common to both ears that is taken out (0); about\n"
-                   "0.5 for ears that are not the listener's own")
+                   "Share of the colour common to both ears to remove, 0 to 1 (0); about 0.5 for\n"
+                   "ears that are not the listener's own")
       ->type_name("SHARE")
       ->check(CLI::Range(0.0, 1.0));
-  command->add_option("--source", options.source, "Who measured what; else as the file says")
+  command
+      ->add_option("--source", options.source, "Who measured what; if not given, as the file says")
       ->type_name("TEXT");
-  command->add_option("--licence", options.licence, "Of the measurement; else as the file says")
+  command
+      ->add_option("--licence", options.licence,
+                   "Licence of the measurement; if not given, as the file says")
       ->type_name("TEXT");
   command->add_flag("--room-template", arguments->room_template,
                     "Print a preset of the room with every key, its range and default, and do\n"
                     "nothing else");
   command->footer(
-      TuneFooter("Prints an acceptance report. Ears that cannot serve are refused with the reason "
-                 "and the limit.\n",
+      TuneFooter("Prints an acceptance report. Ears that cannot be used are refused, with the "
+                 "reason and the limit.\n",
                  "kelda tune hrtf my-ears.sofa -o personalized.hki"));
   command->callback([arguments] { Run(*arguments); });
 }

@@ -33,7 +33,7 @@ void AddCommand(CLI::App* tune, const ParameterSet& set, const std::string& help
                 const kelda::TuningFile& file) {
   CLI::App* const command = tune->add_subcommand(set.name, help);
   const auto arguments = std::make_shared<PresetArguments>();
-  command->add_option("PRESET.toml", arguments->preset, "Keys as --template shows them")
+  command->add_option("PRESET.toml", arguments->preset, "File with the keys that --template shows")
       ->type_name("");
   AddOutputOption(command, &arguments->output, "The parameter file");
   command->add_flag("--template", arguments->show_template,

@@ -18,9 +18,9 @@ struct TuningBuild {
 // Takes whole lines, without a line end after the last.
 using WarningReceiver = std::function<void(const std::string& lines)>;
 
-// Makes every file of a tuning directory, in memory. One equalizer for both devices is in
-// "personalized.ba", two are in "wired.ba" and "bluetooth.ba". Throws Failure for the first
-// source that cannot be used, Interrupted.
+// Makes every file of a tuning directory, in memory. If both devices have the same equalizer, it
+// becomes "personalized.ba"; otherwise they become "wired.ba" and "bluetooth.ba". Throws Failure
+// for the first source that cannot be used, and Interrupted.
 TuningBuild BuildTuning(const TuningProject& project, const WarningReceiver& warn);
 
 }  // namespace kelda::tools

@@ -24,8 +24,8 @@ constexpr std::size_t kMaxNameShown = 255;
 
 std::error_code LastError() { return {errno, std::generic_category()}; }
 
-// Where a new set is made and an old one waits for its end: a new directory beside `target`,
-// which goes at the end with what is left in it.
+// A new directory beside `target`, in which the new set is made and into which the old one is
+// moved. The destructor removes it, with everything that is left in it.
 class Workspace {
  public:
   explicit Workspace(const fs::path& target) : path_(target.string() + ".new-XXXXXX") {
@@ -43,7 +43,7 @@ class Workspace {
 
   fs::path fresh() const { return fs::path(path_) / "fresh"; }
   fs::path old() const { return fs::path(path_) / "old"; }
-  // Whether it stays at the end.
+  // Whether the destructor keeps it.
   void Keep(bool keep) { keep_ = keep; }
 
  private:
@@ -51,7 +51,7 @@ class Workspace {
   bool keep_ = false;
 };
 
-// The directory that `path` names, through links, whether it is there or not.
+// The directory that `path` names, with links followed. It need not exist.
 fs::path Target(const fs::path& path) {
   constexpr int kMostLinks = 40;  // as the kernel
   // Without a trailing '/', which would make the workspace a child.
@@ -109,8 +109,8 @@ void WriteFile(const fs::path& path, std::span<const std::byte> bytes) {
   }
 }
 
-// Gives the workspace's fresh directory the place of `target`, and takes `target`, if it is
-// there, into the workspace.
+// Moves the workspace's fresh directory to `target`, and `target`, if it exists, into the
+// workspace.
 void TakePlace(const fs::path& target, Workspace* workspace) {
   if (!fs::exists(target)) {
     fs::rename(workspace->fresh(), target);
@@ -123,12 +123,12 @@ void TakePlace(const fs::path& target, Workspace* workspace) {
   if (errno != EINVAL && errno != ENOSYS) {
     throw fs::filesystem_error("", target, LastError());
   }
-  // A file system that cannot exchange.
+  // The file system cannot exchange directories.
   fs::rename(target, workspace->old());
   std::error_code failure;
   fs::rename(workspace->fresh(), target, failure);
   if (failure) {
-    workspace->Keep(true);  // the old set is in it until it has its place again
+    workspace->Keep(true);  // the old set is in it until it is back in its place
     fs::rename(workspace->old(), target);
     workspace->Keep(false);
     throw fs::filesystem_error("", target, failure);

@@ -13,16 +13,16 @@ struct TuningFile {
   std::vector<std::byte> bytes;
 };
 
-// The file in which a directory says what of it was made here. It is not tuning.
+// The file that lists which files of a directory were made here. It is not a tuning file.
 inline constexpr const char* kTuningManifest = ".kelda-tune-build";
 
-// Makes `directory` hold exactly `files`, and the manifest. The set is written beside it and
-// exchanged with it, so that a reader finds the old set or the new one, but never a mixture. (Where
-// the file system cannot exchange, for an instant it finds none.)
+// Makes `directory` hold exactly `files` and the manifest. The set is written beside it and
+// exchanged with it, so that a reader finds the old set or the new one, but never a mixture. (If
+// the file system cannot exchange directories, a reader finds none for an instant.)
 //
-// A directory that stands there is replaced only if every file in it is as an earlier call
-// left it, by name and checksum: another's files are never lost. A link to a directory
-// stands for the directory. Throws Failure (output), Interrupted, and leaves what was there.
+// An existing directory is replaced only if every file in it has the name and the checksum that an
+// earlier call gave it, so that nobody else's files are lost. A link to a directory is followed.
+// Throws Failure (output) and Interrupted; what was there then stays as it was.
 void WriteTuningDirectory(const std::filesystem::path& directory,
                           const std::vector<TuningFile>& files);
 

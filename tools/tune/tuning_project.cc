@@ -86,7 +86,7 @@ class ProjectReader {
     for (const char* name : kDevices) {
       auto table = root_.Table(name);
       if (!table) {
-        root_.Refuse(name, "is missing: which ears and equalizer it has");
+        root_.Refuse(name, "is missing; it names the ears and the equalizer of the device");
         continue;
       }
       TuningProject::Device& device = project->devices[name];
@@ -114,22 +114,22 @@ TuningProject ReadTuningProject(const fs::path& path) {
 }
 
 std::string ProjectTemplate() {
-  return R"(# A tuning directory. Paths are relative to this file. Take the '#' away from what is to
-# differ from its default.
+  return R"(# A tuning directory. Paths are relative to this file. Remove the '#' of a line to
+# change its default.
 
 # Which applications play in which mode: lines "package,OFF", ",MUSIC" or ",CINEMA".
 applications = "applications.txt"
 
-# Ears, as *.sofa files. Of standard, personalized and speaker those that are given are
-# made; each is one of the types that a listener can choose.
+# Ears, as *.sofa files: a table for each of the HRTF types standard, personalized and speaker
+# that the listener is to have.
 [hrtf.standard]
 sofa = "ears.sofa"
-#room = "room.toml"        # see `kelda tune hrtf --room-template`; else the default room
+#room = "room.toml"        # see `kelda tune hrtf --room-template`; if not given, the default room
 #taps = 256                # length of each response, 64 to 1024
 #symmetric = false         # make the left and the right half of the head alike
-#less_colour = 0.0         # share of the colour common to both ears to take out, 0 to 1
-#source = ""               # who measured what; else as the file says
-#licence = ""              # of the measurement; else as the file says
+#less_colour = 0.0         # share of the colour common to both ears to remove, 0 to 1
+#source = ""               # who measured what; if not given, as the file says
+#licence = ""              # of the measurement; if not given, as the file says
 
 #[hrtf.personalized]
 #sofa = "my-ears.sofa"
@@ -143,7 +143,7 @@ equalizer = "wired ParametricEQ.txt"
 hrtf = "standard"
 equalizer = "bluetooth ParametricEQ.txt"
 
-# Presets, see `kelda tune upmix --template` and so on; else the defaults. "standard" is
+# Presets, see `kelda tune upmix --template` and so on; if not given, the defaults. "standard" is
 # for the HRTF types standard and speaker.
 [music]
 #standard = "music.toml"

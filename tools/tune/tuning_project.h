@@ -10,8 +10,7 @@
 
 namespace kelda::tools {
 
-// A path is empty where the project names none. Relative ones are taken from the folder
-// of the project.
+// A path is empty where the project names none. Relative paths start at the folder of the project.
 struct TuningProject {
   struct Ears {
     std::filesystem::path sofa;
