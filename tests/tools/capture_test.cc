@@ -232,7 +232,7 @@ TEST_F(Capture, ListsForAReader) {
   const ProgramResult result = Succeed({"capture", folder_ / "capture.pcm", "--list", "2"});
   for (const char* text :
        {"48000 frames, 0:01.0000 at 48 kHz; 2 channels, interleaved (guessed: ",
-        "cut off: the last 3 bytes", "Discontinuities: 3\n  0:00.2083  frame 10000 ",
+        "cut off: its last 3 bytes", "Discontinuities: 3\n  0:00.2083  frame 10000 ",
         "784 frames into a period", "  and 1 more\n", "Clipping: none"}) {
     EXPECT_TRUE(Holds(result.out, text));
   }

@@ -1,4 +1,4 @@
-// What a capture shows: levels, and what should not be in it.
+// Measures the levels of a capture and finds its faults.
 #ifndef KELDA_TOOLS_CAPTURE_CAPTURE_ANALYSIS_H_
 #define KELDA_TOOLS_CAPTURE_CAPTURE_ANALYSIS_H_
 
@@ -24,11 +24,11 @@ struct CaptureEvent {
   int64_t frame;   // the first
   int64_t frames;  // how many
   int channel;     // -1: all
-  double value;    // what it is depends on the kind
+  double value;    // its meaning depends on the kind of event
 };
 
-// Events in order of time. A capture that consists of nothing else would fill the
-// memory with them: beyond kMost they are only counted.
+// Events in order of time. After the first kMost they are only counted, so that a capture that is
+// full of them does not fill the memory.
 struct CaptureEvents {
   static constexpr size_t kMost = 10000;
   std::vector<CaptureEvent> listed;
@@ -64,7 +64,7 @@ class CaptureAnalysis {
   // Takes the next frames and replaces their NaNs and infinities by 0.
   void Add(std::vector<float>* interleaved);
 
-  // Everything that was found. Once, at the end.
+  // Returns everything that was found. To be called once, at the end.
   CaptureFindings Finish();
 
  private:
@@ -72,7 +72,7 @@ class CaptureAnalysis {
     double sum = 0;
     double sum_of_squares = 0;
     double last = 0;
-    int64_t equal = 0;  // how often the last value came in a row
+    int64_t equal = 0;  // how many times in a row the last value came
     CaptureEvent clipping{0, 0, 0, 0};
     StepDetector steps;
   };

@@ -8,8 +8,9 @@
 namespace kelda::tools {
 namespace {
 
-// How much smaller the steps must be than those of interleaved stereo, in energy, to
-// outweigh that the effect delivers stereo. Noise, whose steps tell nothing, has 1.
+// The effect delivers stereo. Another number of channels is chosen only if the energy of its steps
+// is below this share of the energy with interleaved stereo. For noise, whatever its layout, the
+// share is 1.
 constexpr double kClearlySmaller = 0.6;
 
 double Sample(float value) { return std::isfinite(value) ? static_cast<double>(value) : 0.0; }
@@ -25,8 +26,8 @@ double StepEnergy(std::span<const float> samples, size_t distance, size_t first,
   return count == 0 ? 0 : sum / static_cast<double>(count);
 }
 
-// Whether one channel's samples follow each other. In pairs of like channels the step
-// within a pair is much smaller than the step to the next pair.
+// Whether the samples are those of a single channel. In pairs of similar channels, the step within
+// a pair is much smaller than the step to the next pair.
 bool StepsAlike(std::span<const float> samples) {
   const double within = StepEnergy(samples, 1, 0, 2);
   const double between = StepEnergy(samples, 1, 1, 2);
@@ -40,7 +41,7 @@ bool JumpsAtPlanes(std::span<const float> samples) {
   if (samples.size() < kFewestSeams * kPlane) {
     return false;
   }
-  // Elsewhere: even and odd places, since in interleaved stereo they differ.
+  // The other places are even and odd ones, because these differ in interleaved stereo.
   double elsewhere = 0;
   for (const size_t place : {kPlane / 2, kPlane / 2 - 1, kPlane / 4, kPlane / 4 - 1}) {
     elsewhere = std::max(elsewhere, StepEnergy(samples, 1, place, kPlane));
@@ -48,11 +49,12 @@ bool JumpsAtPlanes(std::span<const float> samples) {
   return StepEnergy(samples, 1, kPlane - 1, kPlane) > 4 * elsewhere;
 }
 
-// From the first sample that is not 0 on: silence says nothing.
+// `samples` without the silence at their start, from which nothing can be guessed.
 std::span<const float> Sounding(std::span<const float> samples) {
   const auto first =
       std::find_if(samples.begin(), samples.end(), [](float value) { return Sample(value) != 0; });
-  // The position in the file decides which channel a sample belongs to.
+  // Only whole groups are removed, because the position in the file decides the channel of a
+  // sample.
   const auto skipped = static_cast<size_t>(first - samples.begin());
   constexpr size_t kPair = 2 * CaptureLayout::kPlaneFrames;
   return samples.subspan(skipped / kPair * kPair);

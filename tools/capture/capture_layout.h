@@ -1,4 +1,4 @@
-// How the samples of a raw capture are arranged: it has no header that says so.
+// How the samples of a raw capture are arranged. A capture has no header that says so.
 #ifndef KELDA_TOOLS_CAPTURE_CAPTURE_LAYOUT_H_
 #define KELDA_TOOLS_CAPTURE_CAPTURE_LAYOUT_H_
 
@@ -19,7 +19,7 @@ struct CaptureLayout {
   bool planar = false;
 
   static constexpr size_t kPlaneFrames = 1024;
-  // The frames that lie together, and so have to be read together.
+  // How many frames are stored together, and so have to be read together.
   size_t group_frames() const { return planar ? kPlaneFrames : 1; }
 
   bool operator==(const CaptureLayout&) const = default;
@@ -30,12 +30,11 @@ struct LayoutGuess {
   std::string reason;
 };
 
-// Guesses the layout from the capture's name and its first samples; a few thousand
-// of them tell. What neither tells is taken as the effect delivers it: interleaved
-// stereo.
+// Guesses the layout from the capture's name and its first samples; a few thousand are enough. If
+// neither shows the layout, the guess is what the effect delivers: interleaved stereo.
 //
-// Sound moves little from one frame to the next: of all numbers of channels the true
-// one makes the steps between neighbouring samples of a channel smallest.
+// Sound changes little from one frame to the next. So the steps between successive samples of a
+// channel are smallest with the true number of channels.
 LayoutGuess GuessLayout(const std::string& name, std::span<const float> samples);
 
 // "2 channels, interleaved", "2 channels, planar in blocks of 1024 frames".

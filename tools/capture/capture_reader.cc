@@ -20,7 +20,7 @@ constexpr size_t kReadFrames = 16 * CaptureLayout::kPlaneFrames;  // whole group
   throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + reason);
 }
 
-// As a number, each of these first bytes is one that no capture begins with.
+// No capture begins with one of these, read as a 32-bit float.
 constexpr struct {
   std::string_view begins;
   const char* what;
@@ -47,8 +47,8 @@ size_t FrameBytes(const CaptureLayout& layout) {
   return static_cast<size_t>(layout.channels) * sizeof(float);
 }
 
-// The whole frames among `bytes` bytes, of which only the last group may be cut off.
-// A group that was cut off holds the frames that its last plane begins with.
+// How many whole frames `bytes` bytes hold. Only the last group may be cut off; its whole frames
+// are those that its last plane has.
 size_t WholeFrames(const CaptureLayout& layout, size_t bytes) {
   if (!layout.planar) {
     return bytes / FrameBytes(layout);

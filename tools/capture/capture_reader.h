@@ -16,9 +16,8 @@ namespace kelda::tools {
 
 class CaptureReader {
  public:
-  // Opens the capture and reads its first samples. Throws Failure (input), also for a file
-  // that begins as one of a known audio format: its header and its samples would be taken for
-  // 32-bit float samples.
+  // Opens the capture and reads its first samples. Throws Failure (input), also for a file of a
+  // known audio format, whose bytes would otherwise be taken for 32-bit float samples.
   explicit CaptureReader(const std::filesystem::path& path);
 
   // The first samples of the file, for a guess.
@@ -27,9 +26,9 @@ class CaptureReader {
   // The frames that a regular file of this layout holds.
   std::optional<int64_t> ExpectedFrames(const CaptureLayout& layout) const;
 
-  // Reads on from the start of the file, or from where the last call ended: replaces
-  // `interleaved` by the next frames, which are none at the end of the file. Every
-  // call takes the same layout. Throws Failure (input).
+  // Replaces the contents of `interleaved` by the next frames, or by none at the end of the file.
+  // The first call begins at the start of the file. Every call takes the same layout. Throws
+  // Failure (input).
   void Read(const CaptureLayout& layout, std::vector<float>* interleaved);
 
   // Bytes after the last whole frame, known at the end of the file.

@@ -92,7 +92,7 @@ std::string FormatCapture(const CaptureSummary& summary, size_t most_events) {
                      summary.layout_reason + ")\n";
   if (summary.trailing_bytes != 0) {
     text +=
-        Format("The file was cut off: the last %zu bytes are no whole frame and are left out.\n",
+        Format("The file was cut off: its last %zu bytes are not a whole frame and are left out.\n",
                summary.trailing_bytes);
   }
   text += '\n';

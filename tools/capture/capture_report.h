@@ -1,4 +1,4 @@
-// How the findings in a capture are told.
+// Formats the findings in a capture.
 #ifndef KELDA_TOOLS_CAPTURE_CAPTURE_REPORT_H_
 #define KELDA_TOOLS_CAPTURE_CAPTURE_REPORT_H_
 
@@ -18,11 +18,10 @@ struct CaptureSummary {
   CaptureFindings findings;
 };
 
-// For a reader; of each kind of event at most `most_events` are listed.
+// For people. Lists at most `most_events` events of each kind.
 std::string FormatCapture(const CaptureSummary& summary, size_t most_events);
 
-// The same for a script, with every event that was kept. Levels that are no numbers,
-// of silence, are null.
+// The same as JSON for scripts, with every event that was kept. The level of silence is null.
 std::string FormatCaptureJson(const CaptureSummary& summary);
 
 }  // namespace kelda::tools

@@ -51,7 +51,7 @@ LayoutGuess ChooseLayout(const CaptureArguments& arguments, const CaptureReader&
   return chosen;
 }
 
-// Other data taken for samples is absurdly loud. `piece` begins at `first_frame`.
+// Refuses data that is too loud to be samples of audio. `piece` begins at `first_frame`.
 void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
                  const std::vector<float>& piece, int64_t first_frame) {
   constexpr float kLoudest = 1000;  // +60 dBFS
@@ -67,15 +67,15 @@ void CheckLevels(const CaptureArguments& arguments, const CaptureLayout& layout,
       arguments.capture.string() +
           Format(
               ": not a raw capture: channel %d reaches %+.1f dBFS at frame %lld (at most +60). A "
-              "capture is 32-bit float samples at 48 kHz without a header; if this is one of a "
-              "chain that went wrong, say --any-level",
+              "capture is 32-bit float samples at 48 kHz without a header; if this is a capture "
+              "of a chain that went wrong, use --any-level",
               static_cast<int>(sample % layout.channels),
               ToDb(std::abs(static_cast<double>(*loud))), static_cast<long long>(frame)));
 }
 
 void Run(const CaptureArguments& arguments) {
   if (!arguments.output.empty()) {
-    static_cast<void>(AudioFormat(arguments.output));  // refuses a name before anything is read
+    static_cast<void>(AudioFormat(arguments.output));  // refuses a bad name before anything is read
     CheckReplacement(arguments.capture, arguments.output, arguments.replace);
   }
   CaptureReader reader(arguments.capture);
@@ -131,37 +131,41 @@ void AddCaptureCommand(CLI::App* program) {
       program->add_subcommand("capture", "Examine a raw capture, and turn it into a WAV file");
   const auto arguments = std::make_shared<CaptureArguments>();
   command
-      ->add_option("CAPTURE", arguments->capture, "pcmdump_*.pcm, rawfile_*.raw, or any like them")
+      ->add_option("CAPTURE", arguments->capture,
+                   "pcmdump_*.pcm, rawfile_*.raw, or a file like these")
       ->required()
       ->type_name("");
   command
       ->add_option("-o,--output", arguments->output, "Audio: .wav (32-bit float) or .flac (24 bit)")
       ->type_name("FILE");
   command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
-  command->add_option("--channels", arguments->channels, "1 to 8; else guessed")
+  command->add_option("--channels", arguments->channels, "1 to 8; if not given, guessed")
       ->type_name("COUNT")
       ->check(CLI::Range(1, kMaxCaptureChannels));
   command
-      ->add_option("--layout", arguments->layout,
-                   "interleaved, or planar-1024: blocks of 1024 frames, a channel after the other; "
-                   "else guessed")
+      ->add_option(
+          "--layout", arguments->layout,
+          "interleaved, or planar-1024: blocks of 1024 frames, one channel after the other; "
+          "if not given, guessed")
       ->type_name("LAYOUT")
       ->check(CLI::IsMember({"interleaved", "planar-1024"}));
-  command->add_flag("--any-level", arguments->any_level,
-                    "Take samples beyond +60 dBFS too, which are refused as no capture");
-  command->add_option("--list", arguments->list, "Most events listed of each kind (20)")
+  command->add_flag(
+      "--any-level", arguments->any_level,
+      "Accept samples beyond +60 dBFS, too; otherwise such a file is refused as no capture");
+  command
+      ->add_option("--list", arguments->list, "How many events of each kind to list at most (20)")
       ->type_name("COUNT");
-  command->add_flag("--json", arguments->json, "For scripts: JSON, all events up to 10000 a kind");
+  command->add_flag("--json", arguments->json,
+                    "Print JSON for scripts, with up to 10000 events of each kind");
   command->footer(
-      "A capture is raw: 32-bit float samples at 48 kHz, no header. The effect's own is its "
+      "A capture is raw: 32-bit float samples at 48 kHz, no header. The effect captures its "
       "output,\n"
-      "interleaved (properties vendor.kelda.pcmdump=SECONDS and, which it needs, "
-      "ro.debuggable=1);\n"
-      "that of the equalizer is planar.\n\n"
-      "Silence is 2 ms or more below -90 dBFS in all channels. Clipping is what lies beyond full\n"
-      "scale, or stays at the same value near it. A discontinuity is a step that fits neither "
-      "what\n"
-      "is before it nor what is after it. NaN and infinity are counted and taken as 0.\n\n"
+      "interleaved, if the properties vendor.kelda.pcmdump=SECONDS and ro.debuggable=1 are set. A\n"
+      "capture of the equalizer is planar.\n\n"
+      "Silence is 2 ms or more below -90 dBFS in all channels. Clipping is sound beyond full "
+      "scale,\n"
+      "or several equal samples in a row close to it. A discontinuity is a step that fits neither\n"
+      "the sound before it nor the sound after it. NaN and infinity are counted and taken as 0.\n\n"
       "Example:\n"
       "  kelda capture pcmdump_2026_1116_0357_10.pcm -o heard.wav\n\n" +
       std::string(kExitCodeHelp));
