@@ -75,8 +75,8 @@ function nearest(xs, x) {
   return best;
 }
 
-// A chart with its heading, its words for those who do not see it, and its values.
-//   of: what it is of, if the heading above says so to those who see it
+// A chart with its heading, a description for people who cannot see it, and a table of its values.
+//   of: what the chart shows, if only the heading above it says so
 //   series: {name, x, y, color, dash, faint}; y may hold null where there is nothing
 function picture({ title, of, heading, axis, yTitle, series, words, yMin, yMax, xRange, tableAt, digits = 1, wide }) {
   const kind = kAxes[axis];
@@ -104,7 +104,7 @@ function dataset(one) {
     label: one.name, data: one.x.map((x, i) => ({ x, y: one.y[i] })),
     borderColor: color(one.faint ? "faint" : one.color), backgroundColor: color(one.faint ? "faint" : one.color),
     borderWidth: one.faint ? 1 : 1.75, borderDash: one.dash ? [6, 4] : [], pointRadius: 0, pointHitRadius: 8,
-    faint: one.faint, order: one.faint ? 2 : one.dash ? 0 : 1,  // dashes over the line that they keep to
+    faint: one.faint, order: one.faint ? 2 : one.dash ? 0 : 1,  // dashed lines over the line that they follow
   };
 }
 
@@ -164,7 +164,7 @@ function header() {
         .map(([id, title]) => element("li", {}, element("a", { href: `#${id}` }, title))))));
 }
 
-// What keeps the tuning from being whole, and what of it a listener hears.
+// What is wrong with the tuning, and what a listener hears.
 function verdict() {
   const { files, heard, log } = data.verdict;
   const whole = data.problems.length === 0;
@@ -182,7 +182,7 @@ function verdict() {
     files.length ? soft("Files that are missing or damaged") : null,
     files.length ? list(files.map((file) => [element("code", {}, file.name), " is ", element("strong", { class: "problem" }, file.state),
       ` (${file.effect})`, file.state === "MISSING" ? "" : `: ${file.detail}`])) : null,
-    whole ? null : element("details", { open: "" }, element("summary", {}, "What keeps the engine from running as the tuning says"), list(data.problems)),
+    whole ? null : element("details", { open: "" }, element("summary", {}, "Why the engine does not run as the tuning says"), list(data.problems)),
     log.length ? element("details", {}, element("summary", {}, "The effect's log"), list(log)) : null);
 }
 
@@ -193,7 +193,7 @@ function files() {
 
 function runs() {
   section("runs", "What runs",
-    soft("Asked of the effect for every device, HRTF and mode. On every other output it passes the sound through."),
+    soft("What the effect says that it runs, for every device, HRTF and mode. On all other outputs it passes the sound through."),
     table("Stages that run, and their files", ["Chain", "When", "Stages"],
       data.chains.map((chain) => [chain.title, chain.when.join("; "), chain.stages.join("; ")])),
     element("h3", {}, "Mode auto"),
@@ -208,8 +208,8 @@ function equalizers() {
     paragraph(`${equalizer.form}, preamp ${decibel(equalizer.preamp_db, 2)}. The largest gain is ${decibel(equalizer.peak_db, 2)} at ` +
       `${hertz(equalizer.peak_hz)}: ${equalizer.peak_db > 0.005 ? "a sine there at full scale would clip" : `headroom ${Math.abs(equalizer.peak_db).toFixed(2)} dB`}.`),
     equalizer.deviation_db === null
-      ? soft("No chain runs this equalizer without an upmix: its response was not measured.")
-      : paragraph(`Measured through the effect, the response keeps to the file's within ${equalizer.deviation_db.toFixed(3)} dB, 20 Hz to 20 kHz.`),
+      ? soft("No chain runs this equalizer without an upmix, so its response was not measured.")
+      : paragraph(`Measured through the effect, the response differs from the file's by at most ${equalizer.deviation_db.toFixed(3)} dB, 20 Hz to 20 kHz.`),
     ...equalizer.curves.flatMap((curve) => {
       const series = [
         ...curve.bands.map((band) => ({ name: "band", x: data.frequencies, y: band.response, faint: true })),
@@ -220,7 +220,7 @@ function equalizers() {
         picture({
           of: equalizer.name, title: `Response, ${curve.side}`, axis: "hz", yTitle: "Gain in dB", series, wide: true, digits: 2, yMin: -6, yMax: 6,
           words: `Gain of ${between(series.filter((one) => !one.faint))} between 20 Hz and 20 kHz` +
-            (curve.bands.length ? `, of ${curve.bands.length} bands, the thin lines.` : "."),
+            (curve.bands.length ? `, made of ${curve.bands.length} bands (the thin lines).` : "."),
         }),
         curve.bands.length ? element("details", {}, element("summary", {}, `The ${curve.bands.length} bands`),
           table(`Bands of ${equalizer.name}, ${curve.side}`, ["Band", "Type", "Frequency", "Gain in dB", "Q"], curve.bands.map((band, i) =>
@@ -235,7 +235,7 @@ function ears() {
   const parts = data.ears.flatMap((set) => [
     element("h3", {}, element("code", {}, set.name)),
     paragraph(`${set.source}. Licence: ${set.licence}. ${set.taps} taps per ear.`),
-    table("The virtual loudspeakers. The delay and the level are the left ear's lead over the right",
+    table("The virtual loudspeakers. Delay: how much earlier the left ear hears the sound than the right; level: how much louder",
       ["Speaker", "Azimuth", "Elevation", "Interaural delay", "Interaural level", "Largest gain", "at"],
       set.planes.map((plane) => [plane.name, `${signed(plane.azimuth_deg)}°`, `${signed(plane.elevation_deg)}°`, `${signed(Math.round(plane.delay_us))} µs`,
         decibel(plane.level_db), decibel(plane.peak_db), hertz(plane.peak_hz)])),
@@ -263,8 +263,8 @@ function ears() {
         }),
         picture({
           of: set.name, title: `${where}: magnitude`, axis: "hz", yTitle: "Gain in dB", series: magnitude, yMin: -24, yMax: 12,
-          words: `The left ear ${between([magnitude[0]])}, the right ear ${between([magnitude[1]])}; over all the left is ` +
-            `${decibel(plane.level_db)} against the right.`,
+          words: `The left ear ${between([magnitude[0]])}, the right ear ${between([magnitude[1]])}; overall the left ear is ` +
+            `${decibel(plane.level_db)} relative to the right.`,
         }),
       ];
     })),
@@ -272,8 +272,8 @@ function ears() {
   section("ears", "Ears", ...(parts.length ? parts : [soft("The tuning has no HRIR set that can be read.")]));
 }
 
-// Averaged in power over 1/12 octave, four of the curve's own bands: the room and the upmix give
-// each band a gain of its own, and what an ear takes together is easier to see together.
+// The mean power over 1/12 octave, which is four bands of the curve. The room and the upmix give
+// every band a gain of its own; the mean shows better what the ear hears as one.
 function smoothed(gains_db) {
   const power = gains_db.map((gain) => (gain === null ? 0 : 10 ** (gain / 10)));
   const weights = [0.125, 0.25, 0.25, 0.25, 0.125];
@@ -293,10 +293,10 @@ function chains() {
   const measured = data.chains.filter((chain) => chain.images);
   section("chains", "Chains",
     paragraph("How each chain was measured: sweeps of " + data.method.level + ", 20 Hz to 20 kHz, one every " + data.method.period_ms.toFixed(0) +
-      " ms, from two places of the stereo image: both channels the same (centre) and the left channel alone (left); and pink noise in two channels that have " +
-      "nothing to do with each other (diffuse). The upmix moves sound by where it comes from and the level control by how loud it is; both change with time. So a response " +
-      `holds for this sound, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s: ` +
-      "the thin lines in 1/48 octaves, the thick ones in 1/12 octaves."),
+      " ms, from two places of the stereo image: both channels the same (centre) and the left channel alone (left); and pink noise in two " +
+      "uncorrelated channels (diffuse). What the upmix does depends on where the sound comes from, and what the level control does on how loud it is; both change with time. So a response " +
+      `holds only for this sound, after ${data.method.settling_s} s, averaged over ${data.method.average_s.toFixed(1)} s. ` +
+      "The thin lines show bands of 1/48 octave, the thick ones bands of 1/12 octave."),
     table("Latency, level and headroom",
       ["Chain", "Latency as heard", "Without the rings", "Stages declare", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
       measured.map((chain) => {
@@ -305,9 +305,9 @@ function chains() {
         return [chain.title, ...latencies.map((frames) => `${(frames / 48).toFixed(2)} ms`),
           ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(-peak)];
       })),
-    soft(`Latency as heard: when the centre's sound arrives from a host that plays blocks of ${data.method.host_ms} ms; most of it is the wait in the effect's rings. ` +
-      "A host that plays blocks of exactly 1024 frames passes without the rings. What the stages declare is the silence in a change of the mode. " +
-      "Level: the gain of the whole, both ears together. True peak: the largest of the three sounds at full scale, in dBTP; headroom is what is left to 0 dBTP."),
+    soft(`Latency as heard: the delay of sound from the centre if the host plays blocks of ${data.method.host_ms} ms; most of it is the wait in the effect's ring buffers. ` +
+      "A host that plays blocks of exactly 1024 frames bypasses them. The latency that the stages declare is the length of the silence when the mode changes. " +
+      "Level: the gain over all frequencies, both ears together. True peak: the largest of the three sounds at full scale, in dBTP; headroom: how far it is below 0 dBTP."),
     ...data.chains.flatMap((chain) => [
       element("h3", {}, chain.title),
       soft(`${chain.when.join("; ")}. ${chain.stages.join("; ")}.`),
@@ -329,7 +329,7 @@ function chains() {
 
 const dbfs = (value) => (value === null ? "silence" : `${signed(value.toFixed(1))} dBFS`);
 
-// "12.0 dB softer"; what is less than half a decibel is hard to hear.
+// "12.0 dB softer". Less than half a decibel counts as the same, because it is hard to hear.
 function against(value, before) {
   if (value === null || before === null) return value === before ? "as silent" : "silence on one side";
   const difference = value - before;
@@ -365,7 +365,7 @@ function changes() {
           }),
           picture({
             of: name, title: "The seconds after", axis: "s", yTitle: "Level in dBFS", yMin: -45, yMax: -5, xRange: [-1, 6], series: level(change.settling, 0.001),
-            words: "How long the level takes to settle. Windows of 100 ms, so that the noise itself moves by 1 or 2 dB.",
+            words: "How long the level takes to settle. Windows of 100 ms, in which the level of the noise itself varies by 1 or 2 dB.",
           })),
       ];
     }));
