@@ -19,7 +19,7 @@
 namespace kelda::tools {
 namespace {
 
-// The arguments in the order that CLI11 takes them in: the last first. "help COMMAND" is
+// The arguments in the order in which CLI11 takes them, the last first. "help COMMAND" becomes
 // "COMMAND --help".
 std::vector<std::string> Arguments(int argc, char** argv) {
   std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);

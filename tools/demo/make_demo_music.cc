@@ -1,9 +1,9 @@
 // Writes a short piece of music for demonstrations: about 17 s, stereo, 48 kHz,
 // 24-bit FLAC or WAV.
 //
-// Every part is there for the ear to find on headphones: a bass and a voice-like
-// lead in the centre, plucked strings to both sides, a pad that is all ambience,
-// and percussion in a room. The same bytes come out of every run.
+// Every part shows something on headphones: a bass and a voice-like lead in the centre, plucked
+// strings on both sides, a pad that is all ambience, and percussion in a room. Every run writes the
+// same bytes.
 #include <sndfile.h>
 
 #include <algorithm>
@@ -206,7 +206,7 @@ Mix Compose() {
       music.Add(Pluck(note, 1.6, &noise), start + eighth * kBeatSeconds / 2.0, 0.38,
                 eighth % 2 == 0 ? -0.75 : 0.75);
     }
-    if (i >= 2) {  // the voice comes in when the ear knows the room
+    if (i >= 2) {  // the voice starts after two bars of the room alone
       music.Add(Voice(melody[i][0], 2.4 * kBeatSeconds), start, 0.20, 0.0);
       music.Add(Voice(melody[i][1], 1.4 * kBeatSeconds), start + 2.5 * kBeatSeconds, 0.20, 0.0);
     }

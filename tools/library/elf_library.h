@@ -7,7 +7,7 @@
 
 namespace kelda::tools {
 
-// What a shared library says about itself without being loaded; it may be for another
+// What the file of a shared library says about it. The library is not loaded and may be for another
 // processor.
 struct ElfLibrary {
   std::string processor;            // "ARM, 32 bit"
@@ -15,7 +15,7 @@ struct ElfLibrary {
   std::set<std::string> functions;  // that it exports
 };
 
-// Throws Failure (input) if the file cannot be read or is no shared library.
+// Throws Failure (input) if the file cannot be read or is not a shared library.
 ElfLibrary ReadElfLibrary(const std::filesystem::path& path);
 
 }  // namespace kelda::tools

@@ -8,7 +8,7 @@
 
 namespace kelda::tools {
 
-// Floats with a margin on either side that tells whether somebody wrote beyond them.
+// Floats with a margin on either side that shows whether somebody wrote beyond them.
 class GuardedFloats {
  public:
   explicit GuardedFloats(size_t count) : floats_(count + 2 * kMargin, kMark) {

@@ -38,7 +38,7 @@ std::string Bytes(uint32_t work, uint32_t params) {
   return "work " + std::to_string(work) + " bytes, parameters " + std::to_string(params) + " bytes";
 }
 
-// The life of an instance that is held by a handle, which both such components share.
+// The entries that both components with handles have for the life of an instance.
 struct HandleEntries {
   const char *setup_name, *create_name, *initialize_name, *flush_name, *detail_name, *close_name,
       *destroy_name;
@@ -51,7 +51,7 @@ struct HandleEntries {
   int32_t (*destroy)(uint32_t*);
 };
 
-// `process` has the instance's handle and is to call Block.
+// `process` takes the handle of the instance and calls Block.
 void TryHandleComponent(ComponentTrial* trial, const HandleEntries& entries, const char* config,
                         const std::function<void(uint32_t handle)>& process) {
   trial->Call(entries.setup_name, "set-up", entries.setup());

@@ -5,11 +5,11 @@
 
 namespace kelda::tools {
 
-// Prints whether the signal library `directory`/libupmix-lib.so fits the effect: the
-// symbols that it exports, and for each component the sizes that it reports, every
-// call's status and what became of a block of audio, made with the files of `tuning`.
-// Each component is tried in a process of its own, so that one that crashes or hangs is
-// part of the report. A library for another processor is not run.
+// Prints whether the signal library `directory`/libupmix-lib.so fits the effect: the symbols that
+// it exports and, for each component, the sizes that it reports, the status of every call and the
+// result of processing blocks of audio. The components load the files of `tuning`. Each component
+// is tried in a process of its own, so that a crash or a hang is reported as well. A library for
+// another processor is not run.
 //
 // Returns whether all of it fits. Throws Failure (input) if there is no such library.
 bool DiagnoseLibrary(const std::filesystem::path& directory, const std::filesystem::path& tuning);

@@ -22,7 +22,7 @@ constexpr double kSilentPeak = 1e-6;
 
 bool ComponentTrial::Call(const char* entry, const std::string& what, int32_t status) {
   std::printf("  %s  %-44s status %d\n", entry, what.c_str(), status);
-  std::fflush(stdout);  // a crash must not take it along
+  std::fflush(stdout);  // so that a crash does not lose it
   if (status != 0) fits_ = false;
   return status == 0;
 }

@@ -1,4 +1,4 @@
-// Tries a signal library out: one component after another, as the effect uses it.
+// Tries a signal library as the effect uses it, one component after another.
 #ifndef KELDA_TOOLS_LIBRARY_LIBRARY_TRIAL_H_
 #define KELDA_TOOLS_LIBRARY_LIBRARY_TRIAL_H_
 
@@ -13,32 +13,33 @@
 
 namespace kelda::tools {
 
-// One component's trial: prints every call with its status, and keeps what does not fit.
+// The trial of one component: prints every call with its status, and remembers whether everything
+// fits.
 class ComponentTrial {
  public:
   ComponentTrial(const UpmixLibEntries& library, const std::filesystem::path& tuning)
       : entries(library), directory(tuning.string()), path_(tuning) {}
 
   const UpmixLibEntries& entries;
-  const std::string directory;  // of the tuning files, as the library is told it
+  const std::string directory;  // of the tuning files, as passed to the library
 
   bool fits() const { return fits_; }
 
-  // Prints a call; a status other than 0 does not fit. Returns whether it was 0.
+  // Prints a call. Its status fits only if it is 0. Returns whether it is 0.
   bool Call(const char* entry, const std::string& what, int32_t status);
-  // Prints a call that is to fail.
+  // Prints a call that has to fail.
   void Refused(const char* entry, const std::string& what, bool refused);
-  // Notes what does not fit, if `condition` does not hold.
+  // Prints `problem` as what does not fit, if `condition` is false.
   void Expect(bool condition, const std::string& problem);
-  // A parameter file, whole; notes its absence, and a length other than `bytes`.
+  // Reads a whole parameter file. It does not fit if it is missing or if its length is not `bytes`.
   std::vector<char> Parameters(const char* file, uint32_t bytes);
-  // Work memory of a size that the library reported, with a margin; empty if the size
+  // Returns work memory of a size that the library reported, with a margin; empty if the size
   // cannot be right.
   std::vector<char> WorkMemory(uint32_t bytes);
-  // Notes that the margin of `work` was written to.
+  // It does not fit if the margin of `work` was written to.
   void CheckWorkMemory(const std::vector<char>& work);
-  // Judges a processed block of `frames` frames, and has `process` do more of them to
-  // say how long one takes.
+  // Calls `process` for 100 blocks of `frames` frames each. Prints how long a block takes, and
+  // checks the last block, which is in `out`.
   void Block(const char* entry, int frames, GuardedFloats* out,
              const std::function<int32_t()>& process);
 

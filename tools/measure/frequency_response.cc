@@ -47,7 +47,8 @@ GainPeak FindEqualizerPeak(const upmix_lib::EqualizerTuning& tuning) {
   for (size_t curve = 0; curve < tuning.curves.size(); ++curve) {
     std::vector<double> frequencies = LogFrequencies(10, 24000, 1000);
     for (const upmix_lib::EqualizerBand& band : tuning.curves[curve].bands) {
-      frequencies.push_back(static_cast<double>(band.freq_hz));  // a sharp one may lie between
+      frequencies.push_back(
+          static_cast<double>(band.freq_hz));  // a narrow band may lie between the others
     }
     for (const double freq_hz : frequencies) {
       const double gain_db = EqualizerGainDb(tuning, curve, freq_hz);

@@ -1,4 +1,4 @@
-// What a filter of the tuning does to a sine.
+// The frequency responses of the tuning's filters.
 #ifndef KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_
 #define KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_
 
@@ -10,13 +10,13 @@
 
 namespace kelda::tools {
 
-// `count` frequencies from `first_hz` to `last_hz`, in equal ratios.
+// `count` frequencies from `first_hz` to `last_hz`, at equal distances on a logarithmic scale.
 std::vector<double> LogFrequencies(double first_hz, double last_hz, int count);
 
 // The response of an FIR filter at 48 kHz to `freq_hz`, 0..24000.
 std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz);
 
-// The gain of one curve of an equalizer, its preamp included.
+// The gain of one curve of an equalizer, with its preamp.
 double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, double freq_hz);
 
 struct GainPeak {

@@ -39,7 +39,7 @@ double DelayUs(Response left, Response right) {
       sum += (value * turn).real();
       turn *= step;
     }
-    // Of equal peaks, as of silence, the one nearest to 0.
+    // Of equal peaks, which silence has, takes the one nearest to 0.
     if (sum > peak * (1 + 1e-9) ||
         (sum > peak * (1 - 1e-9) && std::abs(delay_us) < std::abs(peak_us))) {
       peak = sum;

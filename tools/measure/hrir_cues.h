@@ -1,4 +1,4 @@
-// By what a pair of head-related impulse responses places a sound.
+// The cues in a pair of head-related impulse responses that give a sound its direction.
 #ifndef KELDA_TOOLS_MEASURE_HRIR_CUES_H_
 #define KELDA_TOOLS_MEASURE_HRIR_CUES_H_
 
@@ -11,7 +11,7 @@ struct HrirCues {
   // both ears between 100 and 1500 Hz, where hearing uses the delay (Katz and Noisternig,
   // "A comparative study of interaural time delay estimation methods", 2014).
   double delay_us;
-  double level_db;      // energy at the left ear over that at the right
+  double level_db;      // energy at the left ear relative to the right
   double peak_gain_db;  // the largest gain of either ear, 20 Hz to 20 kHz
   double peak_gain_hz;
 };

@@ -1,4 +1,4 @@
-// Spectra of impulse responses in double precision, for designs that take their time.
+// Spectra of impulse responses in double precision, for designs in which speed does not matter.
 #ifndef KELDA_TOOLS_MEASURE_SPECTRUM_H_
 #define KELDA_TOOLS_MEASURE_SPECTRUM_H_
 

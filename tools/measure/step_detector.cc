@@ -7,9 +7,9 @@ namespace kelda::tools {
 
 std::optional<Step> StepDetector::Add(double sample) {
   const int64_t now = frames_++;
-  // A capture that begins in the middle of sound does not begin with a step.
+  // 0 at first, so that a capture that begins in the middle of sound does not begin with a step.
   const double difference = now < 2 ? 0 : sample - 2 * At(now - 1).sample + At(now - 2).sample;
-  // One absurd sample must not drown the running sums for good.
+  // Limited, because one absurd sample would spoil the running sums for good.
   At(now) = {sample, std::clamp(difference, -kLargest, kLargest)};
   return Judge();
 }
@@ -23,8 +23,8 @@ std::optional<Step> StepDetector::Flush() {
 std::optional<Step> StepDetector::Judge() {
   const int64_t now = frames_ - 1;
   const int64_t middle = now - kWindow - kGuard;
-  // Sums that run on would keep the rounding errors of loud frames; their remains may
-  // fall below 0, and the floor below is far above them.
+  // The running sums keep the rounding errors of loud frames, which may make them negative. The
+  // errors are far below kSmallest.
   after_ = std::max(0.0, after_ + Energy(now) - Energy(now - kWindow));
   before_ = std::max(0.0, before_ + Energy(middle - kGuard) - Energy(middle - kGuard - kWindow));
   if (middle < 1) {
@@ -35,8 +35,8 @@ std::optional<Step> StepDetector::Judge() {
   if (difference < kSmallest || difference < kFactor * around || middle - last_step_ < kGuard) {
     return std::nullopt;
   }
-  // A step goes and stays: the next difference takes it back. Of a mere bend, as at the
-  // sudden start of a tone, there is no such difference.
+  // After a step the next difference is its opposite. After a mere bend, as at the sudden start of
+  // a tone, it is not.
   if (At(middle + 1).difference * At(middle).difference > -0.5 * difference * difference) {
     return std::nullopt;
   }

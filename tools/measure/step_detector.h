@@ -1,4 +1,4 @@
-// Finds the steps in a signal that do not fit in with what is around them.
+// Finds steps that do not fit the signal around them.
 #ifndef KELDA_TOOLS_MEASURE_STEP_DETECTOR_H_
 #define KELDA_TOOLS_MEASURE_STEP_DETECTOR_H_
 
@@ -13,29 +13,29 @@ struct Step {
   double size;    // by how much the signal jumps
 };
 
-// Looks at the second difference d[n] = x[n] - 2 x[n-1] + x[n-2], which is small where
-// sound goes on smoothly and takes a step's full height:
+// Looks at the second difference d[n] = x[n] - 2 x[n-1] + x[n-2], which is small in smooth sound
+// and as high as the step at a step:
 //
 //   kWindow frames   kGuard      step      kGuard   kWindow frames
 //   ---- before ---|---------|-----x-----|--------|---- after ----
 //
-// A step is reported if |d| is kFactor times the RMS of d before it and after it, and the
-// next d is its opposite. The
-// attack of a drum is no step: what follows it is as rough as the attack. Noise does not
-// reach the factor (8 standard deviations).
+// A step is reported if |d| is at least kFactor times the RMS of d before it and after it, and the
+// next d is its opposite. The attack of a drum is not reported, because the sound after it is as
+// rough as the attack. Noise does not reach the factor (8 standard deviations).
 class StepDetector {
  public:
   static constexpr int kWindow = 64;
   static constexpr int kGuard = 4;
   static constexpr double kFactor = 8;
   static constexpr double kSmallest = 1e-3;  // -60 dBFS; smaller ones cannot be heard
-  static constexpr double kLargest = 100;    // of d
+  static constexpr double kLargest = 100;    // |d| is limited to it
 
-  // Takes the next sample, finite; returns a step that lies kWindow + kGuard frames back.
+  // Takes the next sample, which is finite. Returns a step if there was one kWindow + kGuard frames
+  // ago.
   std::optional<Step> Add(double sample);
 
-  // Takes the place of a next sample after the last one: kFlushFrames calls return the
-  // steps that are still to come.
+  // Called instead of Add after the last sample: kFlushFrames calls return the steps that Add could
+  // not return yet.
   std::optional<Step> Flush();
   static constexpr int kFlushFrames = kWindow + kGuard;
 

@@ -21,8 +21,8 @@ std::vector<double> RandomPhases(uint32_t seed) {
   return turns;
 }
 
-// From line to line, a phase falls by the share of the period that has gone by when the
-// sweep is there.
+// From one line to the next, the phase falls by the share of the period that has passed when the
+// sweep reaches the line.
 std::vector<double> SweepPhases() {
   std::vector<double> turns(kLastBin + 1 - kFirstBin);
   const double whole = std::log(static_cast<double>(kLastBin) / kFirstBin);

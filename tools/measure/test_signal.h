@@ -13,22 +13,22 @@ namespace kelda::tools {
 enum class Image {
   kCentre,   // both channels the same
   kLeft,     // the right channel is silent
-  kDiffuse,  // the channels have nothing to do with each other
+  kDiffuse,  // the channels are uncorrelated
 };
 
 enum class Waveform {
-  // The frequency rises by as many octaves in any second (Farina, "Simultaneous measurement
-  // of impulse response and distortion with a swept-sine technique", 2000). Of kDiffuse the
-  // channels would sound at different frequencies at any moment, so that it is refused.
+  // The frequency rises by the same number of octaves in every second (Farina, "Simultaneous
+  // measurement of impulse response and distortion with a swept-sine technique", 2000). Refused for
+  // kDiffuse, in which the channels would have different frequencies at any moment.
   kSweep,
   kNoise,  // sines with random phases
 };
 
-// A sound with the spectrum of pink noise from 20 Hz to 20 kHz that repeats every kPeriod
-// frames, a sum of sines (Schroeder, "Synthesis of low-peak-factor signals and binary
-// sequences with low autocorrelation", 1970, gives the phases of the sweep). It has the same
-// spectrum in every period, so that an average of a few periods is exact where a system
-// stands still, and what differs from period to period is what does not.
+// A sum of sines with the spectrum of pink noise from 20 Hz to 20 kHz, which repeats every kPeriod
+// frames (Schroeder, "Synthesis of low-peak-factor signals and binary sequences with low
+// autocorrelation", 1970, gives the phases of the sweep). Every period has the same spectrum. So
+// the response of a system that does not change is exact after a few periods, and any difference
+// between periods comes from a change of the system.
 class TestSignal {
  public:
   static constexpr size_t kPeriod = 65536;   // 1.4 s
