@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <string>
 
@@ -19,7 +20,7 @@ namespace {
 bool IsFlac(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
 // A WAV file counts its bytes in 32 bits; the header takes far less than 1 MiB. RF64 counts in 64.
-int LargeFormat(int format, std::optional<int64_t> frames, size_t channels) {
+int LargeFormat(int format, std::optional<int64_t> frames, std::size_t channels) {
   const int64_t wav_limit_frames =
       ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(channels * sizeof(float));
   const bool large = !IsFlac(format) && frames.value_or(INT64_MAX) > wav_limit_frames;
@@ -55,12 +56,12 @@ SF_VIRTUAL_IO AudioSink::StreamFunctions() {
     return lseek(static_cast<Stream*>(user)->descriptor, 0, SEEK_CUR);
   };
   functions.read = [](void* data, sf_count_t bytes, void* user) -> sf_count_t {
-    return read(static_cast<Stream*>(user)->descriptor, data, static_cast<size_t>(bytes));
+    return read(static_cast<Stream*>(user)->descriptor, data, static_cast<std::size_t>(bytes));
   };
   functions.write = [](const void* data, sf_count_t bytes, void* user) -> sf_count_t {
     auto* const stream = static_cast<Stream*>(user);
     if (WriteAll(stream->descriptor,
-                 {static_cast<const std::byte*>(data), static_cast<size_t>(bytes)})) {
+                 {static_cast<const std::byte*>(data), static_cast<std::size_t>(bytes)})) {
       return bytes;
     }
     stream->error = stream->error != 0 ? stream->error : errno;
@@ -70,7 +71,7 @@ SF_VIRTUAL_IO AudioSink::StreamFunctions() {
 }
 
 AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
-                     size_t channels)
+                     std::size_t channels)
     : channels_(channels),
       format_(LargeFormat(AudioFormat(path), expected_frames, channels)),
       output_(path),
@@ -99,10 +100,10 @@ void AudioSink::Fail() {
                     (stream_.error != 0 ? std::strerror(stream_.error) : sf_strerror(file_.get())));
 }
 
-void AudioSink::Write(const float* interleaved, size_t frames) {
+void AudioSink::Write(const float* interleaved, std::size_t frames) {
   if (IsFlac(format_)) {
     clipped_samples_ += std::count_if(interleaved, interleaved + frames * channels_,
-                                      [](float sample) { return std::abs(sample) > 1.0F; });
+                                      [](float sample) { return std::abs(sample) > 1.0f; });
   }
   const auto count = static_cast<sf_count_t>(frames);
   if (sf_writef_float(file_.get(), interleaved, count) != count || stream_.error != 0) {

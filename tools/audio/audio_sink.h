@@ -24,11 +24,11 @@ class AudioSink {
   // A WAV file beyond its format's limit of 4 GiB becomes an RF64 file. `expected_frames` decides
   // that; if it is empty, the number of frames that are written. Throws Failure (usage, output).
   AudioSink(const std::filesystem::path& path, std::optional<int64_t> expected_frames,
-            size_t channels = kChannels);
+            std::size_t channels = kChannels);
 
   // Writes interleaved frames. Throws Failure (output), also if the disk is full. FLAC clips
   // samples beyond full scale.
-  void Write(const float* interleaved, size_t frames);
+  void Write(const float* interleaved, std::size_t frames);
 
   // Completes the file and gives it its name. Throws Failure (output).
   void Finish();
@@ -50,7 +50,7 @@ class AudioSink {
   };
   static SF_VIRTUAL_IO StreamFunctions();
 
-  size_t channels_;
+  std::size_t channels_;
   int format_;
   OutputFile output_;
   Stream stream_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <utility>
 
 #include "tools/audio/sndfile_stream.h"
@@ -53,9 +54,9 @@ void AudioSource::Use(std::unique_ptr<SoundStream> stream) {
 }
 
 void AudioSource::Refill() {
-  constexpr size_t kFrames = 4096;
+  constexpr std::size_t kFrames = 4096;
   decoded_.resize(kFrames * stream_->format().channels);
-  const size_t frames = stream_->Read(decoded_.data(), kFrames);
+  const std::size_t frames = stream_->Read(decoded_.data(), kFrames);
   decoded_.resize(frames * stream_->format().channels);
   for (float& sample : decoded_) {
     if (!std::isfinite(sample)) {
@@ -96,10 +97,10 @@ bool AudioSource::AtEnd() {
   return next_ready_ == ready_.size();
 }
 
-size_t AudioSource::Read(float* stereo, size_t frames) {
-  size_t done = 0;
+std::size_t AudioSource::Read(float* stereo, std::size_t frames) {
+  std::size_t done = 0;
   while (done < frames && !AtEnd()) {
-    const size_t count = std::min(frames - done, (ready_.size() - next_ready_) / kChannels);
+    const std::size_t count = std::min(frames - done, (ready_.size() - next_ready_) / kChannels);
     std::copy_n(ready_.begin() + static_cast<std::ptrdiff_t>(next_ready_), count * kChannels,
                 stereo + kChannels * done);
     next_ready_ += count * kChannels;

@@ -31,7 +31,7 @@ class AudioSource {
 
   // Reads up to `frames` interleaved stereo frames at 48 kHz and returns how many; fewer only at
   // the end. Throws Interrupted.
-  size_t Read(float* stereo, size_t frames);
+  std::size_t Read(float* stereo, std::size_t frames);
 
   // Whether everything has been read.
   bool AtEnd();
@@ -51,15 +51,15 @@ class AudioSource {
 
   std::filesystem::path path_;
   std::vector<OggLink> links_;  // of a chained Ogg file
-  size_t next_link_ = 0;
+  std::size_t next_link_ = 0;
   std::unique_ptr<SoundStream> stream_;  // empty at the end
   std::optional<StereoFold> fold_;
   std::optional<RateConverter> converter_;  // if the rate is not 48 kHz
   std::optional<int64_t> stated_frames_;
   std::vector<float> decoded_;
   std::vector<float> folded_;
-  std::vector<float> ready_;  // stereo at 48 kHz
-  size_t next_ready_ = 0;     // the first sample in it that was not read
+  std::vector<float> ready_;    // stereo at 48 kHz
+  std::size_t next_ready_ = 0;  // the first sample in it that was not read
   std::vector<std::string> notes_;
   std::string fault_;
   int64_t not_finite_ = 0;

@@ -10,6 +10,7 @@
 #include <bit>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <system_error>
@@ -25,7 +26,7 @@ static_assert(std::endian::native == std::endian::little, "WAV files are");
 constexpr uint16_t kExtensible = 0xFFFE;
 
 template <typename Value>
-Value ValueAt(const std::string& bytes, size_t offset) {
+Value ValueAt(const std::string& bytes, std::size_t offset) {
   Value value;
   std::memcpy(&value, bytes.data() + offset, sizeof(value));
   return value;
@@ -39,7 +40,7 @@ std::vector<ChannelPlace> MaskPlaces(uint32_t mask) {
                                Place::kOther,    Place::kOther,    Place::kBackCentre,
                                Place::kSideLeft, Place::kSideRight};
   std::vector<Place> places;
-  for (size_t bit = 0; bit < 32; ++bit) {
+  for (std::size_t bit = 0; bit < 32; ++bit) {
     if ((mask >> bit & 1) != 0) {
       places.push_back(bit < kPlaces.size() ? kPlaces[bit] : Place::kOther);
     }
@@ -125,8 +126,8 @@ bool FfmpegStream::AnySound() {
 // "RIFF", a size and "WAVE"; then chunks, each a name, a size and what it holds. The sound is the
 // last and goes on to the end of the pipe, whatever its size says.
 void FfmpegStream::ReadHeader() {
-  const auto read = [&](size_t bytes) {
-    constexpr size_t kMostBytes = size_t{1} << 20;
+  const auto read = [&](std::size_t bytes) {
+    constexpr std::size_t kMostBytes = std::size_t{1} << 20;
     std::string text(bytes, '\0');
     if (bytes > kMostBytes || ReadBytes(text.data(), bytes) != bytes) {
       Wait();
@@ -154,8 +155,8 @@ void FfmpegStream::ReadHeader() {
   }
 }
 
-size_t FfmpegStream::ReadBytes(void* data, size_t bytes) {
-  size_t done = 0;
+std::size_t FfmpegStream::ReadBytes(void* data, std::size_t bytes) {
+  std::size_t done = 0;
   while (done < bytes) {
     const ssize_t count = read(sound_, static_cast<char*>(data) + done, bytes - done);
     if (count < 0 && errno == EINTR) {
@@ -165,13 +166,13 @@ size_t FfmpegStream::ReadBytes(void* data, size_t bytes) {
     if (count <= 0) {
       break;
     }
-    done += static_cast<size_t>(count);
+    done += static_cast<std::size_t>(count);
   }
   return done;
 }
 
-size_t FfmpegStream::Read(float* interleaved, size_t frames) {
-  const size_t frame_bytes = sizeof(float) * format_.channels;
+std::size_t FfmpegStream::Read(float* interleaved, std::size_t frames) {
+  const std::size_t frame_bytes = sizeof(float) * format_.channels;
   return ReadBytes(interleaved, frames * frame_bytes) / frame_bytes;
 }
 
@@ -188,7 +189,7 @@ std::string FfmpegStream::Messages() {
   std::rewind(messages_.get());
   text.resize(std::fread(text.data(), 1, text.size(), messages_.get()));
   const std::string name = "file:" + std::filesystem::absolute(path_).string() + ": ";
-  for (size_t at; (at = text.find(name)) != std::string::npos;) {
+  for (std::size_t at; (at = text.find(name)) != std::string::npos;) {
     text.erase(at, name.size());
   }
   while (!text.empty() && text.back() == '\n') {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/audio/sound_stream.h"
@@ -21,7 +22,7 @@ class FfmpegStream : public SoundStream {
   FfmpegStream(const FfmpegStream&) = delete;
   FfmpegStream& operator=(const FfmpegStream&) = delete;
 
-  size_t Read(float* interleaved, size_t frames) override;
+  std::size_t Read(float* interleaved, std::size_t frames) override;
   std::string Fault() override;
 
  private:
@@ -33,7 +34,7 @@ class FfmpegStream : public SoundStream {
   bool Start(const std::filesystem::path& path);
   bool AnySound();
   void ReadHeader();
-  size_t ReadBytes(void* data, size_t bytes);
+  std::size_t ReadBytes(void* data, std::size_t bytes);
   void Wait();
   std::string Messages();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <new>
 
 #include "tools/framework/effect_session.h"
@@ -21,13 +22,13 @@ LoudnessMeter::LoudnessMeter()
   }
 }
 
-void LoudnessMeter::TakePeak(const float* samples, size_t count) {
-  for (size_t i = 0; i < count; ++i) {
+void LoudnessMeter::TakePeak(const float* samples, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
     peak_ = std::max(peak_, std::abs(samples[i]));
   }
 }
 
-void LoudnessMeter::Add(const float* stereo, size_t frames) {
+void LoudnessMeter::Add(const float* stereo, std::size_t frames) {
   finite_.assign(stereo, stereo + kChannels * frames);
   for (float& sample : finite_) {
     if (!std::isfinite(sample)) {

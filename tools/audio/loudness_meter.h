@@ -28,7 +28,7 @@ class LoudnessMeter {
   LoudnessMeter();
 
   // Takes interleaved stereo frames. Samples that are NaN or infinite count as 0.
-  void Add(const float* stereo, size_t frames);
+  void Add(const float* stereo, std::size_t frames);
 
   // The result. Called once, after the last frame.
   Levels Finish();
@@ -37,7 +37,7 @@ class LoudnessMeter {
   struct Deleter {
     void operator()(ebur128_state* state) const { ebur128_destroy(&state); }
   };
-  void TakePeak(const float* samples, size_t count);
+  void TakePeak(const float* samples, std::size_t count);
 
   std::unique_ptr<ebur128_state, Deleter> state_;
   RateConverter oversampling_;

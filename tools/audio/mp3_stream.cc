@@ -1,5 +1,6 @@
 #include "tools/audio/mp3_stream.h"
 
+#include <cstddef>
 #include <string>
 
 #include "tools/core/failure.h"
@@ -25,19 +26,19 @@ Mp3Stream::Mp3Stream(const std::filesystem::path& path) : handle_(mpg123_new(nul
   mpg123_format(handle, rate_hz, channels, MPG123_ENC_FLOAT_32);
   mpg123_param(handle, MPG123_RESYNC_LIMIT, -1, 0);
   format_.rate_hz = static_cast<int>(rate_hz);
-  format_.channels = static_cast<size_t>(channels);
+  format_.channels = static_cast<std::size_t>(channels);
   format_.places = UsualPlaces(format_.channels);
   if (const off_t length = mpg123_length(handle); length > 0) {
     stated_frames_ = length;
   }
 }
 
-size_t Mp3Stream::Read(float* interleaved, size_t frames) {
-  const size_t frame_bytes = sizeof(float) * format_.channels;
-  size_t done = 0;
+std::size_t Mp3Stream::Read(float* interleaved, std::size_t frames) {
+  const std::size_t frame_bytes = sizeof(float) * format_.channels;
+  std::size_t done = 0;
   int status = MPG123_OK;
   while (done < frames && (status == MPG123_OK || status == MPG123_NEW_FORMAT)) {
-    size_t bytes = 0;
+    std::size_t bytes = 0;
     status = mpg123_read(handle_.get(), interleaved + format_.channels * done,
                          (frames - done) * frame_bytes, &bytes);
     done += bytes / frame_bytes;

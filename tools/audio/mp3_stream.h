@@ -3,6 +3,8 @@
 
 #include <mpg123.h>
 
+#include <cstddef>
+
 #include "tools/audio/sound_stream.h"
 
 namespace kelda::tools {
@@ -16,7 +18,7 @@ class Mp3Stream : public SoundStream {
   explicit Mp3Stream(const std::filesystem::path& path);
 
   std::optional<int64_t> frames() const override { return stated_frames_; }
-  size_t Read(float* interleaved, size_t frames) override;
+  std::size_t Read(float* interleaved, std::size_t frames) override;
   std::string Fault() override;
 
  private:

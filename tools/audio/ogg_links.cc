@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <set>
@@ -37,19 +38,19 @@ bool ReadPage(std::ifstream* file, int64_t offset, Page* page) {
   page->serial = header[14] | uint32_t{header[15]} << 8 | uint32_t{header[16]} << 16 |
                  uint32_t{header[17]} << 24;
   page->bytes = int64_t{27} + header[26];
-  for (size_t i = 0; i < header[26]; ++i) page->bytes += segments[i];
+  for (std::size_t i = 0; i < header[26]; ++i) page->bytes += segments[i];
   return true;
 }
 
 // The next capture pattern at or after `offset`; `end` if there is none.
 int64_t NextPage(std::ifstream* file, int64_t offset, int64_t end) {
-  std::string piece(size_t{1} << 16, '\0');
+  std::string piece(std::size_t{1} << 16, '\0');
   while (offset < end) {
     file->clear();
     file->seekg(offset);
     file->read(piece.data(), static_cast<std::streamsize>(piece.size()));
-    const std::string_view got(piece.data(), static_cast<size_t>(file->gcount()));
-    if (const size_t at = got.find(kCapturePattern); at != std::string_view::npos) {
+    const std::string_view got(piece.data(), static_cast<std::size_t>(file->gcount()));
+    if (const std::size_t at = got.find(kCapturePattern); at != std::string_view::npos) {
       return offset + static_cast<int64_t>(at);
     }
     if (got.size() < kCapturePattern.size()) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <stdexcept>
 
 #include "tools/framework/effect_session.h"
@@ -31,14 +32,14 @@ RateConverter::RateConverter(int from_hz, int to_hz, unsigned long quality)
   CheckConversion(error);
 }
 
-void RateConverter::Convert(const float* stereo, size_t frames, std::vector<float>* output) {
-  constexpr size_t kRoomFrames = 4096;
-  size_t read = 0;
-  size_t made = 0;
+void RateConverter::Convert(const float* stereo, std::size_t frames, std::vector<float>* output) {
+  constexpr std::size_t kRoomFrames = 4096;
+  std::size_t read = 0;
+  std::size_t made = 0;
   do {
-    const size_t size = output->size();
+    const std::size_t size = output->size();
     output->resize(size + kRoomFrames * kChannels);
-    size_t taken = 0;
+    std::size_t taken = 0;
     CheckConversion(soxr_process(converter_.get(),
                                  frames == 0 ? nullptr : stereo + kChannels * read, frames - read,
                                  &taken, output->data() + size, kRoomFrames, &made));
@@ -48,7 +49,7 @@ void RateConverter::Convert(const float* stereo, size_t frames, std::vector<floa
   } while (read < frames || made == kRoomFrames);
 }
 
-void RateConverter::Push(const float* stereo, size_t frames, std::vector<float>* output) {
+void RateConverter::Push(const float* stereo, std::size_t frames, std::vector<float>* output) {
   if (frames != 0) {
     Convert(stereo, frames, output);
     frames_in_ += static_cast<int64_t>(frames);
@@ -62,7 +63,7 @@ void RateConverter::Finish(std::vector<float>* output) {
   const int64_t length = std::llround(static_cast<double>(frames_in_) * to_hz_ / from_hz_);
   const int64_t size = static_cast<int64_t>(output->size()) +
                        (length - frames_out_) * static_cast<int64_t>(kChannels);
-  output->resize(static_cast<size_t>(std::max(size, size_before)), 0.0F);
+  output->resize(static_cast<std::size_t>(std::max(size, size_before)), 0.0f);
 }
 
 }  // namespace kelda::tools

@@ -24,7 +24,7 @@ class RateConverter {
   RateConverter(int from_hz, int to_hz, unsigned long quality = SOXR_VHQ);
 
   // Converts `frames` frames and appends to `*output` what is ready.
-  void Push(const float* stereo, size_t frames, std::vector<float>* output);
+  void Push(const float* stereo, std::size_t frames, std::vector<float>* output);
   // Appends the rest: the output is then as long as the input, rounded to a frame.
   void Finish(std::vector<float>* output);
 
@@ -34,7 +34,7 @@ class RateConverter {
   };
 
   // Converts until `frames` are consumed; with none, until nothing more comes out.
-  void Convert(const float* stereo, size_t frames, std::vector<float>* output);
+  void Convert(const float* stereo, std::size_t frames, std::vector<float>* output);
 
   int from_hz_;
   int to_hz_;

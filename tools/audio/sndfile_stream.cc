@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <string>
 
@@ -88,7 +89,7 @@ SF_VIRTUAL_IO SndfileStream::PartFunctions() {
     const auto* const part = static_cast<Part*>(user);
     const int64_t rest = part->end - ftello(part->file.get());
     return static_cast<sf_count_t>(
-        std::fread(data, 1, static_cast<size_t>(std::clamp(rest, int64_t{0}, int64_t{bytes})),
+        std::fread(data, 1, static_cast<std::size_t>(std::clamp(rest, int64_t{0}, int64_t{bytes})),
                    part->file.get()));
   };
   functions.write = [](const void*, sf_count_t, void*) -> sf_count_t { return 0; };
@@ -100,7 +101,7 @@ void SndfileStream::Take(const std::filesystem::path& path) {
     RefuseSound(path, sf_strerror(nullptr));
   }
   format_.rate_hz = info_.samplerate;
-  format_.channels = static_cast<size_t>(info_.channels);
+  format_.channels = static_cast<std::size_t>(info_.channels);
   std::vector<int> map(format_.channels);
   if (sf_command(file_.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(),
                  static_cast<int>(map.size() * sizeof(int))) == SF_TRUE) {
@@ -115,10 +116,10 @@ std::optional<int64_t> SndfileStream::frames() const {
   return info_.frames < SF_COUNT_MAX ? std::optional<int64_t>(info_.frames) : std::nullopt;
 }
 
-size_t SndfileStream::Read(float* interleaved, size_t frames) {
+std::size_t SndfileStream::Read(float* interleaved, std::size_t frames) {
   const sf_count_t read = sf_readf_float(file_.get(), interleaved, static_cast<sf_count_t>(frames));
   frames_read_ += std::max<sf_count_t>(read, 0);
-  return static_cast<size_t>(std::max<sf_count_t>(read, 0));
+  return static_cast<std::size_t>(std::max<sf_count_t>(read, 0));
 }
 
 std::string SndfileStream::Fault() {

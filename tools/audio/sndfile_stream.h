@@ -3,6 +3,7 @@
 
 #include <sndfile.h>
 
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/audio/ogg_links.h"
@@ -19,7 +20,7 @@ class SndfileStream : public SoundStream {
   SndfileStream(const std::filesystem::path& path, const OggLink& link);
 
   std::optional<int64_t> frames() const override;
-  size_t Read(float* interleaved, size_t frames) override;
+  std::size_t Read(float* interleaved, std::size_t frames) override;
   std::string Fault() override;
 
   // libsndfile's number of the format.

@@ -1,5 +1,6 @@
 #include "tools/audio/sound_stream.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 
@@ -18,13 +19,13 @@ int64_t Id3Bytes(const std::string& head) {
     return 0;
   }
   int64_t bytes = 0;
-  for (size_t i = 6; i < 10; ++i) bytes = bytes << 7 | (head[i] & 0x7F);
+  for (std::size_t i = 6; i < 10; ++i) bytes = bytes << 7 | (head[i] & 0x7F);
   return 10 + bytes;
 }
 
 }  // namespace
 
-std::vector<ChannelPlace> UsualPlaces(size_t channels) {
+std::vector<ChannelPlace> UsualPlaces(std::size_t channels) {
   using Place = ChannelPlace;
   switch (channels) {
     case 1:
@@ -66,7 +67,7 @@ bool LooksLikeMp3(const std::filesystem::path& path) {
     file.clear();
     file.seekg(offset);
     file.read(head.data(), static_cast<std::streamsize>(head.size()));
-    head.resize(static_cast<size_t>(file.gcount()));
+    head.resize(static_cast<std::size_t>(file.gcount()));
     return head;
   };
   std::string head = read(0);

@@ -31,12 +31,12 @@ struct SoundFormat {
   // One per channel, in the order of the samples; empty if neither the file nor a convention
   // says where they belong.
   std::vector<ChannelPlace> places;
-  size_t channels = 0;
+  std::size_t channels = 0;
 };
 
 // The usual places for a file that states none: of mono, stereo, 5.1 and 7.1 (in the order of WAV
 // and FLAC); empty for another number of channels.
-std::vector<ChannelPlace> UsualPlaces(size_t channels);
+std::vector<ChannelPlace> UsualPlaces(std::size_t channels);
 
 class SoundStream {
  public:
@@ -49,7 +49,7 @@ class SoundStream {
 
   // Reads up to `frames` interleaved frames and returns how many; fewer only at the end.
   // Throws Interrupted.
-  virtual size_t Read(float* interleaved, size_t frames) = 0;
+  virtual std::size_t Read(float* interleaved, std::size_t frames) = 0;
 
   // After the end: why the sound ended early, for a message. Empty if it did not.
   virtual std::string Fault() = 0;

@@ -1,5 +1,6 @@
 #include "tools/audio/stated_size.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <string_view>
@@ -9,7 +10,7 @@ namespace {
 
 uint64_t SizeOf(std::string_view bytes, bool big_endian) {
   uint64_t number = 0;
-  for (size_t i = 0; i < bytes.size(); ++i) {
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
     const auto byte = static_cast<unsigned char>(bytes[big_endian ? i : bytes.size() - 1 - i]);
     number = number << 8 | byte;
   }
@@ -19,7 +20,7 @@ uint64_t SizeOf(std::string_view bytes, bool big_endian) {
 // What programs write for a size that they do not know: 0, or about the largest value of 31 or 32
 // bits.
 bool IsPlaceholder(uint64_t size) {
-  constexpr uint64_t kNear = 1U << 16;
+  constexpr uint64_t kNear = 1u << 16;
   return size == 0 || size == UINT64_MAX ||
          (size > (uint64_t{1} << 31) - kNear && size < (uint64_t{1} << 31) + kNear) ||
          (size > (uint64_t{1} << 32) - kNear && size < (uint64_t{1} << 32));
@@ -31,10 +32,10 @@ std::string CutContainer(const std::filesystem::path& path) {
   std::error_code error;
   const uint64_t file_bytes = std::filesystem::file_size(path, error);
   std::ifstream file(path, std::ios::binary);
-  const auto read = [&](size_t bytes) {
+  const auto read = [&](std::size_t bytes) {
     std::string text(bytes, '\0');
     file.read(text.data(), static_cast<std::streamsize>(bytes));
-    text.resize(static_cast<size_t>(file.gcount()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
     return text;
   };
   const std::string head = error ? "" : read(12);

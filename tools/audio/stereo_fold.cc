@@ -1,6 +1,7 @@
 #include "tools/audio/stereo_fold.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <numbers>
 
 #include "tools/core/failure.h"
@@ -24,7 +25,7 @@ std::array<float, 2> Gains(ChannelPlace place) {
     case ChannelPlace::kSideRight:
       return {0, kMinus3Db};
     case ChannelPlace::kBackCentre:
-      return {0.5F, 0.5F};
+      return {0.5f, 0.5f};
     case ChannelPlace::kLfe:
     case ChannelPlace::kOther:
       return {0, 0};
@@ -55,17 +56,17 @@ StereoFold::StereoFold(const SoundFormat& format, const std::string& name) {
   std::transform(places.begin(), places.end(), std::back_inserter(gains_), Gains);
   const bool with_lfe = has(ChannelPlace::kLfe);
   const bool two_pairs = has(ChannelPlace::kBackLeft) && has(ChannelPlace::kSideLeft);
-  const size_t full = format.channels - (with_lfe ? 1 : 0);
+  const std::size_t full = format.channels - (with_lfe ? 1 : 0);
   note_ = std::to_string(full) + (with_lfe ? ".1" : ".0") + " is folded to stereo (ITU-R BS.775" +
           (two_pairs ? ", the back pair added to the sides" : "") +
           (with_lfe ? ", the LFE left out)" : ")");
 }
 
-void StereoFold::Fold(const float* interleaved, size_t frames, float* stereo) const {
-  const size_t channels = gains_.size();
-  for (size_t i = 0; i < frames; ++i, interleaved += channels, stereo += 2) {
+void StereoFold::Fold(const float* interleaved, std::size_t frames, float* stereo) const {
+  const std::size_t channels = gains_.size();
+  for (std::size_t i = 0; i < frames; ++i, interleaved += channels, stereo += 2) {
     stereo[0] = stereo[1] = 0;
-    for (size_t channel = 0; channel < channels; ++channel) {
+    for (std::size_t channel = 0; channel < channels; ++channel) {
       stereo[0] += gains_[channel][0] * interleaved[channel];
       stereo[1] += gains_[channel][1] * interleaved[channel];
     }

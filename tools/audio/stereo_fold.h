@@ -20,7 +20,7 @@ class StereoFold {
   StereoFold(const SoundFormat& format, const std::string& name);
 
   // Folds interleaved frames to interleaved stereo frames; the arrays do not overlap.
-  void Fold(const float* interleaved, size_t frames, float* stereo) const;
+  void Fold(const float* interleaved, std::size_t frames, float* stereo) const;
 
   // What is done with more than two channels, for a message; empty for one or two.
   const std::string& note() const { return note_; }

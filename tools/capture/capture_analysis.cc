@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 namespace kelda::tools {
 
@@ -12,15 +13,15 @@ void CaptureEvents::Add(const CaptureEvent& event) {
   }
 }
 
-CaptureAnalysis::CaptureAnalysis(int channels) : channels_(static_cast<size_t>(channels)) {
+CaptureAnalysis::CaptureAnalysis(int channels) : channels_(static_cast<std::size_t>(channels)) {
   findings_.channels.resize(channels_.size());
 }
 
 void CaptureAnalysis::Add(std::vector<float>* interleaved) {
-  const size_t channels = channels_.size();
-  for (size_t at = 0; at + channels <= interleaved->size(); at += channels) {
+  const std::size_t channels = channels_.size();
+  for (std::size_t at = 0; at + channels <= interleaved->size(); at += channels) {
     double loudest = 0;
-    for (size_t channel = 0; channel < channels; ++channel) {
+    for (std::size_t channel = 0; channel < channels; ++channel) {
       float* const sample = &(*interleaved)[at + channel];
       AddSample(static_cast<int>(channel), sample);
       loudest = std::max(loudest, std::abs(static_cast<double>(*sample)));
@@ -36,8 +37,8 @@ void CaptureAnalysis::Add(std::vector<float>* interleaved) {
 }
 
 void CaptureAnalysis::AddSample(int channel, float* sample) {
-  Channel& state = channels_[static_cast<size_t>(channel)];
-  ChannelLevels& levels = findings_.channels[static_cast<size_t>(channel)];
+  Channel& state = channels_[static_cast<std::size_t>(channel)];
+  ChannelLevels& levels = findings_.channels[static_cast<std::size_t>(channel)];
   if (!std::isfinite(*sample)) {
     ++(std::isnan(*sample) ? levels.nans : levels.infinities);
     findings_.not_finite.Add({findings_.frames, 1, channel, static_cast<double>(*sample)});
@@ -65,7 +66,7 @@ void CaptureAnalysis::AddSample(int channel, float* sample) {
 }
 
 void CaptureAnalysis::MarkClipping(int channel, int64_t first, double magnitude) {
-  CaptureEvent& event = channels_[static_cast<size_t>(channel)].clipping;
+  CaptureEvent& event = channels_[static_cast<std::size_t>(channel)].clipping;
   if (event.frames != 0 && first - (event.frame + event.frames) >= kSpotGapFrames) {
     findings_.clipping.Add(event);
     event.frames = 0;
@@ -91,7 +92,7 @@ void CaptureAnalysis::EndSilence() {
 
 CaptureFindings CaptureAnalysis::Finish() {
   EndSilence();
-  for (size_t channel = 0; channel < channels_.size(); ++channel) {
+  for (std::size_t channel = 0; channel < channels_.size(); ++channel) {
     Channel& state = channels_[channel];
     for (int i = 0; i < StepDetector::kFlushFrames && findings_.frames != 0; ++i) {
       if (const auto step = state.steps.Flush()) {

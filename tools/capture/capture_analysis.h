@@ -30,7 +30,7 @@ struct CaptureEvent {
 // Events in order of time. After the first kMost they are only counted, so that a capture that is
 // full of them does not fill the memory.
 struct CaptureEvents {
-  static constexpr size_t kMost = 10000;
+  static constexpr std::size_t kMost = 10000;
   std::vector<CaptureEvent> listed;
   int64_t count = 0;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "tools/core/format.h"
 
@@ -16,10 +17,11 @@ constexpr double kClearlySmaller = 0.6;
 double Sample(float value) { return std::isfinite(value) ? static_cast<double>(value) : 0.0; }
 
 // Mean square of the steps x[i + distance] - x[i] over every i = first + k * stride.
-double StepEnergy(std::span<const float> samples, size_t distance, size_t first, size_t stride) {
+double StepEnergy(std::span<const float> samples, std::size_t distance, std::size_t first,
+                  std::size_t stride) {
   double sum = 0;
-  size_t count = 0;
-  for (size_t i = first; i + distance < samples.size(); i += stride, ++count) {
+  std::size_t count = 0;
+  for (std::size_t i = first; i + distance < samples.size(); i += stride, ++count) {
     const double step = Sample(samples[i + distance]) - Sample(samples[i]);
     sum += step * step;
   }
@@ -36,14 +38,14 @@ bool StepsAlike(std::span<const float> samples) {
 
 // Whether the samples jump at the seams between planes and nowhere else.
 bool JumpsAtPlanes(std::span<const float> samples) {
-  constexpr size_t kPlane = CaptureLayout::kPlaneFrames;
-  constexpr size_t kFewestSeams = 8;
+  constexpr std::size_t kPlane = CaptureLayout::kPlaneFrames;
+  constexpr std::size_t kFewestSeams = 8;
   if (samples.size() < kFewestSeams * kPlane) {
     return false;
   }
   // The other places are even and odd ones, because these differ in interleaved stereo.
   double elsewhere = 0;
-  for (const size_t place : {kPlane / 2, kPlane / 2 - 1, kPlane / 4, kPlane / 4 - 1}) {
+  for (const std::size_t place : {kPlane / 2, kPlane / 2 - 1, kPlane / 4, kPlane / 4 - 1}) {
     elsewhere = std::max(elsewhere, StepEnergy(samples, 1, place, kPlane));
   }
   return StepEnergy(samples, 1, kPlane - 1, kPlane) > 4 * elsewhere;
@@ -55,8 +57,8 @@ std::span<const float> Sounding(std::span<const float> samples) {
       std::find_if(samples.begin(), samples.end(), [](float value) { return Sample(value) != 0; });
   // Only whole groups are removed, because the position in the file decides the channel of a
   // sample.
-  const auto skipped = static_cast<size_t>(first - samples.begin());
-  constexpr size_t kPair = 2 * CaptureLayout::kPlaneFrames;
+  const auto skipped = static_cast<std::size_t>(first - samples.begin());
+  constexpr std::size_t kPair = 2 * CaptureLayout::kPlaneFrames;
   return samples.subspan(skipped / kPair * kPair);
 }
 
@@ -74,7 +76,7 @@ LayoutGuess GuessFromSamples(std::span<const float> samples) {
   int best = 2;
   double best_steps = stereo_steps;
   for (int channels = 1; channels <= kMaxCaptureChannels; ++channels) {
-    const double steps = StepEnergy(samples, static_cast<size_t>(channels), 0, 1);
+    const double steps = StepEnergy(samples, static_cast<std::size_t>(channels), 0, 1);
     if (steps < best_steps && (channels != 1 || StepsAlike(samples))) {
       best = channels;
       best_steps = steps;

@@ -18,9 +18,9 @@ struct CaptureLayout {
   int channels = 2;
   bool planar = false;
 
-  static constexpr size_t kPlaneFrames = 1024;
+  static constexpr std::size_t kPlaneFrames = 1024;
   // How many frames are stored together, and so have to be read together.
-  size_t group_frames() const { return planar ? kPlaneFrames : 1; }
+  std::size_t group_frames() const { return planar ? kPlaneFrames : 1; }
 
   bool operator==(const CaptureLayout&) const = default;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -13,8 +14,8 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kHeadBytes = size_t{1} << 18;
-constexpr size_t kReadFrames = 16 * CaptureLayout::kPlaneFrames;  // whole groups of any layout
+constexpr std::size_t kHeadBytes = std::size_t{1} << 18;
+constexpr std::size_t kReadFrames = 16 * CaptureLayout::kPlaneFrames;  // whole groups of any layout
 
 [[noreturn]] void Refuse(const std::filesystem::path& path, const std::string& reason) {
   throw Failure(ExitCode::kInput, path.string() + ": cannot be read: " + reason);
@@ -43,20 +44,20 @@ void RefuseAudioFile(const std::filesystem::path& path, std::span<const std::byt
   }
 }
 
-size_t FrameBytes(const CaptureLayout& layout) {
-  return static_cast<size_t>(layout.channels) * sizeof(float);
+std::size_t FrameBytes(const CaptureLayout& layout) {
+  return static_cast<std::size_t>(layout.channels) * sizeof(float);
 }
 
 // How many whole frames `bytes` bytes hold. Only the last group may be cut off; its whole frames
 // are those that its last plane has.
-size_t WholeFrames(const CaptureLayout& layout, size_t bytes) {
+std::size_t WholeFrames(const CaptureLayout& layout, std::size_t bytes) {
   if (!layout.planar) {
     return bytes / FrameBytes(layout);
   }
-  const size_t plane_bytes = CaptureLayout::kPlaneFrames * sizeof(float);
-  const size_t group_bytes = CaptureLayout::kPlaneFrames * FrameBytes(layout);
-  const size_t rest = bytes % group_bytes;
-  const size_t ahead = group_bytes - plane_bytes;
+  const std::size_t plane_bytes = CaptureLayout::kPlaneFrames * sizeof(float);
+  const std::size_t group_bytes = CaptureLayout::kPlaneFrames * FrameBytes(layout);
+  const std::size_t rest = bytes % group_bytes;
+  const std::size_t ahead = group_bytes - plane_bytes;
   return bytes / group_bytes * CaptureLayout::kPlaneFrames +
          (rest > ahead ? (rest - ahead) / sizeof(float) : 0);
 }
@@ -87,15 +88,16 @@ std::optional<int64_t> CaptureReader::ExpectedFrames(const CaptureLayout& layout
   if (!size_bytes_) {
     return std::nullopt;
   }
-  return static_cast<int64_t>(WholeFrames(layout, static_cast<size_t>(*size_bytes_)));
+  return static_cast<int64_t>(WholeFrames(layout, static_cast<std::size_t>(*size_bytes_)));
 }
 
-size_t CaptureReader::ReadBytes(std::span<std::byte> bytes) {
-  const size_t from_head = std::min(bytes.size(), head_bytes_.size() - head_used_);
-  std::copy_n(head_bytes_.begin() + static_cast<ptrdiff_t>(head_used_), from_head, bytes.begin());
+std::size_t CaptureReader::ReadBytes(std::span<std::byte> bytes) {
+  const std::size_t from_head = std::min(bytes.size(), head_bytes_.size() - head_used_);
+  std::copy_n(head_bytes_.begin() + static_cast<std::ptrdiff_t>(head_used_), from_head,
+              bytes.begin());
   head_used_ += from_head;
   const auto rest = bytes.subspan(from_head);
-  const size_t from_file = std::fread(rest.data(), 1, rest.size(), file_.get());
+  const std::size_t from_file = std::fread(rest.data(), 1, rest.size(), file_.get());
   if (std::ferror(file_.get()) != 0) {
     Refuse(path_, std::strerror(errno));
   }
@@ -103,18 +105,18 @@ size_t CaptureReader::ReadBytes(std::span<std::byte> bytes) {
 }
 
 void CaptureReader::Read(const CaptureLayout& layout, std::vector<float>* interleaved) {
-  const auto channels = static_cast<size_t>(layout.channels);
+  const auto channels = static_cast<std::size_t>(layout.channels);
   std::vector<std::byte> bytes(kReadFrames * FrameBytes(layout));
   bytes.resize(ReadBytes(bytes));
-  const size_t frames = WholeFrames(layout, bytes.size());
+  const std::size_t frames = WholeFrames(layout, bytes.size());
   trailing_bytes_ = bytes.size() - frames * FrameBytes(layout);
   interleaved->resize(frames * channels);
-  const auto copy = [&](size_t to, size_t from) {
+  const auto copy = [&](std::size_t to, std::size_t from) {
     std::memcpy(&(*interleaved)[to], &bytes[from * sizeof(float)], sizeof(float));
   };
-  for (size_t frame = 0; frame < frames; ++frame) {
-    const size_t group = frame / layout.group_frames() * layout.group_frames();
-    for (size_t channel = 0; channel < channels; ++channel) {
+  for (std::size_t frame = 0; frame < frames; ++frame) {
+    const std::size_t group = frame / layout.group_frames() * layout.group_frames();
+    for (std::size_t channel = 0; channel < channels; ++channel) {
       copy(frame * channels + channel,
            group * channels + channel * layout.group_frames() + (frame - group));
     }

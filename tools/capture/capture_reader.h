@@ -2,6 +2,7 @@
 #ifndef KELDA_TOOLS_CAPTURE_CAPTURE_READER_H_
 #define KELDA_TOOLS_CAPTURE_CAPTURE_READER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -32,7 +33,7 @@ class CaptureReader {
   void Read(const CaptureLayout& layout, std::vector<float>* interleaved);
 
   // Bytes after the last whole frame, known at the end of the file.
-  size_t trailing_bytes() const { return trailing_bytes_; }
+  std::size_t trailing_bytes() const { return trailing_bytes_; }
 
  private:
   struct Closer {
@@ -40,15 +41,15 @@ class CaptureReader {
   };
 
   // Reads up to `bytes.size()` bytes; fewer only at the end of the file.
-  size_t ReadBytes(std::span<std::byte> bytes);
+  std::size_t ReadBytes(std::span<std::byte> bytes);
 
   std::filesystem::path path_;
   std::unique_ptr<std::FILE, Closer> file_;
   std::optional<int64_t> size_bytes_;
   std::vector<std::byte> head_bytes_;
-  size_t head_used_ = 0;
+  std::size_t head_used_ = 0;
   std::vector<float> head_;
-  size_t trailing_bytes_ = 0;
+  std::size_t trailing_bytes_ = 0;
 };
 
 }  // namespace kelda::tools

@@ -1,6 +1,7 @@
 #include "tools/capture/capture_report.h"
 
 #include <cmath>
+#include <cstddef>
 #include <optional>
 
 #include "tools/core/format.h"
@@ -34,7 +35,7 @@ std::string Levels(const CaptureFindings& findings) {
   std::string text =
       "channel  peak dBFS         at   RMS dBFS         DC  beyond full scale       NaN       "
       "Inf\n";
-  for (size_t i = 0; i < findings.channels.size(); ++i) {
+  for (std::size_t i = 0; i < findings.channels.size(); ++i) {
     const ChannelLevels& levels = findings.channels[i];
     text +=
         Format("%7zu %10s %10s %10s %10.6f %18lld %9lld %9lld\n", i,
@@ -46,14 +47,14 @@ std::string Levels(const CaptureFindings& findings) {
 }
 
 template <typename Line>
-std::string List(const char* title, const CaptureEvents& events, size_t most, Line line) {
+std::string List(const char* title, const CaptureEvents& events, std::size_t most, Line line) {
   std::string text = Format("\n%s", title);
   if (events.count == 0) {
     return text + ": none\n";
   }
   text += ": " + std::to_string(events.count) + "\n";
-  const size_t shown = std::min(most, events.listed.size());
-  for (size_t i = 0; i < shown; ++i) {
+  const std::size_t shown = std::min(most, events.listed.size());
+  for (std::size_t i = 0; i < shown; ++i) {
     const CaptureEvent& event = events.listed[i];
     text += Format("  %s  frame %-10lld ", Time(event.frame).c_str(),
                    static_cast<long long>(event.frame));
@@ -84,7 +85,7 @@ Json ToJson(const CaptureEvents& events, Value value) {
 
 }  // namespace
 
-std::string FormatCapture(const CaptureSummary& summary, size_t most_events) {
+std::string FormatCapture(const CaptureSummary& summary, std::size_t most_events) {
   const CaptureFindings& findings = summary.findings;
   std::string text = summary.file + ": " +
                      Format("%lld frames, ", static_cast<long long>(findings.frames)) +

@@ -14,12 +14,12 @@ struct CaptureSummary {
   std::string file;
   CaptureLayout layout;
   std::string layout_reason;
-  size_t trailing_bytes = 0;
+  std::size_t trailing_bytes = 0;
   CaptureFindings findings;
 };
 
 // For people. Lists at most `most_events` events of each kind.
-std::string FormatCapture(const CaptureSummary& summary, size_t most_events);
+std::string FormatCapture(const CaptureSummary& summary, std::size_t most_events);
 
 // The same as JSON for scripts, with every event that was kept. The level of silence is null.
 std::string FormatCaptureJson(const CaptureSummary& summary);

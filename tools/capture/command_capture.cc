@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -30,7 +31,7 @@ struct CaptureArguments {
   std::filesystem::path output;
   std::optional<int> channels;
   std::string layout;
-  size_t list = 20;
+  std::size_t list = 20;
   bool any_level = false;
   bool json = false;
   bool replace = false;
@@ -83,7 +84,8 @@ void Run(const CaptureArguments& arguments) {
   const auto expected_frames = reader.ExpectedFrames(chosen.layout);
   std::optional<AudioSink> sink;
   if (!arguments.output.empty()) {
-    sink.emplace(arguments.output, expected_frames, static_cast<size_t>(chosen.layout.channels));
+    sink.emplace(arguments.output, expected_frames,
+                 static_cast<std::size_t>(chosen.layout.channels));
   }
 
   CaptureSummary summary{arguments.capture.string(), chosen.layout, chosen.reason, 0, {}};
@@ -94,7 +96,7 @@ void Run(const CaptureArguments& arguments) {
     int64_t done_frames = 0;
     for (reader.Read(chosen.layout, &piece); !piece.empty(); reader.Read(chosen.layout, &piece)) {
       CheckInterruption();
-      const size_t frames = piece.size() / static_cast<size_t>(chosen.layout.channels);
+      const std::size_t frames = piece.size() / static_cast<std::size_t>(chosen.layout.channels);
       analysis.Add(&piece);
       CheckLevels(arguments, chosen.layout, piece, done_frames);
       if (sink) {

@@ -10,13 +10,13 @@ namespace {
 unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
 // The length in bytes of the UTF-8 character at the start of `text`; 0 if there is none.
-size_t CharacterBytes(std::string_view text) {
+std::size_t CharacterBytes(std::string_view text) {
   const unsigned char first = Byte(text[0]);
-  const size_t bytes = first < 0x80                    ? 1
-                       : first >= 0xC2 && first < 0xE0 ? 2
-                       : first >= 0xE0 && first < 0xF0 ? 3
-                       : first >= 0xF0 && first < 0xF5 ? 4
-                                                       : 0;
+  const std::size_t bytes = first < 0x80                    ? 1
+                            : first >= 0xC2 && first < 0xE0 ? 2
+                            : first >= 0xE0 && first < 0xF0 ? 3
+                            : first >= 0xF0 && first < 0xF5 ? 4
+                                                            : 0;
   const auto continues = [](char c) { return (Byte(c) & 0xC0) == 0x80; };
   if (bytes == 0 || bytes > text.size() ||
       !std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(bytes),
@@ -37,8 +37,8 @@ bool IsControl(std::string_view character) {
 std::string Printable(std::string_view text) {
   std::string shown;
   while (!text.empty()) {
-    const size_t known = CharacterBytes(text);
-    const std::string_view character = text.substr(0, std::max<size_t>(known, 1));
+    const std::size_t known = CharacterBytes(text);
+    const std::string_view character = text.substr(0, std::max<std::size_t>(known, 1));
     text.remove_prefix(character.size());
     if (character == "\t") {
       shown += ' ';
@@ -57,7 +57,7 @@ std::string Printable(std::string_view text) {
 
 std::string PrintableLines(std::string_view lines) {
   std::string shown;
-  for (size_t end = lines.find('\n'); end != std::string_view::npos; end = lines.find('\n')) {
+  for (std::size_t end = lines.find('\n'); end != std::string_view::npos; end = lines.find('\n')) {
     shown += Printable(lines.substr(0, end)) + '\n';
     lines.remove_prefix(end + 1);
   }

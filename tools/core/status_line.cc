@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/core/printable.h"
@@ -69,7 +70,7 @@ StatusLine::StatusLine() : visible_(isatty(STDERR_FILENO) != 0) {}
 std::size_t StatusLine::columns() const {
   constexpr std::size_t kUsual = 80;
   winsize size{};
-  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1u
                                                                          : kUsual - 1;
 }
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <numbers>
@@ -28,12 +29,12 @@ struct Mix {
   std::vector<double> left;
   std::vector<double> right;
 
-  explicit Mix(size_t frames) : left(frames), right(frames) {}
+  explicit Mix(std::size_t frames) : left(frames), right(frames) {}
   // Adds a mono part at a time. Pan from -1 (left) to 1 (right), constant power.
   void Add(const std::vector<double>& part, double seconds, double gain, double pan) {
-    const auto start = static_cast<size_t>(seconds * kRateHz);
+    const auto start = static_cast<std::size_t>(seconds * kRateHz);
     const double angle = (pan + 1.0) * std::numbers::pi / 4.0;
-    for (size_t i = 0; i < part.size() && start + i < left.size(); ++i) {
+    for (std::size_t i = 0; i < part.size() && start + i < left.size(); ++i) {
       left[start + i] += gain * std::cos(angle) * part[i];
       right[start + i] += gain * std::sin(angle) * part[i];
     }
@@ -42,7 +43,7 @@ struct Mix {
 
 double NoteHz(int midi) { return 440.0 * std::exp2((midi - 69) / 12.0); }
 
-size_t Frames(double seconds) { return static_cast<size_t>(seconds * kRateHz); }
+std::size_t Frames(double seconds) { return static_cast<std::size_t>(seconds * kRateHz); }
 
 // From -1 to 1, the same with every standard library.
 class Noise {
@@ -59,7 +60,7 @@ class Noise {
 // a first-order all-pass makes up the fraction of a frame for the pitch.
 std::vector<double> Pluck(int midi, double seconds, Noise* noise) {
   const double period = kRateHz / NoteHz(midi) - 0.5;
-  const auto whole = static_cast<size_t>(period - 0.1);
+  const auto whole = static_cast<std::size_t>(period - 0.1);
   const double fraction = period - static_cast<double>(whole);
   const double allpass = (1.0 - fraction) / (1.0 + fraction);
   std::vector<double> line(whole);
@@ -72,7 +73,7 @@ std::vector<double> Pluck(int midi, double seconds, Noise* noise) {
   double last = 0.0;
   double allpass_in = 0.0;
   double allpass_out = 0.0;
-  for (size_t i = 0; i < part.size(); ++i) {
+  for (std::size_t i = 0; i < part.size(); ++i) {
     double& slot = line[i % whole];
     part[i] = slot;
     const double average = 0.4985 * (slot + last);
@@ -88,7 +89,7 @@ std::vector<double> Pluck(int midi, double seconds, Noise* noise) {
 std::vector<double> Voice(int midi, double seconds) {
   std::vector<double> part(Frames(seconds));
   double phase = 0.0;
-  for (size_t i = 0; i < part.size(); ++i) {
+  for (std::size_t i = 0; i < part.size(); ++i) {
     const double t = static_cast<double>(i) / kRateHz;
     const double vibrato = 1.0 + 0.006 * std::min(t / 0.4, 1.0) * std::sin(kTwoPi * 5.2 * t);
     const double pitch_hz = NoteHz(midi) * vibrato;
@@ -112,7 +113,7 @@ std::vector<double> Voice(int midi, double seconds) {
 
 std::vector<double> Bass(int midi, double seconds) {
   std::vector<double> part(Frames(seconds));
-  for (size_t i = 0; i < part.size(); ++i) {
+  for (std::size_t i = 0; i < part.size(); ++i) {
     const double t = static_cast<double>(i) / kRateHz;
     const double phase = kTwoPi * NoteHz(midi) * t;
     const double fall = std::clamp((seconds - t) / 0.05, 0.0, 1.0);
@@ -132,13 +133,13 @@ std::vector<double> Pad(const std::vector<int>& chord, double seconds, Noise* no
       const double hz = NoteHz(midi) * (1.0 + 0.004 * (*noise)());
       const double start = kTwoPi * (*noise)();
       const double sway_hz = 0.2 + 0.15 * (*noise)();
-      for (size_t i = 0; i < part.size(); ++i) {
+      for (std::size_t i = 0; i < part.size(); ++i) {
         const double t = static_cast<double>(i) / kRateHz;
         part[i] += std::sin(kTwoPi * hz * t + start + 0.8 * std::sin(kTwoPi * sway_hz * t + start));
       }
     }
   }
-  for (size_t i = 0; i < part.size(); ++i) {
+  for (std::size_t i = 0; i < part.size(); ++i) {
     const double t = static_cast<double>(i) / kRateHz;
     part[i] *= std::min(t / 0.5, 1.0) * std::clamp((seconds - t) / 0.5, 0.0, 1.0);
   }
@@ -151,7 +152,7 @@ std::vector<double> Drum(double from_hz, double to_hz, double decay_seconds, dou
   std::vector<double> part(Frames(6.0 * decay_seconds));
   double phase = 0.0;
   double last = 0.0;
-  for (size_t i = 0; i < part.size(); ++i) {
+  for (std::size_t i = 0; i < part.size(); ++i) {
     const double t = static_cast<double>(i) / kRateHz;
     phase += (to_hz + (from_hz - to_hz) * std::exp(-t / 0.03)) / kRateHz;
     const double white = (*noise)();
@@ -171,8 +172,8 @@ std::vector<double> Room(const std::vector<double>& dry, Noise* noise) {
   for (int tap = 0; tap < kTaps; ++tap) {
     const double seconds = 0.012 + 0.9 * tap / kTaps + 0.001 * ((*noise)() + 1.0);
     const double gain = (*noise)() * std::exp(-seconds / kDecaySeconds);
-    const size_t delay = Frames(seconds);
-    for (size_t i = delay; i < wet.size(); ++i) {
+    const std::size_t delay = Frames(seconds);
+    for (std::size_t i = delay; i < wet.size(); ++i) {
       wet[i] += gain * dry[i - delay];
     }
   }
@@ -181,7 +182,7 @@ std::vector<double> Room(const std::vector<double>& dry, Noise* noise) {
 
 Mix Compose() {
   const double bar = 4.0 * kBeatSeconds;
-  const size_t frames = Frames(kBars * bar + kTailSeconds);
+  const std::size_t frames = Frames(kBars * bar + kTailSeconds);
   Mix music(frames);
   Mix percussion(frames);
   Noise noise(1968);
@@ -202,7 +203,7 @@ Mix Compose() {
     music.Add(Pad(chord, bar + 0.5, &noise), start, 0.028, -1.0);
     music.Add(Pad(chord, bar + 0.5, &noise), start, 0.028, 1.0);
     for (int eighth = 0; eighth < 8; ++eighth) {
-      const int note = chord[static_cast<size_t>(eighth * 3 % 4)] + (eighth % 3 == 2 ? 12 : 0);
+      const int note = chord[static_cast<std::size_t>(eighth * 3 % 4)] + (eighth % 3 == 2 ? 12 : 0);
       music.Add(Pluck(note, 1.6, &noise), start + eighth * kBeatSeconds / 2.0, 0.38,
                 eighth % 2 == 0 ? -0.75 : 0.75);
     }
@@ -231,13 +232,13 @@ Mix Compose() {
 // Interleaved, with the loudest sample at -3 dBFS and the end faded out.
 std::vector<float> Finish(const Mix& mix) {
   double peak = 0.0;
-  for (size_t i = 0; i < mix.left.size(); ++i) {
+  for (std::size_t i = 0; i < mix.left.size(); ++i) {
     peak = std::max({peak, std::abs(mix.left[i]), std::abs(mix.right[i])});
   }
   std::vector<float> samples;
-  const size_t fade = Frames(kTailSeconds);
-  for (size_t i = 0; i < mix.left.size(); ++i) {
-    const size_t left = mix.left.size() - i;
+  const std::size_t fade = Frames(kTailSeconds);
+  for (std::size_t i = 0; i < mix.left.size(); ++i) {
+    const std::size_t left = mix.left.size() - i;
     const double fall = std::min(static_cast<double>(left) / static_cast<double>(fade), 1.0);
     const double gain = std::pow(10.0, -3.0 / 20.0) / peak * fall;
     samples.push_back(static_cast<float>(gain * mix.left[i]));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <span>
 
 #include "tools/core/decibels.h"
@@ -35,24 +36,24 @@ class Gains {
     }
   }
 
-  double Peak_db(std::size_t plane, std::size_t ear) const {
+  double PeakDb(std::size_t plane, std::size_t ear) const {
     const Power& gains_db = at(plane, ear);
     return *std::max_element(gains_db.begin(), gains_db.end());
   }
 
   // How much both ears differ from the opposite ears of the mirrored loudspeaker, on average.
-  double Asymmetry_db(std::size_t plane) const {
+  double AsymmetryDb(std::size_t plane) const {
     const auto mirrored = static_cast<std::size_t>(kMirrored[plane]);
-    return 0.5 * (Distance_db(at(plane, 0), at(mirrored, 1)) +
-                  Distance_db(at(plane, 1), at(mirrored, 0)));
+    return 0.5 *
+           (DistanceDb(at(plane, 0), at(mirrored, 1)) + DistanceDb(at(plane, 1), at(mirrored, 0)));
   }
 
   // How much the two ears differ from each other, on average.
-  double Interaural_db(std::size_t plane) const { return Distance_db(at(plane, 0), at(plane, 1)); }
+  double InterauralDb(std::size_t plane) const { return DistanceDb(at(plane, 0), at(plane, 1)); }
 
  private:
   // The mean difference from 200 Hz to 16 kHz; every octave has the same weight.
-  static double Distance_db(const Power& a_db, const Power& b_db) {
+  static double DistanceDb(const Power& a_db, const Power& b_db) {
     constexpr double kBinHz = double{upmix_lib::kSampleRateHz} / kFftSize;
     double sum = 0, weights = 0;
     for (auto k = static_cast<std::size_t>(200 / kBinHz); static_cast<double>(k) * kBinHz < 16000;
@@ -72,17 +73,17 @@ class Gains {
   std::vector<Power> gains_db_;  // [plane][ear]
 };
 
-double Interaural_us(const HrirPlaneOrigin& origin) { return 1e6 * origin.interaural_s; }
+double InterauralUs(const HrirPlaneOrigin& origin) { return 1e6 * origin.interaural_s; }
 
 void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
                 FileProblems* problems) {
   const HrirPlaneOrigin& origin = design.origins[plane];
   const auto azimuth_deg = double{kPlaneDirections[plane].azimuth_deg};
-  const double interaural_us = Interaural_us(origin);
-  if (std::abs(interaural_us) > kMaxInterauralDelay_us) {
+  const double interaural_us = InterauralUs(origin);
+  if (std::abs(interaural_us) > kMaxInterauralDelayUs) {
     problems->Add(0, Format("the interaural delay at azimuth %g is too long for a head (%.0f us, "
                             "at most %g us)",
-                            azimuth_deg, std::abs(interaural_us), kMaxInterauralDelay_us));
+                            azimuth_deg, std::abs(interaural_us), kMaxInterauralDelayUs));
   } else if (interaural_us * azimuth_deg < 0) {
     problems->Add(0, Format("the ears are exchanged: sound from azimuth %g reaches the farther ear "
                             "first (by %.0f us, allowed: none)",
@@ -90,15 +91,15 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
   }
   for (std::size_t ear = 0; ear < kEars; ++ear) {
     const char* const side = ear == 0 ? "left" : "right";
-    if (const double lost_db = PowerToDb(origin.lost[ear]); lost_db > kMaxLost_db) {
+    if (const double lost_db = PowerToDb(origin.lost[ear]); lost_db > kMaxLostDb) {
       problems->Add(0, Format("too much of the response at azimuth %g, %s ear, is cut off (%.1f dB "
                               "of its energy, at most %g dB)",
-                              azimuth_deg, side, lost_db, kMaxLost_db));
+                              azimuth_deg, side, lost_db, kMaxLostDb));
     }
-    if (const double peak_db = gains.Peak_db(plane, ear); !(peak_db <= kMaxPeak_db)) {
+    if (const double peak_db = gains.PeakDb(plane, ear); !(peak_db <= kMaxPeakDb)) {
       problems->Add(0, Format("the gain at azimuth %g, %s ear, is too large (%.1f dB, at most %g "
                               "dB)",
-                              azimuth_deg, side, peak_db, kMaxPeak_db));
+                              azimuth_deg, side, peak_db, kMaxPeakDb));
     }
   }
 }
@@ -106,9 +107,9 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
 // A warning if the ears differ too little in delay, or in delay and level, to give a direction. The
 // limits are the smallest differences that can be heard (Blauert, "Spatial Hearing", 1997).
 std::string DirectionWarning(double longest_us, double apart_db) {
-  constexpr double kJustHeard_us = 10, kJustHeard_db = 0.5;
-  if (longest_us >= kJustHeard_us) return "";
-  if (apart_db >= kJustHeard_db) {
+  constexpr double kJustHeardUs = 10, kJustHeardDb = 0.5;
+  if (longest_us >= kJustHeardUs) return "";
+  if (apart_db >= kJustHeardDb) {
     return "warning         no loudspeaker has a delay between the ears: they place sounds by "
            "level\n"
            "                alone. Are the delays missing in the file (Data.Delay)?\n";
@@ -155,18 +156,17 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
          peak_db = -1000;
   for (std::size_t p = 0; p < kPlanes; ++p) {
     const HrirPlaneOrigin& origin = design.origins[p];
-    text +=
-        Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n", kNames[p],
-               double{kPlaneDirections[p].azimuth_deg}, origin.measurements, origin.nearest_deg,
-               origin.farthest_deg, gains.Peak_db(p, 0), gains.Peak_db(p, 1), Interaural_us(origin),
-               PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
-    worst_db = std::max(worst_db, gains.Asymmetry_db(p));
-    apart_db = std::max(apart_db, gains.Interaural_db(p));
+    text += Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n",
+                   kNames[p], double{kPlaneDirections[p].azimuth_deg}, origin.measurements,
+                   origin.nearest_deg, origin.farthest_deg, gains.PeakDb(p, 0), gains.PeakDb(p, 1),
+                   InterauralUs(origin), PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
+    worst_db = std::max(worst_db, gains.AsymmetryDb(p));
+    apart_db = std::max(apart_db, gains.InterauralDb(p));
     const HrirPlaneOrigin& mirrored = design.origins[static_cast<std::size_t>(kMirrored[p])];
-    worst_us = std::max(worst_us, std::abs(Interaural_us(origin) + Interaural_us(mirrored)));
-    longest_us = std::max(longest_us, std::abs(Interaural_us(origin)));
-    shortest_us = std::min(shortest_us, std::abs(Interaural_us(origin)));
-    peak_db = std::max({peak_db, gains.Peak_db(p, 0), gains.Peak_db(p, 1)});
+    worst_us = std::max(worst_us, std::abs(InterauralUs(origin) + InterauralUs(mirrored)));
+    longest_us = std::max(longest_us, std::abs(InterauralUs(origin)));
+    shortest_us = std::min(shortest_us, std::abs(InterauralUs(origin)));
+    peak_db = std::max({peak_db, gains.PeakDb(p, 0), gains.PeakDb(p, 1)});
   }
   text += Format(
       "\nsymmetry        left and right differ by %.1f dB and %.0f us at most\n"

@@ -9,9 +9,9 @@
 namespace kelda::tools {
 
 // Limits beyond which a set is refused.
-inline constexpr double kMaxInterauralDelay_us = 1000;  // of any human head
-inline constexpr double kMaxLost_db = -20;              // energy that was cut off
-inline constexpr double kMaxPeak_db = 24;               // gain at any frequency
+inline constexpr double kMaxInterauralDelayUs = 1000;  // of any human head
+inline constexpr double kMaxLostDb = -20;              // energy that was cut off
+inline constexpr double kMaxPeakDb = 24;               // gain at any frequency
 
 // Throws FileFailure with every limit that is exceeded, also if the ears are exchanged. `name` is
 // the file of the measurements, for messages.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstddef>
 #include <cstdlib>
 #include <numbers>
 
@@ -31,11 +32,11 @@ Power Smoothed(const Power& power) {
   return smooth;
 }
 
-double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz) {
-  constexpr double kLow_hz = 200.0, kHigh_hz = 1500.0, kStep_s = 10e-6;
+double LagS(const Spectrum& left, const Spectrum& right, double bin_hz) {
+  constexpr double kLowHz = 200.0, kHighHz = 1500.0, kStepS = 10e-6;
   std::vector<std::complex<double>> phases;
-  const auto first = static_cast<std::size_t>(kLow_hz / bin_hz) + 1;
-  for (std::size_t k = first; static_cast<double>(k) * bin_hz <= kHigh_hz; ++k) {
+  const auto first = static_cast<std::size_t>(kLowHz / bin_hz) + 1;
+  for (std::size_t k = first; static_cast<double>(k) * bin_hz <= kHighHz; ++k) {
     phases.push_back(std::polar(1.0, std::arg(right[k] * std::conj(left[k]))));
   }
   const auto correlation = [&](double lag_s) {
@@ -47,29 +48,29 @@ double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz) {
     return sum;
   };
   double peak_s = 0.0, peak = correlation(0.0);
-  constexpr int kSteps = static_cast<int>(kMaxLag_s / kStep_s);
+  constexpr int kSteps = static_cast<int>(kMaxLagS / kStepS);
   for (int step = -kSteps; step <= kSteps; ++step) {
-    if (const double c = correlation(step * kStep_s); c > peak) {
+    if (const double c = correlation(step * kStepS); c > peak) {
       peak = c;
-      peak_s = step * kStep_s;
+      peak_s = step * kStepS;
     }
   }
   // Nothing above 1.5 kHz takes part, so that the peak is a parabola from one step before it to one
   // step after it.
-  const double before = correlation(peak_s - kStep_s), after = correlation(peak_s + kStep_s);
+  const double before = correlation(peak_s - kStepS), after = correlation(peak_s + kStepS);
   const double bend = before - 2.0 * peak + after;
-  return peak_s + (bend < 0 ? kStep_s * std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0);
+  return peak_s + (bend < 0 ? kStepS * std::clamp(0.5 * (before - after) / bend, -1.0, 1.0) : 0.0);
 }
 
 Power Equalized(const Power& power, const Power& diffuse, const SpectrumAnalysis& measured,
                 double sample_rate_hz, const SpectrumAnalysis& tapped) {
-  constexpr double kFlatBelow_hz = 150.0, kMeasuredFrom_hz = 300.0, kMeasuredTo_hz = 17000.0;
-  const double highest_hz = std::min(kMeasuredTo_hz, 0.42 * sample_rate_hz);
+  constexpr double kFlatBelowHz = 150.0, kMeasuredFromHz = 300.0, kMeasuredToHz = 17000.0;
+  const double highest_hz = std::min(kMeasuredToHz, 0.42 * sample_rate_hz);
   Power equalized(tapped.bins());
   for (std::size_t k = 0; k < equalized.size(); ++k) {
     const double freq_hz =
         static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
-    const double at = std::clamp(freq_hz, kFlatBelow_hz, highest_hz) *
+    const double at = std::clamp(freq_hz, kFlatBelowHz, highest_hz) *
                       static_cast<double>(measured.size()) / sample_rate_hz;
     const auto bin = static_cast<std::size_t>(at);
     const double between = at - static_cast<double>(bin);
@@ -78,8 +79,8 @@ Power Equalized(const Power& power, const Power& diffuse, const SpectrumAnalysis
       return std::log(std::max(power[b] / std::max(diffuse[b], 1e-30), kLeast));
     };
     const double log_ratio = (1.0 - between) * ratio_at(bin) + between * ratio_at(bin + 1);
-    const double trusted = std::clamp(std::log2(std::max(freq_hz, 1.0) / kFlatBelow_hz) /
-                                          std::log2(kMeasuredFrom_hz / kFlatBelow_hz),
+    const double trusted = std::clamp(std::log2(std::max(freq_hz, 1.0) / kFlatBelowHz) /
+                                          std::log2(kMeasuredFromHz / kFlatBelowHz),
                                       0.0, 1.0);
     equalized[k] = std::exp(trusted * log_ratio);
   }
@@ -96,13 +97,13 @@ void TameColour(double share, Power* one_ear, Power* other_ear) {
 }
 
 Spectrum SoftMinimumPhase(const SpectrumAnalysis& tapped, const Power& power) {
-  constexpr double kFrom_hz = 20000.0, kTo_hz = 0.5 * kSampleRateHz, kDepth_db = 60.0;
+  constexpr double kFromHz = 20000.0, kToHz = 0.5 * kSampleRateHz, kDepthDb = 60.0;
   Power softened = power;
   for (std::size_t k = 0; k < softened.size(); ++k) {
     const double freq_hz =
         static_cast<double>(k) * kSampleRateHz / static_cast<double>(tapped.size());
-    const double part = std::clamp((freq_hz - kFrom_hz) / (kTo_hz - kFrom_hz), 0.0, 1.0);
-    const double fall_db = kDepth_db * (0.5 - 0.5 * std::cos(std::numbers::pi * part));
+    const double part = std::clamp((freq_hz - kFromHz) / (kToHz - kFromHz), 0.0, 1.0);
+    const double fall_db = kDepthDb * (0.5 - 0.5 * std::cos(std::numbers::pi * part));
     softened[k] *= std::pow(10.0, -0.1 * fall_db);
   }
   return tapped.MinimumPhase(softened);

@@ -4,6 +4,7 @@
 #ifndef KELDA_TOOLS_EARS_HRIR_SPECTRA_H_
 #define KELDA_TOOLS_EARS_HRIR_SPECTRA_H_
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -15,12 +16,12 @@ namespace kelda::tools {
 // ear's filters.
 Power Smoothed(const Power& power);
 
-// How much later `right` is than `left`, in seconds, from -kMaxLag_s to kMaxLag_s: the peak of the
+// How much later `right` is than `left`, in seconds, from -kMaxLagS to kMaxLagS: the peak of the
 // cross-correlation of their phases below 1.5 kHz. There the delay between the ears dominates
 // localisation (Wightman and Kistler, "The dominant role of low-frequency interaural time
 // differences in sound localization", 1992).
-inline constexpr double kMaxLag_s = 0.002;
-double Lag_s(const Spectrum& left, const Spectrum& right, double bin_hz);
+inline constexpr double kMaxLagS = 0.002;
+double LagS(const Spectrum& left, const Spectrum& right, double bin_hz);
 
 // Divides `power` by `diffuse`, both with the bins of `measured` at `sample_rate_hz`, and converts
 // the result to the bins of `tapped` at 48 kHz. Loudspeaker and microphone are reliable in a

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 #include <optional>
 
@@ -28,7 +29,7 @@ Vector Cross(const Vector& a, const Vector& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-double Angle_deg(const Vector& a, const Vector& b) {
+double AngleDeg(const Vector& a, const Vector& b) {
   return std::acos(std::clamp(Dot(a, b), -1.0, 1.0)) / kDegree;
 }
 
@@ -56,7 +57,7 @@ std::optional<Weights> WeightsOn(std::span<const Candidate* const> corners, cons
     for (std::size_t i = 0; i < 3; ++i) sum[i] = weights[0] * a[i] + weights[1] * b[i];
     const double length = std::sqrt(Dot(sum, sum));
     for (double& x : sum) x /= length;
-    if (Angle_deg(sum, target) > kSameDirection_deg) return std::nullopt;
+    if (AngleDeg(sum, target) > kSameDirectionDeg) return std::nullopt;
   } else {
     const Vector &a = corners[0]->at, &b = corners[1]->at, &c = corners[2]->at;
     const double volume = Dot(a, Cross(b, c));
@@ -108,20 +109,20 @@ std::vector<WeightedMeasurement> Surrounding(std::span<const Candidate> candidat
 
 }  // namespace
 
-double Distance_deg(const HrirPlane& a, const HrirPlane& b) {
-  return Angle_deg(UnitVector(a), UnitVector(b));
+double DistanceDeg(const HrirPlane& a, const HrirPlane& b) {
+  return AngleDeg(UnitVector(a), UnitVector(b));
 }
 
 std::vector<WeightedMeasurement> MeasurementsAt(std::span<const HrirPlane> measured,
                                                 const HrirPlane& direction) {
   constexpr std::size_t kMaxCandidates = 48;
-  constexpr double kRounding_deg = 1e-4;  // positions are floats
+  constexpr double kRoundingDeg = 1e-4;  // positions are floats
   const Vector target = UnitVector(direction);
   std::vector<Candidate> candidates;
   for (std::size_t m = 0; m < measured.size(); ++m) {
     const Vector at = UnitVector(measured[m]);
-    const double distance_deg = Angle_deg(at, target);
-    if (distance_deg <= kFarthestNeighbour_deg + kRounding_deg) {
+    const double distance_deg = AngleDeg(at, target);
+    if (distance_deg <= kFarthestNeighbourDeg + kRoundingDeg) {
       candidates.push_back({m, at, distance_deg});
     }
   }
@@ -132,9 +133,9 @@ std::vector<WeightedMeasurement> MeasurementsAt(std::span<const HrirPlane> measu
   if (candidates.empty()) return {};
   const Candidate& nearest = candidates.front();
   const WeightedMeasurement alone{nearest.index, 1.0, nearest.distance_deg};
-  if (nearest.distance_deg <= kSameDirection_deg) return {alone};
+  if (nearest.distance_deg <= kSameDirectionDeg) return {alone};
   if (auto found = Surrounding(candidates, target); !found.empty()) return found;
-  if (nearest.distance_deg <= kFarthestAlone_deg) return {alone};
+  if (nearest.distance_deg <= kFarthestAloneDeg) return {alone};
   return {};
 }
 
@@ -143,7 +144,7 @@ SphereShares ShareSphere(std::span<const HrirPlane> measured) {
   // sphere using Fibonacci and latitude-longitude lattices", 2010).
   constexpr int kPoints = 4000;
   const double golden_angle = std::numbers::pi * (3 - std::sqrt(5.0));
-  const double farthest = std::cos(kFarthestNeighbour_deg * kDegree);
+  const double farthest = std::cos(kFarthestNeighbourDeg * kDegree);
   std::vector<Vector> at;
   for (const HrirPlane& direction : measured) at.push_back(UnitVector(direction));
   SphereShares shares{std::vector<double>(measured.size()), 0};

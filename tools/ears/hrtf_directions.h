@@ -11,7 +11,7 @@
 namespace kelda::tools {
 
 // Great-circle distance, 0..180 degrees.
-double Distance_deg(const upmix_lib::HrirPlane& a, const upmix_lib::HrirPlane& b);
+double DistanceDeg(const upmix_lib::HrirPlane& a, const upmix_lib::HrirPlane& b);
 
 struct WeightedMeasurement {
   std::size_t index;
@@ -19,22 +19,22 @@ struct WeightedMeasurement {
   double distance_deg;
 };
 
-inline constexpr double kSameDirection_deg = 0.5;
-inline constexpr double kFarthestNeighbour_deg = 15.0;
-inline constexpr double kFarthestAlone_deg = 5.0;
+inline constexpr double kSameDirectionDeg = 0.5;
+inline constexpr double kFarthestNeighbourDeg = 15.0;
+inline constexpr double kFarthestAloneDeg = 5.0;
 
 // The measurements for `direction`, the nearest first:
-// - the nearest alone, if it is within kSameDirection_deg;
-// - else the closest two or three, each within kFarthestNeighbour_deg, whose arc or triangle on the
+// - the nearest alone, if it is within kSameDirectionDeg;
+// - else the closest two or three, each within kFarthestNeighbourDeg, whose arc or triangle on the
 //   sphere contains `direction` (weights as in V. Pulkki, "Virtual sound source positioning using
 //   vector base amplitude panning", 1997);
-// - else the nearest alone, if it is within kFarthestAlone_deg;
+// - else the nearest alone, if it is within kFarthestAloneDeg;
 // - else none.
 std::vector<WeightedMeasurement> MeasurementsAt(std::span<const upmix_lib::HrirPlane> measured,
                                                 const upmix_lib::HrirPlane& direction);
 
 // For each measurement, the share of the sphere that is nearer to it than to any other. Only the
-// part of the sphere within kFarthestNeighbour_deg of a measurement counts.
+// part of the sphere within kFarthestNeighbourDeg of a measurement counts.
 struct SphereShares {
   std::vector<double> of_measurement;
   double covered;  // their sum, 0..1

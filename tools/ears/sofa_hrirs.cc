@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include "tools/core/failure.h"
@@ -81,7 +82,7 @@ class Designer {
     if (!found.empty()) return found;
     double nearest_deg = 360;
     for (const HrirPlane& measured : sofa_.directions) {
-      nearest_deg = std::min(nearest_deg, Distance_deg(measured, direction));
+      nearest_deg = std::min(nearest_deg, DistanceDeg(measured, direction));
     }
     throw Failure(
         ExitCode::kInput,
@@ -89,8 +90,8 @@ class Designer {
             Format("no measurements around azimuth %g, elevation %g degrees (the nearest is %.1f "
                    "degrees away; at most %g, or %g if there are some on every side)",
                    static_cast<double>(direction.azimuth_deg),
-                   static_cast<double>(direction.elevation_deg), nearest_deg, kFarthestAlone_deg,
-                   kFarthestNeighbour_deg));
+                   static_cast<double>(direction.elevation_deg), nearest_deg, kFarthestAloneDeg,
+                   kFarthestNeighbourDeg));
   }
 
   Measured At(const std::vector<WeightedMeasurement>& measurements) const {
@@ -106,7 +107,7 @@ class Designer {
         }
       }
       at.interaural_s += m.weight * (sofa_.delay_s(m.index, 1) - sofa_.delay_s(m.index, 0) +
-                                     Lag_s(spectra[0], spectra[1], bin_hz));
+                                     LagS(spectra[0], spectra[1], bin_hz));
     }
     return at;
   }
@@ -147,7 +148,7 @@ class Designer {
     // Between the minimum phases of different magnitudes there is already a delay.
     const double right_later_s =
         measured.interaural_s -
-        Lag_s(spectra[0], spectra[1], double{kSampleRateHz} / static_cast<double>(tapped_.size()));
+        LagS(spectra[0], spectra[1], double{kSampleRateHz} / static_cast<double>(tapped_.size()));
     const double delays_s[kEars] = {std::max(0.0, -right_later_s), std::max(0.0, right_later_s)};
     for (std::size_t ear = 0; ear < kEars; ++ear) {
       const CutTaps cut =

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 #include <vector>
 
@@ -47,12 +48,12 @@ std::vector<float> Cut(const std::vector<double>& response, std::size_t count) {
 
 double DeviationDb(const SpectrumAnalysis& analysis, const std::vector<float>& taps,
                    const std::vector<double>& target_db) {
-  constexpr double kAudible_hz[] = {20, 20000};
+  constexpr double kAudibleHz[] = {20, 20000};
   constexpr double kFaintDb = -60;  // below it a deviation is not heard
   const Power power = analysis.PowerOf(taps);
   double deviation_db = 0;
-  for (auto k = static_cast<std::size_t>(kAudible_hz[0] / kBinHz);
-       static_cast<double>(k) * kBinHz <= kAudible_hz[1]; ++k) {
+  for (auto k = static_cast<std::size_t>(kAudibleHz[0] / kBinHz);
+       static_cast<double>(k) * kBinHz <= kAudibleHz[1]; ++k) {
     if (target_db[k] < kFaintDb) continue;
     const double gain_db = PowerToDb(power[k]);
     deviation_db = std::max(deviation_db, std::abs(gain_db - target_db[k]));

@@ -25,18 +25,18 @@ EqualizerResponse::Peak EqualizerResponse::FindPeak() const {
   const auto look_at = [&](double freq_hz) {
     if (const double gain_db = GainDb(freq_hz); gain_db > peak.gain_db) peak = {freq_hz, gain_db};
   };
-  constexpr double kLowest_hz = 10, kHighest_hz = 24000;
+  constexpr double kLowestHz = 10, kHighestHz = 24000;
   constexpr int kSteps = 1100;  // 98 an octave
   for (int step = 0; step < kSteps; ++step) {
-    look_at(kLowest_hz * std::pow(kHighest_hz / kLowest_hz, double(step) / kSteps));
+    look_at(kLowestHz * std::pow(kHighestHz / kLowestHz, double(step) / kSteps));
   }
-  look_at(kHighest_hz);
+  look_at(kHighestHz);
   // A bell may be narrower than the steps, and the points of a curve may lie between them.
   for (const upmix_lib::EqualizerBand& band : text_.bands) look_at(band.freq_hz);
   if (biquads_.empty()) {
     for (const GraphicCurve& curve : text_.graphic_curves) {
       for (const GraphicCurve::Point& point : curve.points()) {
-        if (point.freq_hz <= kHighest_hz) look_at(point.freq_hz);
+        if (point.freq_hz <= kHighestHz) look_at(point.freq_hz);
       }
     }
   }

@@ -1,6 +1,7 @@
 #include "tools/framework/block_sizes.h"
 
 #include <charconv>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -10,8 +11,8 @@
 namespace kelda::tools {
 namespace {
 
-std::optional<size_t> ParseFrames(std::string_view text) {
-  size_t frames = 0;
+std::optional<std::size_t> ParseFrames(std::string_view text) {
+  std::size_t frames = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), frames);
   const bool valid = error == std::errc() && end == text.data() + text.size() && frames >= 1 &&
                      frames <= kMaxBlockFrames;
@@ -26,11 +27,11 @@ BlockRange ParseBlockRange(std::string_view text) {
   if (text == kRandom) {
     return kDefaultRandom;
   }
-  std::optional<size_t> min;
-  std::optional<size_t> max;
+  std::optional<std::size_t> min;
+  std::optional<std::size_t> max;
   if (text.starts_with("random:")) {
     const std::string_view range = text.substr(kRandom.size() + 1);
-    const size_t separator = range.find('-');
+    const std::size_t separator = range.find('-');
     if (separator != std::string_view::npos) {
       min = ParseFrames(range.substr(0, separator));
       max = ParseFrames(range.substr(separator + 1));
@@ -46,11 +47,11 @@ BlockRange ParseBlockRange(std::string_view text) {
   return {*min, *max};
 }
 
-size_t BlockSizes::Next() {
+std::size_t BlockSizes::Next() {
   if (!range_.random()) {
     return range_.min_frames;
   }
-  size_t frames = kPeriodFrames;
+  std::size_t frames = kPeriodFrames;
   while (frames == kPeriodFrames) {
     frames = range_.min_frames + random_() % (range_.max_frames - range_.min_frames + 1);
   }

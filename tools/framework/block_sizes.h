@@ -11,12 +11,12 @@ namespace kelda::tools {
 
 // The effect's period. A host block of exactly this size takes a direct path
 // through the effect, without added latency.
-inline constexpr size_t kPeriodFrames = 1024;
-inline constexpr size_t kMaxBlockFrames = 65536;
+inline constexpr std::size_t kPeriodFrames = 1024;
+inline constexpr std::size_t kMaxBlockFrames = 65536;
 
 struct BlockRange {
-  size_t min_frames;
-  size_t max_frames;
+  std::size_t min_frames;
+  std::size_t max_frames;
   bool random() const { return min_frames != max_frames; }
 };
 
@@ -29,7 +29,7 @@ BlockRange ParseBlockRange(std::string_view text);
 class BlockSizes {
  public:
   BlockSizes(BlockRange range, uint64_t seed) : range_(range), random_(seed) {}
-  size_t Next();
+  std::size_t Next();
 
  private:
   BlockRange range_;

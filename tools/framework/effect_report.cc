@@ -1,6 +1,7 @@
 #include "tools/framework/effect_report.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "settings/tuning_directory.h"
 #include "tools/core/text_file.h"
@@ -10,12 +11,12 @@ namespace {
 
 // Adds the file of "ROLE=FILE" or "ROLE=FILE:NAMES". The effect's own file names hold no ':'.
 void AddFile(std::string_view text, std::vector<StageFile>* files) {
-  const size_t equals = text.find('=');
+  const std::size_t equals = text.find('=');
   if (equals == std::string_view::npos) {
     return;
   }
   const std::string_view value = text.substr(equals + 1);
-  const size_t colon = std::min(value.find(':'), value.size());
+  const std::size_t colon = std::min(value.find(':'), value.size());
   std::string_view names = value.substr(std::min(colon + 1, value.size()));
   names = names.substr(0, names.find_last_not_of(" \t\r") + 1);
   if (colon != 0) {
@@ -37,7 +38,7 @@ std::vector<Stage> ParseStages(std::string_view dump) {
     }
     const bool runs = line[kIndent.size()] == '*';
     line.remove_prefix(kIndent.size() + 3);
-    const size_t colon = line.find(": ");
+    const std::size_t colon = line.find(": ");
     if (colon == std::string_view::npos) {
       continue;
     }
@@ -47,7 +48,7 @@ std::vector<Stage> ParseStages(std::string_view dump) {
     line.remove_prefix(colon + 2);
     // NAMES is the whole first line of a configuration file, so it may hold any text, even that of
     // kBin.
-    const size_t bin = line.rfind(kBin);
+    const std::size_t bin = line.rfind(kBin);
     AddFile(line.substr(0, bin), &stage.files);
     if (bin != std::string_view::npos) {
       AddFile(line.substr(bin + 2), &stage.files);

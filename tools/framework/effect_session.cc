@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -59,10 +60,10 @@ EffectSession::EffectSession(const EffectLibrary& library) : library_(library) {
 EffectSession::~EffectSession() { library_.info().release_effect(handle_); }
 
 void EffectSession::Command(effect_command_e code, const char* name, const void* data,
-                            size_t bytes) {
+                            std::size_t bytes) {
   // The effect may read and write 16 bytes of a device command's buffers, though
   // their declared sizes are 4.
-  constexpr size_t kLeastBytes = 16;
+  constexpr std::size_t kLeastBytes = 16;
   std::vector<char> command(std::max(bytes, kLeastBytes));
   if (bytes != 0) {
     std::memcpy(command.data(), data, bytes);
@@ -127,7 +128,7 @@ void EffectSession::SetParam(EffectParam param, std::string_view value) {
   Command(EFFECT_CMD_SET_PARAM, name.c_str(), command.data(), command.size());
 }
 
-void EffectSession::Process(float* interleaved, size_t frames) {
+void EffectSession::Process(float* interleaved, std::size_t frames) {
   audio_buffer_t buffer{};
   buffer.frameCount = frames;
   buffer.f32 = interleaved;
@@ -150,7 +151,7 @@ std::string EffectSession::Dump() {
   std::rewind(file.get());
   std::string text;
   char piece[4096];
-  while (const size_t bytes = std::fread(piece, 1, sizeof(piece), file.get())) {
+  while (const std::size_t bytes = std::fread(piece, 1, sizeof(piece), file.get())) {
     text.append(piece, bytes);
   }
   return text;

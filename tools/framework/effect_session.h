@@ -14,7 +14,7 @@
 namespace kelda::tools {
 
 inline constexpr uint32_t kSampleRateHz = 48000;
-inline constexpr size_t kChannels = 2;
+inline constexpr std::size_t kChannels = 2;
 
 // The effect's own parameters, as EFFECT_CMD_SET_PARAM names them.
 enum class EffectParam : uint32_t {
@@ -51,14 +51,14 @@ class EffectSession {
 
   // Processes `frames` interleaved stereo frames in place, as the framework
   // does. While the effect is disabled the audio stays unchanged, as the framework then plays it.
-  void Process(float* interleaved, size_t frames);
+  void Process(float* interleaved, std::size_t frames);
 
   // The text of EFFECT_CMD_DUMP.
   std::string Dump();
 
  private:
   // A command whose reply is one status word.
-  void Command(effect_command_e code, const char* name, const void* data, size_t bytes);
+  void Command(effect_command_e code, const char* name, const void* data, std::size_t bytes);
 
   const EffectLibrary& library_;
   effect_handle_t handle_ = nullptr;

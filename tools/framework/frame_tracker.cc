@@ -1,5 +1,7 @@
 #include "tools/framework/frame_tracker.h"
 
+#include <cstddef>
+
 #include "tools/framework/side_instance.h"
 
 namespace kelda::tools {
@@ -30,9 +32,9 @@ void FrameTracker::Apply(const Setting& setting) {
   }
 }
 
-const std::vector<int64_t>& FrameTracker::Advance(size_t frames) {
+const std::vector<int64_t>& FrameTracker::Advance(std::size_t frames) {
   block_.resize(frames * kChannels);
-  for (size_t i = 0; i < frames; ++i, ++next_frame_) {
+  for (std::size_t i = 0; i < frames; ++i, ++next_frame_) {
     const int64_t low = next_frame_ % kLowRange;
     const int64_t high = next_frame_ / kLowRange;
     block_[kChannels * i] = static_cast<float>(1 + low);
@@ -40,7 +42,7 @@ const std::vector<int64_t>& FrameTracker::Advance(size_t frames) {
   }
   session_->Process(block_.data(), frames);
   delivered_.resize(frames);
-  for (size_t i = 0; i < frames; ++i) {
+  for (std::size_t i = 0; i < frames; ++i) {
     const auto low = static_cast<int64_t>(block_[kChannels * i]);
     const auto high = static_cast<int64_t>(block_[kChannels * i + 1]);
     delivered_[i] = low == 0 ? kSilence : (high - 1) * kLowRange + low - 1;

@@ -33,7 +33,7 @@ class FrameTracker {
   // Runs the next block of `frames`. Returns, for each frame delivered, the
   // number of the input frame, or kSilence; valid until the next call. Throws
   // Failure (refused).
-  const std::vector<int64_t>& Advance(size_t frames);
+  const std::vector<int64_t>& Advance(std::size_t frames);
 
  private:
   std::optional<EffectSession> session_;  // empty only in the destructor

@@ -1,5 +1,6 @@
 #include "tools/framework/processor_latency.h"
 
+#include <cstddef>
 #include <random>
 
 #include "tools/framework/block_sizes.h"
@@ -8,12 +9,12 @@
 namespace kelda::tools {
 namespace {
 
-constexpr float kNoisePeak = 0.1F;
+constexpr float kNoisePeak = 0.1f;
 
 void FillWithNoise(std::mt19937* random, std::vector<float>* block) {
   for (float& sample : *block) {
     const auto unit = static_cast<float>((*random)() >> 8) / static_cast<float>(1 << 24);
-    sample = kNoisePeak * (2.0F * unit - 1.0F);
+    sample = kNoisePeak * (2.0f * unit - 1.0f);
   }
 }
 
@@ -39,14 +40,14 @@ int64_t MeasureProcessorLatency(const EffectLibrary& library,
     session.Process(block.data(), kPeriodFrames);
   }
   // A block of several whole periods is delivered at once, and starts the fade.
-  constexpr size_t kFadedFrames = 3 * kPeriodFrames;
+  constexpr std::size_t kFadedFrames = 3 * kPeriodFrames;
   block.resize(kFadedFrames * kChannels);
   FillWithNoise(&random, &block);
   session.Process(block.data(), kFadedFrames);
   int64_t zeros = 0;
   while (zeros < static_cast<int64_t>(kFadedFrames)) {
-    const float* frame = &block[kChannels * static_cast<size_t>(zeros)];
-    if (frame[0] != 0.0F || frame[1] != 0.0F) {
+    const float* frame = &block[kChannels * static_cast<std::size_t>(zeros)];
+    if (frame[0] != 0.0f || frame[1] != 0.0f) {
       // The last zero is the fade's first frame.
       return zeros == 0 ? 0 : zeros - 1;
     }

@@ -3,6 +3,7 @@
 #include <cutils/properties.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 #include "tools/core/failure.h"
@@ -33,7 +34,7 @@ uint32_t ParseHrtf(std::string_view value) {
 }
 
 std::string ParseApp(std::string_view value) {
-  const size_t separator = value.find('&');
+  const std::size_t separator = value.find('&');
   if (separator == std::string_view::npos) {
     return std::string(value) + "&0";
   }
@@ -87,7 +88,7 @@ bool TouchesBuffering(const Setting& setting) {
 }
 
 Setting ParseSetting(std::string_view text) {
-  const size_t separator = text.find('=');
+  const std::size_t separator = text.find('=');
   const std::string_view name = text.substr(0, separator);
   const bool has_value = separator != std::string_view::npos;
   const std::string_view value = has_value ? text.substr(separator + 1) : "";
@@ -118,7 +119,7 @@ std::string SettingHelp() {
 }
 
 void SetProperty(const std::string& assignment) {
-  const size_t separator = assignment.find('=');
+  const std::size_t separator = assignment.find('=');
   if (separator == std::string::npos ||
       property_set(assignment.substr(0, separator).c_str(),
                    assignment.substr(separator + 1).c_str()) != 0) {

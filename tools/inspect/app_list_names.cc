@@ -1,6 +1,7 @@
 #include "tools/inspect/app_list_names.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <unordered_set>
 
 #include "tools/core/text_file.h"
@@ -13,7 +14,7 @@ std::vector<std::string> PossiblePackages(std::string_view list) {
   std::unordered_set<std::string> seen;
   while (!list.empty()) {
     const std::string_view line = TakeLine(&list);
-    const size_t comma = line.find(',');
+    const std::size_t comma = line.find(',');
     if (comma == std::string_view::npos) {
       continue;
     }

@@ -1,6 +1,7 @@
 #include "tools/inspect/decision_table.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 #include "engine/plan.h"
@@ -38,13 +39,15 @@ bool Concerns(const LogLine& line, const std::vector<Stage>& stages) {
 }
 
 // What the engine plans for the device with this HRTF and mode.
-Plan PlanFor(size_t device, HrtfType hrtf, UpmixMode mode, UpmixMode app_mode = UpmixMode::Music) {
+Plan PlanFor(std::size_t device, HrtfType hrtf, UpmixMode mode,
+             UpmixMode app_mode = UpmixMode::Music) {
   const AudioDeviceType type{static_cast<uint32_t>(device)};
   return MakePlan({mode, app_mode, type, hrtf, hrtf}, UpmixMode::Off, Changed::Device);
 }
 
 // The HRTF that a name of kHrtfs stands for with the tuning in `directory`.
-HrtfType HrtfOf(const std::string& name, size_t device, const std::filesystem::path& directory) {
+HrtfType HrtfOf(const std::string& name, std::size_t device,
+                const std::filesystem::path& directory) {
   if (name == "standard") return HrtfType::Standard;
   if (name == "personalized") return HrtfType::Personalized;
   const bool wired = AudioDeviceType{static_cast<uint32_t>(device)} == AudioDeviceType::Wired;
@@ -75,9 +78,9 @@ Decision Ask(const EffectLibrary& library, LogCapture* log, const std::string& d
 
 AppDecision DecideApp(const TunedAppList& list, const std::string& package) {
   const auto mode = [&](AudioDeviceType device, bool flag) {
-    const Plan plan = PlanFor(static_cast<size_t>(device), HrtfType::Standard, UpmixMode::Auto,
+    const Plan plan = PlanFor(static_cast<std::size_t>(device), HrtfType::Standard, UpmixMode::Auto,
                               list.ModeOf(package, flag));
-    return kModes[static_cast<size_t>(plan.mode)];
+    return kModes[static_cast<std::size_t>(plan.mode)];
   };
   return {package,
           list.IsExist(package),
@@ -119,9 +122,9 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
   // The library is asked once for each plan, as settings with the same plan sound the same.
   std::vector<Plan> plans;
   std::vector<Decision> answers;
-  for (size_t device = 0; device < std::size(kDevices); ++device) {
+  for (std::size_t device = 0; device < std::size(kDevices); ++device) {
     for (const char* hrtf : kHrtfs) {
-      for (size_t mode = 0; mode < std::size(kModes); ++mode) {
+      for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
         CheckInterruption();
         const Plan plan = PlanFor(device, HrtfOf(hrtf, device, directory),
                                   UpmixMode{static_cast<uint32_t>(mode)});
@@ -131,7 +134,7 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
           plans.push_back(plan);
           answers.push_back(Ask(library, &log, kDevices[device], hrtf, kModes[mode]));
         }
-        const Decision& answer = answers[static_cast<size_t>(place)];
+        const Decision& answer = answers[static_cast<std::size_t>(place)];
         table.decisions.push_back(
             {kDevices[device], hrtf, kModes[mode], answer.stages, answer.problems});
       }

@@ -1,6 +1,7 @@
 #include "tools/inspect/inspected_contents.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 #include "tools/core/decimal.h"
@@ -52,7 +53,7 @@ Contents DescribeParameters(std::span<const std::byte> parameters, const Paramet
     return contents;
   }
   contents.problem = RefusedField(parameters, set);
-  for (size_t i = 0; i < set.meanings.size() && contents.problem.empty(); ++i) {
+  for (std::size_t i = 0; i < set.meanings.size() && contents.problem.empty(); ++i) {
     const ParameterField& field = set.fields[i];
     const float value = ReadParameter(parameters, field);
     contents.text +=
@@ -81,7 +82,7 @@ std::string Limited(float value, const char* unit, float min, float max) {
 // The first band that the signal library refuses: ": band 3: type 0 (0 to 6), 99999 Hz (...), ...".
 std::string RefusedBand(std::span<const std::byte> file) {
   EqualizerInfo info;
-  const size_t bands_at = sizeof(upmix_lib::DataHeader) + sizeof(info);
+  const std::size_t bands_at = sizeof(upmix_lib::DataHeader) + sizeof(info);
   if (file.size() < bands_at) {
     return "";
   }
@@ -89,7 +90,7 @@ std::string RefusedBand(std::span<const std::byte> file) {
   if (info.form != EqualizerForm::kBands) {
     return "";
   }
-  for (size_t at = bands_at, number = 1; at + sizeof(EqualizerBand) <= file.size();
+  for (std::size_t at = bands_at, number = 1; at + sizeof(EqualizerBand) <= file.size();
        at += sizeof(EqualizerBand), ++number) {
     EqualizerTuning alone;
     alone.curves.resize(1);
@@ -152,7 +153,7 @@ Contents ReadEqualizerContents(const std::string&, std::span<const std::byte> fi
                    {"peak_gain_db", peak.gain_db},
                    {"peak_gain_hz", peak.freq_hz},
                    {"curves", Json::array()}};
-  for (size_t i = 0; i < tuning.curves.size(); ++i) {
+  for (std::size_t i = 0; i < tuning.curves.size(); ++i) {
     const EqualizerTuning::Curve& curve = tuning.curves[i];
     const char* const side = tuning.curves.size() == 1 ? "both" : i == 0 ? "left" : "right";
     Json json{{"side", side}};

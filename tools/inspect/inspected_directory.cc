@@ -1,6 +1,7 @@
 #include "tools/inspect/inspected_directory.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
 
 #include "settings/tuning_directory.h"
@@ -87,7 +88,7 @@ std::set<std::string> PresentNames(const fs::path& directory) {
 }
 
 std::vector<std::string> Packages(const fs::path& list) {
-  constexpr size_t kMostBytes = size_t{64} << 20;
+  constexpr std::size_t kMostBytes = std::size_t{64} << 20;
   std::error_code error;
   if (!fs::is_regular_file(list, error)) {
     return {};

@@ -1,5 +1,6 @@
 #include "tools/inspect/inspected_file.h"
 
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <span>
@@ -69,8 +70,8 @@ InspectedFile InspectData(const std::filesystem::path& path, const KnownKind& kn
   if (status != upmix_lib::kOk) {
     upmix_lib::RegularFile raw(path.string());
     std::vector<std::byte> bytes(
-        static_cast<size_t>(std::min<uint64_t>(raw.size_bytes(), known.kind->max_bytes)));
-    bytes.resize(static_cast<size_t>(std::max<ptrdiff_t>(raw.Read(bytes), 0)));
+        static_cast<std::size_t>(std::min<uint64_t>(raw.size_bytes(), known.kind->max_bytes)));
+    bytes.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(raw.Read(bytes), 0)));
     result.problem = DescribeContainer(status, *known.kind, bytes);
     return result;
   }
@@ -114,7 +115,7 @@ InspectedFile InspectConfig(const std::filesystem::path& path) {
 
 InspectedFile InspectAppList(const std::filesystem::path& path) {
   InspectedFile result{file_kind::kAppList, "", "", {}};
-  constexpr size_t kMostBytes = size_t{64} << 20;
+  constexpr std::size_t kMostBytes = std::size_t{64} << 20;
   try {
     const Contents contents = ReadAppListContents(ReadWholeFile(path, kMostBytes));
     result.text = "tuned applications\n" + contents.text;

@@ -1,6 +1,7 @@
 #include "tools/inspect/inspection_text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/core/printable.h"
@@ -9,7 +10,7 @@ namespace kelda::tools {
 namespace {
 
 // `text`, filled up with blanks to `width`.
-std::string Column(std::string text, size_t width) {
+std::string Column(std::string text, std::size_t width) {
   text.resize(std::max(text.size(), width), ' ');
   return text + " ";
 }
@@ -47,7 +48,8 @@ std::string FormatDecision(const Decision& decision) {
     if (stage.runs) {
       text += (first ? "" : indent) + stage.name;
       if (!stage.files.empty()) {
-        text += std::string(6 - std::min<size_t>(stage.name.size(), 5), ' ') + FormatFiles(stage);
+        text +=
+            std::string(6 - std::min<std::size_t>(stage.name.size(), 5), ' ') + FormatFiles(stage);
       }
       text += '\n';
       first = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <random>
 
@@ -14,7 +15,7 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kPeriodFrames = 1024;
+constexpr std::size_t kPeriodFrames = 1024;
 constexpr int kPeriods = 24;  // half a second
 using Period = std::vector<float>;
 
@@ -83,7 +84,7 @@ std::string Verdict(const Heard& heard) {
   if (heard.missing.empty()) return text;
   if (heard.sound == Heard::Sound::kUpmixed) text = "PROCESSED IN PART";
   text += "; without";
-  for (size_t i = 0; i < heard.missing.size(); ++i) {
+  for (std::size_t i = 0; i < heard.missing.size(); ++i) {
     text += (i == 0 ? " " : ", ") + heard.missing[i];
   }
   return text;

@@ -40,7 +40,7 @@ std::span<const char> Part(std::span<const char> file, uint64_t offset, uint64_t
     Refuse("damaged: " + std::to_string(bytes) + " bytes at " + std::to_string(offset) +
            " are beyond the file's " + std::to_string(file.size()));
   }
-  return file.subspan(static_cast<size_t>(offset), static_cast<size_t>(bytes));
+  return file.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(bytes));
 }
 
 template <typename T>

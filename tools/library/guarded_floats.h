@@ -11,12 +11,12 @@ namespace kelda::tools {
 // Floats with a margin on either side that shows whether somebody wrote beyond them.
 class GuardedFloats {
  public:
-  explicit GuardedFloats(size_t count) : floats_(count + 2 * kMargin, kMark) {
+  explicit GuardedFloats(std::size_t count) : floats_(count + 2 * kMargin, kMark) {
     std::fill(data(), data() + count, 0.0f);
   }
 
   float* data() { return floats_.data() + kMargin; }
-  size_t size() const { return floats_.size() - 2 * kMargin; }
+  std::size_t size() const { return floats_.size() - 2 * kMargin; }
 
   bool intact() const {
     const auto marked = [](float value) { return value == kMark; };
@@ -34,7 +34,7 @@ class GuardedFloats {
   }
 
  private:
-  static constexpr ptrdiff_t kMargin = 64;
+  static constexpr std::ptrdiff_t kMargin = 64;
   static constexpr float kMark = -12345.678f;
   std::vector<float> floats_;
 };

@@ -1,6 +1,7 @@
 // Each component as its wrapper in processors/ uses it: the same entries in the same
 // order, with the files of a tuning directory.
 #include <array>
+#include <cstddef>
 #include <random>
 
 #include "settings/tuning_directory.h"
@@ -15,20 +16,20 @@ constexpr int kPlanes = 7;
 constexpr const char* kNoSuchFile = "kelda-doctor-has-no-such.config";
 
 // Noise that peaks at -12 dBFS.
-GuardedFloats Noise(size_t floats) {
+GuardedFloats Noise(std::size_t floats) {
   GuardedFloats noise(floats);
   std::minstd_rand random(1);
-  for (size_t i = 0; i < floats; ++i) {
+  for (std::size_t i = 0; i < floats; ++i) {
     noise.data()[i] =
         static_cast<float>(random()) / static_cast<float>(random.max()) * 0.5f - 0.25f;
   }
   return noise;
 }
 
-template <size_t kCount>
+template <std::size_t kCount>
 std::array<float*, kCount> PlanePointers(GuardedFloats* planes) {
   std::array<float*, kCount> pointers;
-  for (size_t c = 0; c < kCount; ++c) {
+  for (std::size_t c = 0; c < kCount; ++c) {
     pointers[c] = planes->data() + c * (planes->size() / kCount);
   }
   return pointers;

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <iterator>
 #include <string>
@@ -17,7 +18,7 @@ namespace {
 constexpr unsigned kLimitS = 60;  // per component; an emulator is slow
 
 bool ReportSymbols(const ElfLibrary& library) {
-  size_t present = 0;
+  std::size_t present = 0;
   std::string missing;
   for (const char* const name : kUpmixLibEntryNames) {
     if (library.functions.contains(name)) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -14,7 +15,7 @@ namespace {
 
 constexpr double kSampleRateHz = 48000;
 constexpr uint32_t kWorkLimitBytes = 64u << 20;  // far more than the phone has to give
-constexpr size_t kWorkMargin = 64;
+constexpr std::size_t kWorkMargin = 64;
 constexpr char kWorkMark = '\x5A';
 constexpr double kSilentPeak = 1e-6;
 

@@ -1,6 +1,7 @@
 #include "tools/measure/frequency_response.h"
 
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 
 #include "tools/core/decibels.h"
@@ -10,10 +11,10 @@
 namespace kelda::tools {
 
 std::vector<double> LogFrequencies(double first_hz, double last_hz, int count) {
-  std::vector<double> frequencies(static_cast<size_t>(count));
+  std::vector<double> frequencies(static_cast<std::size_t>(count));
   const double ratio = std::log(last_hz / first_hz) / (count - 1);
   for (int i = 0; i < count; ++i) {
-    frequencies[static_cast<size_t>(i)] = first_hz * std::exp(ratio * i);
+    frequencies[static_cast<std::size_t>(i)] = first_hz * std::exp(ratio * i);
   }
   return frequencies;
 }
@@ -30,7 +31,8 @@ std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz) {
   return sum;
 }
 
-double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, double freq_hz) {
+double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, std::size_t curve,
+                       double freq_hz) {
   const auto& response = tuning.curves[curve];
   double gain_db = static_cast<double>(tuning.preamp_db);
   if (tuning.form == upmix_lib::EqualizerForm::kFir) {
@@ -44,7 +46,7 @@ double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, d
 
 GainPeak FindEqualizerPeak(const upmix_lib::EqualizerTuning& tuning) {
   GainPeak peak{0, -1000};
-  for (size_t curve = 0; curve < tuning.curves.size(); ++curve) {
+  for (std::size_t curve = 0; curve < tuning.curves.size(); ++curve) {
     std::vector<double> frequencies = LogFrequencies(10, 24000, 1000);
     for (const upmix_lib::EqualizerBand& band : tuning.curves[curve].bands) {
       frequencies.push_back(

@@ -3,6 +3,7 @@
 #define KELDA_TOOLS_MEASURE_FREQUENCY_RESPONSE_H_
 
 #include <complex>
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -17,7 +18,7 @@ std::vector<double> LogFrequencies(double first_hz, double last_hz, int count);
 std::complex<double> ResponseAt(std::span<const float> taps, double freq_hz);
 
 // The gain of one curve of an equalizer, with its preamp.
-double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, size_t curve, double freq_hz);
+double EqualizerGainDb(const upmix_lib::EqualizerTuning& tuning, std::size_t curve, double freq_hz);
 
 struct GainPeak {
   double freq_hz;

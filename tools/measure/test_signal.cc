@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 #include <random>
 #include <stdexcept>
@@ -9,15 +10,15 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kFirstBin = TestSignal::kFirstBin;
-constexpr size_t kLastBin = TestSignal::kLastBin;
+constexpr std::size_t kFirstBin = TestSignal::kFirstBin;
+constexpr std::size_t kLastBin = TestSignal::kLastBin;
 
 // Phases of the lines from kFirstBin to kLastBin, in turns.
 std::vector<double> RandomPhases(uint32_t seed) {
   std::mt19937 random(seed);
   std::vector<double> turns(kLastBin + 1 - kFirstBin);
   std::generate(turns.begin(), turns.end(),
-                [&] { return static_cast<double>(random() & 0xFFFFFFU) / (1 << 24); });
+                [&] { return static_cast<double>(random() & 0xFFFFFFu) / (1 << 24); });
   return turns;
 }
 
@@ -27,7 +28,7 @@ std::vector<double> SweepPhases() {
   std::vector<double> turns(kLastBin + 1 - kFirstBin);
   const double whole = std::log(static_cast<double>(kLastBin) / kFirstBin);
   double turn = 0;
-  for (size_t i = 0; i < turns.size(); ++i) {
+  for (std::size_t i = 0; i < turns.size(); ++i) {
     turns[i] = turn;
     turn -= std::log(static_cast<double>(kFirstBin + i) / kFirstBin) / whole;
     turn -= std::floor(turn);
@@ -38,7 +39,7 @@ std::vector<double> SweepPhases() {
 Spectrum Pink(const std::vector<double>& turns, double rms) {
   Spectrum spectrum(TestSignal::kPeriod / 2 + 1);
   double power = 0;
-  for (size_t i = 0; i < turns.size(); ++i) {
+  for (std::size_t i = 0; i < turns.size(); ++i) {
     std::complex<double>& line = spectrum[kFirstBin + i];
     line = std::polar(1 / std::sqrt(static_cast<double>(kFirstBin + i)),
                       2 * std::numbers::pi * turns[i]);
@@ -66,11 +67,11 @@ TestSignal::TestSignal(Image image, Waveform waveform, double rms)
                                                  : Pink(RandomPhases(2), rms);
   const std::vector<double> left_frames = analysis.Inverse(left_);
   const std::vector<double> right_frames = analysis.Inverse(right);
-  for (size_t frame = 0; frame < kPeriod; ++frame) {
+  for (std::size_t frame = 0; frame < kPeriod; ++frame) {
     frames_.push_back(static_cast<float>(left_frames[frame]));
     frames_.push_back(static_cast<float>(right_frames[frame]));
   }
-  for (size_t bin = 0; bin < power_.size(); ++bin) {
+  for (std::size_t bin = 0; bin < power_.size(); ++bin) {
     power_[bin] = (std::norm(left_[bin]) + std::norm(right[bin])) / 2;
   }
 }

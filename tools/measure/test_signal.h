@@ -31,10 +31,10 @@ enum class Waveform {
 // between periods comes from a change of the system.
 class TestSignal {
  public:
-  static constexpr size_t kPeriod = 65536;   // 1.4 s
-  static constexpr size_t kFirstBin = 28;    // 20.5 Hz
-  static constexpr size_t kLastBin = 27304;  // 19998 Hz
-  static double BinHz(size_t bin) { return static_cast<double>(bin) * 48000 / kPeriod; }
+  static constexpr std::size_t kPeriod = 65536;   // 1.4 s
+  static constexpr std::size_t kFirstBin = 28;    // 20.5 Hz
+  static constexpr std::size_t kLastBin = 27304;  // 19998 Hz
+  static double BinHz(std::size_t bin) { return static_cast<double>(bin) * 48000 / kPeriod; }
 
   // RMS of a channel that is not silent, 1 is full scale. The same sound in every run.
   // Throws std::invalid_argument for a diffuse sweep.
@@ -45,7 +45,7 @@ class TestSignal {
   // The spectrum of the left channel over one period.
   const Spectrum& left() const { return left_; }
   // Mean power per channel and bin, silent ones included.
-  double BinPower(size_t bin) const { return power_[bin]; }
+  double BinPower(std::size_t bin) const { return power_[bin]; }
   // The largest magnitude.
   float peak() const;
 

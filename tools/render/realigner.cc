@@ -1,5 +1,6 @@
 #include "tools/render/realigner.h"
 
+#include <cstddef>
 #include <string>
 
 #include "tools/core/failure.h"
@@ -10,7 +11,7 @@ namespace kelda::tools {
 
 void Realigner::Push(const float* block, const std::vector<int64_t>& delivered,
                      std::vector<float>* output) {
-  for (size_t i = 0; i < delivered.size(); ++i) {
+  for (std::size_t i = 0; i < delivered.size(); ++i) {
     const int64_t input = delivered[i];
     if (input == FrameTracker::kSilence) {
       continue;
@@ -23,7 +24,8 @@ void Realigner::Push(const float* block, const std::vector<int64_t>& delivered,
     if (input < next_input_) {
       continue;
     }
-    output->resize(output->size() + static_cast<size_t>(input - next_input_) * kChannels, 0.0F);
+    output->resize(output->size() + static_cast<std::size_t>(input - next_input_) * kChannels,
+                   0.0f);
     output->insert(output->end(), block + kChannels * i, block + kChannels * (i + 1));
     next_input_ = input + 1;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/audio_source.h"
@@ -99,10 +100,10 @@ class Renderer {
   }
 
   // One host block; silence follows the end of the input.
-  void RunBlock(size_t frames) {
+  void RunBlock(std::size_t frames) {
     block_.resize(frames * kChannels);
-    const size_t read = input_ended_ ? 0 : source_.Read(block_.data(), frames);
-    std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read * kChannels), block_.end(), 0.0F);
+    const std::size_t read = input_ended_ ? 0 : source_.Read(block_.data(), frames);
+    std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read * kChannels), block_.end(), 0.0f);
     input_frames_ += static_cast<int64_t>(read);
     input_ended_ = input_ended_ || source_.AtEnd();
     input_meter_.Add(block_.data(), read);
@@ -116,16 +117,16 @@ class Renderer {
     } else {
       aligned_.clear();
       realigner_.Push(block_.data(), delivered, &aligned_);
-      size_t wanted = aligned_.size() / kChannels;
+      std::size_t wanted = aligned_.size() / kChannels;
       if (input_ended_) {
-        wanted = std::min(wanted, static_cast<size_t>(input_frames_ - written_frames_));
+        wanted = std::min(wanted, static_cast<std::size_t>(input_frames_ - written_frames_));
       }
       Write(aligned_.data(), wanted);
     }
     NoteDelivery(delivered);
   }
 
-  void Write(const float* stereo, size_t frames) {
+  void Write(const float* stereo, std::size_t frames) {
     sink_.Write(stereo, frames);
     output_meter_.Add(stereo, frames);
     written_frames_ += static_cast<int64_t>(frames);

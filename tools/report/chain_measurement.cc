@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstddef>
 
 #include "tools/core/decibels.h"
 #include "tools/core/interruption.h"
@@ -15,7 +16,7 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kPeriod = TestSignal::kPeriod;
+constexpr std::size_t kPeriod = TestSignal::kPeriod;
 static_assert(kPeriod % kPeriodFrames == 0);
 
 // Plays the sound in host blocks of one size.
@@ -23,7 +24,7 @@ class Player {
  public:
   // Blocks of one period of the effect pass without the latency of the rings.
   Player(const EffectLibrary& library, const std::vector<Setting>& settings,
-         const TestSignal& signal, float gain, size_t block_frames = kPeriodFrames)
+         const TestSignal& signal, float gain, std::size_t block_frames = kPeriodFrames)
       : session_(library), frames_(signal.frames()), block_(kChannels * block_frames) {
     for (float& sample : frames_) {
       sample *= gain;
@@ -54,15 +55,15 @@ class Player {
  private:
   EffectSession session_;
   std::vector<float> frames_;
-  size_t next_ = 0;  // of frames_
+  std::size_t next_ = 0;  // of frames_
   std::vector<float> block_;
   std::vector<float> out_;  // output that was not returned yet
 };
 
 Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>& stereo,
-                     size_t ear) {
+                     std::size_t ear) {
   std::vector<double> signal(kPeriod);
-  for (size_t frame = 0; frame < kPeriod; ++frame) {
+  for (std::size_t frame = 0; frame < kPeriod; ++frame) {
     signal[frame] = static_cast<double>(stereo[kChannels * frame + ear]);
   }
   return analysis.Forward(signal);
@@ -78,10 +79,10 @@ double BandPower(const Power& power, double freq_hz) {
   const double low = std::min(bin / half_band + 0.5, bin);
   const double high = std::max(bin * half_band + 0.5, bin + 1);
   const auto clamp = [](double value) {
-    return std::clamp(static_cast<size_t>(value), TestSignal::kFirstBin, TestSignal::kLastBin);
+    return std::clamp(static_cast<std::size_t>(value), TestSignal::kFirstBin, TestSignal::kLastBin);
   };
   double sum = 0;
-  for (size_t i = clamp(low); i <= clamp(high); ++i) {
+  for (std::size_t i = clamp(low); i <= clamp(high); ++i) {
     const auto begin = static_cast<double>(i);
     sum += power[i] * std::max(0.0, std::min(high, begin + 1) - std::max(low, begin));
   }
@@ -92,9 +93,9 @@ double BandPower(const Power& power, double freq_hz) {
 // parabola through the peak and its neighbours gives fractions of a frame.
 double PeakFrame(const SpectrumAnalysis& analysis, const Spectrum& ratio) {
   const std::vector<double> impulse = analysis.Inverse(ratio);
-  const auto at = [&](size_t frame) { return std::abs(impulse[frame % kPeriod]); };
-  size_t peak = 0;
-  for (size_t frame = 1; frame < kPeriod / 2; ++frame) {
+  const auto at = [&](std::size_t frame) { return std::abs(impulse[frame % kPeriod]); };
+  std::size_t peak = 0;
+  for (std::size_t frame = 1; frame < kPeriod / 2; ++frame) {
     if (at(frame) > at(peak)) {
       peak = frame;
     }
@@ -106,10 +107,10 @@ double PeakFrame(const SpectrumAnalysis& analysis, const Spectrum& ratio) {
 }
 
 double TruePeak(const std::vector<float>& stereo, const upmix_lib::TruePeak& meter) {
-  constexpr size_t kReach = upmix_lib::TruePeak::kReachFrames;
-  constexpr size_t kChunk = upmix_lib::TruePeak::kChunkFrames;
+  constexpr std::size_t kReach = upmix_lib::TruePeak::kReachFrames;
+  constexpr std::size_t kChunk = upmix_lib::TruePeak::kChunkFrames;
   float peak = 0;
-  for (size_t frame = kReach; frame + kChunk + kReach <= stereo.size() / kChannels;
+  for (std::size_t frame = kReach; frame + kChunk + kReach <= stereo.size() / kChannels;
        frame += kChunk) {
     peak = std::max(peak, meter.OfChunk(&stereo[kChannels * frame]));
   }
@@ -136,9 +137,9 @@ double MeasureLatency(const EffectLibrary& library, const std::vector<Setting>& 
   player.Play();
   const std::vector<float> out = player.Play();
   Spectrum ratio(analysis.bins());
-  for (size_t ear = 0; ear < 2; ++ear) {
+  for (std::size_t ear = 0; ear < 2; ++ear) {
     const Spectrum spectrum = EarSpectrum(analysis, out, ear);
-    for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+    for (std::size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
       ratio[bin] += spectrum[bin] / signal.left()[bin];
     }
   }
@@ -151,17 +152,17 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
                           ImageResponse::kRms);
   const SpectrumAnalysis analysis(kPeriod);
   Player player(library, settings, signal, 1);
-  for (size_t frames = 0; frames < ImageResponse::kSettlingSeconds * size_t{kSampleRateHz};
-       frames += kPeriod) {
+  for (std::size_t frames = 0;
+       frames < ImageResponse::kSettlingSeconds * std::size_t{kSampleRateHz}; frames += kPeriod) {
     player.Play();
   }
   std::array<Spectrum, 2> mean{Spectrum(analysis.bins()), Spectrum(analysis.bins())};
   std::array<Power, 2> power{Power(analysis.bins()), Power(analysis.bins())};
-  for (size_t i = 0; i < ImageResponse::kPeriods; ++i) {
+  for (std::size_t i = 0; i < ImageResponse::kPeriods; ++i) {
     const std::vector<float> out = player.Play();
-    for (size_t ear = 0; ear < 2; ++ear) {
+    for (std::size_t ear = 0; ear < 2; ++ear) {
       const Spectrum spectrum = EarSpectrum(analysis, out, ear);
-      for (size_t bin = 0; bin < spectrum.size(); ++bin) {
+      for (std::size_t bin = 0; bin < spectrum.size(); ++bin) {
         mean[ear][bin] += spectrum[bin] / double{ImageResponse::kPeriods};
         power[ear][bin] += std::norm(spectrum[bin]) / double{ImageResponse::kPeriods};
       }
@@ -176,7 +177,7 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
   double in_sum = 0;
   double out_sum = 0;
   double steady_sum = 0;
-  for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+  for (std::size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
     in[bin] = sounding * signal.BinPower(bin);
     in_sum += in[bin];
     out_sum += (power[0][bin] + power[1][bin]) / 2;
@@ -186,7 +187,7 @@ ImageResponse Measure(const EffectLibrary& library, const std::vector<Setting>& 
   response.level_db = PowerToDb(out_sum / in_sum);
   response.steady_share = out_sum > 0 ? steady_sum / out_sum : 0;
   response.arrival_frames = PeakFrame(analysis, ratio);
-  for (size_t ear = 0; ear < 2; ++ear) {
+  for (std::size_t ear = 0; ear < 2; ++ear) {
     for (const double freq_hz : ResponseFrequencies()) {
       response.gain_db[ear].push_back(
           PowerToDb(BandPower(power[ear], freq_hz) / BandPower(in, freq_hz)));
@@ -207,7 +208,7 @@ std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& g
   const TestSignal signal(Image::kCentre, Waveform::kSweep, ImageResponse::kRms);
   Power in(kPeriod / 2 + 1);
   Power out(in.size());
-  for (size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
+  for (std::size_t bin = TestSignal::kFirstBin; bin <= TestSignal::kLastBin; ++bin) {
     in[bin] = signal.BinPower(bin);
     out[bin] = in[bin] * std::pow(10.0, gain_db(TestSignal::BinHz(bin)) / 10);
   }
@@ -221,7 +222,7 @@ std::vector<double> BandAverageDb(const std::function<double(double freq_hz)>& g
 ChainMeasurement MeasureChain(const EffectLibrary& library, const std::vector<Setting>& settings) {
   ChainMeasurement measurement;
   for (const Image image : {Image::kCentre, Image::kLeft, Image::kDiffuse}) {
-    measurement.images[static_cast<size_t>(image)] = Measure(library, settings, image);
+    measurement.images[static_cast<std::size_t>(image)] = Measure(library, settings, image);
   }
   measurement.latency_frames = MeasureProcessorLatency(library, settings);
   measurement.heard_latency_frames = MeasureLatency(library, settings);

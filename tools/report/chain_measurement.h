@@ -3,6 +3,7 @@
 #define KELDA_TOOLS_REPORT_CHAIN_MEASUREMENT_H_
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -20,7 +21,7 @@ namespace kelda::tools {
 struct ImageResponse {
   static constexpr double kRms = 0.05;  // -26 dBFS
   static constexpr int kSettlingSeconds = 20;
-  static constexpr size_t kPeriods = 4;  // averaged, 5.5 s
+  static constexpr std::size_t kPeriods = 4;  // averaged, 5.5 s
   // So a filter with a Q of 10 is seven bands wide, between the points of half its gain.
   static constexpr int kBandsPerOctave = 48;
 
@@ -38,8 +39,8 @@ struct ImageResponse {
 };
 
 struct ChainMeasurement {
-  static constexpr size_t kHostFrames = 960;  // 20 ms, as a phone's mixer plays
-  std::array<ImageResponse, 3> images;        // by Image
+  static constexpr std::size_t kHostFrames = 960;  // 20 ms, as a phone's mixer plays
+  std::array<ImageResponse, 3> images;             // by Image
   // The latency in frames that the effect itself states: as many as it replaces by silence when it
   // fades.
   int64_t latency_frames = 0;

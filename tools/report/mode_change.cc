@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <span>
 #include <utility>
 
@@ -16,28 +17,28 @@ namespace kelda::tools {
 namespace {
 
 constexpr int kBlockMs = 20;
-constexpr size_t kBlockFrames = size_t{kBlockMs} * kSampleRateHz / 1000;
-constexpr size_t kSettlingBlocks = 500;  // 10 s, for the level control
+constexpr std::size_t kBlockFrames = std::size_t{kBlockMs} * kSampleRateHz / 1000;
+constexpr std::size_t kSettlingBlocks = 500;  // 10 s, for the level control
 
 std::vector<float> Noise() {
   constexpr double kRms = 0.05;
   std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, kRms).frames();
   // The same noise half a period later, so that its phases differ from those of the centre.
   const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, kRms).frames();
-  for (size_t i = 0; i < noise.size(); ++i) {
+  for (std::size_t i = 0; i < noise.size(); ++i) {
     noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
   }
   return noise;
 }
 
 // The output of `blocks` blocks of the noise, beginning with block `first`.
-std::vector<float> Play(const std::vector<float>& noise, size_t first, size_t blocks,
+std::vector<float> Play(const std::vector<float>& noise, std::size_t first, std::size_t blocks,
                         EffectSession* session) {
   std::vector<float> out;
-  for (size_t block = first; block < first + blocks; ++block) {
+  for (std::size_t block = first; block < first + blocks; ++block) {
     CheckInterruption();
     std::vector<float> frames(kChannels * kBlockFrames);
-    for (size_t i = 0; i < frames.size(); ++i) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
       frames[i] = noise[(block * frames.size() + i) % noise.size()];
     }
     session->Process(frames.data(), kBlockFrames);
@@ -55,9 +56,9 @@ double LevelDb(std::span<const float> samples) {
 }
 
 double LongestSilenceMs(std::span<const float> stereo) {
-  size_t longest = 0;
-  size_t length = 0;
-  for (size_t i = 0; i < stereo.size(); i += kChannels) {
+  std::size_t longest = 0;
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < stereo.size(); i += kChannels) {
     length = stereo[i] == 0 && stereo[i + 1] == 0 ? length + 1 : 0;
     longest = std::max(longest, length);
   }
@@ -66,9 +67,9 @@ double LongestSilenceMs(std::span<const float> stereo) {
 
 int CountSteps(std::span<const float> stereo) {
   int steps = 0;
-  for (size_t channel = 0; channel < kChannels; ++channel) {
+  for (std::size_t channel = 0; channel < kChannels; ++channel) {
     StepDetector detector;
-    for (size_t i = channel; i < stereo.size(); i += kChannels) {
+    for (std::size_t i = channel; i < stereo.size(); i += kChannels) {
       steps += detector.Add(static_cast<double>(stereo[i])) ? 1 : 0;
     }
   }
@@ -105,7 +106,7 @@ class Recording {
   static std::span<const float> Part(const std::vector<float>& stereo, double begin_ms,
                                      double length_ms) {
     const auto samples = [](double ms) {
-      return kChannels * static_cast<size_t>(std::lround(ms * kSampleRateHz / 1000));
+      return kChannels * static_cast<std::size_t>(std::lround(ms * kSampleRateHz / 1000));
     };
     return std::span(stereo).subspan(samples(begin_ms - kBeginMs), samples(length_ms));
   }
@@ -118,8 +119,8 @@ class Recording {
 
 ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Setting>& settings,
                              const std::string& from, const std::string& to) {
-  constexpr size_t kBlocksBefore = -Recording::kBeginMs / kBlockMs;
-  constexpr size_t kBlocksAfter = Recording::kEndMs / kBlockMs;
+  constexpr std::size_t kBlocksBefore = -Recording::kBeginMs / kBlockMs;
+  constexpr std::size_t kBlocksAfter = Recording::kEndMs / kBlockMs;
   const std::vector<float> noise = Noise();
   EffectSession session(library);
   session.Enable();
@@ -134,7 +135,7 @@ ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Set
       Play(noise, kSettlingBlocks + kBlocksBefore, kBlocksAfter, &session);
   out.insert(out.end(), after.begin(), after.end());
   std::vector<float> in(out.size());
-  for (size_t i = 0; i < in.size(); ++i) {
+  for (std::size_t i = 0; i < in.size(); ++i) {
     in[i] = noise[(kSettlingBlocks * kBlockFrames * kChannels + i) % noise.size()];
   }
   const Recording recording(std::move(in), std::move(out));

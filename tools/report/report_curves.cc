@@ -1,6 +1,7 @@
 #include "tools/report/report_curves.h"
 
 #include <cmath>
+#include <cstddef>
 
 #include "tools/core/decibels.h"
 #include "tools/measure/frequency_response.h"
@@ -87,7 +88,7 @@ Json EqualizerJson(const std::string& name, const EqualizerTuning& tuning) {
             {"peak_hz", Rounded(peak.freq_hz, 1)},
             {"deviation_db", nullptr},
             {"curves", Json::array()}};
-  for (size_t curve = 0; curve < tuning.curves.size(); ++curve) {
+  for (std::size_t curve = 0; curve < tuning.curves.size(); ++curve) {
     Json bands = Json::array();
     for (const upmix_lib::EqualizerBand& band : tuning.curves[curve].bands) {
       bands.push_back(BandJson(band));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <optional>
 
 #include "settings/tuning_directory.h"
@@ -126,13 +127,13 @@ const ChainMeasurement* FindAlone(const std::vector<Chain>& chains, const std::s
 
 void AddMeasured(const EqualizerTuning& tuning, const ChainMeasurement& measurement, Json* json) {
   // The two channels of diffuse sound have nothing in common, so each ear hears only its own.
-  const ImageResponse& image = measurement.images[static_cast<size_t>(Image::kDiffuse)];
+  const ImageResponse& image = measurement.images[static_cast<std::size_t>(Image::kDiffuse)];
   double deviation_db = 0;
-  for (size_t ear = 0; ear < 2; ++ear) {
-    const size_t curve = std::min(ear, tuning.curves.size() - 1);
+  for (std::size_t ear = 0; ear < 2; ++ear) {
+    const std::size_t curve = std::min(ear, tuning.curves.size() - 1);
     const std::vector<double> expected_db =
         BandAverageDb([&](double freq_hz) { return EqualizerGainDb(tuning, curve, freq_hz); });
-    for (size_t i = 0; i < expected_db.size(); ++i) {
+    for (std::size_t i = 0; i < expected_db.size(); ++i) {
       deviation_db = std::max(deviation_db, std::abs(expected_db[i] - image.gain_db[ear][i]));
     }
     (*json)["curves"][curve]["measured_db"] = Decibels(image.gain_db[ear]);
@@ -192,7 +193,7 @@ Json ApplicationsJson(const DecisionTable& table) {
 
 Json CurveJson(const LevelCurve& curve) {
   std::vector<double> times_ms;  // the middles of the windows
-  for (size_t i = 0; i < curve.level_db.size(); ++i) {
+  for (std::size_t i = 0; i < curve.level_db.size(); ++i) {
     times_ms.push_back(curve.begin_ms + (static_cast<double>(i) + 0.5) * curve.window_ms);
   }
   return {{"times_ms", Rounded(times_ms, 1)}, {"level_db", Decibels(curve.level_db)}};

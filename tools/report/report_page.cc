@@ -1,5 +1,6 @@
 #include "tools/report/report_page.h"
 
+#include <cstddef>
 #include <string_view>
 
 #include "tools/report/report_assets.h"
@@ -34,7 +35,7 @@ std::string ReportPage(const Json& data) {
   std::string page;
   std::string_view rest = kReportHtml;
   for (const auto& [mark, part] : kParts) {
-    const size_t at = rest.find(mark);
+    const std::size_t at = rest.find(mark);
     page.append(rest.substr(0, at)).append(part);
     rest.remove_prefix(at + mark.size());
   }
