@@ -38,7 +38,9 @@ bool ReadPage(std::ifstream* file, int64_t offset, Page* page) {
   page->serial = header[14] | uint32_t{header[15]} << 8 | uint32_t{header[16]} << 16 |
                  uint32_t{header[17]} << 24;
   page->bytes = int64_t{27} + header[26];
-  for (std::size_t i = 0; i < header[26]; ++i) page->bytes += segments[i];
+  for (std::size_t i = 0; i < header[26]; ++i) {
+    page->bytes += segments[i];
+  }
   return true;
 }
 

@@ -19,7 +19,9 @@ std::string Bar(double part, std::size_t columns) {
   constexpr std::size_t kFrame = 3;  // brackets and blank
   constexpr std::size_t kLeast = 5;
   constexpr std::size_t kMost = 20;
-  if (columns < kLeast + kFrame) return "";
+  if (columns < kLeast + kFrame) {
+    return "";
+  }
   const std::size_t width = std::min(columns - kFrame, kMost);
   const auto filled = static_cast<std::size_t>(part * static_cast<double>(width));
   std::string bar(filled, '=');

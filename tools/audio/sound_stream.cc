@@ -19,7 +19,9 @@ int64_t Id3Bytes(const std::string& head) {
     return 0;
   }
   int64_t bytes = 0;
-  for (std::size_t i = 6; i < 10; ++i) bytes = bytes << 7 | (head[i] & 0x7F);
+  for (std::size_t i = 6; i < 10; ++i) {
+    bytes = bytes << 7 | (head[i] & 0x7F);
+  }
   return 10 + bytes;
 }
 

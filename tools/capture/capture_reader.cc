@@ -80,7 +80,9 @@ CaptureReader::CaptureReader(const std::filesystem::path& path)
   bytes.resize(ReadBytes(bytes));
   RefuseAudioFile(path_, bytes);
   head_.resize(bytes.size() / sizeof(float));
-  if (!head_.empty()) std::memcpy(head_.data(), bytes.data(), head_.size() * sizeof(float));
+  if (!head_.empty()) {
+    std::memcpy(head_.data(), bytes.data(), head_.size() * sizeof(float));
+  }
   head_bytes_ = std::move(bytes);
 }
 

@@ -10,7 +10,9 @@ constexpr std::size_t kMaxShown = 20;
 }  // namespace
 
 void FileProblems::Add(std::size_t line, const std::string& what) {
-  if (++count_ <= kMaxShown) shown_.emplace_back(line, what);
+  if (++count_ <= kMaxShown) {
+    shown_.emplace_back(line, what);
+  }
 }
 
 std::string FileProblems::Text() const {
@@ -30,7 +32,9 @@ std::string FileProblems::Text() const {
 }
 
 void FileProblems::ThrowIfAny(const std::string& warnings, ExitCode code) const {
-  if (!empty()) throw FileFailure(warnings + (warnings.empty() ? "" : "\n") + Text(), code);
+  if (!empty()) {
+    throw FileFailure(warnings + (warnings.empty() ? "" : "\n") + Text(), code);
+  }
 }
 
 }  // namespace kelda::tools

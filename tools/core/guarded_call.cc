@@ -46,11 +46,17 @@ ChildEnd RunInChild(const std::function<bool()>& work, unsigned limit_s) {
   if (child < 0) {
     throw std::system_error(errno, std::generic_category(), "cannot start a process");
   }
-  if (child == 0) Child(work, limit_s);
+  if (child == 0) {
+    Child(work, limit_s);
+  }
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "waitpid");
-    if (InterruptionCame()) kill(child, SIGKILL);
+    if (errno != EINTR) {
+      throw std::system_error(errno, std::generic_category(), "waitpid");
+    }
+    if (InterruptionCame()) {
+      kill(child, SIGKILL);
+    }
   }
   CheckInterruption();
   if (WIFSIGNALED(status)) {

@@ -56,7 +56,9 @@ void ShowMessage(const std::string& message) {
   std::string lines = "kelda: ";
   for (const char c : message) {
     lines += c;
-    if (c == '\n') lines += "kelda: ";
+    if (c == '\n') {
+      lines += "kelda: ";
+    }
   }
   ShowLines(lines);
 }

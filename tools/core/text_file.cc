@@ -28,7 +28,9 @@ class RegularFile {
     size_bytes_ = static_cast<std::size_t>(info.st_size);
   }
   ~RegularFile() {
-    if (descriptor_ >= 0) close(descriptor_);
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
   }
   RegularFile(const RegularFile&) = delete;
   RegularFile& operator=(const RegularFile&) = delete;
@@ -41,7 +43,9 @@ class RegularFile {
     std::string bytes(size_bytes_, '\0');
     for (std::size_t done = 0; done < bytes.size();) {
       const ssize_t count = read(descriptor_, bytes.data() + done, bytes.size() - done);
-      if (count < 0 && errno == EINTR) continue;
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
       if (count <= 0) {
         problem_ = count < 0 ? std::strerror(errno) : "it became shorter meanwhile";
         break;
@@ -76,7 +80,9 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes, ExitCode code) {
   std::string text = ReadWholeFile(path, max_bytes, code);
-  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
+  if (text.starts_with("\xEF\xBB\xBF")) {
+    text.erase(0, 3);
+  }
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
     throw Failure(code, path.string() + ": in UTF-16; save it as UTF-8");
   }

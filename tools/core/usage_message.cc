@@ -33,7 +33,9 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 // The sub-command that the arguments name; the program itself if they name none.
 const CLI::App& Reached(const CLI::App& program) {
   const CLI::App* app = &program;
-  while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+  while (!app->get_subcommands().empty()) {
+    app = app->get_subcommands().front();
+  }
   return *app;
 }
 
@@ -41,11 +43,15 @@ std::vector<std::string> KnownWords(const CLI::App& app, bool options) {
   std::vector<std::string> known;
   if (options) {
     for (const CLI::Option* option : app.get_options()) {
-      for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+      for (const std::string& name : option->get_lnames()) {
+        known.push_back("--" + name);
+      }
     }
   } else {
     const auto all = [](const CLI::App*) { return true; };
-    for (const CLI::App* command : app.get_subcommands(all)) known.push_back(command->get_name());
+    for (const CLI::App* command : app.get_subcommands(all)) {
+      known.push_back(command->get_name());
+    }
   }
   return known;
 }
@@ -67,7 +73,9 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) 
   auto found = std::find_if(unknown.begin(), unknown.end(), is_option);
   const bool option = found != unknown.end();
   const bool takes_command = !KnownWords(app, false).empty();
-  if (!option && takes_command) found = unknown.begin();
+  if (!option && takes_command) {
+    found = unknown.begin();
+  }
   if (found == unknown.end()) {
     return (takes_command ? "a command is missing" : error.what()) + help;
   }

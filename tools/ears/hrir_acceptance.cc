@@ -30,7 +30,9 @@ class Gains {
     for (int plane = 0; plane < kPlanes; ++plane) {
       for (int ear = 0; ear < kEars; ++ear) {
         Power gains_db = analysis_.PowerOf(set.response(plane, ear));
-        for (double& gain : gains_db) gain = PowerToDb(gain);
+        for (double& gain : gains_db) {
+          gain = PowerToDb(gain);
+        }
         gains_db_.push_back(std::move(gains_db));
       }
     }
@@ -108,7 +110,9 @@ void CheckPlane(const HrirDesign& design, const Gains& gains, std::size_t plane,
 // limits are the smallest differences that can be heard (Blauert, "Spatial Hearing", 1997).
 std::string DirectionWarning(double longest_us, double apart_db) {
   constexpr double kJustHeardUs = 10, kJustHeardDb = 0.5;
-  if (longest_us >= kJustHeardUs) return "";
+  if (longest_us >= kJustHeardUs) {
+    return "";
+  }
   if (apart_db >= kJustHeardDb) {
     return "warning         no loudspeaker has a delay between the ears: they place sounds by "
            "level\n"

@@ -21,7 +21,9 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 Power Smoothed(const Power& power) {
   const double half_band = std::exp2(1.0 / 12.0);
   std::vector<double> sums(power.size() + 1);
-  for (std::size_t k = 0; k < power.size(); ++k) sums[k + 1] = sums[k] + power[k];
+  for (std::size_t k = 0; k < power.size(); ++k) {
+    sums[k + 1] = sums[k] + power[k];
+  }
   Power smooth(power.size());
   for (std::size_t k = 0; k < power.size(); ++k) {
     const auto low = static_cast<std::size_t>(static_cast<double>(k) / half_band);
@@ -123,7 +125,9 @@ CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, doubl
   double energy = 0, kept = 0;
   for (std::size_t n = 0; n < whole.size(); ++n) {
     energy += whole[n] * whole[n];
-    if (n >= count) continue;
+    if (n >= count) {
+      continue;
+    }
     const double phase = (static_cast<double>(count - n) - 0.5) / static_cast<double>(fade);
     const double gain = count - n > fade ? 1 : 0.5 - 0.5 * std::cos(std::numbers::pi * phase);
     cut.taps[n] = static_cast<float>(gain * whole[n]);

@@ -51,27 +51,41 @@ std::optional<Weights> WeightsOn(std::span<const Candidate* const> corners, cons
     const Vector &a = corners[0]->at, &b = corners[1]->at;
     const double ab = Dot(a, b), at = Dot(a, target), bt = Dot(b, target);
     const double flat = 1 - ab * ab;
-    if (flat < kFlat) return std::nullopt;
+    if (flat < kFlat) {
+      return std::nullopt;
+    }
     weights = {(at - ab * bt) / flat, (bt - ab * at) / flat};
     Vector sum{};
-    for (std::size_t i = 0; i < 3; ++i) sum[i] = weights[0] * a[i] + weights[1] * b[i];
+    for (std::size_t i = 0; i < 3; ++i) {
+      sum[i] = weights[0] * a[i] + weights[1] * b[i];
+    }
     const double length = std::sqrt(Dot(sum, sum));
-    for (double& x : sum) x /= length;
-    if (AngleDeg(sum, target) > kSameDirectionDeg) return std::nullopt;
+    for (double& x : sum) {
+      x /= length;
+    }
+    if (AngleDeg(sum, target) > kSameDirectionDeg) {
+      return std::nullopt;
+    }
   } else {
     const Vector &a = corners[0]->at, &b = corners[1]->at, &c = corners[2]->at;
     const double volume = Dot(a, Cross(b, c));
-    if (std::abs(volume) < kFlat) return std::nullopt;
+    if (std::abs(volume) < kFlat) {
+      return std::nullopt;
+    }
     weights = {Dot(target, Cross(b, c)) / volume, Dot(target, Cross(c, a)) / volume,
                Dot(target, Cross(a, b)) / volume};
   }
   double sum = 0;
   for (double& weight : weights) {
-    if (weight < -kRounding) return std::nullopt;
+    if (weight < -kRounding) {
+      return std::nullopt;
+    }
     weight = std::max(weight, 0.0);
     sum += weight;
   }
-  for (double& weight : weights) weight /= sum;
+  for (double& weight : weights) {
+    weight /= sum;
+  }
   return weights;
 }
 
@@ -82,14 +96,18 @@ std::vector<WeightedMeasurement> Surrounding(std::span<const Candidate> candidat
   double best_deg = 360.0;
   const auto consider = [&](std::initializer_list<const Candidate*> corners) {
     const auto weights = WeightsOn(corners, target);
-    if (!weights) return;
+    if (!weights) {
+      return;
+    }
     double mean_deg = 0;
     std::vector<WeightedMeasurement> found;
     std::size_t i = 0;
     for (const Candidate* corner : corners) {
       const double weight = (*weights)[i++];
       mean_deg += weight * corner->distance_deg;
-      if (weight > 0) found.push_back({corner->index, weight, corner->distance_deg});
+      if (weight > 0) {
+        found.push_back({corner->index, weight, corner->distance_deg});
+      }
     }
     if (mean_deg < best_deg) {
       best_deg = mean_deg;
@@ -129,13 +147,23 @@ std::vector<WeightedMeasurement> MeasurementsAt(std::span<const HrirPlane> measu
   std::stable_sort(
       candidates.begin(), candidates.end(),
       [](const Candidate& a, const Candidate& b) { return a.distance_deg < b.distance_deg; });
-  if (candidates.size() > kMaxCandidates) candidates.resize(kMaxCandidates);
-  if (candidates.empty()) return {};
+  if (candidates.size() > kMaxCandidates) {
+    candidates.resize(kMaxCandidates);
+  }
+  if (candidates.empty()) {
+    return {};
+  }
   const Candidate& nearest = candidates.front();
   const WeightedMeasurement alone{nearest.index, 1.0, nearest.distance_deg};
-  if (nearest.distance_deg <= kSameDirectionDeg) return {alone};
-  if (auto found = Surrounding(candidates, target); !found.empty()) return found;
-  if (nearest.distance_deg <= kFarthestAloneDeg) return {alone};
+  if (nearest.distance_deg <= kSameDirectionDeg) {
+    return {alone};
+  }
+  if (auto found = Surrounding(candidates, target); !found.empty()) {
+    return found;
+  }
+  if (nearest.distance_deg <= kFarthestAloneDeg) {
+    return {alone};
+  }
   return {};
 }
 
@@ -146,7 +174,9 @@ SphereShares ShareSphere(std::span<const HrirPlane> measured) {
   const double golden_angle = std::numbers::pi * (3 - std::sqrt(5.0));
   const double farthest = std::cos(kFarthestNeighbourDeg * kDegree);
   std::vector<Vector> at;
-  for (const HrirPlane& direction : measured) at.push_back(UnitVector(direction));
+  for (const HrirPlane& direction : measured) {
+    at.push_back(UnitVector(direction));
+  }
   SphereShares shares{std::vector<double>(measured.size()), 0};
   for (int i = 0; i < kPoints; ++i) {
     const double z = 1 - (2.0 * i + 1) / kPoints;
@@ -161,7 +191,9 @@ SphereShares ShareSphere(std::span<const HrirPlane> measured) {
         nearest = m;
       }
     }
-    if (closest < farthest) continue;
+    if (closest < farthest) {
+      continue;
+    }
     shares.of_measurement[nearest] += 1.0 / kPoints;
     shares.covered += 1.0 / kPoints;
   }

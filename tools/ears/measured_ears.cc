@@ -111,8 +111,12 @@ void CheckValues(const MYSOFA_HRTF& hrtf) {
     return std::all_of(array.values, array.values + array.elements,
                        [](float value) { return std::isfinite(value); });
   };
-  if (!finite(hrtf.DataIR)) throw Unusable("its responses hold NaN or infinity");
-  if (!finite(hrtf.SourcePosition)) throw Unusable("its positions hold NaN or infinity");
+  if (!finite(hrtf.DataIR)) {
+    throw Unusable("its responses hold NaN or infinity");
+  }
+  if (!finite(hrtf.SourcePosition)) {
+    throw Unusable("its positions hold NaN or infinity");
+  }
   if (std::all_of(hrtf.DataIR.values, hrtf.DataIR.values + hrtf.DataIR.elements,
                   [](float value) { return value == 0.0f; })) {
     throw Unusable("its responses are silent");
@@ -145,7 +149,9 @@ MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
     ears.distance_m = std::max(ears.distance_m, double{positions[3 * m + 2]});
   }
   for (std::size_t m = 0; m < hrtf.M; ++m) {
-    if (positions[3 * m + 2] < 0.9 * ears.distance_m) continue;
+    if (positions[3 * m + 2] < 0.9 * ears.distance_m) {
+      continue;
+    }
     ears.directions.push_back({std::remainder(positions[3 * m], 360.0f),
                                std::clamp(positions[3 * m + 1], -90.0f, 90.0f)});
     for (std::size_t ear = 0; ear < kEars; ++ear) {
@@ -176,9 +182,13 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
     // minutes.
     const ChildEnd trial =
         RunInChild([&] { return Hrtf(mysofa_load(name.c_str(), &error)) != nullptr; }, kMaxLoadS);
-    if (!trial.returned) throw Unusable("libmysofa fails to read it: " + trial.how);
+    if (!trial.returned) {
+      throw Unusable("libmysofa fails to read it: " + trial.how);
+    }
     const Hrtf hrtf(mysofa_load(name.c_str(), &error));
-    if (!hrtf) throw Unusable(Reason(error));
+    if (!hrtf) {
+      throw Unusable(Reason(error));
+    }
     CheckConventions(*hrtf);
     CheckSizes(*hrtf);
     if (const int refused = mysofa_check(hrtf.get()); refused != MYSOFA_OK) {

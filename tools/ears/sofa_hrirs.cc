@@ -68,10 +68,14 @@ class Designer {
         progress(static_cast<double>(m) / static_cast<double>(sofa_.directions.size()));
       }
       const double weight = shares_.of_measurement[m] / (kEars * shares_.covered);
-      if (weight == 0) continue;
+      if (weight == 0) {
+        continue;
+      }
       for (std::size_t ear = 0; ear < kEars; ++ear) {
         const Power power = measured_.PowerOf(sofa_.response(m, ear));
-        for (std::size_t k = 0; k < mean.size(); ++k) mean[k] += weight * power[k];
+        for (std::size_t k = 0; k < mean.size(); ++k) {
+          mean[k] += weight * power[k];
+        }
       }
     }
     return mean;
@@ -79,7 +83,9 @@ class Designer {
 
   std::vector<WeightedMeasurement> Near(const HrirPlane& direction) const {
     auto found = MeasurementsAt(sofa_.directions, direction);
-    if (!found.empty()) return found;
+    if (!found.empty()) {
+      return found;
+    }
     double nearest_deg = 360;
     for (const HrirPlane& measured : sofa_.directions) {
       nearest_deg = std::min(nearest_deg, DistanceDeg(measured, direction));
@@ -170,8 +176,12 @@ class Designer {
 
 // `text`, cut to at most `bytes` bytes and not inside a character of UTF-8.
 std::string Cut(std::string text, std::size_t bytes) {
-  if (text.size() <= bytes) return text;
-  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  if (text.size() <= bytes) {
+    return text;
+  }
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) {
+    --bytes;
+  }
   text.resize(bytes);
   return text;
 }
@@ -179,8 +189,12 @@ std::string Cut(std::string text, std::size_t bytes) {
 std::string SourceOf(const MeasuredEars& sofa) {
   std::string source;
   for (const std::string* part : {&sofa.database, &sofa.listener, &sofa.author}) {
-    if (part->empty()) continue;
-    if (!source.empty()) source += ", ";
+    if (part->empty()) {
+      continue;
+    }
+    if (!source.empty()) {
+      source += ", ";
+    }
     source += *part;
   }
   return source;

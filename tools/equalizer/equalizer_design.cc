@@ -54,7 +54,9 @@ double DeviationDb(const SpectrumAnalysis& analysis, const std::vector<float>& t
   double deviation_db = 0;
   for (auto k = static_cast<std::size_t>(kAudibleHz[0] / kBinHz);
        static_cast<double>(k) * kBinHz <= kAudibleHz[1]; ++k) {
-    if (target_db[k] < kFaintDb) continue;
+    if (target_db[k] < kFaintDb) {
+      continue;
+    }
     const double gain_db = PowerToDb(power[k]);
     deviation_db = std::max(deviation_db, std::abs(gain_db - target_db[k]));
   }
@@ -73,7 +75,9 @@ void DesignFir(const EqualizerResponse& response, EqualizerDesign* design) {
   for (std::size_t count = 256; count <= upmix_lib::kMaxEqualizerTaps; count *= 2) {
     curve.taps = Cut(whole, count);
     design->deviation_db = DeviationDb(analysis, curve.taps, target_db);
-    if (design->deviation_db <= kGoodDb) break;
+    if (design->deviation_db <= kGoodDb) {
+      break;
+    }
   }
   design->tuning.form = EqualizerForm::kFir;
   design->tuning.preamp_db = static_cast<float>(design->peak.gain_db);
@@ -123,7 +127,9 @@ std::string DescribeEqualizer(const EqualizerDesign& design) {
 std::string ClippingWarning(const EqualizerDesign& design, const std::string& name) {
   constexpr double kInaudibleDb = 0.2;
   constexpr double kRoundingDb = 0.005;
-  if (design.peak.gain_db < kInaudibleDb - kRoundingDb) return {};
+  if (design.peak.gain_db < kInaudibleDb - kRoundingDb) {
+    return {};
+  }
   return "kelda: " + name +
          Format(
              ": warning: amplifies by up to %.2f dB at %.0f Hz, so that loud music may clip; "

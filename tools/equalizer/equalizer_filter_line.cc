@@ -64,21 +64,27 @@ class Words {
 
   std::optional<Decimal> TakeNumberIfAny() {
     const std::optional<Decimal> number = TakeDecimal(&rest_);
-    if (number) Skip();
+    if (number) {
+      Skip();
+    }
     return number;
   }
 
   // Throws unless a number follows.
   Decimal TakeNumber(const std::string& of) {
     const std::optional<Decimal> number = TakeNumberIfAny();
-    if (!number) throw std::invalid_argument(of + " has no number (" + Quoted(rest_) + ")");
+    if (!number) {
+      throw std::invalid_argument(of + " has no number (" + Quoted(rest_) + ")");
+    }
     return *number;
   }
 
   // Takes the word if it comes next; returns whether it did.
   bool Take(std::string_view word) {
     Words ahead = *this;
-    if (ahead.TakeWord() != word) return false;
+    if (ahead.TakeWord() != word) {
+      return false;
+    }
     *this = ahead;
     return true;
   }
@@ -109,7 +115,9 @@ void Check(const char* what, double value, double min, double max, const char* u
 
 double TakeFrequency(Words* words, bool decimal_commas) {
   const Decimal number = words->TakeNumber("Fc");
-  if (words->Take("KHZ")) return number.value * 1000;  // its mark is always decimal
+  if (words->Take("KHZ")) {
+    return number.value * 1000;  // its mark is always decimal
+  }
   words->Take("HZ");
   return FrequencyHz(number, decimal_commas, upmix_lib::kBandMinHz, upmix_lib::kBandMaxHz);
 }
@@ -117,7 +125,9 @@ double TakeFrequency(Words* words, bool decimal_commas) {
 Statement ParseStatement(Words words, bool decimal_commas) {
   Statement statement;
   const auto set = [](std::optional<double>* part, const char* name, double value) {
-    if (*part) throw std::invalid_argument(std::string(name) + " is given twice");
+    if (*part) {
+      throw std::invalid_argument(std::string(name) + " is given twice");
+    }
     *part = value;
   };
   if (const auto slope = words.TakeNumberIfAny()) {
@@ -162,8 +172,12 @@ double QOfSlope(double slope, double gain_db) {
 EqualizerBand MakeBand(const FilterKind& kind, const Statement& statement) {
   const bool shelf = kind.type == BandType::kLowShelf || kind.type == BandType::kHighShelf;
   const bool has_gain = shelf || kind.type == BandType::kPeaking;
-  if (!statement.fc_hz) throw std::invalid_argument("has no Fc");
-  if (has_gain && !statement.gain_db) throw std::invalid_argument("has no Gain");
+  if (!statement.fc_hz) {
+    throw std::invalid_argument("has no Fc");
+  }
+  if (has_gain && !statement.gain_db) {
+    throw std::invalid_argument("has no Gain");
+  }
   if (statement.q && statement.bandwidth_octaves) {
     throw std::invalid_argument("has both Q and BW Oct");
   }
@@ -202,14 +216,22 @@ EqualizerBand MakeBand(const FilterKind& kind, const Statement& statement) {
 std::optional<EqualizerBand> ParseFilter(std::string_view text, bool decimal_commas) {
   Words words(text);
   const std::string state = words.TakeWord();
-  if (state == "OFF") return std::nullopt;
-  if (state != "ON") throw std::invalid_argument("is neither ON nor OFF (" + Quoted(text) + ")");
+  if (state == "OFF") {
+    return std::nullopt;
+  }
+  if (state != "ON") {
+    throw std::invalid_argument("is neither ON nor OFF (" + Quoted(text) + ")");
+  }
   const std::string_view from_kind = words.rest();
   const std::string name = words.TakeWord();
-  if (name == "NONE") return std::nullopt;
+  if (name == "NONE") {
+    return std::nullopt;
+  }
   const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                         [&](const FilterKind& k) { return k.name == name; });
-  if (kind == std::end(kKinds)) throw UnknownFilter("unknown filter " + Quoted(from_kind));
+  if (kind == std::end(kKinds)) {
+    throw UnknownFilter("unknown filter " + Quoted(from_kind));
+  }
   return MakeBand(*kind, ParseStatement(words, decimal_commas));
 }
 

@@ -26,7 +26,9 @@ std::string_view Trimmed(std::string_view text) {
 std::string Lower(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c | 0x20);
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c | 0x20);
+    }
   }
   return lower;
 }
@@ -75,7 +77,9 @@ template <typename Visit>
 void ForEachLine(std::string_view contents, Visit visit) {
   for (std::size_t number = 1; !contents.empty(); ++number) {
     const std::string_view text = Trimmed(TakeLine(&contents));
-    if (text.empty() || text[0] == '#') continue;
+    if (text.empty() || text[0] == '#') {
+      continue;
+    }
     const std::size_t colon = std::min(text.find(':'), text.size());
     const bool has_key = colon < text.size();
     visit(Line{number, text, has_key ? Lower(Trimmed(text.substr(0, colon))) : "",

@@ -50,9 +50,13 @@ GraphicCurve GraphicCurve::Parse(std::string_view text, bool decimal_commas) {
     std::string_view piece = rest.substr(0, rest.find(';'));
     rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
     SkipBlanks(&piece);
-    if (!piece.empty()) curve.points_.push_back(ParsePoint(piece, decimal_commas));
+    if (!piece.empty()) {
+      curve.points_.push_back(ParsePoint(piece, decimal_commas));
+    }
   }
-  if (curve.points_.empty()) throw std::invalid_argument("GraphicEQ has no points");
+  if (curve.points_.empty()) {
+    throw std::invalid_argument("GraphicEQ has no points");
+  }
   std::stable_sort(curve.points_.begin(), curve.points_.end(),
                    [](const Point& a, const Point& b) { return a.freq_hz < b.freq_hz; });
   const auto twice =
@@ -69,8 +73,12 @@ double GraphicCurve::GainDb(double freq_hz) const {
   const auto above =
       std::upper_bound(points_.begin(), points_.end(), freq_hz,
                        [](double hz, const Point& point) { return hz < point.freq_hz; });
-  if (above == points_.begin()) return points_.front().gain_db;
-  if (above == points_.end()) return points_.back().gain_db;
+  if (above == points_.begin()) {
+    return points_.front().gain_db;
+  }
+  if (above == points_.end()) {
+    return points_.back().gain_db;
+  }
   const Point& below = *std::prev(above);
   const double part = std::log(freq_hz / below.freq_hz) / std::log(above->freq_hz / below.freq_hz);
   return below.gain_db + part * (above->gain_db - below.gain_db);

@@ -43,8 +43,12 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
   for (const Heard& heard : trial.heard) {
     std::printf("  %-38s %s\n", heard.situation.c_str(), Verdict(heard).c_str());
   }
-  if (!trial.log.empty()) std::printf("the effect's log\n");
-  for (const std::string& line : trial.log) std::printf("  %s\n", Printable(line).c_str());
+  if (!trial.log.empty()) {
+    std::printf("the effect's log\n");
+  }
+  for (const std::string& line : trial.log) {
+    std::printf("  %s\n", Printable(line).c_str());
+  }
   return IsWhole(entries, trial);
 }
 

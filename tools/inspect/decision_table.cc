@@ -48,8 +48,12 @@ Plan PlanFor(std::size_t device, HrtfType hrtf, UpmixMode mode,
 // The HRTF that a name of kHrtfs stands for with the tuning in `directory`.
 HrtfType HrtfOf(const std::string& name, std::size_t device,
                 const std::filesystem::path& directory) {
-  if (name == "standard") return HrtfType::Standard;
-  if (name == "personalized") return HrtfType::Personalized;
+  if (name == "standard") {
+    return HrtfType::Standard;
+  }
+  if (name == "personalized") {
+    return HrtfType::Personalized;
+  }
   const bool wired = AudioDeviceType{static_cast<uint32_t>(device)} == AudioDeviceType::Wired;
   return GetHrtfType(directory /
                      (wired ? tuning_file::kWiredHki : tuning_file::kBluetoothHki).name);

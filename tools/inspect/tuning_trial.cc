@@ -39,9 +39,15 @@ Heard::Sound Classify(const std::vector<Period>& out, const Period& last_input) 
   const Period& last = out.back();
   const bool silent =
       std::all_of(last.begin(), last.end(), [](float sample) { return std::fabs(sample) < 1e-6f; });
-  if (silent) return Heard::Sound::kSilence;
-  if (last == last_input) return Heard::Sound::kUnprocessed;
-  if (last == out[out.size() - 2]) return Heard::Sound::kRepetition;
+  if (silent) {
+    return Heard::Sound::kSilence;
+  }
+  if (last == last_input) {
+    return Heard::Sound::kUnprocessed;
+  }
+  if (last == out[out.size() - 2]) {
+    return Heard::Sound::kRepetition;
+  }
   return Heard::Sound::kUpmixed;
 }
 
@@ -81,8 +87,12 @@ std::string Verdict(const Heard& heard) {
       text = "A BUZZ: 21 ms of what played before, over and over";
       break;
   }
-  if (heard.missing.empty()) return text;
-  if (heard.sound == Heard::Sound::kUpmixed) text = "PROCESSED IN PART";
+  if (heard.missing.empty()) {
+    return text;
+  }
+  if (heard.sound == Heard::Sound::kUpmixed) {
+    text = "PROCESSED IN PART";
+  }
   text += "; without";
   for (std::size_t i = 0; i < heard.missing.size(); ++i) {
     text += (i == 0 ? " " : ", ") + heard.missing[i];

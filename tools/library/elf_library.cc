@@ -53,7 +53,9 @@ T Read(std::span<const char> file, uint64_t offset) {
 template <typename Elf>
 std::set<std::string> ExportedFunctions(std::span<const char> file) {
   const auto header = Read<typename Elf::Header>(file, 0);
-  if (header.e_type != ET_DYN) Refuse("not a shared library");
+  if (header.e_type != ET_DYN) {
+    Refuse("not a shared library");
+  }
   const auto section = [&](uint64_t index) {
     return Read<typename Elf::Section>(file,
                                        header.e_shoff + index * sizeof(typename Elf::Section));
@@ -61,15 +63,21 @@ std::set<std::string> ExportedFunctions(std::span<const char> file) {
   std::set<std::string> functions;
   for (unsigned i = 0; i < header.e_shnum; ++i) {
     const auto symbols = section(i);
-    if (symbols.sh_type != SHT_DYNSYM) continue;
+    if (symbols.sh_type != SHT_DYNSYM) {
+      continue;
+    }
     const auto names_section = section(symbols.sh_link);
     const auto names = Part(file, names_section.sh_offset, names_section.sh_size);
     const auto table = Part(file, symbols.sh_offset, symbols.sh_size);
     for (uint64_t at = 0; at + sizeof(typename Elf::Symbol) <= table.size();
          at += sizeof(typename Elf::Symbol)) {
       const auto symbol = Read<typename Elf::Symbol>(table, at);
-      if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_TYPE(symbol.st_info) != STT_FUNC) continue;
-      if (symbol.st_name >= names.size()) Refuse("damaged: a symbol without a name");
+      if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_TYPE(symbol.st_info) != STT_FUNC) {
+        continue;
+      }
+      if (symbol.st_name >= names.size()) {
+        Refuse("damaged: a symbol without a name");
+      }
       const auto name = names.subspan(symbol.st_name);
       functions.emplace(name.data(), strnlen(name.data(), name.size()));
     }
@@ -95,12 +103,18 @@ std::string ProcessorName(const unsigned char* identity, unsigned machine) {
 
 ElfLibrary ReadElfLibrary(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream) Refuse(path.string() + ": cannot be read: " + std::strerror(errno));
+  if (!stream) {
+    Refuse(path.string() + ": cannot be read: " + std::strerror(errno));
+  }
   const std::vector<char> file{std::istreambuf_iterator<char>(stream), {}};
   try {
     const auto identity = Read<std::array<unsigned char, EI_NIDENT>>(file, 0);
-    if (std::memcmp(identity.data(), ELFMAG, SELFMAG) != 0) Refuse("not a shared library");
-    if (identity[EI_DATA] != ELFDATA2LSB) Refuse("not little-endian");
+    if (std::memcmp(identity.data(), ELFMAG, SELFMAG) != 0) {
+      Refuse("not a shared library");
+    }
+    if (identity[EI_DATA] != ELFDATA2LSB) {
+      Refuse("not little-endian");
+    }
     const bool wide = identity[EI_CLASS] == ELFCLASS64;
     // Both classes have the machine at the same place.
     const auto machine = Read<uint16_t>(file, offsetof(Elf64_Ehdr, e_machine));

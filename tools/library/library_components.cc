@@ -95,7 +95,9 @@ void TryMusicUpmix(ComponentTrial* trial) {
   trial->Call("A0216", "set-up", e.A0216());
   uint32_t work_bytes = 0, param_bytes = 0;
   const int32_t sizes = e.A0511(&work_bytes, &param_bytes);
-  if (!trial->Call("A0511", Bytes(work_bytes, param_bytes), sizes)) return;
+  if (!trial->Call("A0511", Bytes(work_bytes, param_bytes), sizes)) {
+    return;
+  }
   const std::vector<char> params = trial->Parameters(tuning_file::kStandardMusic.name, param_bytes);
   std::vector<char> work = trial->WorkMemory(work_bytes);
   if (work.empty() || !trial->Call("A0559", "initialise", e.A0559(params.data(), work.data()))) {
@@ -130,7 +132,9 @@ void TryCinema(ComponentTrial* trial) {
   trial->Call("A0244", "set-up", e.A0244());
   uint32_t param_bytes = 0;
   const int32_t sizes = e.A0333(&param_bytes);
-  if (!trial->Call("A0333", "parameters " + std::to_string(param_bytes) + " bytes", sizes)) return;
+  if (!trial->Call("A0333", "parameters " + std::to_string(param_bytes) + " bytes", sizes)) {
+    return;
+  }
   const std::vector<char> params =
       trial->Parameters(tuning_file::kStandardCinema.name, param_bytes);
   const char* const directory = trial->directory.c_str();
@@ -138,8 +142,9 @@ void TryCinema(ComponentTrial* trial) {
   trial->Refused("A0218", "create from a file that is missing", none == nullptr);
   void* instance = e.A0218(params.data(), directory, tuning_file::kWiredHki.name);
   if (!trial->Call("A0218", std::string("create from ") + tuning_file::kWiredHki.name,
-                   instance == nullptr ? -1 : 0))
+                   instance == nullptr ? -1 : 0)) {
     return;
+  }
   GuardedFloats in = Noise(2 * kBlock), out(2 * kBlock);
   const auto from = PlanePointers<2>(&in);
   const auto to = PlanePointers<2>(&out);
@@ -153,7 +158,9 @@ void TryLevelControl(ComponentTrial* trial) {
   trial->Call("A0834", "set-up", e.A0834());
   uint32_t work_bytes = 0, param_bytes = 0;
   const int32_t sizes = e.A0557(&work_bytes, &param_bytes);
-  if (!trial->Call("A0557", Bytes(work_bytes, param_bytes), sizes)) return;
+  if (!trial->Call("A0557", Bytes(work_bytes, param_bytes), sizes)) {
+    return;
+  }
   const std::vector<char> params = trial->Parameters(tuning_file::kMusicLevel.name, param_bytes);
   std::vector<char> work = trial->WorkMemory(work_bytes);
   if (work.empty() || !trial->Call("A0508", "initialise", e.A0508(work.data(), kBlock)) ||

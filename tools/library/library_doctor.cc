@@ -52,7 +52,9 @@ bool DiagnoseLibrary(const std::filesystem::path& directory, const std::filesyst
   const std::filesystem::path path = std::filesystem::absolute(directory) / "libupmix-lib.so";
   const ElfLibrary library = ReadElfLibrary(path);
   std::printf("%s: %s\n", path.c_str(), library.processor.c_str());
-  if (!ReportSymbols(library)) return false;
+  if (!ReportSymbols(library)) {
+    return false;
+  }
   if (!library.for_this_processor) {
     std::printf("it is for another processor than this program: nothing of it was run\n");
     return false;

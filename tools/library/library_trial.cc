@@ -24,18 +24,24 @@ constexpr double kSilentPeak = 1e-6;
 bool ComponentTrial::Call(const char* entry, const std::string& what, int32_t status) {
   std::printf("  %s  %-44s status %d\n", entry, what.c_str(), status);
   std::fflush(stdout);  // so that a crash does not lose it
-  if (status != 0) fits_ = false;
+  if (status != 0) {
+    fits_ = false;
+  }
   return status == 0;
 }
 
 void ComponentTrial::Refused(const char* entry, const std::string& what, bool refused) {
   std::printf("  %s  %-44s %s\n", entry, what.c_str(), refused ? "refused" : "NOT REFUSED");
   std::fflush(stdout);
-  if (!refused) fits_ = false;
+  if (!refused) {
+    fits_ = false;
+  }
 }
 
 void ComponentTrial::Expect(bool condition, const std::string& problem) {
-  if (condition) return;
+  if (condition) {
+    return;
+  }
   std::printf("  does not fit: %s\n", problem.c_str());
   std::fflush(stdout);
   fits_ = false;
@@ -75,7 +81,9 @@ void ComponentTrial::Block(const char* entry, int frames, GuardedFloats* out,
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     shortest_s = std::min(shortest_s, taken.count());
     if (block == 0 || status != 0) {
-      if (!Call(entry, "process block " + std::to_string(block + 1), status)) return;
+      if (!Call(entry, "process block " + std::to_string(block + 1), status)) {
+        return;
+      }
     }
   }
   const double peak = static_cast<double>(out->peak());

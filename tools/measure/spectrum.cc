@@ -27,7 +27,9 @@ Power SpectrumAnalysis::PowerOf(std::span<const float> signal) const {
 std::vector<double> SpectrumAnalysis::Inverse(const Spectrum& spectrum) const {
   Spectrum whole = spectrum, result(size_);
   whole.resize(size_);
-  for (std::size_t k = 1; k < size_ / 2; ++k) whole[size_ - k] = std::conj(whole[k]);
+  for (std::size_t k = 1; k < size_ / 2; ++k) {
+    whole[size_ - k] = std::conj(whole[k]);
+  }
   inverse_.transform(whole.data(), result.data());
   std::vector<double> signal(size_);
   std::transform(result.begin(), result.end(), signal.begin(),
@@ -40,10 +42,14 @@ Spectrum SpectrumAnalysis::MinimumPhase(const Power& power) const {
   std::transform(power.begin(), power.end(), log_magnitude.begin(),
                  [](double p) { return 0.5 * std::log(p); });
   std::vector<double> cepstrum = Inverse(log_magnitude);
-  for (std::size_t n = 1; n < size_ / 2; ++n) cepstrum[n] *= 2.0;
+  for (std::size_t n = 1; n < size_ / 2; ++n) {
+    cepstrum[n] *= 2.0;
+  }
   std::fill(cepstrum.begin() + static_cast<std::ptrdiff_t>(size_ / 2 + 1), cepstrum.end(), 0.0);
   Spectrum spectrum = Forward(cepstrum);
-  for (auto& x : spectrum) x = std::exp(x);
+  for (auto& x : spectrum) {
+    x = std::exp(x);
+  }
   return spectrum;
 }
 

@@ -81,8 +81,12 @@ constexpr bool Complete(std::span<const ParameterField> fields,
                         std::span<const ParameterMeaning> meanings) {
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const std::string_view name = fields[i].name;
-    if (name.starts_with("reserved") != (i >= meanings.size())) return false;
-    if (i < meanings.size() && name != meanings[i].key) return false;
+    if (name.starts_with("reserved") != (i >= meanings.size())) {
+      return false;
+    }
+    if (i < meanings.size() && name != meanings[i].key) {
+      return false;
+    }
   }
   return meanings.size() <= fields.size();
 }
@@ -120,7 +124,9 @@ void WriteParameter(std::span<std::byte> parameters, const ParameterField& field
 
 std::string FormatRange(const ParameterField& field, const ParameterMeaning& meaning) {
   std::string range = FormatFloat(field.min) + " to " + FormatFloat(field.max);
-  if (*meaning.unit != '\0') range.append(" ").append(meaning.unit);
+  if (*meaning.unit != '\0') {
+    range.append(" ").append(meaning.unit);
+  }
   return range;
 }
 

@@ -15,13 +15,17 @@ namespace {
 using upmix_lib::ParameterField;
 
 void Finish(std::span<std::byte> parameters, const ParameterSet& set) {
-  if (set.kind != nullptr) upmix_lib::Seal(parameters, *set.kind);
+  if (set.kind != nullptr) {
+    upmix_lib::Seal(parameters, *set.kind);
+  }
 }
 
 std::string KnownKeys(const ParameterSet& set) {
   std::string keys;
   for (const ParameterMeaning& meaning : set.meanings) {
-    if (!keys.empty()) keys += ", ";
+    if (!keys.empty()) {
+      keys += ", ";
+    }
     keys += meaning.key;
   }
   return keys;
@@ -32,7 +36,9 @@ std::string KnownKeys(const ParameterSet& set) {
 void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
           std::span<std::byte> parameters, FileProblems* problems) {
   for (std::size_t i = 0; i < set.meanings.size(); ++i) {
-    if (key != set.meanings[i].key) continue;
+    if (key != set.meanings[i].key) {
+      continue;
+    }
     const ParameterField& field = set.fields[i];
     const std::string allowed = FormatRange(field, set.meanings[i]);
     const auto refuse = [&](const char* why) {
@@ -40,11 +46,15 @@ void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
       what.append(" is ").append(why).append(" (").append(Shown(node)).append(", ");
       problems->Add(LineOf(node), what + allowed + ")");
     };
-    if (!node.is_number()) return refuse("not a number");
+    if (!node.is_number()) {
+      return refuse("not a number");
+    }
     // Compared as floats, as the file holds them: a preset can then have a limit like 0.1, which is
     // not exact in binary.
     const auto value = static_cast<float>(NumberOf(node));
-    if (!(value >= field.min && value <= field.max)) return refuse("out of range");
+    if (!(value >= field.min && value <= field.max)) {
+      return refuse("out of range");
+    }
     WriteParameter(parameters, field, value);
     return;
   }

@@ -28,13 +28,21 @@ double NumberOf(const toml::node& node) {
 }
 
 std::string Shown(const toml::node& node) {
-  if (node.is_table()) return "a table";
-  if (node.is_array()) return "an array";
-  if (const auto* text = node.as_string()) return Quoted(text->get());
+  if (node.is_table()) {
+    return "a table";
+  }
+  if (node.is_array()) {
+    return "an array";
+  }
+  if (const auto* text = node.as_string()) {
+    return Quoted(text->get());
+  }
   std::ostringstream stream;
   stream << std::boolalpha;
   node.visit([&](const auto& value) {
-    if constexpr (toml::is_value<decltype(value)>) stream << value.get();
+    if constexpr (toml::is_value<decltype(value)>) {
+      stream << value.get();
+    }
   });
   return stream.str();
 }

@@ -16,8 +16,12 @@ std::string TomlReader::Name(std::string_view key) const {
 
 std::optional<std::string> TomlReader::Text(const char* key) {
   const toml::node* const node = Take(key);
-  if (node == nullptr) return std::nullopt;
-  if (const auto* text = node->as_string()) return text->get();
+  if (node == nullptr) {
+    return std::nullopt;
+  }
+  if (const auto* text = node->as_string()) {
+    return text->get();
+  }
   Refuse(key, "is not a text (" + Shown(*node) + ")");
   return std::nullopt;
 }
@@ -25,21 +29,29 @@ std::optional<std::string> TomlReader::Text(const char* key) {
 std::string TomlReader::RequiredText(const char* key) {
   const toml::node* const node = table_.get(key);
   const auto text = Text(key);
-  if (node == nullptr) problems_->Add(LineOf(table_), Name(key) + " is missing");
+  if (node == nullptr) {
+    problems_->Add(LineOf(table_), Name(key) + " is missing");
+  }
   return text.value_or("");
 }
 
 std::optional<bool> TomlReader::Flag(const char* key) {
   const toml::node* const node = Take(key);
-  if (node == nullptr) return std::nullopt;
-  if (const auto* flag = node->as_boolean()) return flag->get();
+  if (node == nullptr) {
+    return std::nullopt;
+  }
+  if (const auto* flag = node->as_boolean()) {
+    return flag->get();
+  }
   Refuse(key, "is neither true nor false (" + Shown(*node) + ")");
   return std::nullopt;
 }
 
 std::optional<double> TomlReader::Number(const char* key, double min, double max) {
   const toml::node* const node = Take(key);
-  if (node == nullptr) return std::nullopt;
+  if (node == nullptr) {
+    return std::nullopt;
+  }
   const std::string allowed =
       FormatFloat(static_cast<float>(min)) + " to " + FormatFloat(static_cast<float>(max));
   if (!node->is_number()) {
@@ -47,24 +59,34 @@ std::optional<double> TomlReader::Number(const char* key, double min, double max
     return std::nullopt;
   }
   const double value = NumberOf(*node);
-  if (value >= min && value <= max) return value;
+  if (value >= min && value <= max) {
+    return value;
+  }
   Refuse(key, "is out of range (" + Shown(*node) + ", " + allowed + ")");
   return std::nullopt;
 }
 
 std::optional<TomlReader> TomlReader::Table(const char* key) {
   const toml::node* const node = Take(key);
-  if (node == nullptr) return std::nullopt;
-  if (const auto* table = node->as_table()) return TomlReader(*table, Name(key), problems_);
+  if (node == nullptr) {
+    return std::nullopt;
+  }
+  if (const auto* table = node->as_table()) {
+    return TomlReader(*table, Name(key), problems_);
+  }
   Refuse(key, "is not a table (" + Shown(*node) + ")");
   return std::nullopt;
 }
 
 void TomlReader::RefuseOtherKeys() const {
   std::string known;
-  for (const std::string& key : taken_) known += (known.empty() ? "" : ", ") + key;
+  for (const std::string& key : taken_) {
+    known += (known.empty() ? "" : ", ") + key;
+  }
   for (const auto& [key, node] : table_) {
-    if (taken_.contains(key.str())) continue;
+    if (taken_.contains(key.str())) {
+      continue;
+    }
     problems_->Add(LineOf(node), "unknown key " + Quoted(Name(key.str())) + " (" + Shown(node) +
                                      ", known: " + known + ")");
   }

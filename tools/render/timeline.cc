@@ -32,7 +32,9 @@ std::optional<double> ParseSeconds(std::string_view text) {
       return std::nullopt;
     }
     seconds = 60 * seconds + value;
-    if (last) return seconds <= kMaxSeconds ? std::optional(seconds) : std::nullopt;
+    if (last) {
+      return seconds <= kMaxSeconds ? std::optional(seconds) : std::nullopt;
+    }
     text.remove_prefix(colon + 1);
   }
   return std::nullopt;

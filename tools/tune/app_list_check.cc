@@ -35,9 +35,15 @@ bool MayBePackage(std::string_view name) {
 }
 
 std::string WhySkipped(std::string_view line) {
-  if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "skipped: empty";
-  if (line.size() > kLongestTextBytes) return "skipped: longer than 4096 bytes";
-  if (line.find(',') == std::string_view::npos) return "skipped: no comma in " + Quoted(line);
+  if (line.find_first_not_of(" \t\r") == std::string_view::npos) {
+    return "skipped: empty";
+  }
+  if (line.size() > kLongestTextBytes) {
+    return "skipped: longer than 4096 bytes";
+  }
+  if (line.find(',') == std::string_view::npos) {
+    return "skipped: no comma in " + Quoted(line);
+  }
   return "skipped: no mode after " + Quoted(line);
 }
 

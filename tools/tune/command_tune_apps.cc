@@ -22,8 +22,12 @@ void Run(const AppsArguments& arguments) {
   const std::string list = ReadWholeFile(arguments.list, kMaxAppListBytes);
   const AppListCheck check = CheckAppList(arguments.list.string(), list);
   PrintToStandardOutput(check.report + std::to_string(check.entries) + " applications\n");
-  if (!check.doubtful.empty()) ShowLines(check.doubtful.Text());
-  if (!arguments.keep_rejected) check.rejected.ThrowIfAny();
+  if (!check.doubtful.empty()) {
+    ShowLines(check.doubtful.Text());
+  }
+  if (!arguments.keep_rejected) {
+    check.rejected.ThrowIfAny();
+  }
   if (!arguments.output.empty()) {
     WriteWholeFile(arguments.output, std::as_bytes(std::span(list)));
   }

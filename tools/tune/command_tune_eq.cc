@@ -19,7 +19,9 @@ struct EqualizerArguments {
 
 void Run(const EqualizerArguments& arguments) {
   const EqualizerText text = ReadEqualizerText(arguments.preset);
-  if (!text.warnings.empty()) ShowLines(text.warnings);
+  if (!text.warnings.empty()) {
+    ShowLines(text.warnings);
+  }
   const EqualizerDesign design = DesignEqualizer(text, arguments.preset.string());
   if (const std::string warning = ClippingWarning(design, arguments.preset.string());
       !warning.empty()) {

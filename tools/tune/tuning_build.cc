@@ -23,7 +23,9 @@ class Builder {
 
   TuningBuild Build(const TuningProject& project) {
     AddApplications(project.applications);
-    for (const auto& [type, ears] : project.ears) AddEars(type + ".hki", ears);
+    for (const auto& [type, ears] : project.ears) {
+      AddEars(type + ".hki", ears);
+    }
     AddEqualizers(project.devices);
     for (const auto& [device, settings] : project.devices) {
       AddText(device == "wired" ? tuning_file::kWiredHki : tuning_file::kBluetoothHki,
@@ -51,7 +53,9 @@ class Builder {
   }
 
   void Warn(const std::string& lines) {
-    if (!lines.empty()) warn_(lines);
+    if (!lines.empty()) {
+      warn_(lines);
+    }
   }
 
   void AddApplications(const fs::path& path) {
@@ -75,10 +79,16 @@ class Builder {
   void AddEqualizers(const std::map<std::string, TuningProject::Device>& devices) {
     const fs::path& first = devices.begin()->second.equalizer;
     bool shared = true;
-    for (const auto& [device, settings] : devices) shared &= settings.equalizer == first;
-    if (shared) AddEqualizer("personalized.ba", first);
     for (const auto& [device, settings] : devices) {
-      if (!shared) AddEqualizer(device + ".ba", settings.equalizer);
+      shared &= settings.equalizer == first;
+    }
+    if (shared) {
+      AddEqualizer("personalized.ba", first);
+    }
+    for (const auto& [device, settings] : devices) {
+      if (!shared) {
+        AddEqualizer(device + ".ba", settings.equalizer);
+      }
       AddText(device == "wired" ? tuning_file::kWiredBa : tuning_file::kBluetoothBa,
               (shared ? "personalized" : device) + ".ba\n");
     }

@@ -36,7 +36,9 @@ class Workspace {
   }
   ~Workspace() {
     std::error_code ignored;
-    if (!keep_) fs::remove_all(path_, ignored);
+    if (!keep_) {
+      fs::remove_all(path_, ignored);
+    }
   }
   Workspace(const Workspace&) = delete;
   Workspace& operator=(const Workspace&) = delete;
@@ -73,7 +75,9 @@ std::string ManifestLine(std::span<const std::byte> bytes, const std::string& na
 
 std::string Manifest(const std::vector<TuningFile>& files) {
   std::string manifest = "# Made by kelda tune build, which replaces these files and no others.\n";
-  for (const TuningFile& file : files) manifest += ManifestLine(file.bytes, file.name);
+  for (const TuningFile& file : files) {
+    manifest += ManifestLine(file.bytes, file.name);
+  }
   return manifest;
 }
 
@@ -82,10 +86,14 @@ void RefuseForeignFiles(const fs::path& directory) {
   constexpr std::size_t kMaxBytes = std::size_t{64} << 20;  // more than any tuning file
   const fs::path manifest = directory / kTuningManifest;
   std::string made = "\n";
-  if (fs::exists(manifest)) made += ReadWholeFile(manifest, kMaxBytes, ExitCode::kOutput);
+  if (fs::exists(manifest)) {
+    made += ReadWholeFile(manifest, kMaxBytes, ExitCode::kOutput);
+  }
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     const std::string name = entry.path().filename().string();
-    if (name == kTuningManifest) continue;
+    if (name == kTuningManifest) {
+      continue;
+    }
     const auto as_made = [&] {
       const std::string bytes = ReadWholeFile(entry.path(), kMaxBytes, ExitCode::kOutput);
       return made.find('\n' + ManifestLine(std::as_bytes(std::span(bytes)), name)) !=
@@ -152,7 +160,9 @@ void WriteTuningDirectory(const fs::path& directory, const std::vector<TuningFil
     }
     const std::string manifest = Manifest(files);
     WriteFile(workspace.fresh() / kTuningManifest, std::as_bytes(std::span(manifest)));
-    if (replaces) fs::permissions(workspace.fresh(), fs::status(target).permissions());
+    if (replaces) {
+      fs::permissions(workspace.fresh(), fs::status(target).permissions());
+    }
     CheckInterruption();
     TakePlace(target, &workspace);
   } catch (const fs::filesystem_error& error) {

@@ -36,7 +36,9 @@ class ProjectReader {
     for (const char* mode : kModes) {
       project.levels[mode] = levels ? File(&*levels, mode) : fs::path();
     }
-    if (levels) levels->RefuseOtherKeys();
+    if (levels) {
+      levels->RefuseOtherKeys();
+    }
     root_.RefuseOtherKeys();
     problems_.ThrowIfAny();
     return project;
@@ -53,7 +55,9 @@ class ProjectReader {
   }
 
   fs::path Opened(TomlReader* table, const char* key, const std::string& name) const {
-    if (name.empty()) return {};
+    if (name.empty()) {
+      return {};
+    }
     fs::path path = folder_ / name;
     if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
       table->Refuse(key, "cannot be read: " + Quoted(path.string(), kMaxPathShown) + ": " + reason);
@@ -63,10 +67,14 @@ class ProjectReader {
 
   void ReadEars(TuningProject* project) {
     auto hrtf = root_.Table("hrtf");
-    if (!hrtf) return;
+    if (!hrtf) {
+      return;
+    }
     for (const char* type : kHrtfTypes) {
       auto table = hrtf->Table(type);
-      if (!table) continue;
+      if (!table) {
+        continue;
+      }
       TuningProject::Ears& ears = project->ears[type];
       ears.sofa = RequiredFile(&*table, "sofa");
       ears.room = File(&*table, "room");
