@@ -5,7 +5,6 @@
 
 #include "tools/core/decimal.h"
 #include "tools/core/file_problems.h"
-#include "tools/core/text_file.h"
 #include "tools/presets/toml_file.h"
 #include "upmix-lib/files/data_file.h"
 
@@ -58,8 +57,7 @@ void Take(std::string_view key, const toml::node& node, const ParameterSet& set,
     WriteParameter(parameters, field, value);
     return;
   }
-  problems->Add(LineOf(node), "unknown key " + Quoted(key) + " (" + Shown(node) +
-                                  ", known: " + KnownKeys(set) + ")");
+  problems->Add(LineOf(node), UnknownKey(key, node, KnownKeys(set)));
 }
 
 }  // namespace

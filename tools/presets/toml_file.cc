@@ -47,4 +47,8 @@ std::string Shown(const toml::node& node) {
   return stream.str();
 }
 
+std::string UnknownKey(std::string_view key, const toml::node& node, const std::string& known) {
+  return "unknown key " + Quoted(key) + " (" + Shown(node) + ", known: " + known + ")";
+}
+
 }  // namespace kelda::tools

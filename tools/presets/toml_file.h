@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 // The library is used as headers only. A damaged text like "[@]" fails an assertion of its parser,
 // which would refuse the text one line later. So its assertions are switched off.
@@ -36,6 +37,9 @@ double NumberOf(const toml::node& node);
 // A value for messages, as the user may have written it; "a table" or "an array" instead of their
 // contents.
 std::string Shown(const toml::node& node);
+
+// "unknown key 'x' (3, known: a, b)". `key` and `known` are names for messages.
+std::string UnknownKey(std::string_view key, const toml::node& node, const std::string& known);
 
 }  // namespace kelda::tools
 

@@ -1,7 +1,6 @@
 #include "tools/presets/toml_reader.h"
 
 #include "tools/core/decimal.h"
-#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 
@@ -87,8 +86,7 @@ void TomlReader::RefuseOtherKeys() const {
     if (taken_.contains(key.str())) {
       continue;
     }
-    problems_->Add(LineOf(node), "unknown key " + Quoted(Name(key.str())) + " (" + Shown(node) +
-                                     ", known: " + known + ")");
+    problems_->Add(LineOf(node), UnknownKey(Name(key.str()), node, known));
   }
 }
 
