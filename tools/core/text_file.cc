@@ -102,6 +102,10 @@ std::string_view TakeLine(std::string_view* text) {
   return line;
 }
 
+void SkipBlanks(std::string_view* text) {
+  text->remove_prefix(std::min(text->find_first_not_of(" \t\r"), text->size()));
+}
+
 std::string Quoted(std::string_view text, std::size_t max_bytes) {
   std::string quoted = "'";
   quoted += Printable(text.substr(0, max_bytes));

@@ -27,6 +27,9 @@ std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_byte
 // last line needs no line end. An empty text has no lines.
 std::string_view TakeLine(std::string_view* text);
 
+// Removes blanks, tabs and carriage returns from the start of `*text`.
+void SkipBlanks(std::string_view* text);
+
 // `text` between quotes, cut to `max_bytes` and Printable: for messages.
 std::string Quoted(std::string_view text, std::size_t max_bytes = 40);
 

@@ -45,7 +45,7 @@ constexpr FilterKind kKinds[] = {
 // Takes the words and numbers of a filter one by one.
 class Words {
  public:
-  explicit Words(std::string_view text) : rest_(text) { Skip(); }
+  explicit Words(std::string_view text) : rest_(text) { SkipBlanks(&rest_); }
 
   bool empty() const { return rest_.empty(); }
   std::string_view rest() const { return rest_; }
@@ -58,14 +58,14 @@ class Words {
       word += static_cast<char>(rest_[0] & ~0x20);
       rest_.remove_prefix(1);
     }
-    Skip();
+    SkipBlanks(&rest_);
     return word;
   }
 
   std::optional<Decimal> TakeNumberIfAny() {
     const std::optional<Decimal> number = TakeDecimal(&rest_);
     if (number) {
-      Skip();
+      SkipBlanks(&rest_);
     }
     return number;
   }
@@ -90,8 +90,6 @@ class Words {
   }
 
  private:
-  void Skip() { rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r"), rest_.size())); }
-
   std::string_view rest_;
 };
 

@@ -16,10 +16,6 @@ constexpr double kMinHz = 0.1;
 constexpr double kMaxHz = 1e6;
 constexpr double kMaxDb = 200;
 
-void SkipBlanks(std::string_view* text) {
-  text->remove_prefix(std::min(text->find_first_not_of(" \t\r"), text->size()));
-}
-
 GraphicCurve::Point ParsePoint(std::string_view text, bool decimal_commas) {
   std::string_view rest = text;
   const auto number = [&rest] {
