@@ -9,6 +9,7 @@
 #include "tools/core/decibels.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/format.h"
+#include "tools/measure/hrir_cues.h"
 #include "tools/measure/spectrum.h"
 
 namespace kelda::tools {
@@ -19,7 +20,6 @@ using upmix_lib::kEars;
 using upmix_lib::kPlaneDirections;
 using upmix_lib::kPlanes;
 
-constexpr std::array<const char*, kPlanes> kNames = {"FL", "FR", "FC", "SL", "SR", "BL", "BR"};
 constexpr std::array<int, kPlanes> kMirrored = {1, 0, 2, 4, 3, 6, 5};
 constexpr std::size_t kFftSize = 4096;
 
@@ -161,9 +161,10 @@ std::string DescribeHrirs(const HrirDesign& design, const MeasuredEars& sofa) {
   for (std::size_t p = 0; p < kPlanes; ++p) {
     const HrirPlaneOrigin& origin = design.origins[p];
     text += Format("%-7s  %+7.0f  %7d  %7.1f  %8.1f  %+7.1f %+7.1f  %+10.0f  %6.0f  %6.0f\n",
-                   kNames[p], double{kPlaneDirections[p].azimuth_deg}, origin.measurements,
-                   origin.nearest_deg, origin.farthest_deg, gains.PeakDb(p, 0), gains.PeakDb(p, 1),
-                   InterauralUs(origin), PowerToDb(origin.lost[0]), PowerToDb(origin.lost[1]));
+                   PlaneName(static_cast<int>(p)), double{kPlaneDirections[p].azimuth_deg},
+                   origin.measurements, origin.nearest_deg, origin.farthest_deg, gains.PeakDb(p, 0),
+                   gains.PeakDb(p, 1), InterauralUs(origin), PowerToDb(origin.lost[0]),
+                   PowerToDb(origin.lost[1]));
     worst_db = std::max(worst_db, gains.AsymmetryDb(p));
     apart_db = std::max(apart_db, gains.InterauralDb(p));
     const HrirPlaneOrigin& mirrored = design.origins[static_cast<std::size_t>(kMirrored[p])];

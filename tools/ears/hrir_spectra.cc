@@ -120,7 +120,6 @@ CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, doubl
     late[k] *= std::polar(std::numbers::sqrt2 / 2.0, -kTwoPi * freq_hz * delay_s);
   }
   const std::vector<double> whole = tapped.Inverse(late);
-  const std::size_t fade = count / 8;
   CutTaps cut{std::vector<float>(count), 0};
   double energy = 0, kept = 0;
   for (std::size_t n = 0; n < whole.size(); ++n) {
@@ -128,8 +127,7 @@ CutTaps MakeTaps(const SpectrumAnalysis& tapped, const Spectrum& spectrum, doubl
     if (n >= count) {
       continue;
     }
-    const double phase = (static_cast<double>(count - n) - 0.5) / static_cast<double>(fade);
-    const double gain = count - n > fade ? 1 : 0.5 - 0.5 * std::cos(std::numbers::pi * phase);
+    const double gain = FadeOut(n, count);
     cut.taps[n] = static_cast<float>(gain * whole[n]);
     kept += std::pow(gain * whole[n], 2);
   }

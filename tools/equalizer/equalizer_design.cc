@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numbers>
 #include <vector>
 
 #include "tools/core/decibels.h"
@@ -36,12 +35,8 @@ std::vector<double> TargetDb(const EqualizerResponse& response, double largest_d
 // The first `count` samples, the last eighth of them fading out.
 std::vector<float> Cut(const std::vector<double>& response, std::size_t count) {
   std::vector<float> taps(count);
-  const std::size_t fade = count / 8;
   for (std::size_t n = 0; n < count; ++n) {
-    const std::size_t left = count - n;  // 1 at the last
-    const double phase = (static_cast<double>(left) - 0.5) / static_cast<double>(fade);
-    const double gain = left > fade ? 1 : 0.5 - 0.5 * std::cos(std::numbers::pi * phase);
-    taps[n] = static_cast<float>(gain * response[n]);
+    taps[n] = static_cast<float>(FadeOut(n, count) * response[n]);
   }
   return taps;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace kelda::tools {
 
@@ -51,6 +52,13 @@ Spectrum SpectrumAnalysis::MinimumPhase(const Power& power) const {
     x = std::exp(x);
   }
   return spectrum;
+}
+
+double FadeOut(std::size_t n, std::size_t count) {
+  const std::size_t fade = count / 8;
+  const std::size_t left = count - n;  // 1 at the last
+  const double phase = (static_cast<double>(left) - 0.5) / static_cast<double>(fade);
+  return left > fade ? 1 : 0.5 - 0.5 * std::cos(std::numbers::pi * phase);
 }
 
 }  // namespace kelda::tools

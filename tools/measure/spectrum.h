@@ -39,6 +39,10 @@ class SpectrumAnalysis {
   kissfft<double> inverse_;
 };
 
+// The gain of sample `n` of a response that is cut to `count` samples: 1, and over the last eighth
+// a fall to 0 by a raised cosine.
+double FadeOut(std::size_t n, std::size_t count);
+
 }  // namespace kelda::tools
 
 #endif  // KELDA_TOOLS_MEASURE_SPECTRUM_H_
