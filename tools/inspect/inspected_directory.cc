@@ -141,8 +141,10 @@ const char* Name(DirectoryEntry::State state) {
 
 std::string Note(const DirectoryEntry& entry) {
   switch (entry.state) {
-    case DirectoryEntry::State::kUsable:
-      return entry.file.text.substr(0, entry.file.text.find('\n'));
+    case DirectoryEntry::State::kUsable: {
+      std::string_view text = entry.file.text;
+      return std::string(TakeLine(&text));
+    }
     case DirectoryEntry::State::kFaulty:
       return entry.file.problem;
     case DirectoryEntry::State::kMissing:

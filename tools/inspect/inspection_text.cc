@@ -93,8 +93,7 @@ std::string FormatApps(const DecisionTable& table) {
   std::string text =
       "  " + Column("application", 34) + Column("other", 9) + Column("wired", 22) + "bluetooth\n";
   for (const AppDecision& app : table.apps) {
-    const bool none_listed = &app == &table.apps.front();
-    text += "  " + Column(none_listed ? "(not listed)" : app.package, 34) + Column(app.other, 9) +
+    text += "  " + Column(ShownName(table, app), 34) + Column(app.other, 9) +
             Column(WithFlag(app.wired, app.flagged_wired), 22) +
             WithFlag(app.bluetooth, app.flagged_bluetooth) + "\n";
   }
@@ -134,6 +133,10 @@ std::string FormatFiles(const Stage& stage) {
     }
   }
   return text;
+}
+
+std::string ShownName(const DecisionTable& table, const AppDecision& app) {
+  return &app == &table.apps.front() ? "(not listed)" : app.package;
 }
 
 std::string WithFlag(const std::string& plain, const std::string& flagged) {

@@ -18,6 +18,9 @@ Json DirectoryJson(const InspectedDirectory& directory);
 // "wired.hki.config > standard.hki, upmix.music.hps.bin"
 std::string FormatFiles(const Stage& stage);
 
+// The name of an application of `table` for people; "(not listed)" for the first entry.
+std::string ShownName(const DecisionTable& table, const AppDecision& app);
+
 // The mode that auto runs for an application with flag 0, and the one with flag 1 if it differs:
 // "music, flag 1: cinema".
 std::string WithFlag(const std::string& plain, const std::string& flagged);

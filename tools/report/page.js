@@ -337,6 +337,12 @@ function against(value, before) {
   return `${Math.abs(difference).toFixed(1)} dB ${difference > 0 ? "louder" : "softer"}`;
 }
 
+// The levels of a change of mode as text.
+function levels(change) {
+  const { before_db: before, just_after_db: soon, later_db: later } = change;
+  return { before: dbfs(before), soon: dbfs(soon), soonAgainst: against(soon, before), later: dbfs(later), laterAgainst: against(later, before) };
+}
+
 function changes() {
   const { change_level_s: length, change_just_after_s: soon, change_later_s: later } = data.method;
   const seconds = (value) => value.toFixed(1);
@@ -345,16 +351,16 @@ function changes() {
       `before the change (the last ${seconds(length)} s), just after it (${seconds(soon)} to ${seconds(soon + length)} s, when the new mode has faded in) and ` +
       `${later} s after it (to ${seconds(later + length)} s).`),
     table("What is heard", ["Change", "Before", "Just after", "Against before", `${later} s after`, "Against before", "Silence", "Clicks"],
-      data.changes.map((change) => [`${change.from} to ${change.to}`, dbfs(change.before_db),
-        dbfs(change.just_after_db), against(change.just_after_db, change.before_db), dbfs(change.later_db), against(change.later_db, change.before_db),
+      data.changes.map((change) => [`${change.from} to ${change.to}`, ...Object.values(levels(change)),
         `${change.silence_ms.toFixed(1)} ms`, `${change.steps}`])),
     ...data.changes.flatMap((change) => {
       const name = `From ${change.from} to ${change.to}`;
+      const heard = levels(change);
       const level = (curve, scale) => [{ name: "level", x: curve.times_ms.map((ms) => ms * scale), y: curve.level_db, color: "s1" }];
       return [
         element("h3", {}, name),
-        paragraph(`Before the change the sound is at ${dbfs(change.before_db)}. Just after it the sound is at ${dbfs(change.just_after_db)}, ` +
-          `${against(change.just_after_db, change.before_db)}; ${later} s after it at ${dbfs(change.later_db)}, ${against(change.later_db, change.before_db)}.`),
+        paragraph(`Before the change the sound is at ${heard.before}. Just after it the sound is at ${heard.soon}, ` +
+          `${heard.soonAgainst}; ${later} s after it at ${heard.later}, ${heard.laterAgainst}.`),
         element("div", { class: "grid" },
           picture({
             of: name, title: "The fade", axis: "ms", yTitle: "Level in dBFS", yMin: -100, yMax: 0, xRange: [-100, 500],
