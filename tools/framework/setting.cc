@@ -18,12 +18,11 @@ using Key = Setting::Key;
 [[noreturn]] void Refuse(const std::string& message) { throw Failure(ExitCode::kUsage, message); }
 
 uint32_t ParseMode(std::string_view value) {
-  constexpr std::string_view kNames[] = {"off", "music", "cinema", "auto"};
-  const auto* const found = std::find(std::begin(kNames), std::end(kNames), value);
-  if (found == std::end(kNames)) {
+  const auto* const found = std::find(std::begin(kModeNames), std::end(kModeNames), value);
+  if (found == std::end(kModeNames)) {
     Refuse("unknown mode " + Quoted(value) + " (off, music, cinema, auto)");
   }
-  return static_cast<uint32_t>(found - std::begin(kNames));
+  return static_cast<uint32_t>(found - std::begin(kModeNames));
 }
 
 uint32_t ParseHrtf(std::string_view value) {

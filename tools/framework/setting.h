@@ -29,6 +29,9 @@ struct Setting {
   std::string text;     // app: "PACKAGE&FLAG"; property: "NAME=VALUE"
 };
 
+// The names of the modes, by their numbers.
+inline constexpr const char* kModeNames[] = {"off", "music", "cinema", "auto"};
+
 // Whether the setting affects the effect's buffering and not its sound:
 // reset, enable, disable.
 bool TouchesBuffering(const Setting& setting);

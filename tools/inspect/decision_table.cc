@@ -20,8 +20,6 @@ namespace {
 // By AudioDeviceType.
 constexpr const char* kDevices[] = {"other", "wired", "bluetooth"};
 constexpr const char* kHrtfs[] = {"tuned", "standard", "personalized"};
-// By UpmixMode.
-constexpr const char* kModes[] = {"off", "music", "cinema", "auto"};
 
 // The effect treats all devices of a kind alike, so that one of each kind is enough.
 std::string DeviceSetting(const std::string& device) {
@@ -84,7 +82,7 @@ AppDecision DecideApp(const TunedAppList& list, const std::string& package) {
   const auto mode = [&](AudioDeviceType device, bool flag) {
     const Plan plan = PlanFor(static_cast<std::size_t>(device), HrtfType::Standard, UpmixMode::Auto,
                               list.ModeOf(package, flag));
-    return kModes[static_cast<std::size_t>(plan.mode)];
+    return kModeNames[static_cast<std::size_t>(plan.mode)];
   };
   return {package,
           list.IsExist(package),
@@ -128,7 +126,7 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
   std::vector<Decision> answers;
   for (std::size_t device = 0; device < std::size(kDevices); ++device) {
     for (const char* hrtf : kHrtfs) {
-      for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
+      for (std::size_t mode = 0; mode < std::size(kModeNames); ++mode) {
         CheckInterruption();
         const Plan plan = PlanFor(device, HrtfOf(hrtf, device, directory),
                                   UpmixMode{static_cast<uint32_t>(mode)});
@@ -136,11 +134,11 @@ DecisionTable AskDecisions(const std::filesystem::path& directory, const EffectL
         const auto place = known - plans.begin();
         if (known == plans.end()) {
           plans.push_back(plan);
-          answers.push_back(Ask(library, &log, kDevices[device], hrtf, kModes[mode]));
+          answers.push_back(Ask(library, &log, kDevices[device], hrtf, kModeNames[mode]));
         }
         const Decision& answer = answers[static_cast<std::size_t>(place)];
         table.decisions.push_back(
-            {kDevices[device], hrtf, kModes[mode], answer.stages, answer.problems});
+            {kDevices[device], hrtf, kModeNames[mode], answer.stages, answer.problems});
       }
     }
   }

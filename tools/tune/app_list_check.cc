@@ -8,22 +8,12 @@
 #include "settings/tuning_files.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/log_capture.h"
+#include "tools/framework/setting.h"
 
 namespace kelda::tools {
 namespace {
 
 constexpr std::size_t kShownBytes = 200;
-
-const char* NameOf(UpmixMode mode) {
-  switch (mode) {
-    case UpmixMode::Music:
-      return "music";
-    case UpmixMode::Cinema:
-      return "cinema";
-    default:
-      return "off";
-  }
-}
 
 // Android's package names are Java package names with at least two parts.
 bool MayBePackage(std::string_view name) {
@@ -73,7 +63,7 @@ AppListCheck CheckAppList(const std::string& name, std::string_view list) {
       continue;
     }
     const std::string shown = Quoted(package, kShownBytes);
-    verdicts.push_back(shown + " plays in mode " + NameOf(mode));
+    verdicts.push_back(shown + " plays in mode " + kModeNames[static_cast<std::size_t>(mode)]);
     if (!MayBePackage(package)) {
       check.doubtful.Add(number, "warning: no application has the package name " + shown);
     }
