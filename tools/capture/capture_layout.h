@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "tools/framework/block_sizes.h"
+
 namespace kelda::tools {
 
 inline constexpr int kMaxCaptureChannels = 8;
@@ -18,7 +20,7 @@ struct CaptureLayout {
   int channels = 2;
   bool planar = false;
 
-  static constexpr std::size_t kPlaneFrames = 1024;
+  static constexpr std::size_t kPlaneFrames = kPeriodFrames;
   // How many frames are stored together, and so have to be read together.
   std::size_t group_frames() const { return planar ? kPlaneFrames : 1; }
 

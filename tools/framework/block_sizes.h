@@ -7,11 +7,13 @@
 #include <random>
 #include <string_view>
 
+#include "platform/audio_format.h"
+
 namespace kelda::tools {
 
 // The effect's period. A host block of exactly this size takes a direct path
 // through the effect, without added latency.
-inline constexpr std::size_t kPeriodFrames = 1024;
+inline constexpr std::size_t kPeriodFrames = kelda::kPeriodFrames;
 inline constexpr std::size_t kMaxBlockFrames = 65536;
 
 struct BlockRange {

@@ -9,11 +9,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/audio_format.h"
 #include "tools/framework/effect_library.h"
 
 namespace kelda::tools {
 
-inline constexpr uint32_t kSampleRateHz = 48000;
+inline constexpr uint32_t kSampleRateHz = kelda::kSampleRateHz;
 inline constexpr std::size_t kChannels = 2;
 
 // The effect's own parameters, as EFFECT_CMD_SET_PARAM names them.

@@ -8,6 +8,7 @@
 
 #include "settings/tuning_directory.h"
 #include "tools/core/interruption.h"
+#include "tools/framework/block_sizes.h"
 #include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/log_capture.h"
@@ -15,7 +16,6 @@
 namespace kelda::tools {
 namespace {
 
-constexpr std::size_t kPeriodFrames = 1024;
 constexpr int kPeriods = 24;  // half a second
 using Period = std::vector<float>;
 

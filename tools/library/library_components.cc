@@ -4,15 +4,14 @@
 #include <cstddef>
 #include <random>
 
+#include "platform/audio_format.h"
 #include "settings/tuning_directory.h"
 #include "tools/library/library_trial.h"
 
 namespace kelda::tools {
 namespace {
 
-constexpr int kBlock = 1024;
-constexpr int kChunk = 64;
-constexpr int kPlanes = 7;
+constexpr int kChunk = 64;  // the block of the music upmix
 constexpr const char* kNoSuchFile = "kelda-doctor-has-no-such.config";
 
 // Noise that peaks at -12 dBFS.
@@ -81,9 +80,9 @@ void TryEqualizer(ComponentTrial* trial) {
   const HandleEntries entries{"A0507", "A0243", "A0214", "A0237", "A0332", "A0562", "A0812",
                               e.A0507, e.A0243, e.A0214, e.A0237, e.A0332, e.A0562, e.A0812};
   TryHandleComponent(trial, entries, tuning_file::kWiredBa.name, [&](uint32_t handle) {
-    GuardedFloats noise = Noise(2 * kBlock), planes(2 * kBlock);
+    GuardedFloats noise = Noise(2 * kPeriodFrames), planes(2 * kPeriodFrames);
     const auto pointers = PlanePointers<2>(&planes);
-    trial->Block("A0836", kBlock, &planes, [&] {
+    trial->Block("A0836", kPeriodFrames, &planes, [&] {
       std::copy_n(noise.data(), noise.size(), planes.data());
       return e.A0836(handle, pointers.data());
     });
@@ -103,9 +102,9 @@ void TryMusicUpmix(ComponentTrial* trial) {
   if (work.empty() || !trial->Call("A0559", "initialise", e.A0559(params.data(), work.data()))) {
     return;
   }
-  GuardedFloats in = Noise(2 * kChunk), out(kPlanes * kChunk);
+  GuardedFloats in = Noise(2 * kChunk), out(kSurroundPlanes * kChunk);
   const auto from = PlanePointers<2>(&in);
-  const auto to = PlanePointers<kPlanes>(&out);
+  const auto to = PlanePointers<kSurroundPlanes>(&out);
   trial->Block("A0239", kChunk, &out, [&] { return e.A0239(from.data(), to.data(), work.data()); });
   trial->CheckWorkMemory(work);
 }
@@ -115,12 +114,12 @@ void TryVirtualizer(ComponentTrial* trial) {
   const HandleEntries entries{"A0779", "A0782", "A0556", "A0236", "A0783", "A0212", "A0810",
                               e.A0779, e.A0782, e.A0556, e.A0236, e.A0783, e.A0212, e.A0810};
   TryHandleComponent(trial, entries, tuning_file::kWiredHki.name, [&](uint32_t handle) {
-    GuardedFloats in = Noise(kPlanes * kBlock), out(2 * kBlock);
+    GuardedFloats in = Noise(kSurroundPlanes * kPeriodFrames), out(2 * kPeriodFrames);
     const auto to = PlanePointers<2>(&out);
-    const int32_t flags[kPlanes] = {};
+    const int32_t flags[kSurroundPlanes] = {};
     int32_t kind = 2;  // a stream's first block, then the second, then the rest
-    trial->Block("A0560", kBlock, &out, [&] {
-      const int32_t status = e.A0560(handle, kind, kBlock, to.data(), in.data(), flags);
+    trial->Block("A0560", kPeriodFrames, &out, [&] {
+      const int32_t status = e.A0560(handle, kind, kPeriodFrames, to.data(), in.data(), flags);
       kind = kind > 0 ? kind - 1 : 0;
       return status;
     });
@@ -145,10 +144,11 @@ void TryCinema(ComponentTrial* trial) {
                    instance == nullptr ? -1 : 0)) {
     return;
   }
-  GuardedFloats in = Noise(2 * kBlock), out(2 * kBlock);
+  GuardedFloats in = Noise(2 * kPeriodFrames), out(2 * kPeriodFrames);
   const auto from = PlanePointers<2>(&in);
   const auto to = PlanePointers<2>(&out);
-  trial->Block("A0238", kBlock, &out, [&] { return e.A0238(from.data(), to.data(), instance); });
+  trial->Block("A0238", kPeriodFrames, &out,
+               [&] { return e.A0238(from.data(), to.data(), instance); });
   trial->Call("A0593", "flush", e.A0593(instance));
   trial->Call("A0213", "destroy", e.A0213(&instance));
 }
@@ -163,13 +163,14 @@ void TryLevelControl(ComponentTrial* trial) {
   }
   const std::vector<char> params = trial->Parameters(tuning_file::kMusicLevel.name, param_bytes);
   std::vector<char> work = trial->WorkMemory(work_bytes);
-  if (work.empty() || !trial->Call("A0508", "initialise", e.A0508(work.data(), kBlock)) ||
+  if (work.empty() || !trial->Call("A0508", "initialise", e.A0508(work.data(), kPeriodFrames)) ||
       !trial->Call("A0122", std::string("apply ") + tuning_file::kMusicLevel.name,
                    e.A0122(work.data(), params.data()))) {
     return;
   }
-  GuardedFloats in = Noise(2 * kBlock), out(2 * kBlock);  // interleaved
-  trial->Block("A0217", kBlock, &out, [&] { return e.A0217(work.data(), in.data(), out.data()); });
+  GuardedFloats in = Noise(2 * kPeriodFrames), out(2 * kPeriodFrames);  // interleaved
+  trial->Block("A0217", kPeriodFrames, &out,
+               [&] { return e.A0217(work.data(), in.data(), out.data()); });
   trial->CheckWorkMemory(work);
 }
 

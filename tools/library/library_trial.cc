@@ -8,12 +8,12 @@
 #include <fstream>
 #include <iterator>
 
+#include "platform/audio_format.h"
 #include "tools/core/decibels.h"
 
 namespace kelda::tools {
 namespace {
 
-constexpr double kSampleRateHz = 48000;
 constexpr uint32_t kWorkLimitBytes = 64u << 20;  // far more than the phone has to give
 constexpr std::size_t kWorkMargin = 64;
 constexpr char kWorkMark = '\x5A';

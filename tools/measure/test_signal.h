@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/measure/spectrum.h"
+#include "upmix-lib/base/audio_format.h"
 
 namespace kelda::tools {
 
@@ -34,7 +35,9 @@ class TestSignal {
   static constexpr std::size_t kPeriod = 65536;   // 1.4 s
   static constexpr std::size_t kFirstBin = 28;    // 20.5 Hz
   static constexpr std::size_t kLastBin = 27304;  // 19998 Hz
-  static double BinHz(std::size_t bin) { return static_cast<double>(bin) * 48000 / kPeriod; }
+  static double BinHz(std::size_t bin) {
+    return static_cast<double>(bin) * upmix_lib::kSampleRateHz / kPeriod;
+  }
 
   // RMS of a channel that is not silent, 1 is full scale. The same sound in every run.
   // Throws std::invalid_argument for a diffuse sweep.

@@ -74,7 +74,7 @@ Spectrum EarSpectrum(const SpectrumAnalysis& analysis, const std::vector<float>&
 // from bin to bin.
 double BandPower(const Power& power, double freq_hz) {
   const double half_band = std::exp2(0.5 / ImageResponse::kBandsPerOctave);
-  const double bin = freq_hz * kPeriod / 48000;
+  const double bin = freq_hz * kPeriod / kSampleRateHz;
   // Bin i lies between i and i + 1 here.
   const double low = std::min(bin / half_band + 0.5, bin);
   const double high = std::max(bin * half_band + 0.5, bin + 1);

@@ -183,7 +183,7 @@ Json FilesJson(const InspectedDirectory& directory) {
 Json ApplicationsJson(const DecisionTable& table) {
   Json applications = Json::array();
   for (const AppDecision& app : table.apps) {
-    applications.push_back({{"name", &app == &table.apps.front() ? "(not listed)" : app.package},
+    applications.push_back({{"name", ShownName(table, app)},
                             {"wired", WithFlag(app.wired, app.flagged_wired)},
                             {"bluetooth", WithFlag(app.bluetooth, app.flagged_bluetooth)},
                             {"other", app.other}});
@@ -265,7 +265,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
   for (const Chain& chain : chains) {
     chains_json.push_back(ChainJson(chain, chains));
   }
-  constexpr double kPeriodSeconds = static_cast<double>(TestSignal::kPeriod) / 48000;
+  constexpr double kPeriodSeconds = static_cast<double>(TestSignal::kPeriod) / kSampleRateHz;
   return {{"directory",
            std::filesystem::absolute(directory.path / "x").parent_path().filename().string()},
           {"version", KELDA_VERSION},
@@ -281,7 +281,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
             {"change_just_after_s", ModeChange::kJustAfterMs / 1000.0},
             {"change_later_s", ModeChange::kLaterMs / 1000.0},
             {"period_ms", 1000 * kPeriodSeconds},
-            {"host_ms", 1000.0 * double{ChainMeasurement::kHostFrames} / 48000},
+            {"host_ms", 1000.0 * double{ChainMeasurement::kHostFrames} / kSampleRateHz},
             {"settling_s", ImageResponse::kSettlingSeconds},
             {"average_s", kPeriodSeconds * double{ImageResponse::kPeriods}}}},
           {"equalizers", EqualizersJson(directory, chains)},
