@@ -1,7 +1,7 @@
-// A day of use, faster than real time: hosts that create and release the effect, plug
-// headphones in and out, take calls, and change applications, modes and HRTFs, with the block
-// sizes of real hosts, the signal library and the default tuning that ship. Checks the
-// answers, the frame counters and the memory.
+// A day of use, faster than it passes: hosts that create and release the effect, plug
+// headphones in and out, take calls, change applications, modes and HRTFs, in the block
+// sizes of real ones, over the signal library and the default tuning that ship. Watches
+// the answers, the frame counters and the memory.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -29,9 +28,11 @@ namespace {
 
 using test::HeapBytes;
 
-constexpr std::size_t kPeriod = 1024;
-constexpr std::size_t kMostHosts = 3;
-constexpr std::size_t kBlocks[] = {64, 192, 240, 256, 441, 480, 512, 960, 1024, 1920, 3840, 8192};
+constexpr size_t kPeriod = 1024;
+constexpr size_t kMostHosts = 3;
+constexpr size_t kBlocks[] = {64, 192, 240, 256, 441, 480, 512, 960, 1024, 1920, 3840, 8192};
+// As loud as allowed, quiet, barely a normal number, no longer one, silence.
+constexpr float kLevels[] = {1.2f, 0.01f, 1e-37f, 1e-41f, 0.0f};
 constexpr audio_devices_t kDevices[] = {
     AUDIO_DEVICE_OUT_SPEAKER, AUDIO_DEVICE_OUT_WIRED_HEADSET, AUDIO_DEVICE_OUT_USB_HEADSET,
     AUDIO_DEVICE_OUT_BLUETOOTH_A2DP, AUDIO_DEVICE_OUT_BLE_HEADSET};
@@ -41,16 +42,14 @@ constexpr const char* kApplications[] = {"com.example.music&0", "com.example.vid
 int g_errors_logged = 0;
 
 void Require(bool holds, const std::string& what) {
-  if (!holds) {
-    throw std::runtime_error(what);
-  }
+  if (!holds) throw std::runtime_error(what);
 }
 
 class Random {
  public:
   explicit Random(uint64_t seed) : engine_(seed) {}
-  std::size_t Below(std::size_t limit) { return engine_() % limit; }
-  template <typename T, std::size_t kSize>
+  size_t Below(size_t limit) { return engine_() % limit; }
+  template <typename T, size_t kSize>
   const T& Of(const T (&values)[kSize]) {
     return values[Below(kSize)];
   }
@@ -58,43 +57,6 @@ class Random {
 
  private:
   std::mt19937_64 engine_;  // the same sequence with every standard library
-};
-
-// What the host plays: sound, sound that fades away until it is denormal and stays so, and
-// exact silence.
-class Programme {
- public:
-  void Fill(std::vector<float>* block, Random* random) {
-    if (frames_ >= end_) {
-      Next(random);
-    }
-    frames_ += block->size() / 2;
-    for (float& sample : *block) {
-      sample = level_ * random->Noise();
-      if (kind_ == kFading) {
-        level_ = std::max(level_ * 0.999f, 1e-41f);
-      }
-    }
-    if (kind_ == kSilence) {
-      std::fill(block->begin(), block->end(), 0.0f);
-    }
-  }
-
- private:
-  enum Kind { kSound, kFading, kSilence };
-
-  void Next(Random* random) {
-    kind_ = kind_ == kSound ? (random->Below(2) == 0 ? kFading : kSilence) : kSound;
-    if (kind_ == kSound) {
-      level_ = 1.2f * static_cast<float>(1 + random->Below(100)) / 100;
-    }
-    end_ = kSampleRateHz * (1 + random->Below(8));
-    frames_ = 0;
-  }
-
-  Kind kind_ = kSilence;
-  float level_ = 0;
-  std::size_t frames_ = 0, end_ = 0;
 };
 
 // One host with an instance of the effect.
@@ -114,22 +76,19 @@ class Host {
   }
 
   void Play() {
-    programme_.Fill(&block_, random_);
-    const std::size_t frames = block_.size() / 2;
+    if (random_->Below(64) == 0) level_ = random_->Of(kLevels);
+    for (float& sample : block_) sample = level_ * random_->Noise();
+    const size_t frames = block_.size() / 2;
     session_.Process(block_.data(), frames);
     Require(std::all_of(block_.begin(), block_.end(),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
-            "a sample that is not a number, or louder than anything that was played");
-    if (!session_.enabled()) {
-      return;
-    }
+            "a sample that is no number, or beyond all that was played");
+    if (!session_.enabled()) return;
     input_ += static_cast<uint32_t>(frames);
-    if (frames != kPeriod) {
-      waiting_ = (waiting_ + frames) % kPeriod;
-    }
+    if (frames != kPeriod) waiting_ = (waiting_ + frames) % kPeriod;
   }
 
-  std::size_t block_frames() const { return block_.size() / 2; }
+  size_t block_frames() const { return block_.size() / 2; }
 
  private:
   bool Happen() {
@@ -204,7 +163,7 @@ class Host {
   void CheckCounters() {
     const std::string dump = session_.Dump();
     const auto count = [&](const std::string& label) {
-      const std::size_t at = dump.find(label + ": ");
+      const size_t at = dump.find(label + ": ");
       Require(at != std::string::npos, "no " + label + " in the dump");
       return static_cast<uint32_t>(std::stoull(dump.substr(at + label.size() + 2)));
     };
@@ -219,21 +178,21 @@ class Host {
 
   EffectSession session_;
   Random* random_;
-  Programme programme_;
+  float level_ = 1.2f;
   std::vector<float> block_;
   uint32_t enables_ = 0, disables_ = 0, configs_ = 1;
   uint32_t input_ = 0, dropped_ = 0;
-  std::size_t waiting_ = 0;  // frames that do not fill a period yet
+  size_t waiting_ = 0;  // frames that do not fill a period yet
 };
 
-// The memory that an engine leaves on purpose, as the allocator rounds it: its level control,
-// with work memory, parameter data and the path of the file.
-std::size_t EngineLeak(const std::filesystem::path& tuning) {
+// What an engine leaves behind on purpose: its level control, with work memory, parameter
+// data and the path of the file. As the allocator rounds it.
+size_t EngineLeak(const std::filesystem::path& tuning) {
   uint32_t work = 0, params = 0;
   Require(A0557(&work, &params) == 0, "the signal library does not tell its sizes");
-  std::size_t bytes = 0;
-  const std::size_t path = (tuning / "upl.cinema.bin").string().size() + 1;
-  for (const std::size_t size : {sizeof(Upl), std::size_t{work}, std::size_t{params}, path}) {
+  size_t bytes = 0;
+  const size_t path = (tuning / "upl.cinema.bin").string().size() + 1;
+  for (const size_t size : {sizeof(Upl), size_t{work}, size_t{params}, path}) {
     bytes += (size + 8 + 15) / 16 * 16;
   }
   return bytes;
@@ -244,12 +203,10 @@ struct Limits {
   uint64_t seed = 1;
 };
 
-// Does everything once, so that memory that is allocated at the first use is there.
+// Everything once, so that what is made at the first use is there.
 void WarmUp(const EffectLibrary& library, Random* random) {
   std::vector<std::unique_ptr<Host>> hosts;
-  for (std::size_t i = 0; i < kMostHosts; ++i) {
-    hosts.push_back(std::make_unique<Host>(library, random));
-  }
+  for (size_t i = 0; i < kMostHosts; ++i) hosts.push_back(std::make_unique<Host>(library, random));
   for (int event = 0; event < 500; ++event) {
     Host& host = *hosts[random->Below(kMostHosts)];
     host.Event();
@@ -262,7 +219,7 @@ void WarmUp(const EffectLibrary& library, Random* random) {
 bool Soak(const Limits& limits) {
   UseTuningDirectory("");
   const EffectLibrary library(DefaultEffectLibrary());
-  const std::size_t leak = EngineLeak(DefaultTuningDirectory());
+  const size_t leak = EngineLeak(DefaultTuningDirectory());
   Random random(limits.seed);
   std::vector<std::unique_ptr<Host>> hosts;
   const auto begin = std::chrono::steady_clock::now();
@@ -272,7 +229,7 @@ bool Soak(const Limits& limits) {
   };
   uint64_t frames = 0, events = 0, engines = 0;
   WarmUp(library, &random);
-  const std::size_t heap = HeapBytes();
+  const size_t heap = HeapBytes();
   constexpr double kFramesPerHour = 3600.0 * kSampleRateHz;
   const auto wanted = static_cast<uint64_t>(limits.hours * kFramesPerHour);
   while (frames < wanted && minutes() < limits.minutes) {
@@ -280,15 +237,15 @@ bool Soak(const Limits& limits) {
       hosts.push_back(std::make_unique<Host>(library, &random));
       engines += 2;  // create makes one, the session's first command another
     } else if (random.Below(16) == 0) {
-      hosts.erase(hosts.begin() + static_cast<std::ptrdiff_t>(random.Below(hosts.size())));
+      hosts.erase(hosts.begin() + static_cast<ptrdiff_t>(random.Below(hosts.size())));
       continue;
     }
     Host& host = *hosts[random.Below(hosts.size())];
     engines += host.Event() ? 1 : 0;
     ++events;
     for (const auto& each : hosts) {
-      const std::size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
-      for (std::size_t played = 0; played < until; played += each->block_frames()) {
+      const size_t until = kSampleRateHz * (1 + random.Below(30)) / 10;
+      for (size_t played = 0; played < until; played += each->block_frames()) {
         each->Play();
         frames += each->block_frames();
       }
@@ -316,17 +273,15 @@ bool Soak(const Limits& limits) {
 }  // namespace kelda::tools
 
 int main(int argc, char** argv) try {
-  CLI::App app("A day of use of the effect, faster than real time.");
+  CLI::App app("A day of use of the effect, faster than it passes.");
   kelda::tools::Limits limits;
   app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
   app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
-  app.add_option("--seed", limits.seed, "of the random events")->capture_default_str();
+  app.add_option("--seed", limits.seed, "of what happens when")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_logger([](const __android_log_message* message) {
-    if (message->priority < ANDROID_LOG_WARN) {
-      return;
-    }
+    if (message->priority < ANDROID_LOG_WARN) return;
     ++kelda::tools::g_errors_logged;
     std::fprintf(stderr, "%s: %s\n", message->tag, message->message);
   });
