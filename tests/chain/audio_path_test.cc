@@ -20,8 +20,9 @@
 #include "platform/audio_format.h"
 #include "platform/may_block.h"
 #include "processors/lum_upmix_lib.h"
-#include "tests/laboratory/components.h"
 #include "tests/laboratory/effect_client.h"
+#include "tests/laboratory/signals.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "upmix-lib/base/audio_format.h"
 
 namespace kelda {
@@ -169,49 +170,6 @@ TEST_F(AudioPathTest, InstancesPlayBesideOthersWhatTheyPlayAlone) {
     }
   }
   for (uint32_t i = 0; i < together.size(); ++i) EXPECT_EQ(Play(i, 200), together[i]) << i;
-}
-
-// What the effect does not ask of the signal library, but another caller may: equalizers of
-// either form at their longest, other HRIRs on the fly, every kind of block, muted planes,
-// and calls that are refused.
-TEST_F(AudioPathTest, TheRestOfTheSignalLibrary) {
-  using namespace upmix_lib;
-  EqualizerTuning bands, fir;
-  bands.curves.resize(2);
-  fir.curves.resize(1);
-  for (auto& curve : bands.curves) curve.bands.assign(63, {BandType::kPeaking, 1000, 1, 1});
-  fir.form = EqualizerForm::kFir;
-  fir.curves[0].taps = Noise(kMaxEqualizerTaps, 1, 0.01f);
-  EqualizerInstance equalizers[] = {EqualizerInstance(bands), EqualizerInstance(fir)};
-  const HrirSet hrirs[] = {NoiseHrirs(256, 1), NoiseHrirs(2000, 2)};
-  VirtualizerInstance virtualizer(hrirs[0]);
-  const Planes stereo = {Noise(kBlock, 3), Noise(kBlock, 4)}, planes(kPlanes, Noise(kBlock, 5));
-  std::mt19937 random(6);
-  for (int block = 0; block < kBlocks / 10; ++block) {
-    for (EqualizerInstance& equalizer : equalizers) {
-      if (random() % 16 == 0) {
-        EXPECT_EQ(equalizer.Flush(), kOk);
-      }
-      EXPECT_TRUE(std::isfinite(equalizer.Process(stereo)[0][1023]));
-    }
-    if (random() % 16 == 0) {
-      virtualizer.Install(hrirs[random() % 2]);
-      EXPECT_EQ(A0556(virtualizer.handle()), kOk);
-    }
-    virtualizer.kind = static_cast<int32_t>(random() % 3);
-    virtualizer.frames = static_cast<int32_t>(virtualizer.kind == 2 ? random() % 1025 : 1024);
-    virtualizer.flags[6] = block / 4 % 2;
-    EXPECT_TRUE(std::isfinite(virtualizer.Process(planes)[0][1023]));
-  }
-  int32_t error = 0, detail = 0;
-  EXPECT_EQ(A0836(equalizers[0].handle(), nullptr), kNullPointer);
-  EXPECT_EQ(A0332(equalizers[0].handle(), &error, &detail), kOk);
-  EXPECT_EQ(detail, kNullPointer);
-  EXPECT_EQ(A0560(virtualizer.handle(), 3, 0, nullptr, nullptr, nullptr), kNullPointer);
-  EXPECT_EQ(A0783(virtualizer.handle(), &error, &detail), kOk);
-  EXPECT_EQ(A0238(nullptr, nullptr, nullptr), kNullPointer);
-  EXPECT_EQ(A0239(nullptr, nullptr, nullptr), kNullPointer);
-  EXPECT_EQ(A0217(nullptr, nullptr, nullptr), kNullPointer);
 }
 
 }  // namespace
