@@ -172,11 +172,14 @@ TEST_P(HandleContract, OrderOfCallsIsChecked) {
   EXPECT_EQ(e.last_error(handle, nullptr, &detail), kNullPointer);
   EXPECT_EQ(left, untouched) << "a failure wrote";
   EXPECT_EQ(e.process(handle, planes), kOk);
+  const Signal fresh = left;
+  left = untouched;
   EXPECT_EQ(e.close(handle), kOk);
   EXPECT_EQ(e.process(handle, planes), kClosed);
   EXPECT_EQ(e.close(handle), kClosed);
   EXPECT_EQ(e.initialize(handle), kOk);
   EXPECT_EQ(e.process(handle, planes), kOk);
+  EXPECT_EQ(left, fresh) << "an old signal goes on";
 
   const uint32_t stale = handle;
   EXPECT_EQ(e.destroy(&handle), kOk);

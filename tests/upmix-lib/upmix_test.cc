@@ -67,6 +67,10 @@ TEST(MusicUpmix, PartsDirectSoundFromAmbience) {
   for (const std::size_t plane : {kFL, kFR, kFC}) front += Power(mere_ambience[plane], 48000);
   for (const std::size_t plane : kSurround) surround += Power(mere_ambience[plane], 48000);
   EXPECT_GT(Db(surround / front), 6.0);
+  // What is out of phase lies nowhere between left and right.
+  Planes opposed = MakePannedMix(PinkNoise(23, kFrames), 20.0f, -100.0f, 24).mix;
+  for (float& sample : opposed[1]) sample = -sample;
+  EXPECT_LT(Db(Power(Upmix(opposed)[kFC], 48000)), -60.0);
 }
 
 // The direction that the front planes give a source, from the velocity vector (M. A.
@@ -182,12 +186,13 @@ TEST(Cinema, CrossoverIsFlatForCentredSound) {
 TEST(CinemaBass, CrossoverIsHalfWayAtItsFrequencyAndSteepBeyond) {
   const auto gain_db = [](double hz, bool bass) {
     BassSplitter splitter(100.0f);
-    const Signal tone = Sine(hz, 1.0, 96000);
-    Signal high_left(tone.size()), high_right(tone.size()), low(tone.size());
-    splitter.Process(tone.data(), tone.data(), static_cast<int>(tone.size()), high_left.data(),
+    const Signal left = Sine(hz, 2.0, 96000), right(left.size()), mean = Sine(hz, 1.0, 96000);
+    Signal high_left(left.size()), high_right(left.size()), low(left.size());
+    splitter.Process(left.data(), right.data(), static_cast<int>(left.size()), high_left.data(),
                      high_right.data(), low.data());
-    EXPECT_EQ(high_left, high_right);
-    return Db(Power(bass ? low : high_left, 48000) / Power(tone, 48000));
+    EXPECT_EQ(high_right, right);
+    return Db(bass ? Power(low, 48000) / Power(mean, 48000)
+                   : Power(high_left, 48000) / Power(left, 48000));
   };
   EXPECT_NEAR(gain_db(100.0, true), -6.02, 0.05);
   EXPECT_NEAR(gain_db(100.0, false), -6.02, 0.05);
