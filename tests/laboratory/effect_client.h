@@ -22,7 +22,13 @@ inline constexpr audio_uuid_t kUuid = {
     0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
 
 // The effect's parameters.
-enum ParamId : uint32_t { kMode = 0, kWiredHrtf = 1, kBluetoothHrtf = 2, kAppPackage = 10 };
+enum ParamId : uint32_t {
+  kMode = 0,
+  kWiredHrtf = 1,
+  kBluetoothHrtf = 2,
+  kReloadTunedAppList = 3,
+  kAppPackage = 10
+};
 
 // One call of the command entry.
 struct Request {
