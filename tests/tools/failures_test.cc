@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <sstream>
 #include <thread>
 
 #include "tests/laboratory/audio_files.h"
@@ -183,39 +182,6 @@ TEST_F(Failures, AReaderThatWantsNoMoreIsNone) {
     EXPECT_EQ(0, result.exit_code) << command;
     EXPECT_EQ("", result.err) << command;
   }
-}
-
-// A capture's end is an error line of the effect, at every block from then on.
-TEST_F(Failures, RepeatedLogLinesAreFolded) {
-  const TemporaryFolder tuning;
-  const ProgramResult result = RunKelda(
-      Command(Words("--mode off --property ro.debuggable=1 --property vendor.kelda.pcmdump=1 "
-                    "--log-level error --tuning " +
-                    tuning / "")));
-  EXPECT_EQ(0, result.exit_code);
-  EXPECT_TRUE(
-      Matches(result.err,
-              "(.|\n)* E KelApsPcmd: Excess Dump Limit\n"
-              "(kelda: [^\n]*\n)?[^\n]* E KelApsPcmd: the line before, [0-9]+ times more\n"));
-}
-
-// The conversation with the library: "CODE of BYTES" is a command. Instance 1 renders, 2
-// follows the buffering, 3 measures the latency.
-TEST_F(Failures, NoneInTheProtocol) {
-  const ProgramResult result = RunKelda(
-      Command(Words("--library " FAKE_EFFECT " --mode cinema --device bluetooth --app com.x "
-                    "--wired-hrtf personalized --at 1 reload-apps --at 1.1 reset --dump")),
-      {.environment = {{"KELDA_FAKE_NOTES", folder_ / "notes"}}});
-  EXPECT_EQ(0, result.exit_code) << result.err;
-  std::string first;
-  std::istringstream lines(folder_.Read("notes"));
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("1 ")) first += line.substr(2) + ", ";
-  }
-  EXPECT_EQ("create, 0 of 0, 1 of " + std::to_string(sizeof(effect_config_t)) +
-                ", 9 of 4, 5 of 20, 5 of 23, 5 of 20, 3 of 0, process 960 in place, 5 of 16, "
-                "2 of 0, 21 of 4, 4 of 0, release, ",
-            first);
 }
 
 }  // namespace

@@ -1,23 +1,19 @@
-// An effect library that misbehaves on demand, and notes what it is told.
+// An effect library that misbehaves on demand.
 //
 // KELDA_FAKE says how: wrong-tag, wrong-version, refuse-config (status reply),
-// fail-process, reorder, repeat, mute, slow. KELDA_FAKE_NOTES names a file for the
-// notes, one line a call, each with the number of the instance.
+// fail-process, reorder, repeat, mute, slow.
 #include <hardware/audio_effect.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <string>
 #include <thread>
 
 namespace {
 
 struct Instance {
   const effect_interface_s* interface;
-  int number;
   int blocks = 0;
 };
 
@@ -26,20 +22,9 @@ bool Behaves(const char* behaviour) {
   return wanted != nullptr && std::strcmp(wanted, behaviour) == 0;
 }
 
-void Note(effect_handle_t self, const std::string& text) {
-  if (const char* notes = std::getenv("KELDA_FAKE_NOTES")) {
-    std::ofstream(notes, std::ios::app)
-        << reinterpret_cast<Instance*>(self)->number << ' ' << text << '\n';
-  }
-}
-
-int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
+int32_t Process(effect_handle_t self, audio_buffer_t*, audio_buffer_t* out) {
   auto* const instance = reinterpret_cast<Instance*>(self);
-  if (++instance->blocks == 1) {
-    Note(self, "process " + std::to_string(in->frameCount) +
-                   (in->f32 == out->f32 ? " in place" : " apart"));
-  }
-  if (Behaves("fail-process") && instance->blocks == 20) return -22;
+  if (Behaves("fail-process") && ++instance->blocks == 20) return -22;
   if (Behaves("reorder")) std::swap_ranges(out->f32, out->f32 + 2, out->f32 + 2);
   if (Behaves("repeat")) std::copy_n(out->f32, 2, out->f32 + 2);
   if (Behaves("mute")) std::fill_n(out->f32, 2 * out->frameCount, 0.0F);
@@ -47,9 +32,7 @@ int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
   return 0;
 }
 
-int32_t Command(effect_handle_t self, uint32_t code, uint32_t bytes, void* data, uint32_t*,
-                void* reply) {
-  Note(self, std::to_string(code) + " of " + std::to_string(bytes));
+int32_t Command(effect_handle_t, uint32_t code, uint32_t, void* data, uint32_t*, void* reply) {
   if (code == EFFECT_CMD_SET_DEVICE) {  // the buffers hold 16 bytes; a sanitizer sees it
     std::memcpy(reply, data, 16);
   }
@@ -64,14 +47,11 @@ constexpr effect_interface_s kInterface = {Process, Command, nullptr, nullptr};
 
 int32_t Create(const effect_uuid_t*, int32_t, int32_t, effect_handle_t* handle) {
   if (Behaves("no-memory")) return -12;
-  static int count = 0;
-  *handle = reinterpret_cast<effect_handle_t>(new Instance{&kInterface, ++count});
-  Note(*handle, "create");
+  *handle = reinterpret_cast<effect_handle_t>(new Instance{&kInterface});
   return 0;
 }
 
 int32_t Release(effect_handle_t self) {
-  Note(self, "release");
   delete reinterpret_cast<Instance*>(self);
   return 0;
 }

@@ -32,9 +32,7 @@ class Report : public testing::Test {
     tuning.curves[1].bands = {{BandType::kNotch, 3000, 0, 4},
                               {BandType::kPeaking, 40, 9, 10},
                               {BandType::kHighShelf, 8000, -6, 0.7F}};
-    const std::vector<std::byte> file = upmix_lib::BuildEqualizerFile(tuning);
-    folder_.Write("tuning/personalized.ba",
-                  std::string(reinterpret_cast<const char*>(file.data()), file.size()));
+    folder_.Write("tuning/personalized.ba", upmix_lib::BuildEqualizerFile(tuning));
   }
 
   json Data(int exit_code = 0) {
@@ -50,9 +48,7 @@ class Report : public testing::Test {
 
   static json Chain(const json& data, const std::string& title) {
     for (const json& chain : data["chains"]) {
-      if (chain["title"] == title) {
-        return chain;
-      }
+      if (chain["title"] == title) return chain;
     }
     ADD_FAILURE() << title << " is missing";
     return {};
@@ -131,9 +127,7 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   EXPECT_EQ(0, pass["latency_frames"]);
   EXPECT_EQ(1920, pass["heard_latency_frames"]);  // two blocks of 20 ms wait in the rings
   EXPECT_EQ(0, pass["images"]["centre"]["level_db"]);
-  for (const json& gain_db : pass["images"]["left"]["left_db"]) {
-    EXPECT_EQ(0, gain_db);
-  }
+  for (const json& gain_db : pass["images"]["left"]["left_db"]) EXPECT_EQ(0, gain_db);
   EXPECT_TRUE(pass["images"]["left"]["right_db"][50].is_null()) << "silence on the right";
 
   for (const char* title : {"Music, standard, bluetooth", "Cinema, standard, bluetooth"}) {

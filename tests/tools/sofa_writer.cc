@@ -16,60 +16,34 @@ void Check(int status) {
   if (status != NC_NOERR) throw std::runtime_error(nc_strerror(status));
 }
 
-class Writer {
- public:
-  explicit Writer(const std::string& path) {
-    Check(nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &file_));
-  }
-
-  void Text(int variable, const char* name, const std::string& value) const {
-    Check(nc_put_att_text(file_, variable, name, value.size(), value.c_str()));
-  }
-  void Text(const char* name, const std::string& value) const { Text(NC_GLOBAL, name, value); }
-
-  int Dimension(const char* name, std::size_t size) const {
-    int id = 0;
-    Check(nc_def_dim(file_, name, size, &id));
-    return id;
-  }
-
-  int Variable(const char* name, const std::vector<int>& dimensions,
-               const std::vector<double>& values) const {
-    int id = 0;
-    Check(nc_def_var(file_, name, NC_DOUBLE, static_cast<int>(dimensions.size()), dimensions.data(),
-                     &id));
-    Check(nc_put_var_double(file_, id, values.data()));
-    return id;
-  }
-
-  void Close() const { Check(nc_close(file_)); }
-
- private:
-  int file_ = 0;
-};
-
 }  // namespace
 
 void WriteSofa(const std::string& path, const SofaContents& contents) {
-  const Writer writer(path);
+  int file = 0;
+  Check(nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &file));
+  const auto text = [&](int variable, const char* name, const std::string& value) {
+    Check(nc_put_att_text(file, variable, name, value.size(), value.c_str()));
+  };
+  const auto dimension = [&](const char* name, std::size_t size) {
+    int id = 0;
+    Check(nc_def_dim(file, name, size, &id));
+    return id;
+  };
+  const auto variable = [&](const char* name, const std::vector<int>& dimensions,
+                            const std::vector<double>& values) {
+    int id = 0;
+    Check(nc_def_var(file, name, NC_DOUBLE, static_cast<int>(dimensions.size()), dimensions.data(),
+                     &id));
+    Check(nc_put_var_double(file, id, values.data()));
+    return id;
+  };
   const std::pair<const char*, std::string> kAttributes[] = {
-      {"Conventions", "SOFA"},
-      {"SOFAConventions", contents.conventions},
-      {"Version", "1.0"},
-      {"SOFAConventionsVersion", "1.0"},
-      {"APIName", "tests"},
-      {"APIVersion", "1.0"},
-      {"AuthorContact", "someone"},
-      {"Organization", ""},
-      {"License", "for tests only"},
-      {"DataType", "FIR"},
-      {"RoomType", "free field"},
-      {"DateCreated", "2020-01-01 00:00:00"},
-      {"DateModified", "2020-01-01 00:00:00"},
-      {"Title", "sphere"},
-      {"DatabaseName", "spheres"},
-      {"ListenerShortName", "ball"}};
-  for (const auto& [name, value] : kAttributes) writer.Text(name, value);
+      {"Conventions", "SOFA"},       {"SOFAConventions", contents.conventions},
+      {"AuthorContact", "someone"},  {"Organization", ""},
+      {"License", "for tests only"}, {"DataType", "FIR"},
+      {"RoomType", "free field"},    {"Title", "sphere"},
+      {"DatabaseName", "spheres"},   {"ListenerShortName", "ball"}};
+  for (const auto& [name, value] : kAttributes) text(NC_GLOBAL, name, value);
   std::vector<double> positions, responses, delays = contents.delays_of_all;
   const bool each_delay = delays.empty();
   for (const SofaMeasurement& m : contents.measurements) {
@@ -77,18 +51,18 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
     for (const auto& ear : m.responses) responses.insert(responses.end(), ear.begin(), ear.end());
     if (each_delay) delays.insert(delays.end(), std::begin(m.delays), std::end(m.delays));
   }
-  const int one = writer.Dimension("I", 1);
-  const int coordinates = writer.Dimension("C", 3);
-  const int receivers = writer.Dimension("R", 2);
-  const int emitters = writer.Dimension("E", 1);
-  const int taps = writer.Dimension("N", contents.taps);
-  const int all = writer.Dimension("M", contents.measurements.size());
+  const int one = dimension("I", 1);
+  const int coordinates = dimension("C", 3);
+  const int receivers = dimension("R", 2);
+  const int emitters = dimension("E", 1);
+  const int taps = dimension("N", contents.taps);
+  const int all = dimension("M", contents.measurements.size());
   const auto place = [&](const char* name, const std::vector<int>& dimensions,
                          const std::vector<double>& values, const std::string& type = "cartesian",
                          const std::string& units = "metre") {
-    const int id = writer.Variable(name, dimensions, values);
-    writer.Text(id, "Type", type);
-    writer.Text(id, "Units", units);
+    const int id = variable(name, dimensions, values);
+    text(id, "Type", type);
+    text(id, "Units", units);
   };
   const double ear_m = contents.first_receiver_y_m;
   place("ListenerPosition", {one, coordinates}, {0, 0, 0});
@@ -98,11 +72,11 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
   place("EmitterPosition", {emitters, coordinates, one}, {0, 0, 0});
   place("ListenerUp", {one, coordinates}, {0, 0, 1});
   place("ListenerView", {one, coordinates}, {1, 0, 0});
-  writer.Variable("Data.IR", {all, receivers, taps}, responses);
-  const int rate = writer.Variable("Data.SamplingRate", {one}, {contents.rate_hz});
-  writer.Text(rate, "Units", "hertz");
-  writer.Variable("Data.Delay", {each_delay ? all : one, receivers}, delays);
-  writer.Close();
+  variable("Data.IR", {all, receivers, taps}, responses);
+  const int rate = variable("Data.SamplingRate", {one}, {contents.rate_hz});
+  text(rate, "Units", "hertz");
+  variable("Data.Delay", {each_delay ? all : one, receivers}, delays);
+  Check(nc_close(file));
 }
 
 double WoodworthDelay_s(double azimuth_deg, double elevation_deg) {
