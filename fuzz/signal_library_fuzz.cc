@@ -83,32 +83,18 @@ class Handles {
   }
   void Step(const Files& files, ByteReader* input) {
     const std::size_t i = input->Below(kInstances);
+    const std::size_t step = input->Below(12);
     int32_t error, detail;
-    switch (input->Below(12)) {
-      case 0:
-        End(&alive_[i]);
-        entries_.create(&alive_[i], files.path(), input->OneOf(kConfigs));
-        handles_[i] = alive_[i];
-        break;
-      case 1:
-        End(&alive_[i]);
-        break;
-      case 2:
-        entries_.flush(handles_[i]);
-        break;
-      case 3:
-        entries_.close(handles_[i]);
-        break;
-      case 4:
-        entries_.last_error(handles_[i], &error, &detail);
-        break;
-      case 5:
-      case 6:
-        entries_.initialize(handles_[i]);
-        break;
-      default:
-        process_(handles_[i], input);
+    if (step < 2) End(&alive_[i]);
+    if (step == 0) {
+      entries_.create(&alive_[i], files.path(), input->OneOf(kConfigs));
+      handles_[i] = alive_[i];
     }
+    if (step == 2) entries_.flush(handles_[i]);
+    if (step == 3) entries_.close(handles_[i]);
+    if (step == 4) entries_.last_error(handles_[i], &error, &detail);
+    if (step == 5 || step == 6) entries_.initialize(handles_[i]);
+    if (step > 6) process_(handles_[i], input);
   }
 
  private:
@@ -245,25 +231,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   Cinemas cinema;
   std::optional<Work> music, level;
   for (int i = 0; i < kMostSteps && !input.empty(); ++i) {
-    switch (input.Below(6)) {
-      case 0:
-        files.Rewrite(&input);
-        break;
-      case 1:
-        equalizers.Step(files, &input);
-        break;
-      case 2:
-        virtualizers.Step(files, &input);
-        break;
-      case 3:
-        cinema.Step(files, &input);
-        break;
-      case 4:
-        StepMusic(&music, files, &input);
-        break;
-      default:
-        StepLevel(&level, files, &input);
-    }
+    const uint32_t step = input.Below(6);
+    if (step == 0) files.Rewrite(&input);
+    if (step == 1) equalizers.Step(files, &input);
+    if (step == 2) virtualizers.Step(files, &input);
+    if (step == 3) cinema.Step(files, &input);
+    if (step == 4) StepMusic(&music, files, &input);
+    if (step == 5) StepLevel(&level, files, &input);
   }
   return 0;
 }
