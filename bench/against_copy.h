@@ -3,6 +3,7 @@
 #define KELDA_BENCH_AGAINST_COPY_H_
 
 #include <benchmark/benchmark.h>
+#include <time.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -10,18 +11,24 @@
 #include <vector>
 
 #include "pipeline/cache_aligned.h"
-#include "tests/laboratory/resources.h"
 
 namespace kelda::bench {
 
-// Seconds of this thread that `batch` calls of `call` take.
+// Seconds of this thread, without those that other programs ran.
+inline double ThreadSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+// Of these, what `batch` calls of `call` take.
 template <typename Call>
 double Time(int batch, Call call) {
-  const double start = test::ThreadSeconds();
+  const double start = ThreadSeconds();
   for (int i = 0; i < batch; ++i) {
     call();
   }
-  return test::ThreadSeconds() - start;
+  return ThreadSeconds() - start;
 }
 
 inline double Median(std::vector<double> values) {

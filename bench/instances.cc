@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "bench/against_copy.h"
+#include "tests/laboratory/resources.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::bench {

@@ -2,18 +2,10 @@
 #define KELDA_TESTS_LABORATORY_RESOURCES_H_
 
 #include <malloc.h>
-#include <time.h>
 
 #include <cstddef>
 
 namespace kelda::test {
-
-// Seconds of this thread, without those that other programs ran.
-inline double ThreadSeconds() {
-  timespec now;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
 
 // Bytes of the heap in use; 0 where a sanitizer has its own.
 inline std::size_t HeapBytes() {
