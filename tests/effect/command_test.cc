@@ -30,11 +30,6 @@ class CommandTest : public test::DataDirTest {
     test::TakeLog();
   }
   Effect& effect() { return *effect_; }
-  uint32_t Mode() {
-    return effect()
-        .Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(0, ""), .reply_size = 20})
-        .Word(16);
-  }
 
  private:
   std::optional<Effect> effect_;
@@ -155,7 +150,7 @@ TEST_F(CommandTest, StatesAndCounters) {
   // From the enabled state, too. The payload is not looked at.
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_INIT, .cmd_size = 77, .null_data = true}).status(),
             0);
-  EXPECT_EQ(Mode(), 0u);
+  EXPECT_EQ(effect().Mode(), 0u);
   EXPECT_FALSE(enabled());
   effect().Enable();
   effect().Disable();
@@ -299,10 +294,10 @@ TEST_F(CommandTest, SetParam) {
     EXPECT_EQ(reply.result, 0) << row.id << ' ' << row.value;
     EXPECT_EQ(reply.status(), row.status) << row.id << ' ' << row.value;
     EXPECT_EQ(test::TakeLog(), row.log.empty() ? Lines{} : Lines{row.log}) << row.id;
-    EXPECT_EQ(Mode(), 3u);  // the first row's
+    EXPECT_EQ(effect().Mode(), 3u);  // the first row's
   }
   effect().Command({.code = EFFECT_CMD_SET_PARAM, .data = Param(0, Bytes(1) + "behind it", 4)});
-  EXPECT_EQ(Mode(), 1u);
+  EXPECT_EQ(effect().Mode(), 1u);
 }
 
 TEST_F(CommandTest, GetParamAnswersWithTheCommandsHead) {
@@ -339,11 +334,7 @@ TEST_F(CommandTest, DeviceWords) {
     for (const uint32_t word : words) {
       effect().SetDevice(name.empty() ? AUDIO_DEVICE_OUT_LINE : AUDIO_DEVICE_OUT_SPEAKER);
       const std::string tail = "0123456789ab";  // 16 bytes are copied to the reply
-      const Reply reply = effect().Command({.code = EFFECT_CMD_SET_DEVICE,
-                                            .data = Bytes(word) + tail,
-                                            .cmd_size = 4,
-                                            .reply_room = 16},
-                                           1);
+      const Reply reply = effect().Command(test::DeviceRequest(word, tail), 1);
       EXPECT_EQ(reply.result, 0);
       EXPECT_EQ(reply.bytes, Bytes(0) + tail);
       EXPECT_EQ(effect().Stages(), name.empty() ? "P----" : "-M--L") << std::hex << word;

@@ -124,11 +124,6 @@ std::vector<float> Played(Effect& effect) {
   return out;
 }
 
-uint32_t Mode(Effect& effect) {
-  return effect.Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(0, ""), .reply_size = 20})
-      .Word(16);
-}
-
 // One allocation of a command fails, for every allocation: the instance is and plays as one
 // that never got the command, and afterwards the command can be sent again.
 TEST_F(MemoryTest, CommandsWithoutMemory) {
@@ -136,12 +131,6 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
   property_set("vendor.kelda.pcmdump", "1");
   using test::Request;
   const int nowhere = open("/dev/null", O_WRONLY);
-  const auto device = [](uint32_t word) {
-    return Request{.code = EFFECT_CMD_SET_DEVICE,
-                   .data = Bytes(word) + std::string(12, ' '),
-                   .cmd_size = 4,
-                   .reply_room = 16};
-  };
   const auto param = [](uint32_t id, const std::string& value) {
     return Request{.code = EFFECT_CMD_SET_PARAM, .data = Param(id, value)};
   };
@@ -158,8 +147,8 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
       {3, param(3, "")},
       {3, param(10, "com.some.other.package.with.a.name&1")},
       {3, param(10, "com.some.other.package.with.a.name")},
-      {1, device(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
-      {2, device(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
+      {1, test::DeviceRequest(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
+      {2, test::DeviceRequest(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP)},
       {1, {.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(nowhere))}},
   };
   int refusals = 0;
@@ -205,7 +194,7 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
         EXPECT_EQ(effect.Process({1, 2}, &out), -61);
         EXPECT_EQ(effect.Command(param(0, Bytes(1))).status(), -22);
       } else {
-        EXPECT_EQ(Mode(effect), mode);
+        EXPECT_EQ(effect.Mode(), mode);
         EXPECT_EQ(effect.Dump(), untouched.Dump());
         EXPECT_EQ(Played(effect), Played(untouched));
       }

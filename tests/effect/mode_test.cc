@@ -14,13 +14,15 @@ namespace kelda {
 namespace {
 
 using test::Effect;
+using test::kAppPackage;
+using test::kBluetoothHrtf;
+using test::kWiredHrtf;
 using test::Lines;
 
 constexpr uint32_t kSpeaker = AUDIO_DEVICE_OUT_SPEAKER;
 constexpr uint32_t kWired = AUDIO_DEVICE_OUT_WIRED_HEADPHONE;
 constexpr uint32_t kBluetooth = AUDIO_DEVICE_OUT_BLUETOOTH_A2DP;
-enum Mode : uint32_t { kOff, kMusic, kCinema, kAuto };
-enum Param : uint32_t { kWiredHrtf = 1, kBluetoothHrtf, kReload, kAppPackage = 10 };
+enum Mode : uint32_t { kMusic = 1, kCinema, kAuto };
 enum Hrtf : uint32_t { kStandard = 1, kPersonalized = 2 };
 
 class ModeTest : public test::DataDirTest {
@@ -179,7 +181,7 @@ TEST_F(ModeTest, ApplicationsDecideInAuto) {
   for (const auto& [package, stages] : kApps) expect_stages(package, stages);
   Write("tunedapp_list", "com.game,CINEMA");
   expect_stages("com.game&0", "P----");
-  effect.SetText(kReload, "");
+  effect.SetText(test::kReloadTunedAppList, "");
   EXPECT_EQ(effect.Stages(), "P----");
   expect_stages("com.game&0", "--C-L");
   expect_stages("com.film&0", "-M--L");

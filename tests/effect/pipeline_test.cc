@@ -83,26 +83,6 @@ TEST(SequencerTest, ReordersChannelsOnTheWayInOnly) {
   }
 }
 
-// A chain of short periods, so that every size comes to every place in a period.
-TEST(SequencerTest, AStreamOfOneBlockSizeIsSilentInFrontAndNeverAgain) {
-  for (const unsigned period : {1u, 2u, 8u, 13u}) {
-    for (unsigned size = 1; size <= 20 * period; ++size) {
-      PassThroughProcessor stage(1, 1, period);
-      std::list<AudioProcessor*> chain = {&stage};
-      AudioProcessSequencer sequencer;
-      ASSERT_TRUE(sequencer.SetProcessorChain(&chain));
-      const unsigned blocks = 4 * period + 4;
-      const std::vector<float> in = test::Ramp(blocks * size, 1);
-      std::vector<float> out(in.size(), -1.0f);
-      for (size_t at = 0; at < in.size(); at += size) sequencer.Process(&in[at], &out[at], size);
-      const auto heard = std::find_if(out.begin(), out.end(), [](float f) { return f != 0; });
-      EXPECT_LT(heard - out.begin(), size == period ? 1 : 3 * period);
-      ASSERT_TRUE(std::equal(heard, out.end(), in.begin()))
-          << "period " << period << ", blocks of " << size;
-    }
-  }
-}
-
 class FadableRingBufferTest : public test::DataDirTest {};
 
 TEST_F(FadableRingBufferTest, WarnsOfBlocksThatAreAllSilenceAndInitCancels) {

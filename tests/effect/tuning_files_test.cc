@@ -90,53 +90,51 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   const std::string invalid = "): Invalid mode was specified. '";
   const std::string separators = "): There are more separator descriptions than expected.";
   const std::string line = "W/EffectUpmix: Line(";
-  Write("tunedapp_list",
-        "com.a,MUSIC\n"                            // 1
-        "com.b , CINEMA \n"                        // 2
-        "com.c,OFF\r\n"                            // 3
-        "\n"                                       // 4
-        "# a heading\n"                            // 5
-        "\"com.d e\", \"MUSIC\"\n"                 // 6
-        "com.trailing,CINEMA,\n"                   // 7
-        "com.three,MUSIC,x\n"                      // 8
-        "com.four,MUSIC,,\n"                       // 9
-        "com.gap,,MUSIC\n"                         // 10
-        "com.case,Music\n"                         // 11
-        "com.blank,   \n"                          // 12
-        "com.only,\n"                              // 13
-        ",CINEMA\n"                                // 14
-        "#com.f,MUSIC\n"                           // 15
-        "com.a.very.long.package.name,AUTO\n"      // 16
-        "com.twice,MUSIC\n"                        // 17
-        "\t\v\"com.twice\"\v\t,\"\" \tCINEMA\r\n"  // 18
-        "com.formfeed,MUSIC\f\n"                   // 19
-        "  ,MUSIC\n"                               // 20: a field of blanks is kept
-        "com.last,CINEMA");                        // 21, without a line end
+  const struct {
+    std::string line, package, rejected;  // what the log says of it
+    UpmixMode mode;                       // with which it is listed in the end; Auto: it is not
+  } kRows[] = {
+      {"com.a,MUSIC", "com.a", "", UpmixMode::Music},
+      {"com.b , CINEMA ", "com.b", "", UpmixMode::Cinema},
+      {"com.c,OFF\r", "com.c", "", UpmixMode::Off},
+      {"", "com.A", "", UpmixMode::Auto},
+      {"# a heading", "# a heading", "", UpmixMode::Auto},
+      {"\"com.d e\", \"MUSIC\"", "com.d e", "", UpmixMode::Music},
+      {"com.trailing,CINEMA,", "com.trailing", "", UpmixMode::Cinema},
+      {"com.three,MUSIC,x", "com.three", separators, UpmixMode::Auto},
+      {"com.four,MUSIC,,", "com.four", separators, UpmixMode::Auto},
+      {"com.gap,,MUSIC", "com.gap", invalid + "'", UpmixMode::Auto},
+      {"com.case,Music", "com.case", invalid + "Music'", UpmixMode::Auto},
+      {"com.blank,   ", "com.blank", invalid + "   '", UpmixMode::Auto},
+      {"com.only,", "com.only", "", UpmixMode::Auto},
+      {",CINEMA", "", "", UpmixMode::Cinema},
+      {"#com.f,MUSIC", "#com.f", "", UpmixMode::Music},
+      {"com.long.package.name,AUTO", "com.long.package.name", invalid + "AUTO'", UpmixMode::Auto},
+      {"com.twice,MUSIC", "com.twice", "", UpmixMode::Cinema},
+      {"\t\v\"com.twice\"\v\t,\"\" \tCINEMA\r", "com.twice", "", UpmixMode::Cinema},
+      {"com.formfeed,MUSIC\f", "com.formfeed", invalid + "MUSIC\f'", UpmixMode::Auto},
+      {"  ,MUSIC", "  ", "", UpmixMode::Music},  // a field of blanks is kept
+      {"com.last,CINEMA", "com.last", "", UpmixMode::Cinema}};
+  std::string text;
+  Lines rejected;
+  for (const auto& row : kRows) {
+    const auto number = std::to_string(&row - kRows + 1);
+    text += (text.empty() ? "" : "\n") + row.line;  // the last one without a line end
+    if (!row.rejected.empty()) rejected.push_back(line + number + row.rejected);
+  }
+  Write("tunedapp_list", text);
   TunedAppList list;
   EXPECT_FALSE(list.IsExist("com.a"));
   list.Reload();
-  EXPECT_EQ(test::TakeLog(),
-            (Lines{line + "8" + separators, line + "9" + separators, line + "10" + invalid + "'",
-                   line + "11" + invalid + "Music'", line + "12" + invalid + "   '",
-                   line + "16" + invalid + "AUTO'", line + "19" + invalid + "MUSIC\f'"}));
-  const std::pair<UpmixMode, Lines> kListed[] = {
-      {UpmixMode::Off, {"com.c"}},
-      {UpmixMode::Music, {"com.a", "com.d e", "#com.f", "  "}},
-      {UpmixMode::Cinema, {"com.b", "com.trailing", "", "com.twice", "com.last"}}};
-  for (const auto& [mode, packages] : kListed) {
-    for (const std::string& package : packages) {
-      EXPECT_TRUE(list.IsExist(package)) << package;
-      EXPECT_EQ(list.GetValue(package), mode) << package;
-    }
-  }
-  for (const char* package : {"com.three", "com.four", "com.gap", "com.case", "com.blank",
-                              "com.only", "com.A", "com.formfeed", "# a heading"}) {
-    EXPECT_FALSE(list.IsExist(package)) << package;
-    EXPECT_EQ(list.GetValue(package), UpmixMode::Off) << package;
+  EXPECT_EQ(test::TakeLog(), rejected);
+  for (const auto& row : kRows) {
+    const bool listed = row.mode != UpmixMode::Auto;
+    EXPECT_EQ(list.IsExist(row.package), listed) << row.package;
+    EXPECT_EQ(list.GetValue(row.package), listed ? row.mode : UpmixMode::Off) << row.package;
   }
   // Lines of up to 4096 bytes, read in blocks of as many; 32 warnings.
   const std::string name(4096 - std::strlen(",MUSIC"), 'n');
-  std::string text = name + ",MUSIC\n" + name + "n,MUSIC\n" + name.substr(1) + ",MUSIC";
+  text = name + ",MUSIC\n" + name + "n,MUSIC\n" + name.substr(1) + ",MUSIC";
   for (int bad = 0; bad < 34; ++bad) text += "\nx,y";
   Write("tunedapp_list", text + "\ncom.last,MUSIC");
   list.Reload();

@@ -48,20 +48,13 @@ void PauseNew(bool paused) { g_paused = paused; }
 
 }  // namespace kelda::test
 
+// The library's own for arrays call these.
 void* operator new(size_t bytes) { return New(bytes, 0); }
-void* operator new[](size_t bytes) { return New(bytes, 0); }
 void* operator new(size_t bytes, std::align_val_t a) { return New(bytes, static_cast<size_t>(a)); }
-void* operator new[](size_t bytes, std::align_val_t a) {
-  return New(bytes, static_cast<size_t>(a));
-}
 void operator delete(void* block) noexcept { Delete(block); }
-void operator delete[](void* block) noexcept { Delete(block); }
 void operator delete(void* block, size_t) noexcept { Delete(block); }
-void operator delete[](void* block, size_t) noexcept { Delete(block); }
 void operator delete(void* block, std::align_val_t) noexcept { Delete(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { Delete(block); }
 void operator delete(void* block, size_t, std::align_val_t) noexcept { Delete(block); }
-void operator delete[](void* block, size_t, std::align_val_t) noexcept { Delete(block); }
 
 #ifdef KELDA_COUNTS_MALLOC
 #pragma GCC visibility push(default)

@@ -39,6 +39,11 @@ std::string Param(uint32_t id, const std::string& value, std::optional<uint32_t>
          Bytes(vsize.value_or(static_cast<uint32_t>(value.size()))) + Bytes(id) + value;
 }
 
+Request DeviceRequest(uint32_t device, const std::string& tail) {
+  return {
+      .code = EFFECT_CMD_SET_DEVICE, .data = Bytes(device) + tail, .cmd_size = 4, .reply_room = 16};
+}
+
 effect_config_t StereoConfig() {
   effect_config_t config{};
   for (buffer_config_t* const half : {&config.inputCfg, &config.outputCfg}) {
@@ -86,11 +91,11 @@ void Effect::Status(const Request& request) {
   Require(reply.result == 0 && reply.status() == 0, request.code, reply);
 }
 
-void Effect::SetDevice(uint32_t device) {
-  Status({.code = EFFECT_CMD_SET_DEVICE,
-          .data = Bytes(device) + std::string(12, 'd'),
-          .cmd_size = 4,
-          .reply_room = 16});
+void Effect::SetDevice(uint32_t device) { Status(DeviceRequest(device)); }
+
+uint32_t Effect::Mode() {
+  return Command({.code = EFFECT_CMD_GET_PARAM, .data = Param(kMode, ""), .reply_size = 20})
+      .Word(16);
 }
 
 void Effect::SetText(uint32_t id, const std::string& value) {

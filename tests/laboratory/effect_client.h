@@ -57,6 +57,8 @@ std::string Bytes(const effect_config_t& config);
 // The payload of a set or get parameter command.
 std::string Param(uint32_t id, const std::string& value, std::optional<uint32_t> vsize = {},
                   uint32_t psize = 4);
+// The command with 16 bytes, of which it declares the device's four.
+Request DeviceRequest(uint32_t device, const std::string& tail = std::string(12, 'd'));
 // float stereo at 48 kHz.
 effect_config_t StereoConfig();
 
@@ -85,6 +87,7 @@ class Effect {
   void SetParam(uint32_t id, uint32_t value) { SetText(id, Bytes(value)); }
   void SetText(uint32_t id, const std::string& value);
   void SetMode(uint32_t mode) { SetParam(kMode, mode); }
+  uint32_t Mode();
   // Returns the status in the reply.
   int32_t SetConfig(const effect_config_t& config);
   std::string Dump();

@@ -160,7 +160,7 @@ TEST(Equalizer, TheLoudestCurveStaysFinite) {
   tuning.curves = {{std::vector<EqualizerBand>(kMaxEqualizerBands,
                                                {BandType::kPeaking, 1000, kBandMaxDb, kBandMaxQ}),
                     {}}};
-  const Planes out = EqualizerInstance(tuning).Process(Planes(2, Signal(200 * kBlock, 1)));
+  const Planes out = EqualizerInstance(tuning).Process(Planes(2, Sine(1000, 1, 200 * kBlock)));
   EXPECT_TRUE(std::all_of(out[0].begin(), out[0].end(), [](float s) { return std::isfinite(s); }));
 }
 

@@ -41,23 +41,6 @@ double LevelDifference_db(std::span<const float> left, std::span<const float> ri
 
 constexpr double kOctaves_hz[] = {250, 500, 1000, 2000, 4000, 8000};
 
-// Their interaural delays are checked where `kelda inspect` measures them.
-TEST(DefaultHrirs, HaveTheDifferencesOfAHead) {
-  const HrirSet& set = DefaultEars();
-  ASSERT_EQ(set.taps, 256);
-  // Left and right are alike, and the middle is in the middle.
-  for (const int plane : {0, 3, 5}) {
-    EXPECT_GT(LevelDifference_db(set.response(plane, 0), set.response(plane, 1), 4000), 5.0);
-    EXPECT_NEAR(LevelDifference_db(set.response(plane, 0), set.response(plane, 1), 60), 0.0, 0.5);
-    for (int ear = 0; ear < kEars; ++ear) {
-      const auto here = set.response(plane, ear), there = set.response(plane + 1, 1 - ear);
-      EXPECT_TRUE(std::equal(here.begin(), here.end(), there.begin()));
-    }
-  }
-  const auto left = set.response(2, 0), right = set.response(2, 1);
-  EXPECT_TRUE(std::equal(left.begin(), left.end(), right.begin()));
-}
-
 // Both ears together: no direction is coloured by more than a good loudspeaker in a room.
 TEST(DefaultHrirs, AreNeutral) {
   const HrirSet& set = DefaultEars();
