@@ -120,55 +120,40 @@ class Host {
 
   void Happen() {
     const auto hrtf = static_cast<uint32_t>(1 + Below(2));
-    switch (Below(12)) {
-      case 0:
-      case 1:
-      case 2:
-        effect_.SetDevice(Of(kDevices));
-        break;
-      case 3:
-      case 4:
-        effect_.SetMode(static_cast<uint32_t>(Below(4)));
-        break;
-      case 5:
-        effect_.SetText(test::kAppPackage, Of(kApplications));
-        break;
-      case 6:
-        effect_.SetParam(test::kWiredHrtf, hrtf);
-        break;
-      case 7:
-        effect_.SetParam(test::kBluetoothHrtf, hrtf);
-        break;
-      case 8:
-        effect_.SetText(test::kReloadTunedAppList, "");
-        effect_.Reset();
-        Flushed();
-        break;
-      case 9:  // another output thread
-        frames_ = Of(kBlocks);
-        Require(effect_.SetConfig(test::StereoConfig()) == 0, "the configuration is refused");
-        ++configs_;
-        Flushed();
-        break;
-      case 10:  // a call begins or ends
-        if (!enabled_) {
-          Enable();
-          break;
-        }
-        effect_.Disable();
-        enabled_ = false;
-        ++disables_;
-        Flushed();
-        effect_.SetDevice(AUDIO_DEVICE_OUT_BLUETOOTH_SCO);
-        break;
-      default:
-        life_.levelled += levelled_ ? 1 : 0;
-        effect_.Init();
-        ++life_.engines;
-        enabled_ = false;
-        Flushed();
-        input_ = dropped_ = 0;
-        Begin();
+    const std::size_t what = Below(12);
+    if (what < 3) effect_.SetDevice(Of(kDevices));
+    if (what == 3 || what == 4) effect_.SetMode(static_cast<uint32_t>(Below(4)));
+    if (what == 5) effect_.SetText(test::kAppPackage, Of(kApplications));
+    if (what == 6) effect_.SetParam(test::kWiredHrtf, hrtf);
+    if (what == 7) effect_.SetParam(test::kBluetoothHrtf, hrtf);
+    if (what == 8) {
+      effect_.SetText(test::kReloadTunedAppList, "");
+      effect_.Reset();
+      Flushed();
+    }
+    if (what == 9) {  // another output thread
+      frames_ = Of(kBlocks);
+      Require(effect_.SetConfig(test::StereoConfig()) == 0, "the configuration is refused");
+      ++configs_;
+      Flushed();
+    }
+    if (what == 10 && !enabled_) {  // a call ends
+      Enable();
+    } else if (what == 10) {
+      effect_.Disable();
+      enabled_ = false;
+      ++disables_;
+      Flushed();
+      effect_.SetDevice(AUDIO_DEVICE_OUT_BLUETOOTH_SCO);
+    }
+    if (what == 11) {
+      life_.levelled += levelled_ ? 1 : 0;
+      effect_.Init();
+      ++life_.engines;
+      enabled_ = false;
+      Flushed();
+      input_ = dropped_ = 0;
+      Begin();
     }
   }
 
