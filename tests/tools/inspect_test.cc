@@ -103,6 +103,8 @@ TEST_F(Inspect, ToldForAReader) {
         "upmix.music.hpp.bin\n                                hpeq  wired.ba.config > "
         "personalized.ba\n                                upl   upl.music.bin\n",
         "  bluetooth standard *     off    pass\n  bluetooth standard *     music  upmm  ",
+        "  bluetooth personalized   off    pass\n"
+        "                                hpeq  bluetooth.ba.config > personalized.ba\n",
         "  com.example.video                  off       cinema "}) {
     EXPECT_TRUE(Holds(result.out, text));
   }
