@@ -27,14 +27,14 @@ std::string ScriptText(const Json& data) {
 
 std::string ReportPage(const Json& data) {
   const std::string json = ScriptText(data);
-  const std::pair<std::string_view, std::string_view> kParts[] = {{"@STYLE@", kReportStyle},
-                                                                  {"@DATA@", json},
-                                                                  {"@CHART@", kReportChart},
-                                                                  {"@SCRIPT@", kReportScript}};
+  const std::pair<std::string_view, std::string_view> parts[] = {{"@STYLE@", kReportStyle},
+                                                                 {"@DATA@", json},
+                                                                 {"@CHART@", kReportChart},
+                                                                 {"@SCRIPT@", kReportScript}};
   // The marks are in this order in the page. The inserted text is not searched for marks.
   std::string page;
   std::string_view rest = kReportHtml;
-  for (const auto& [mark, part] : kParts) {
+  for (const auto& [mark, part] : parts) {
     const std::size_t at = rest.find(mark);
     page.append(rest.substr(0, at)).append(part);
     rest.remove_prefix(at + mark.size());
