@@ -1,9 +1,9 @@
 // compare_audio FIRST SECOND LIMIT: whether two audio files hold the same.
 //
 // Prints the largest difference of two samples, and fails if it is above LIMIT (full
-// scale is 1); with LIMIT 0 the samples agree bit for bit. Fails as well if the files
-// differ in length or channels, if one cannot be read, if a sample is not finite, and
-// if the first is silent: silence agrees with too much.
+// scale is 1); with LIMIT 0 the samples must agree bit for bit. It also fails if the files
+// differ in length or channels, if one cannot be read, if a sample is not finite, or if the
+// first is silent, because a comparison of silence shows nothing.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -25,8 +25,8 @@ int Compare(const Audio& first, const Audio& second, double limit) {
     return 1;
   }
   double peak = 0, largest = 0;
-  size_t differing = 0;
-  for (size_t i = 0; i < first.samples.size(); ++i) {
+  std::size_t differing = 0;
+  for (std::size_t i = 0; i < first.samples.size(); ++i) {
     const float a = first.samples[i], b = second.samples[i];
     if (!std::isfinite(a) || !std::isfinite(b)) {
       std::fprintf(stderr, "sample %zu is not finite\n", i);

@@ -1,9 +1,9 @@
-// A day of use, faster than it passes: hosts beside each other, each on a thread of its own, that
-// create and release the effect, plug headphones in and out, take calls, change applications, modes
-// and HRTFs, in the block sizes of real ones, over the signal library and the default tuning that
-// ship. Watches the answers, the frame counters, the memory and the log, and that what a host hears
-// does not depend on the others. In the build with RealtimeSanitizer the program ends at the first
-// call of the audio path that may block, in the one with ThreadSanitizer at the first race.
+// A day of use, faster than real time: hosts, each on a thread of its own, that create and release
+// the effect, plug headphones in and out, take calls, and change applications, modes and HRTFs,
+// with the block sizes of real hosts, the signal library and the default tuning that ship. Checks
+// the answers, the frame counters, the memory and the log, and that what a host hears does not
+// depend on the others. In the build with RealtimeSanitizer the program ends at the first call of
+// the audio path that may block, in the one with ThreadSanitizer at the first race.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -59,7 +59,9 @@ constexpr const char* kApplications[] = {"com.example.music&0", "com.example.vid
 std::atomic<int> g_errors_logged{0};
 
 void Require(bool holds, const std::string& what) {
-  if (!holds) throw std::runtime_error(what);
+  if (!holds) {
+    throw std::runtime_error(what);
+  }
 }
 
 // What a host did and heard.
@@ -85,7 +87,9 @@ class Host {
       Happen();
       CheckCounters();
       const std::size_t until = static_cast<std::size_t>(kSampleRateHz) * (1 + Below(30)) / 10;
-      for (std::size_t played = 0; played < until; played += frames_) Play();
+      for (std::size_t played = 0; played < until; played += frames_) {
+        Play();
+      }
     }
     life_.levelled += levelled_ ? 1 : 0;
     return life_;
@@ -99,7 +103,9 @@ class Host {
   }
 
   void Play() {
-    if (Below(64) == 0) level_ = Of(kLevels);
+    if (Below(64) == 0) {
+      level_ = Of(kLevels);
+    }
     for (std::size_t i = 0; i < 2 * frames_; ++i) {
       in_[i] = level_ * (static_cast<float>(random_()) / 0x1p63f - 1.0f);
     }
@@ -107,25 +113,39 @@ class Host {
     const int32_t status = effect_.Process(in_.data(), heard.data(), frames_);
     Require(status == (enabled_ ? 0 : -ENODATA), "a block has status " + std::to_string(status));
     life_.frames += frames_;
-    if (!enabled_) return;
+    if (!enabled_) {
+      return;
+    }
     Require(std::all_of(heard.begin(), heard.begin() + static_cast<std::ptrdiff_t>(2 * frames_),
                         [](float sample) { return std::abs(sample) <= 1.5f; }),
-            "a sample that is no number, or beyond all that was played");
+            "a sample that is not a number, or louder than anything that was played");
     const std::string_view bytes(reinterpret_cast<const char*>(heard.data()),
                                  2 * frames_ * sizeof(float));
     life_.heard = 31 * life_.heard + std::hash<std::string_view>()(bytes);
     input_ += static_cast<uint32_t>(frames_);
-    if (frames_ != kPeriodFrames) waiting_ = (waiting_ + frames_) % kPeriodFrames;
+    if (frames_ != kPeriodFrames) {
+      waiting_ = (waiting_ + frames_) % kPeriodFrames;
+    }
   }
 
   void Happen() {
     const auto hrtf = static_cast<uint32_t>(1 + Below(2));
     const std::size_t what = Below(12);
-    if (what < 3) effect_.SetDevice(Of(kDevices));
-    if (what == 3 || what == 4) effect_.SetMode(static_cast<uint32_t>(Below(4)));
-    if (what == 5) effect_.SetText(test::kAppPackage, Of(kApplications));
-    if (what == 6) effect_.SetParam(test::kWiredHrtf, hrtf);
-    if (what == 7) effect_.SetParam(test::kBluetoothHrtf, hrtf);
+    if (what < 3) {
+      effect_.SetDevice(Of(kDevices));
+    }
+    if (what == 3 || what == 4) {
+      effect_.SetMode(static_cast<uint32_t>(Below(4)));
+    }
+    if (what == 5) {
+      effect_.SetText(test::kAppPackage, Of(kApplications));
+    }
+    if (what == 6) {
+      effect_.SetParam(test::kWiredHrtf, hrtf);
+    }
+    if (what == 7) {
+      effect_.SetParam(test::kBluetoothHrtf, hrtf);
+    }
     if (what == 8) {
       effect_.SetText(test::kReloadTunedAppList, "");
       effect_.Reset();
@@ -245,7 +265,9 @@ bool Soak(const Limits& limits) {
       together.push_back(std::async(std::launch::async, Live, next_seed + host));
     }
     std::vector<Life> lives;
-    for (auto& life : together) lives.push_back(life.get());
+    for (auto& life : together) {
+      lives.push_back(life.get());
+    }
     together.clear();
     for (const Life& life : lives) {
       all.frames += life.frames;
@@ -290,18 +312,20 @@ void Allocate() {}
 }  // namespace kelda
 
 int main(int argc, char** argv) try {
-  CLI::App app("A day of use of the effect, faster than it passes.");
+  CLI::App app("A day of use of the effect, faster than real time.");
   kelda::Limits limits;
   app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
   app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
-  app.add_option("--seed", limits.seed, "of what happens when")->capture_default_str();
+  app.add_option("--seed", limits.seed, "of the random events")->capture_default_str();
   app.add_flag_callback("--allocate", kelda::Allocate, "what RealtimeSanitizer has to see");
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   property_set("ro.debuggable", "1");
   __android_log_set_logger([](const __android_log_message* message) {
     const bool capture = std::string_view(message->tag) == "KelApsPcmd";  // goes beyond its limit
-    if (message->priority < ANDROID_LOG_WARN || capture) return;
+    if (message->priority < ANDROID_LOG_WARN || capture) {
+      return;
+    }
     ++kelda::g_errors_logged;
     std::fprintf(stderr, "%s: %s\n", message->tag, message->message);
   });

@@ -85,16 +85,28 @@ class Handles {
     const std::size_t i = input->Below(kInstances);
     const std::size_t step = input->Below(12);
     int32_t error, detail;
-    if (step < 2) End(&alive_[i]);
+    if (step < 2) {
+      End(&alive_[i]);
+    }
     if (step == 0) {
       entries_.create(&alive_[i], files.path(), input->OneOf(kConfigs));
       handles_[i] = alive_[i];
     }
-    if (step == 2) entries_.flush(handles_[i]);
-    if (step == 3) entries_.close(handles_[i]);
-    if (step == 4) entries_.last_error(handles_[i], &error, &detail);
-    if (step == 5 || step == 6) entries_.initialize(handles_[i]);
-    if (step > 6) process_(handles_[i], input);
+    if (step == 2) {
+      entries_.flush(handles_[i]);
+    }
+    if (step == 3) {
+      entries_.close(handles_[i]);
+    }
+    if (step == 4) {
+      entries_.last_error(handles_[i], &error, &detail);
+    }
+    if (step == 5 || step == 6) {
+      entries_.initialize(handles_[i]);
+    }
+    if (step > 6) {
+      process_(handles_[i], input);
+    }
   }
 
  private:
@@ -232,12 +244,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   std::optional<Work> music, level;
   for (int i = 0; i < kMostSteps && !input.empty(); ++i) {
     const uint32_t step = input.Below(6);
-    if (step == 0) files.Rewrite(&input);
-    if (step == 1) equalizers.Step(files, &input);
-    if (step == 2) virtualizers.Step(files, &input);
-    if (step == 3) cinema.Step(files, &input);
-    if (step == 4) StepMusic(&music, files, &input);
-    if (step == 5) StepLevel(&level, files, &input);
+    if (step == 0) {
+      files.Rewrite(&input);
+    }
+    if (step == 1) {
+      equalizers.Step(files, &input);
+    }
+    if (step == 2) {
+      virtualizers.Step(files, &input);
+    }
+    if (step == 3) {
+      cinema.Step(files, &input);
+    }
+    if (step == 4) {
+      StepMusic(&music, files, &input);
+    }
+    if (step == 5) {
+      StepLevel(&level, files, &input);
+    }
   }
   return 0;
 }
