@@ -21,7 +21,9 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
 int32_t A0556(uint32_t) { return -7; }
 int32_t A0238(const float* const*, float* const* out, void*) {
   for (int c = 0; c < 2; ++c) {
-    for (int f = 0; f < 1024 + c; ++f) out[c][f] = 1;
+    for (int f = 0; f < 1024 + c; ++f) {
+      out[c][f] = 1;
+    }
   }
   return 0;
 }

@@ -22,10 +22,14 @@ ProgramResult Doctor(int exit_code, std::vector<std::string> arguments) {
 
 // The part of the report on one component: from its heading to the next.
 std::string Component(const std::string& report, const std::string& name) {
-  const size_t begin = report.find("\n" + name + "\n");
-  if (begin == std::string::npos) return "";
-  size_t end = report.find('\n', begin + 1);
-  while (end + 1 < report.size() && report[end + 1] == ' ') end = report.find('\n', end + 1);
+  const std::size_t begin = report.find("\n" + name + "\n");
+  if (begin == std::string::npos) {
+    return "";
+  }
+  std::size_t end = report.find('\n', begin + 1);
+  while (end + 1 < report.size() && report[end + 1] == ' ') {
+    end = report.find('\n', end + 1);
+  }
   return report.substr(begin, end - begin);
 }
 
@@ -77,7 +81,8 @@ TEST(LibraryDoctor, DoesNotRunWhatIsNoWholeLibraryForThisProcessor) {
     EXPECT_TRUE(Holds(foreign, text));
   }
   // Cut at every kind of place: its tables are at the end and their offsets lead out.
-  for (const size_t length : {size_t{17}, size_t{64}, size_t{5000}, bytes.size() - 1}) {
+  for (const std::size_t length :
+       {std::size_t{17}, std::size_t{64}, std::size_t{5000}, bytes.size() - 1}) {
     folder.Write("libupmix-lib.so", bytes.substr(0, length));
     EXPECT_TRUE(Holds(Doctor(3, look).err, ": damaged: ")) << length;
   }
@@ -97,7 +102,7 @@ class TuningDoctor : public testing::Test {
 
   // In a situation, which has a line of its own.
   void ExpectHeard(const std::string& situation, const std::string& what) {
-    const size_t begin = std::min(report_.find("  " + situation + " "), report_.size());
+    const std::size_t begin = std::min(report_.find("  " + situation + " "), report_.size());
     EXPECT_TRUE(Holds(report_.substr(begin, report_.find('\n', begin) - begin), what)) << report_;
   }
 

@@ -46,7 +46,9 @@ std::map<uint32_t, std::string> Names(const std::string& text) {
   std::istringstream words(text);
   std::map<uint32_t, std::string> names;
   uint32_t number = 0;
-  while (words >> std::hex >> number) words >> names[number];
+  while (words >> std::hex >> number) {
+    words >> names[number];
+  }
   return names;
 }
 
@@ -92,15 +94,19 @@ TEST_F(CommandTest, RefusesMalformedCommandsAndChangesNothing) {
     bad.end()[-3].first.null_reply_size = true;
     --bad.end()[-2].first.reply_size;
     ++bad.end()[-1].first.reply_size;
-    if (request.code == EFFECT_CMD_GET_PARAM) bad.pop_back();  // which takes larger ones
+    if (request.code == EFFECT_CMD_GET_PARAM) {
+      bad.pop_back();  // which takes larger ones
+    }
   }
 
   for (const bool enabled : {false, true}) {
-    if (enabled) effect().Enable();
+    if (enabled) {
+      effect().Enable();
+    }
     const std::string before = effect().Dump();
-    for (size_t row = 0; row < bad.size(); ++row) {
+    for (std::size_t row = 0; row < bad.size(); ++row) {
       const auto& [request, text] = bad[row];
-      for (const size_t offset : {0, 1}) {
+      for (const std::size_t offset : {0, 1}) {
         SCOPED_TRACE(testing::Message() << "row " << row << ", code " << request.code);
         const Reply reply = effect().Command(request, offset);
         EXPECT_EQ(reply.result, -22);
@@ -165,8 +171,9 @@ TEST_F(CommandTest, DumpText) {
   effect().SetDevice(AUDIO_DEVICE_OUT_BLUETOOTH_A2DP);
   effect().Enable();
   std::vector<float> out;
-  for (const unsigned frames : {1024u, 480u, 2600u, 200u})
+  for (const unsigned frames : {1024u, 480u, 2600u, 200u}) {
     effect().Process(test::Ramp(frames), &out);
+  }
   effect().Reset();
   EXPECT_EQ(effect().Dump(),
             Counters(1, 0, 0) +
@@ -196,7 +203,7 @@ TEST_F(CommandTest, DumpText) {
 }
 
 TEST_F(CommandTest, ConfigurationIsCheckedAndKept) {
-  const auto stored = [&](size_t offset) {
+  const auto stored = [&](std::size_t offset) {
     const Request get = {.code = EFFECT_CMD_GET_CONFIG, .reply_size = sizeof(effect_config_t)};
     return effect().Command(get, offset).bytes;
   };
@@ -207,7 +214,7 @@ TEST_F(CommandTest, ConfigurationIsCheckedAndKept) {
   config.outputCfg.accessMode = EFFECT_BUFFER_ACCESS_ACCUMULATE;
   config.inputCfg.buffer.frameCount = 77;
   const std::string payload(reinterpret_cast<char*>(&config), sizeof(config));
-  for (const size_t offset : {0, 1, 3}) {
+  for (const std::size_t offset : {0, 1, 3}) {
     const Reply reply = effect().Command({.code = EFFECT_CMD_SET_CONFIG, .data = payload}, offset);
     EXPECT_EQ(reply.status(), 0);
     EXPECT_EQ(stored(offset), payload);
@@ -235,7 +242,9 @@ TEST_F(CommandTest, ChannelMasks) {
     config.inputCfg.channels = config.outputCfg.channels = mask;
     return effect().SetConfig(config);
   };
-  for (const uint32_t mask : {0x3u, 0x5u, 0x800001u}) EXPECT_EQ(set(mask), 0) << mask;
+  for (const uint32_t mask : {0x3u, 0x5u, 0x800001u}) {
+    EXPECT_EQ(set(mask), 0) << mask;
+  }
   EXPECT_EQ(test::TakeLog(), Lines{});
   // All others are refused; the last ones have no names.
   for (const auto& [mask, name] :
@@ -302,7 +311,7 @@ TEST_F(CommandTest, SetParam) {
 
 TEST_F(CommandTest, GetParamAnswersWithTheCommandsHead) {
   effect().SetMode(2);
-  for (const size_t offset : {0, 1, 2}) {
+  for (const std::size_t offset : {0, 1, 2}) {
     // psize is not looked at, and copied with the rest.
     Reply reply = effect().Command(
         {.code = EFFECT_CMD_GET_PARAM, .data = Param(0, "ignored", 99, 12), .reply_size = 24},
@@ -353,7 +362,7 @@ TEST_F(CommandTest, CapturesOnlyWhereBothPropertiesSaySo) {
                                                    {"-1", "1", 1u}}) {
     property_set("ro.debuggable", debuggable);
     property_set("vendor.kelda.pcmdump", request);
-    const size_t before = Files().size();
+    const std::size_t before = Files().size();
     effect().Enable();
     effect().Disable();
     EXPECT_EQ(Files().size(), before + files) << debuggable << ' ' << request;
@@ -365,7 +374,9 @@ TEST_F(CommandTest, CapturesOnlyWhereBothPropertiesSaySo) {
 TEST_F(CommandTest, CapturesWhatTheHostGotForASecond) {
   const auto capture = [&] {
     std::string newest;
-    for (const std::string& name : Files()) newest = name.starts_with("pcmdump_") ? name : newest;
+    for (const std::string& name : Files()) {
+      newest = name.starts_with("pcmdump_") ? name : newest;
+    }
     return newest;
   };
   property_set("ro.debuggable", "1");
@@ -385,10 +396,14 @@ TEST_F(CommandTest, CapturesWhatTheHostGotForASecond) {
   EXPECT_TRUE(Read(first) == heard);
 
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_ENABLE}).result, -38);
-  if (capture() != first) heard.clear();
+  if (capture() != first) {
+    heard.clear();
+  }
   for (int frames = 3000; frames <= 17 * 3000; frames += 3000) {
     effect().Process(test::Ramp(3000), &out);
-    if (frames > 48000) break;  // whole blocks within one second
+    if (frames > 48000) {
+      break;  // whole blocks within one second
+    }
     heard.append(reinterpret_cast<char*>(out.data()), out.size() * sizeof(float));
   }
   EXPECT_EQ(test::TakeLog().back(), "E/KelApsPcmd: Excess Dump Limit");

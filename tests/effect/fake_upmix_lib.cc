@@ -27,12 +27,16 @@ struct EntryState {
 EntryState g_entries[64];
 
 char g_calls[4096][192];
-size_t g_call_count = 0;
+std::size_t g_call_count = 0;
 
 EntryState& Entry(std::string_view name) {
   for (EntryState& entry : g_entries) {
-    if (entry.name[0] == '\0') name.copy(entry.name, sizeof(entry.name) - 1);
-    if (entry.name == name) return entry;
+    if (entry.name[0] == '\0') {
+      name.copy(entry.name, sizeof(entry.name) - 1);
+    }
+    if (entry.name == name) {
+      return entry;
+    }
   }
   std::abort();
 }
@@ -45,7 +49,7 @@ int32_t Called(const char* entry) {
 }
 
 void Append(char* call, std::string_view word) {
-  const size_t length = std::strlen(call);
+  const std::size_t length = std::strlen(call);
   call[length + word.copy(call + length, sizeof(g_calls[0]) - 1 - length)] = '\0';
 }
 
@@ -107,8 +111,12 @@ struct HandleComponent {
   }
 
   int32_t Create(const char* entry, uint32_t* handle, const char* directory, const char* file) {
-    if (const int32_t status = Recorded(entry, directory, file)) return status;
-    if (created == std::size(instances)) return -1000;
+    if (const int32_t status = Recorded(entry, directory, file)) {
+      return status;
+    }
+    if (created == std::size(instances)) {
+      return -1000;
+    }
     instances[created] = {true, false, 0, {}};
     *handle = first_handle + created++;
     return 0;
@@ -119,27 +127,35 @@ struct HandleComponent {
   int32_t Use(const char* entry, uint32_t handle) {
     const int32_t status = Recorded(entry, handle);
     Instance* const instance = Find(handle);
-    if (instance == nullptr) return -1001;
+    if (instance == nullptr) {
+      return -1001;
+    }
     instance->last_detail = Entry(entry).detail;
     return status;
   }
 
   int32_t Initialize(const char* entry, uint32_t handle) {
     const int32_t status = Use(entry, handle);
-    if (status == 0) Find(handle)->initialized = true;
+    if (status == 0) {
+      Find(handle)->initialized = true;
+    }
     return status;
   }
 
   int32_t Flush(const char* entry, uint32_t handle) {
     const int32_t status = Use(entry, handle);
-    if (status == 0) Find(handle)->delay = {};
+    if (status == 0) {
+      Find(handle)->delay = {};
+    }
     return status;
   }
 
   int32_t ErrorDetail(const char* entry, uint32_t handle, int32_t* error, int32_t* detail) {
     const int32_t status = Called(entry);
     Instance* const instance = Find(handle);
-    if (status != 0 || instance == nullptr) return -1001;
+    if (status != 0 || instance == nullptr) {
+      return -1001;
+    }
     *error = -1;
     *detail = instance->last_detail;
     return 0;
@@ -147,7 +163,9 @@ struct HandleComponent {
 
   int32_t Destroy(const char* entry, uint32_t* handle) {
     const int32_t status = Use(entry, *handle);
-    if (status == 0) Find(*handle)->exists = false;  // and leaves *handle to the caller
+    if (status == 0) {
+      Find(*handle)->exists = false;  // and leaves *handle to the caller
+    }
     return status;
   }
 
@@ -238,9 +256,13 @@ int32_t A0237(uint32_t handle) { return g_equalizer.Flush("A0237", handle); }
 int32_t A0836(uint32_t handle, float* const* planes) {
   const int32_t status = Called("A0836");
   auto* const instance = g_equalizer.Find(handle);
-  if (instance == nullptr || !instance->initialized) return -1001;
+  if (instance == nullptr || !instance->initialized) {
+    return -1001;
+  }
   instance->last_detail = Entry("A0836").detail;
-  if (status != 0) return status;
+  if (status != 0) {
+    return status;
+  }
   for (int f = 0; f < kBlock; ++f) {
     planes[0][f] = 0.5f * instance->delay.left.Next(planes[0][f]);
     planes[1][f] = 0.5f * instance->delay.right.Next(planes[1][f]);
@@ -260,17 +282,27 @@ int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
   return Sizes("A0511", fake::kMusicWorkBytes, fake::kMusicParamBytes, work_bytes, param_bytes);
 }
 int32_t A0559(const void* params, void* work) {
-  if (params == nullptr || work == nullptr) return Recorded("A0559", "null"), -1002;
+  if (params == nullptr || work == nullptr) {
+    return Recorded("A0559", "null"), -1002;
+  }
   const int32_t status = Recorded("A0559", ParamText(params, fake::kMusicParamBytes));
   std::memset(work, 0, fake::kMusicWorkBytes);
-  if (status == 0) std::memcpy(work, kMusicMagic, sizeof(kMusicMagic));
+  if (status == 0) {
+    std::memcpy(work, kMusicMagic, sizeof(kMusicMagic));
+  }
   return status;
 }
 int32_t A0239(const float* const* in, float* const* out, void* work) {
-  if (const int32_t status = Called("A0239")) return status;
-  if (std::memcmp(work, kMusicMagic, sizeof(kMusicMagic)) != 0) return -1001;
+  if (const int32_t status = Called("A0239")) {
+    return status;
+  }
+  if (std::memcmp(work, kMusicMagic, sizeof(kMusicMagic)) != 0) {
+    return -1001;
+  }
   for (int c = 0; c < 7; ++c) {
-    for (int f = 0; f < kChunk; ++f) out[c][f] = static_cast<float>(c + 1) * in[c % 2][f];
+    for (int f = 0; f < kChunk; ++f) {
+      out[c][f] = static_cast<float>(c + 1) * in[c % 2][f];
+    }
   }
   return 0;
 }
@@ -287,9 +319,13 @@ int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, 
               const int32_t* channel_flags) {
   const int32_t status = Recorded("A0560", kind, frames);
   auto* const instance = g_virtualizer.Find(handle);
-  if (instance == nullptr || !instance->initialized) return -1001;
+  if (instance == nullptr || !instance->initialized) {
+    return -1001;
+  }
   instance->last_detail = Entry("A0560").detail;
-  if (status != 0) return status;
+  if (status != 0) {
+    return status;
+  }
   if (std::any_of(channel_flags, channel_flags + 7, [](int32_t flag) { return flag != 0; })) {
     return -1003;
   }
@@ -316,17 +352,23 @@ int32_t A0333(uint32_t* param_bytes) {
   return Recorded("A0333");
 }
 void* A0218(const void* params, const char* directory, const char* file) {
-  if (params == nullptr) return Recorded("A0218", "null"), nullptr;
+  if (params == nullptr) {
+    return Recorded("A0218", "null"), nullptr;
+  }
   if (Recorded("A0218", ParamText(params, fake::kCinemaParamBytes), directory, file) != 0) {
     return nullptr;
   }
-  if (g_cinema_created == kMaxInstances) return nullptr;
+  if (g_cinema_created == kMaxInstances) {
+    return nullptr;
+  }
   Cinema& cinema = g_cinemas[g_cinema_created++];
   cinema = {true, g_cinema_created, {}};
   return &cinema;
 }
 int32_t A0238(const float* const* in, float* const* out, void* instance) {
-  if (const int32_t status = Called("A0238")) return status;
+  if (const int32_t status = Called("A0238")) {
+    return status;
+  }
   auto& delay = static_cast<Cinema*>(instance)->delay;
   for (int f = 0; f < kBlock; ++f) {
     out[0][f] = 4 * delay.left.Next(in[1][f]);
@@ -336,14 +378,20 @@ int32_t A0238(const float* const* in, float* const* out, void* instance) {
 }
 int32_t A0593(void* instance) {
   auto* const cinema = static_cast<Cinema*>(instance);
-  if (cinema == nullptr) return Recorded("A0593", "null"), -1001;
-  if (const int32_t status = Recorded("A0593", cinema->id)) return status;
+  if (cinema == nullptr) {
+    return Recorded("A0593", "null"), -1001;
+  }
+  if (const int32_t status = Recorded("A0593", cinema->id)) {
+    return status;
+  }
   cinema->delay = {};
   return 0;
 }
 int32_t A0213(void** instance) {
   auto* const cinema = static_cast<Cinema*>(*instance);
-  if (const int32_t status = Recorded("A0213", cinema->id)) return status;
+  if (const int32_t status = Recorded("A0213", cinema->id)) {
+    return status;
+  }
   cinema->exists = false;  // and leaves *instance to the caller
   return 0;
 }
@@ -355,8 +403,12 @@ int32_t A0557(uint32_t* work_bytes, uint32_t* param_bytes) {
   return Sizes("A0557", fake::kLevelWorkBytes, fake::kLevelParamBytes, work_bytes, param_bytes);
 }
 int32_t A0508(void* work, int32_t block_frames) {
-  if (work == nullptr) return Recorded("A0508", "null"), -1002;
-  if (const int32_t status = Recorded("A0508", block_frames)) return status;
+  if (work == nullptr) {
+    return Recorded("A0508", "null"), -1002;
+  }
+  if (const int32_t status = Recorded("A0508", block_frames)) {
+    return status;
+  }
   const Level level{kLevelMagic, false, {}};
   std::memset(work, 0, fake::kLevelWorkBytes);
   std::memcpy(work, &level, sizeof(level));
@@ -373,10 +425,14 @@ int32_t A0122(void* work, const void* params) {
   return 0;
 }
 int32_t A0217(void* work, const float* in, float* out) {
-  if (const int32_t status = Called("A0217")) return status;
+  if (const int32_t status = Called("A0217")) {
+    return status;
+  }
   Level level;
   std::memcpy(&level, work, sizeof(level));
-  if (level.magic != kLevelMagic || !level.configured) return -1001;
+  if (level.magic != kLevelMagic || !level.configured) {
+    return -1001;
+  }
   for (int f = 0; f < kBlock; ++f) {
     out[2 * f] = 0.25f * level.delay.left.Next(in[2 * f]);
     out[2 * f + 1] = 0.25f * level.delay.right.Next(in[2 * f + 1]);

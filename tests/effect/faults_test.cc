@@ -69,7 +69,9 @@ struct Model {
     int at = 0;
     work[0] = in;
     for (const char stage : stages) {
-      if (stage == '-') continue;
+      if (stage == '-') {
+        continue;
+      }
       const auto [left, right] = work[at];
       Pair& out = work[at = 1 - at];
       const auto state = states.find(stage);
@@ -83,11 +85,21 @@ struct Model {
           out = {left, right};
           break;
         case State::kWorks:
-          if (stage == 'P') out = {left, right};
-          if (stage == 'M') out = {50 * left, 28 * right};
-          if (stage == 'C') out = {4 * right, 2 * left};
-          if (stage == 'E') out = {0.5f * left, 0.5f * right};
-          if (stage == 'L') out = {0.25f * left, 0.25f * right};
+          if (stage == 'P') {
+            out = {left, right};
+          }
+          if (stage == 'M') {
+            out = {50 * left, 28 * right};
+          }
+          if (stage == 'C') {
+            out = {4 * right, 2 * left};
+          }
+          if (stage == 'E') {
+            out = {0.5f * left, 0.5f * right};
+          }
+          if (stage == 'L') {
+            out = {0.25f * left, 0.25f * right};
+          }
       }
     }
     return work[at];
@@ -181,9 +193,15 @@ bool Does(const Step& step, char what) { return step.does.find(what) != std::str
 State After(const Step& step, const Fault& fault, State state) {
   const char stage = fault.stage;
   bool mends = Does(step, 'I');
-  if (fault.harms == Fault::kSize) return mends ? State::kWorks : state;
-  if (stage == 'M' || stage == 'C') mends |= Does(step, 'D');
-  if (stage == 'E') mends |= Does(step, 'E');
+  if (fault.harms == Fault::kSize) {
+    return mends ? State::kWorks : state;
+  }
+  if (stage == 'M' || stage == 'C') {
+    mends |= Does(step, 'D');
+  }
+  if (stage == 'E') {
+    mends |= Does(step, 'E');
+  }
   if (stage == 'L') {
     mends |= Does(step, 'M');
     mends |= state == State::kUntouched ? Does(step, 'm') : Does(step, 'F') || Does(step, 'f');
@@ -220,10 +238,14 @@ class FaultsTest : public test::DataDirTest {
     for (int period = 0; period < 2; ++period) {
       const Model::Pair in = {++level_, -3 * level_};
       std::vector<float> block(2 * 1024), out;
-      for (size_t i = 0; i < block.size(); ++i) block[i] = in[i % 2];
+      for (std::size_t i = 0; i < block.size(); ++i) {
+        block[i] = in[i % 2];
+      }
       ASSERT_EQ(effect.Process(block, &out), 0) << what;
       const Model::Pair expected = model_.Run(in, stages, states());
-      for (size_t i = 2 * 1000; i < out.size(); ++i) ASSERT_EQ(out[i], expected[i % 2]) << what;
+      for (std::size_t i = 2 * 1000; i < out.size(); ++i) {
+        ASSERT_EQ(out[i], expected[i % 2]) << what;
+      }
     }
   }
 
@@ -240,14 +262,20 @@ class FaultsTest : public test::DataDirTest {
     const auto strikes = [&] { return !struck && (struck = fake::Count(fault.entry) >= nth); };
     {
       Effect effect;
-      if (strikes()) state = Struck(fault, kSession[0]);
+      if (strikes()) {
+        state = Struck(fault, kSession[0]);
+      }
       for (const Step& step : kSession) {
         const std::string what =
             std::string(fault.entry) + " " + std::to_string(nth) + " failing, " + step.name;
         state = After(step, fault, state);
-        if (Does(step, 'I')) model_ = {};
+        if (Does(step, 'I')) {
+          model_ = {};
+        }
         step.act(effect);
-        if (strikes()) state = Struck(fault, step);
+        if (strikes()) {
+          state = Struck(fault, step);
+        }
         EXPECT_EQ(effect.Stages(), step.stages) << what;
         CheckPeriods(
             effect, step.stages,
@@ -271,7 +299,9 @@ class FaultsTest : public test::DataDirTest {
 
   // Nothing before the fault, its own line first, and then none but those that follow.
   void CheckLog(const Fault& fault, bool struck, const std::string& what) {
-    for (const std::string& line : test::TakeLog()) log_.push_back(line);
+    for (const std::string& line : test::TakeLog()) {
+      log_.push_back(line);
+    }
     if (!struck || fault.log.empty()) {
       EXPECT_EQ(log_, Lines{}) << what;
       return;
@@ -280,13 +310,15 @@ class FaultsTest : public test::DataDirTest {
     for (const auto& [mark, text] :
          {std::pair{'%', " due to failure with error code -7."},
           {'#', " due to failure with error code -7. [detail code 42]"}}) {
-      if (const size_t at = first.find(mark); at != std::string::npos) first.replace(at, 1, text);
+      if (const std::size_t at = first.find(mark); at != std::string::npos) {
+        first.replace(at, 1, text);
+      }
     }
     const std::map<char, std::string> kTags = {
         {'E', "KELAPhpeq"}, {'M', "KelApUpmmLum"}, {'C', "KelApUpmcLum"}, {'L', "KelApUplLum"}};
     ASSERT_FALSE(log_.empty()) << what;
     EXPECT_EQ(log_[0], "E/" + kTags.at(fault.stage) + ": " + first) << what;
-    for (size_t i = 1; i < log_.size(); ++i) {
+    for (std::size_t i = 1; i < log_.size(); ++i) {
       const bool size = fault.harms == Fault::kSize &&
                         log_[i].find("is bigger than the maxSize") != std::string::npos;
       EXPECT_TRUE(size || (!fault.also.empty() && log_[i].find(fault.also) != std::string::npos))
@@ -302,10 +334,14 @@ class FaultsTest : public test::DataDirTest {
 TEST_F(FaultsTest, EveryCallOfEveryEntry) {
   for (const Fault& fault : kFaults) {
     int nth = 1;
-    while (Live(fault, nth) && !HasFailure()) ++nth;
+    while (Live(fault, nth) && !HasFailure()) {
+      ++nth;
+    }
     EXPECT_GT(nth, 1) << fault.entry << " is never called";
     EXPECT_EQ(fake::LiveInstances(), 0) << "after the run in which nothing failed";
-    if (HasFailure()) return;
+    if (HasFailure()) {
+      return;
+    }
   }
 }
 
@@ -359,12 +395,24 @@ TEST_F(FaultsTest, EveryParameterFileInEveryCondition) {
       };
 
       std::filesystem::remove(path);
-      if (condition == "empty") Write(file.name, "");
-      if (condition == "short") Write(file.name, good.substr(0, file.bytes - 1));
-      if (condition == "long") Write(file.name, good + "x");
-      if (condition == "directory") std::filesystem::create_directory(path);
-      if (condition == "fifo") mkfifo(path.c_str(), 0600);
-      if (condition == "link to itself") std::filesystem::create_symlink(path, path);
+      if (condition == "empty") {
+        Write(file.name, "");
+      }
+      if (condition == "short") {
+        Write(file.name, good.substr(0, file.bytes - 1));
+      }
+      if (condition == "long") {
+        Write(file.name, good + "x");
+      }
+      if (condition == "directory") {
+        std::filesystem::create_directory(path);
+      }
+      if (condition == "fifo") {
+        mkfifo(path.c_str(), 0600);
+      }
+      if (condition == "link to itself") {
+        std::filesystem::create_symlink(path, path);
+      }
       if (condition == "unreadable") {
         Write(file.name, good);
         std::filesystem::permissions(path, std::filesystem::perms::none);
@@ -423,7 +471,9 @@ TEST_F(FaultsTest, AFullDiskUnderTheCapture) {
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit full = {0, before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &full);
-  for (int second = 0; second < 30; ++second) check();  // beyond the capture's limit, too
+  for (int second = 0; second < 30; ++second) {
+    check();  // beyond the capture's limit, too
+  }
   effect.Disable();
   setrlimit(RLIMIT_FSIZE, &before);
   const Lines log = test::TakeLog();

@@ -139,7 +139,9 @@ Lines OutputOf(const std::string& command) {
   FILE* const output = popen(command.c_str(), "r");
   Lines lines;
   std::array<char, 4096> line;
-  while (std::fgets(line.data(), line.size(), output) != nullptr) lines.push_back(line.data());
+  while (std::fgets(line.data(), line.size(), output) != nullptr) {
+    lines.push_back(line.data());
+  }
   EXPECT_EQ(pclose(output), 0) << command;
   return lines;
 }
@@ -165,7 +167,9 @@ TEST_F(LibraryTest, ExportsAndImportsNoMoreThanItNeeds) {
   EXPECT_EQ(taken_from(KELDA_LIBCUTILS), std::set<std::string>{"property_get_int32"});
   const std::set<std::string> signal = taken_from(KELDA_FAKE_UPMIX_LIB);
   EXPECT_EQ(signal.size(), 31u);
-  for (const std::string& name : signal) EXPECT_TRUE(name.starts_with("A0")) << name;
+  for (const std::string& name : signal) {
+    EXPECT_TRUE(name.starts_with("A0")) << name;
+  }
   EXPECT_EQ(Symbols(KELDA_OPEN_UPMIX_LIB, "--defined-only"), signal);
 }
 
@@ -175,7 +179,9 @@ TEST_F(LibraryTest, NeedsTheLibrariesByTheirNamesOnThePhone) {
   const Lines kToolchain = {"libstdc++.so", "libm.so",    "libgcc_s.so", "libc.so",
                             "ld-linux",     "libasan.so", "libubsan.so", "libtsan.so"};
   for (const std::string& line : OutputOf(KELDA_READELF " -dW " KELDA_LIBRARY)) {
-    if (line.find("(NEEDED)") == std::string::npos) continue;
+    if (line.find("(NEEDED)") == std::string::npos) {
+      continue;
+    }
     const std::string name = line.substr(line.find('[') + 1, line.find(']') - line.find('[') - 1);
     EXPECT_TRUE(ours.erase(name) == 1 ||
                 std::any_of(kToolchain.begin(), kToolchain.end(),

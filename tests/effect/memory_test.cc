@@ -152,7 +152,7 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
       {1, {.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(nowhere))}},
   };
   int refusals = 0;
-  for (size_t i = 0; i < 2 * std::size(kCases); ++i) {
+  for (std::size_t i = 0; i < 2 * std::size(kCases); ++i) {
     const auto& [mode, request] = kCases[i / 2];
     // Nor is there memory for what is said of files that are missing.
     setenv("KELDA_DATA_DIR", (i % 2 == 0 ? dir() : Path("missing")).c_str(), 1);
@@ -168,7 +168,9 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
       for (Effect* const e : {&effect, &untouched}) {
         e->SetMode(mode);
         e->SetDevice(kWired);
-        if (request.code != EFFECT_CMD_ENABLE) Played(*e);
+        if (request.code != EFFECT_CMD_ENABLE) {
+          Played(*e);
+        }
       }
       test::TakeLog();
       // Made ahead, so that the call that fails is the library's.
@@ -182,7 +184,9 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
                                      data.data(), &reply_size, reply.data());
       test::FailNew(0);
       refused = test::NewCalls() - before >= n;
-      if (!refused) break;
+      if (!refused) {
+        break;
+      }
       ++refusals;
       ASSERT_EQ(result, -22);
       EXPECT_EQ(reply, std::string(16, '\xAA'));

@@ -40,7 +40,9 @@ TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
   TakeCalls();
   const auto process = [&](int blocks) {
     std::vector<float> out;
-    for (int i = 0; i < blocks; ++i) effect->Process(test::Ramp(1024), &out);
+    for (int i = 0; i < blocks; ++i) {
+      effect->Process(test::Ramp(1024), &out);
+    }
     return TakeCalls();
   };
   effect->SetDevice(kWired);
@@ -108,9 +110,15 @@ std::string Text(const Plan& plan) {
     }
   };
   if (plan.mode_change) {
-    for (const auto& [stage, on] : plan.mode_change->switches) add(stage, on);
-    if (plan.mode_change->fade) text += "fade ";
-    if (plan.mode_change->level) send(*plan.mode_change->level);
+    for (const auto& [stage, on] : plan.mode_change->switches) {
+      add(stage, on);
+    }
+    if (plan.mode_change->fade) {
+      text += "fade ";
+    }
+    if (plan.mode_change->level) {
+      send(*plan.mode_change->level);
+    }
   }
   if (plan.headphone) {
     add(Stage::HeadphoneEqualizer, plan.headphone->equalizer);
@@ -178,7 +186,9 @@ TEST_F(ModeTest, ApplicationsDecideInAuto) {
       {"com.other&1", "--C-L"}, {"com.other&", "-M--L"},   {"com.other&11", "--C-L"},
       {"com.other&0", "-M--L"}, {"&1", "--C-L"},           {"com.other&01", "-M--L"},
       {"com.film&1", "--C-L"},  {"com.other&&1", "-M--L"}, {"com.game&0", "P----"}};
-  for (const auto& [package, stages] : kApps) expect_stages(package, stages);
+  for (const auto& [package, stages] : kApps) {
+    expect_stages(package, stages);
+  }
   Write("tunedapp_list", "com.game,CINEMA");
   expect_stages("com.game&0", "P----");
   effect.SetText(test::kReloadTunedAppList, "");

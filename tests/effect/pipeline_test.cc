@@ -27,19 +27,21 @@ TEST(MatrixConversionTest, AgreesWithTheIndexFormulaOnAwkwardSizes) {
   std::mt19937 random(test::NewSeed());
   for (const int frames : {1, 2, 3, 4, 5, 7, 8, 31, 65, 1023, 1024}) {
     for (int channels = 1; channels <= 33; channels += channels < 17 ? 1 : 16) {
-      std::vector<int> table(static_cast<size_t>(channels));
+      std::vector<int> table(static_cast<std::size_t>(channels));
       std::iota(table.begin(), table.end(), 0);
       for (const bool reordered : {false, true}) {
-        if (reordered) std::shuffle(table.begin(), table.end(), random);
+        if (reordered) {
+          std::shuffle(table.begin(), table.end(), random);
+        }
         const int* const used = reordered ? table.data() : nullptr;
         const auto in = test::Ramp(static_cast<unsigned>(frames * channels) + 1, 1);
         const int plane_frames = frames + channels % 2 * 3;
-        std::vector<float> planar(static_cast<size_t>(plane_frames * channels) + 1);
+        std::vector<float> planar(static_cast<std::size_t>(plane_frames * channels) + 1);
         std::vector<float> interleaved(in.size());
         std::vector<float> expected_planar(planar), expected_interleaved(interleaved);
         for (int f = 0; f < frames; ++f) {
           for (int c = 0; c < channels; ++c) {
-            const int to = table[static_cast<size_t>(c)];
+            const int to = table[static_cast<std::size_t>(c)];
             (&expected_planar[1])[to * plane_frames + f] = (&in[1])[f * channels + c];
             (&expected_interleaved[1])[f * channels + to] = (&in[1])[c * frames + f];
           }
@@ -74,7 +76,9 @@ TEST(SequencerTest, ReordersChannelsOnTheWayInOnly) {
     ASSERT_TRUE(sequencer.SetProcessorChain(&chain));
     EXPECT_FALSE(sequencer.SetProcessorChain(&empty));
     std::vector<float> in(3 * channels), out(3 * channels);
-    for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<float>(i % channels);
+    for (std::size_t i = 0; i < in.size(); ++i) {
+      in[i] = static_cast<float>(i % channels);
+    }
     ASSERT_TRUE(sequencer.Process(in.data(), out.data(), 3));
     for (unsigned frame = 0; frame < 3; ++frame) {
       const auto first = out.begin() + frame * channels;
@@ -110,7 +114,9 @@ class WrappersTest : public test::DataDirTest {};
 // Until the library has destroyed an instance it is asked again, at the end at the latest.
 TEST_F(WrappersTest, KeepWhatTheLibraryDoesNotDestroy) {
   WriteTuning();
-  for (const char* const entry : {"A0812", "A0810", "A0213"}) fake::Fail(entry, -7, 0, 1);
+  for (const char* const entry : {"A0812", "A0810", "A0213"}) {
+    fake::Fail(entry, -7, 0, 1);
+  }
   {
     LumHpEqLib equalizer;
     LumVirtualizerLib virtualizer(7);

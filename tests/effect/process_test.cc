@@ -84,7 +84,9 @@ class Stream {
         const bool accepted =
             effect_.SetConfig(how == 2 ? test::StereoConfig() : effect_config_t{}) == 0;
         ASSERT_EQ(accepted, how == 2);
-        if (!accepted) return;
+        if (!accepted) {
+          return;
+        }
     }
     discarded_ += queued_.size();
     ready_ = false;
@@ -95,7 +97,7 @@ class Stream {
 
   void ExpectCounters() {
     const std::string report = effect_.Dump();
-    for (const auto& [label, count] : {std::pair<std::string, size_t>{"input  : ", fed_},
+    for (const auto& [label, count] : {std::pair<std::string, std::size_t>{"input  : ", fed_},
                                        {"process: ", processed_},
                                        {"output : ", heard_},
                                        {"discard: ", discarded_}}) {
@@ -111,14 +113,18 @@ class Stream {
     std::vector<float> out;
     const auto hear = [&](Frame frame) { out.insert(out.end(), frame.begin(), frame.end()); };
     if (frames == kPeriod) {  // passes by what waits in the rings
-      for (unsigned i = 0; i < frames; ++i) hear(RunStages(fed_++));
+      for (unsigned i = 0; i < frames; ++i) {
+        hear(RunStages(fed_++));
+      }
       heard_ += frames;
       return out;
     }
     const unsigned whole = frames > kLongest ? kPeriod : frames;
     for (unsigned begin = 0; begin < frames; begin += whole) {
       const unsigned slice = std::min(whole, frames - begin);
-      for (unsigned i = 0; i < slice; ++i) waiting_.push_back(fed_++);
+      for (unsigned i = 0; i < slice; ++i) {
+        waiting_.push_back(fed_++);
+      }
       while (waiting_.size() >= kPeriod) {
         for (unsigned i = 0; i < kPeriod; ++i, waiting_.pop_front()) {
           queued_.push_back(RunStages(waiting_.front()));
@@ -128,7 +134,9 @@ class Stream {
       const bool silent = !ready_ || queued_.size() < slice;
       for (unsigned i = 0; i < slice; ++i) {
         hear(silent ? Frame{} : queued_.front());
-        if (!silent) queued_.pop_front();
+        if (!silent) {
+          queued_.pop_front();
+        }
       }
       heard_ += silent ? 0 : slice;
     }
@@ -137,7 +145,9 @@ class Stream {
   Frame RunStages(unsigned frame) {
     ++processed_;
     delayed_.push_back(static_cast<float>(frame + 1));
-    if (delayed_.size() <= sound_.delay) return {};
+    if (delayed_.size() <= sound_.delay) {
+      return {};
+    }
     const float left = delayed_.front();
     delayed_.pop_front();
     return {sound_.gain[0] * (sound_.from[0] == 0 ? left : -left),
@@ -147,7 +157,7 @@ class Stream {
   const Sound sound_;
   Effect effect_;
   unsigned fed_ = 0;
-  size_t processed_ = 0, heard_ = 0, discarded_ = 0;
+  std::size_t processed_ = 0, heard_ = 0, discarded_ = 0;
   bool ready_ = false;
   std::deque<float> delayed_;     // within the stages
   std::deque<unsigned> waiting_;  // in the input ring
@@ -158,17 +168,25 @@ TEST_F(ProcessTest, RandomBlocksLoseAndRepeatNothingInAnyMode) {
   std::mt19937 random(test::NewSeed());
   const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
   std::vector<std::unique_ptr<Stream>> streams;  // at once: they do not know of each other
-  for (const Sound& sound : kSounds) streams.push_back(std::make_unique<Stream>(sound));
+  for (const Sound& sound : kSounds) {
+    streams.push_back(std::make_unique<Stream>(sound));
+  }
   for (int step = 0; step < 4000; ++step) {
     for (const auto& stream : streams) {
-      if (step > 200 && stream != streams[0]) break;  // loud ones are no longer exact
-      if (below(12) == 0) stream->Flush(below(4));
+      if (step > 200 && stream != streams[0]) {
+        break;  // loud ones are no longer exact
+      }
+      if (below(12) == 0) {
+        stream->Flush(below(4));
+      }
       const unsigned sizes[] = {kPeriod, 1 + below(700), 1 + below(kLongest),
                                 kLongest - 2 + below(5), 1 + below(9000)};
       ASSERT_NO_FATAL_FAILURE(stream->Feed(sizes[below(5)], below(2) == 0));
     }
   }
-  for (const auto& stream : streams) stream->ExpectCounters();
+  for (const auto& stream : streams) {
+    stream->ExpectCounters();
+  }
 }
 
 // A constant, so that every sample shows the gain that it was given, in blocks of 480.
@@ -199,8 +217,10 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
           ASSERT_EQ(out, std::vector<float>(960));
           continue;
         }
-        for (size_t f = 0; f < 480; ++f, ++heard) {
-          if (heard < 16) continue;         // the stages' delays fill
+        for (std::size_t f = 0; f < 480; ++f, ++heard) {
+          if (heard < 16) {
+            continue;  // the stages' delays fill
+          }
           const int p = heard - processed;  // since the change
           double gain = 1;
           if (block >= change && sound.mode != 0) {
@@ -226,10 +246,10 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
 // Which block takes up the fade that a mode asks for shows in its silence: the latency of
 // the chain that ran then. The next mode has none, and does not fade.
 TEST_F(ProcessTest, EveryBlockTakesUpAFadeButOneOfAPeriod) {
-  constexpr size_t kSilence = 96 + 48, kRampsFirst = 1, kPrimes = 4 * 512 - 512;
+  constexpr std::size_t kSilence = 96 + 48, kRampsFirst = 1, kPrimes = 4 * 512 - 512;
   const struct {
     unsigned frames;
-    size_t silent;
+    std::size_t silent;
   } kCases[] = {{0, kPrimes + kSilence + kRampsFirst},
                 {512, kPrimes + kSilence + kRampsFirst},
                 {4 * kPeriod, kPeriod + kSilence + kRampsFirst},
@@ -240,14 +260,16 @@ TEST_F(ProcessTest, EveryBlockTakesUpAFadeButOneOfAPeriod) {
     effect.Enable();
     std::vector<float> heard, out;
     effect.Process(std::vector<float>(2 * frames, 1.0f), &heard);
-    if (frames == kPeriod) heard.clear();  // was heard at once
+    if (frames == kPeriod) {
+      heard.clear();  // was heard at once
+    }
     effect.SetMode(0);
     for (int block = 0; block < 8; ++block) {
       effect.Process(std::vector<float>(2 * 512, 1.0f), &out);
       heard.insert(heard.end(), out.begin(), out.end());
     }
     const auto first = std::find_if(heard.begin(), heard.end(), [](float f) { return f != 0; });
-    EXPECT_EQ(static_cast<size_t>(first - heard.begin()), 2 * silent) << frames;
+    EXPECT_EQ(static_cast<std::size_t>(first - heard.begin()), 2 * silent) << frames;
   }
 }
 
@@ -268,7 +290,9 @@ TEST_F(ProcessTest, RefusesWhatIsMissingOrUnequal) {
     EXPECT_EQ(out, std::vector<float>(16, 7.0f));
     EXPECT_EQ(process(effect.handle(), &source, &sink), idle);
     EXPECT_EQ(out, std::vector<float>(16, idle == 0 ? 0.0f : 7.0f));
-    if (idle != 0) effect.Enable();
+    if (idle != 0) {
+      effect.Enable();
+    }
   }
   source.frameCount = sink.frameCount = 0;
   EXPECT_EQ(process(effect.handle(), &source, &sink), 0);

@@ -67,16 +67,18 @@ void DataDirTest::WriteTuning(const std::string& hrtf) const {
 Lines DataDirTest::TakeCalls() const {
   Lines calls = fake::TakeCalls();
   for (std::string& call : calls) {
-    const size_t at = call.find(dir());
-    if (at != std::string::npos) call.replace(at, dir().size(), "DIR");
+    const std::size_t at = call.find(dir());
+    if (at != std::string::npos) {
+      call.replace(at, dir().size(), "DIR");
+    }
   }
   return calls;
 }
 
 std::vector<float> Ramp(unsigned frames, unsigned channels, unsigned first_frame) {
-  std::vector<float> block(size_t{frames} * channels);
-  for (size_t i = 0; i < block.size(); ++i) {
-    const size_t frame = first_frame + i / channels + 1;
+  std::vector<float> block(std::size_t{frames} * channels);
+  for (std::size_t i = 0; i < block.size(); ++i) {
+    const std::size_t frame = first_frame + i / channels + 1;
     const auto value = static_cast<float>(frame);
     block[i] = i % channels % 2 == 0 ? value : -value;
   }

@@ -80,7 +80,9 @@ TEST_F(TuningFilesTest, ParameterDataUnderItsLimit) {
   EXPECT_EQ(ParamFileReader::GetParamData("/proc/self/maps", &three, 3), 3u);
   EXPECT_EQ(three.size(), 3u);
   const std::string page = "/sys/kernel/mm/transparent_hugepage/enabled";
-  if (!std::filesystem::exists(page)) GTEST_SKIP();
+  if (!std::filesystem::exists(page)) {
+    GTEST_SKIP();
+  }
   EXPECT_EQ(ParamFileReader::GetParamData(page, &data, 1 << 20), 0u);
   EXPECT_EQ(test::TakeLog().at(0).find(tag + "File " + page + " read size is smaller than file"),
             0u);
@@ -120,7 +122,9 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   for (const auto& row : kRows) {
     const auto number = std::to_string(&row - kRows + 1);
     text += (text.empty() ? "" : "\n") + row.line;  // the last one without a line end
-    if (!row.rejected.empty()) rejected.push_back(line + number + row.rejected);
+    if (!row.rejected.empty()) {
+      rejected.push_back(line + number + row.rejected);
+    }
   }
   Write("tunedapp_list", text);
   TunedAppList list;
@@ -135,7 +139,9 @@ TEST_F(TuningFilesTest, TunedApplicationsLineByLine) {
   // Lines of up to 4096 bytes, read in blocks of as many; 32 warnings.
   const std::string name(4096 - std::strlen(",MUSIC"), 'n');
   text = name + ",MUSIC\n" + name + "n,MUSIC\n" + name.substr(1) + ",MUSIC";
-  for (int bad = 0; bad < 34; ++bad) text += "\nx,y";
+  for (int bad = 0; bad < 34; ++bad) {
+    text += "\nx,y";
+  }
   Write("tunedapp_list", text + "\ncom.last,MUSIC");
   list.Reload();
   Lines warned;

@@ -14,10 +14,12 @@ std::atomic<int64_t> g_live_blocks{0};
 std::atomic<uint64_t> g_fail_in{0};
 std::atomic<bool> g_paused{false};
 
-void* New(size_t bytes, size_t alignment) {
+void* New(std::size_t bytes, std::size_t alignment) {
   if (!g_paused) {
     ++g_new_calls;
-    if (g_fail_in != 0 && --g_fail_in == 0) throw std::bad_alloc();
+    if (g_fail_in != 0 && --g_fail_in == 0) {
+      throw std::bad_alloc();
+    }
   }
   void* block = nullptr;
   if (alignment <= alignof(std::max_align_t)) {
@@ -25,13 +27,17 @@ void* New(size_t bytes, size_t alignment) {
   } else if (posix_memalign(&block, alignment, bytes) != 0) {
     block = nullptr;
   }
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
   ++g_live_blocks;
   return block;
 }
 
 void Delete(void* block) noexcept {
-  if (block == nullptr) return;
+  if (block == nullptr) {
+    return;
+  }
   --g_live_blocks;
   std::free(block);
 }
@@ -49,40 +55,42 @@ void PauseNew(bool paused) { g_paused = paused; }
 }  // namespace kelda::test
 
 // The library's own for arrays call these.
-void* operator new(size_t bytes) { return New(bytes, 0); }
-void* operator new(size_t bytes, std::align_val_t a) { return New(bytes, static_cast<size_t>(a)); }
+void* operator new(std::size_t bytes) { return New(bytes, 0); }
+void* operator new(std::size_t bytes, std::align_val_t a) {
+  return New(bytes, static_cast<std::size_t>(a));
+}
 void operator delete(void* block) noexcept { Delete(block); }
-void operator delete(void* block, size_t) noexcept { Delete(block); }
+void operator delete(void* block, std::size_t) noexcept { Delete(block); }
 void operator delete(void* block, std::align_val_t) noexcept { Delete(block); }
-void operator delete(void* block, size_t, std::align_val_t) noexcept { Delete(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Delete(block); }
 
 #ifdef KELDA_COUNTS_MALLOC
 #pragma GCC visibility push(default)
 extern "C" {
 
 // The C library's own, under the names that it keeps for replacements like these.
-void* __libc_malloc(size_t bytes);
-void* __libc_calloc(size_t count, size_t bytes);
-void* __libc_realloc(void* block, size_t bytes);
-void* __libc_memalign(size_t alignment, size_t bytes);
+void* __libc_malloc(std::size_t bytes);
+void* __libc_calloc(std::size_t count, std::size_t bytes);
+void* __libc_realloc(void* block, std::size_t bytes);
+void* __libc_memalign(std::size_t alignment, std::size_t bytes);
 
-void* malloc(size_t bytes) {
+void* malloc(std::size_t bytes) {
   ++g_malloc_calls;
   return __libc_malloc(bytes);
 }
-void* calloc(size_t count, size_t bytes) {
+void* calloc(std::size_t count, std::size_t bytes) {
   ++g_malloc_calls;
   return __libc_calloc(count, bytes);
 }
-void* realloc(void* block, size_t bytes) {
+void* realloc(void* block, std::size_t bytes) {
   ++g_malloc_calls;
   return __libc_realloc(block, bytes);
 }
-void* aligned_alloc(size_t alignment, size_t bytes) {
+void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
   ++g_malloc_calls;
   return __libc_memalign(alignment, bytes);
 }
-int posix_memalign(void** block, size_t alignment, size_t bytes) {
+int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
   ++g_malloc_calls;
   *block = __libc_memalign(alignment, bytes);
   return *block != nullptr ? 0 : ENOMEM;

@@ -27,7 +27,7 @@ Audio ReadAudio(const std::string& path) {
     throw std::runtime_error("cannot read " + path + ": " + sf_strerror(nullptr));
   }
   Audio audio{{}, info.channels, info.samplerate, info.format};
-  audio.samples.resize(static_cast<size_t>(info.frames * info.channels));
+  audio.samples.resize(static_cast<std::size_t>(info.frames * info.channels));
   const sf_count_t read = sf_readf_float(file, audio.samples.data(), info.frames);
   sf_close(file);
   if (read != info.frames) {
@@ -40,9 +40,9 @@ Audio Noise(int64_t frames, int channels) {
   std::mt19937 random(20240501);
   Audio audio;
   audio.channels = channels;
-  audio.samples.resize(static_cast<size_t>(frames * channels));
+  audio.samples.resize(static_cast<std::size_t>(frames * channels));
   for (float& sample : audio.samples) {
-    const auto step = static_cast<int32_t>(random() % (1U << 23)) - (1 << 22);
+    const auto step = static_cast<int32_t>(random() % (1u << 23)) - (1 << 22);
     sample = static_cast<float>(step == 0 ? 1 : step) / static_cast<float>(1 << 23);
   }
   return audio;

@@ -118,11 +118,17 @@ class Component {
     EXPECT_EQ(in.size(), inputs_);
     Planes out(outputs_, Signal(in[0].size()));
     for (std::size_t at = 0; at + kBlock <= in[0].size(); at += kBlock) {
-      if (before) before(at / kBlock);
+      if (before) {
+        before(at / kBlock);
+      }
       const float* from[kPlanes];
       float* to[kPlanes];
-      for (std::size_t p = 0; p < inputs_; ++p) from[p] = &in[p][at];
-      for (std::size_t p = 0; p < outputs_; ++p) to[p] = &out[p][at];
+      for (std::size_t p = 0; p < inputs_; ++p) {
+        from[p] = &in[p][at];
+      }
+      for (std::size_t p = 0; p < outputs_; ++p) {
+        to[p] = &out[p][at];
+      }
       EXPECT_EQ(Block(from, to), kOk);
     }
     return out;
@@ -164,7 +170,9 @@ class EqualizerInstance : public HandleInstance {
   explicit EqualizerInstance(const EqualizerTuning& tuning)
       : HandleInstance(kEqualizerEntries, 2, BuildEqualizerFile(tuning)) {}
   int32_t Block(const float* const* in, float* const* out) override {
-    for (const std::size_t ear : {0u, 1u}) std::copy_n(in[ear], kBlock, out[ear]);
+    for (const std::size_t ear : {0u, 1u}) {
+      std::copy_n(in[ear], kBlock, out[ear]);
+    }
     return A0836(handle(), out);
   }
 };
@@ -174,7 +182,9 @@ class VirtualizerInstance : public HandleInstance {
   explicit VirtualizerInstance(const HrirSet& hrirs)
       : HandleInstance(kVirtualizerEntries, kPlanes, EncodeHrirSet(hrirs)) {}
   int32_t Block(const float* const* in, float* const* out) override {
-    for (std::size_t p = 0; p < kPlanes; ++p) std::copy_n(in[p], kBlock, &planes_[p * kBlock]);
+    for (std::size_t p = 0; p < kPlanes; ++p) {
+      std::copy_n(in[p], kBlock, &planes_[p * kBlock]);
+    }
     return A0560(handle(), kind, frames, out, planes_.data(), flags.data());
   }
   // Replaces the files that the instance was created from.
@@ -204,8 +214,12 @@ class MusicInstance : public Component {
     for (std::size_t at = 0; at < kBlock; at += kHopFrames) {
       const float* from[2] = {in[0] + at, in[1] + at};
       float* to[kPlanes];
-      for (std::size_t p = 0; p < kPlanes; ++p) to[p] = out[p] + at;
-      if (const int32_t status = A0239(from, to, work())) return status;
+      for (std::size_t p = 0; p < kPlanes; ++p) {
+        to[p] = out[p] + at;
+      }
+      if (const int32_t status = A0239(from, to, work())) {
+        return status;
+      }
     }
     return kOk;
   }
@@ -256,9 +270,13 @@ class LevelInstance : public Component {
     EXPECT_EQ(LevelInstance::Flush(), kOk);
   }
   int32_t Block(const float* const* in, float* const* out) override {
-    for (std::size_t i = 0; i < 2 * kBlock; ++i) in_[i] = in[i % 2][i / 2];
+    for (std::size_t i = 0; i < 2 * kBlock; ++i) {
+      in_[i] = in[i % 2][i / 2];
+    }
     const int32_t status = A0217(work(), in_.data(), out_.data());
-    for (std::size_t i = 0; i < 2 * kBlock; ++i) out[i % 2][i / 2] = out_[i];
+    for (std::size_t i = 0; i < 2 * kBlock; ++i) {
+      out[i % 2][i / 2] = out_[i];
+    }
     return status;
   }
   int32_t Flush() override { return A0122(work(), &parameters_); }

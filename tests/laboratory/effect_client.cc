@@ -13,7 +13,9 @@ namespace kelda::test {
 namespace {
 
 void Require(bool accepted, uint32_t code, const Reply& reply) {
-  if (accepted) return;
+  if (accepted) {
+    return;
+  }
   throw std::runtime_error("the effect answered command " + std::to_string(code) + " with " +
                            std::to_string(reply.result) + ", status " +
                            std::to_string(reply.status()));
@@ -21,7 +23,7 @@ void Require(bool accepted, uint32_t code, const Reply& reply) {
 
 }  // namespace
 
-uint32_t Reply::Word(size_t offset) const {
+uint32_t Reply::Word(std::size_t offset) const {
   uint32_t word = 0;
   bytes.copy(reinterpret_cast<char*>(&word), sizeof(word), offset);
   return word;
@@ -68,9 +70,9 @@ Effect::~Effect() {
   }
 }
 
-Reply Effect::Command(const Request& request, size_t offset) {
+Reply Effect::Command(const Request& request, std::size_t offset) {
   // On the heap and no byte longer than declared, so that a sanitizer bites.
-  const size_t data_size = request.data.size();
+  const std::size_t data_size = request.data.size();
   const auto data = std::make_unique<char[]>(offset + data_size);
   request.data.copy(data.get() + offset, data_size);
   Reply reply{0, std::string(request.reply_room.value_or(request.reply_size), '\xAA'),
@@ -110,14 +112,16 @@ int32_t Effect::SetConfig(const effect_config_t& config) {
 
 std::string Effect::Dump() {
   int ends[2];
-  if (pipe(ends) != 0) std::abort();
+  if (pipe(ends) != 0) {
+    std::abort();
+  }
   const Reply reply =
       Command({.code = EFFECT_CMD_DUMP, .data = Bytes(static_cast<uint32_t>(ends[1]))});
   close(ends[1]);
   std::array<char, 65536> text;
   std::string dump;
   while (const ssize_t count = read(ends[0], text.data(), text.size())) {
-    dump.append(text.data(), static_cast<size_t>(count));
+    dump.append(text.data(), static_cast<std::size_t>(count));
   }
   close(ends[0]);
   Require(reply.result == 0, EFFECT_CMD_DUMP, reply);
@@ -136,7 +140,7 @@ std::string Effect::Stages() {
   return stages;
 }
 
-int32_t Effect::Process(float* in, float* out, size_t frames) const {
+int32_t Effect::Process(float* in, float* out, std::size_t frames) const {
   audio_buffer_t from{frames, {in}}, to{frames, {out}};
   return (*handle_)->process(handle_, &from, &to);
 }
@@ -148,7 +152,9 @@ int32_t Effect::Process(const std::vector<float>& in, std::vector<float>* out, b
   out->reserve(1);
   float* const to = in_place ? input.data() : out->data();
   const int32_t result = Process(input.data(), to, in.size() / 2);
-  if (in_place) *out = input;
+  if (in_place) {
+    *out = input;
+  }
   return result;
 }
 

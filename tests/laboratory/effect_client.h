@@ -47,7 +47,7 @@ struct Reply {
   std::string bytes;  // the whole room; 0xAA where nothing was written
   uint32_t size;
 
-  uint32_t Word(size_t offset = 0) const;
+  uint32_t Word(std::size_t offset = 0) const;
   int32_t status() const { return static_cast<int32_t>(Word()); }
   bool untouched() const { return bytes.find_first_not_of('\xAA') == std::string::npos; }
 };
@@ -77,7 +77,7 @@ class Effect {
   effect_handle_t handle() const { return handle_; }
 
   // `offset` shifts payload and reply away from their natural alignment.
-  Reply Command(const Request& request, size_t offset = 0);
+  Reply Command(const Request& request, std::size_t offset = 0);
 
   void Init() { Status({.code = EFFECT_CMD_INIT}); }
   void Enable() { Status({.code = EFFECT_CMD_ENABLE}); }
@@ -96,7 +96,7 @@ class Effect {
   std::string Stages();
 
   // Processes `frames` interleaved stereo frames; `in` and `out` may be the same.
-  int32_t Process(float* in, float* out, size_t frames) const;
+  int32_t Process(float* in, float* out, std::size_t frames) const;
   // Processes a block of interleaved stereo and returns the output; in place on request.
   int32_t Process(const std::vector<float>& in, std::vector<float>* out, bool in_place = false);
 

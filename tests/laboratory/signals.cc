@@ -22,7 +22,9 @@ double HzOf(std::size_t bin) { return static_cast<double>(bin) * kRate / kSize; 
 
 void ScaleToUnitPower(Signal& signal) {
   const auto gain = static_cast<float>(1.0 / std::sqrt(Power(signal)));
-  for (float& sample : signal) sample *= gain;
+  for (float& sample : signal) {
+    sample *= gain;
+  }
 }
 
 struct Spectrum8192 {
@@ -37,12 +39,16 @@ double Db(double power) { return 10.0 * std::log10(std::max(power, 1e-30)); }
 
 double Power(std::span<const float> signal, std::size_t skip) {
   double sum = 0.0;
-  for (const float sample : signal.subspan(skip)) sum += double{sample} * double{sample};
+  for (const float sample : signal.subspan(skip)) {
+    sum += double{sample} * double{sample};
+  }
   return sum / static_cast<double>(signal.size() - skip);
 }
 
 void AddTo(Signal& to, const Signal& from, float gain) {
-  for (std::size_t n = 0; n < to.size(); ++n) to[n] += gain * from[n];
+  for (std::size_t n = 0; n < to.size(); ++n) {
+    to[n] += gain * from[n];
+  }
 }
 
 Planes Delayed(const Planes& planes, std::size_t frames) {
@@ -127,7 +133,9 @@ double PowerCausedBy(const Signal& cause, const Signal& output, int delay_frames
   }
   const auto transform = [&](const float* from) {
     Spectrum8192 to;
-    for (std::size_t n = 0; n < kSize; ++n) block[n] = window[n] * from[n];
+    for (std::size_t n = 0; n < kSize; ++n) {
+      block[n] = window[n] * from[n];
+    }
     Fft().Forward(block.data(), to.re.data(), to.im.data(), scratch.data());
     return to;
   };
@@ -165,7 +173,9 @@ std::size_t BlocksOf(double seconds) {
 }
 
 void Require(int status) {
-  if (status != EBUR128_SUCCESS) throw std::runtime_error("the loudness meter failed");
+  if (status != EBUR128_SUCCESS) {
+    throw std::runtime_error("the loudness meter failed");
+  }
 }
 
 auto Meter(const Planes& stereo, std::size_t from, int mode) {
@@ -194,7 +204,9 @@ Planes Music(double seconds, uint32_t seed) {
       note_level = 0.3 + 0.7 * unit(random);
       pan = unit(random);
     }
-    if (n % 24000 == 6000) stroke_level = 0.15 + 0.15 * unit(random);  // two strokes
+    if (n % 24000 == 6000) {
+      stroke_level = 0.15 + 0.15 * unit(random);  // two strokes
+    }
     note_level *= 0.99993;
     stroke_level *= 0.9985;
     phase += 2 * kPi * note_hz / kRate;
@@ -228,7 +240,9 @@ double TruePeakDb(const Planes& stereo) {
 Planes AtLoudness(Planes stereo, double lufs) {
   const auto gain = static_cast<float>(std::pow(10.0, (lufs - LoudnessLufs(stereo)) / 20));
   for (Signal& signal : stereo) {
-    for (float& sample : signal) sample *= gain;
+    for (float& sample : signal) {
+      sample *= gain;
+    }
   }
   return stereo;
 }

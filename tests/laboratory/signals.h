@@ -20,8 +20,9 @@ inline Signal Noise(std::size_t count, uint32_t seed, float peak = 0.5f) {
   std::mt19937 generator(seed);
   std::uniform_real_distribution<float> uniform(-peak, peak);
   Signal noise(count);
-  for (float& sample : noise) { sample = uniform(generator);
-}
+  for (float& sample : noise) {
+    sample = uniform(generator);
+  }
   return noise;
 }
 

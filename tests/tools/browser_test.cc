@@ -106,7 +106,7 @@ TEST_P(Browser, DrawsThePage) {
   const std::string said = folder_->Read("err");
   EXPECT_FALSE(Holds(said, "CONSOLE")) << said;
   const std::string dom = folder_->Read("out");
-  const size_t begin = dom.find('{', dom.find("id=\"heard\""));
+  const std::size_t begin = dom.find('{', dom.find("id=\"heard\""));
   ASSERT_NE(std::string::npos, begin) << "the page did not finish: " << dom;
   const auto heard = nlohmann::json::parse(dom.substr(begin, dom.find('}', begin) + 1 - begin));
   EXPECT_GE(heard["canvases"], 30);
@@ -120,7 +120,7 @@ TEST_P(Browser, DrawsThePage) {
   EXPECT_EQ(screen.dark ? "rgb(20, 23, 27)" : "rgb(251, 251, 249)", heard["background"]);
   EXPECT_GT(heard["left"][screen.dark ? 1 : 0], 5000);
   EXPECT_GT(heard["right"][screen.dark ? 1 : 0], 2000);
-  EXPECT_GT(std::filesystem::file_size(shot), 100000U) << "a picture of nothing";
+  EXPECT_GT(std::filesystem::file_size(shot), 100000u) << "a picture of nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(Screens, Browser,

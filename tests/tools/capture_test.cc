@@ -40,8 +40,8 @@ std::string Bytes(const std::vector<float>& samples) {
 // Stereo samples in blocks of 1024 frames, a channel after the other.
 std::vector<float> Planar(const std::vector<float>& stereo) {
   std::vector<float> planar;
-  for (size_t i = 0; i < stereo.size() / 2048 * 2048; ++i) {
-    const size_t block = i / 2048, channel = i % 2048 / 1024, frame = i % 1024;
+  for (std::size_t i = 0; i < stereo.size() / 2048 * 2048; ++i) {
+    const std::size_t block = i / 2048, channel = i % 2048 / 1024, frame = i % 1024;
     planar.push_back(stereo[2048 * block + 2 * frame + channel]);
   }
   return planar;
@@ -77,7 +77,9 @@ std::string Events(const json& found) {
   std::string text;
   for (const json& event : found["events"]) {
     text += (text.empty() ? "" : ", ") + event["frame"].dump() + "+" + event["frames"].dump();
-    if (event.contains("channel")) text += " in " + event["channel"].dump();
+    if (event.contains("channel")) {
+      text += " in " + event["channel"].dump();
+    }
   }
   return text;
 }
@@ -90,7 +92,9 @@ TEST_F(Capture, GuessesTheLayout) {
   EXPECT_EQ("2 planar-1024", Layout(Planar(stereo)));
   EXPECT_EQ("2 planar-1024", Layout(stereo, "rawfile_night_hpeq.raw"));
   std::vector<float> twice;
-  for (const float sample : Tones(1)) twice.insert(twice.end(), {sample, sample});
+  for (const float sample : Tones(1)) {
+    twice.insert(twice.end(), {sample, sample});
+  }
   EXPECT_EQ("2 interleaved", Layout(twice)) << "both channels alike";
   EXPECT_EQ("2 interleaved", Layout(Noise(kFrames).samples)) << "nothing to go by";
   EXPECT_EQ("2 interleaved", Layout(std::vector<float>(4096)));
@@ -118,10 +122,10 @@ TEST_F(Capture, CutOffInTheMiddleOfAFrame) {
 
 TEST_F(Capture, MeasuresLevels) {
   std::vector<float> samples(2 * kFrames);
-  for (size_t frame = 0; frame < kFrames; ++frame) {
-    samples[2 * frame] = frame % 2 == 0 ? 0.5F : -0.25F;
+  for (std::size_t frame = 0; frame < kFrames; ++frame) {
+    samples[2 * frame] = frame % 2 == 0 ? 0.5f : -0.25f;
   }
-  samples[2 * 12345] = -0.75F;
+  samples[2 * 12345] = -0.75f;
   const json channels = Examine(Bytes(samples), "--channels 2")["channels"];
   EXPECT_NEAR(20 * std::log10(0.75), channels[0]["peak_dbfs"], 1e-6);
   EXPECT_EQ(12345, channels[0]["peak_frame"]);
@@ -139,17 +143,21 @@ TEST_F(Capture, CountsNansAndInfinities) {
   EXPECT_EQ(1, found["channels"][1]["nan"]);
   EXPECT_EQ(2, found["channels"][0]["inf"]);
   EXPECT_EQ(100, found["not_finite"]["events"][0]["frame"]);
-  EXPECT_EQ(0.0F, ReadAudio(out_).samples[201]);
+  EXPECT_EQ(0.0f, ReadAudio(out_).samples[201]);
 }
 
 TEST_F(Capture, FindsSilenceAndClipping) {
   std::vector<float> samples = Tones(2);
-  std::fill_n(samples.begin() + 2 * 960, 2 * 960, 0.0F);
-  std::fill(samples.end() - 2 * 100, samples.end(), 1e-5F);  // to the end, but not zero
+  std::fill_n(samples.begin() + 2 * 960, 2 * 960, 0.0f);
+  std::fill(samples.end() - 2 * 100, samples.end(), 1e-5f);  // to the end, but not zero
   samples[2 * 30000] = samples[2 * 30000 + 1] = 0;           // a crossing of zero is none
-  for (size_t frame = 5000; frame < 5010; ++frame) samples[2 * frame] = 1.25F;
-  for (size_t frame = 20000; frame < 20004; ++frame) samples[2 * frame + 1] = -1.0F;
-  samples[2 * 40000] = 1.0F;  // full scale, once, is none
+  for (std::size_t frame = 5000; frame < 5010; ++frame) {
+    samples[2 * frame] = 1.25f;
+  }
+  for (std::size_t frame = 20000; frame < 20004; ++frame) {
+    samples[2 * frame + 1] = -1.0f;
+  }
+  samples[2 * 40000] = 1.0f;  // full scale, once, is none
   const json found = Examine(Bytes(samples), "--channels 2");
   EXPECT_EQ("960+960, 47900+100", Events(found["silence"]));
   EXPECT_TRUE(found["silence"]["events"][0]["peak_dbfs"].is_null());
@@ -161,14 +169,18 @@ TEST_F(Capture, FindsSilenceAndClipping) {
 
 TEST_F(Capture, FindsDiscontinuitiesAndNothingElse) {
   std::vector<float> samples = Tones(2);
-  for (size_t frame = 10240; frame < kFrames; ++frame) samples[2 * frame] += 0.2F;  // a step
-  samples[2 * 20001 + 1] -= 0.3F;                                                   // a click
-  for (size_t frame = kFrames - 10; frame < kFrames; ++frame) samples[2 * frame] -= 0.2F;
+  for (std::size_t frame = 10240; frame < kFrames; ++frame) {
+    samples[2 * frame] += 0.2f;  // a step
+  }
+  samples[2 * 20001 + 1] -= 0.3f;  // a click
+  for (std::size_t frame = kFrames - 10; frame < kFrames; ++frame) {
+    samples[2 * frame] -= 0.2f;
+  }
   // A drum: noise that begins at once and dies away.
   const std::vector<float> noise = Noise(4800).samples;
-  for (size_t frame = 0; frame < 4800; ++frame) {
+  for (std::size_t frame = 0; frame < 4800; ++frame) {
     samples[2 * (30000 + frame)] +=
-        noise[2 * frame] * std::exp(-static_cast<float>(frame) / 1000.0F);
+        noise[2 * frame] * std::exp(-static_cast<float>(frame) / 1000.0f);
   }
   const json steps = Examine(Bytes(samples), "--channels 2")["discontinuities"];
   EXPECT_EQ("10240+1 in 0, 20001+1 in 1, 47990+1 in 0", Events(steps));
@@ -176,13 +188,15 @@ TEST_F(Capture, FindsDiscontinuitiesAndNothingElse) {
   EXPECT_EQ(0, Examine(Bytes(Noise(kFrames).samples))["discontinuities"]["count"]);
   // A tone that begins at once is one no more; one absurd sample hides none behind it.
   samples = Tones(2);
-  std::fill_n(samples.begin(), 2 * 480, 0.0F);
-  for (size_t frame = 480; frame < 4800; ++frame) {
-    const auto phase = static_cast<float>(frame - 480) * 0.05F;
-    samples[2 * frame] = samples[2 * frame + 1] = 0.5F * std::sin(phase);
+  std::fill_n(samples.begin(), 2 * 480, 0.0f);
+  for (std::size_t frame = 480; frame < 4800; ++frame) {
+    const auto phase = static_cast<float>(frame - 480) * 0.05f;
+    samples[2 * frame] = samples[2 * frame + 1] = 0.5f * std::sin(phase);
   }
-  samples[2 * 20000] = 1e30F;
-  for (size_t frame = 30000; frame < kFrames; ++frame) samples[2 * frame] += 0.2F;
+  samples[2 * 20000] = 1e30f;
+  for (std::size_t frame = 30000; frame < kFrames; ++frame) {
+    samples[2 * frame] += 0.2f;
+  }
   const std::string absurd = Events(Examine(Bytes(samples), "--any-level")["discontinuities"]);
   EXPECT_TRUE(Holds(absurd, "20000+1 in 0")) << absurd;
   EXPECT_TRUE(Holds(absurd, "30000+1 in 0")) << absurd;
@@ -201,7 +215,7 @@ TEST_F(Capture, RefusesWhatIsNone) {
   ExpectRefused(2, "--channels", {"capture", good, "--channels", "9"});
   ExpectRefused(2, "unknown ending", {"capture", good, "-o", folder_ / "out.mp3"});
   ExpectRefused(4, "", {"capture", good, "-o", out_}, {.file_size_limit_bytes = 65536});
-  EXPECT_EQ(3U, folder_.Names().size());
+  EXPECT_EQ(3u, folder_.Names().size());
 }
 
 TEST_F(Capture, RefusesOtherFilesAndSaysWhatTheyAre) {
@@ -227,7 +241,9 @@ TEST_F(Capture, RefusesOtherFilesAndSaysWhatTheyAre) {
 
 TEST_F(Capture, ListsForAReader) {
   std::vector<float> samples = Tones(2);
-  for (const size_t frame : {10000, 20000, 30000}) samples[2 * frame] += 0.5F;
+  for (const std::size_t frame : {10000, 20000, 30000}) {
+    samples[2 * frame] += 0.5f;
+  }
   folder_.Write("capture.pcm", Bytes(samples) + "xyz");
   const ProgramResult result = Succeed({"capture", folder_ / "capture.pcm", "--list", "2"});
   for (const char* text :

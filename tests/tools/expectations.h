@@ -11,7 +11,9 @@
 namespace kelda::tools {
 
 inline testing::AssertionResult Holds(const std::string& text, const std::string& part) {
-  if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+  if (text.find(part) != std::string::npos) {
+    return testing::AssertionSuccess();
+  }
   return testing::AssertionFailure() << "'" << part << "' is not in\n" << text;
 }
 
@@ -32,7 +34,7 @@ std::string Refusal(ExitCode code, const std::string& path, Action action) {
   } catch (const Failure& failure) {
     EXPECT_EQ(code, failure.code());
     std::string what = failure.what();
-    for (size_t at; !path.empty() && (at = what.find(path)) != std::string::npos;) {
+    for (std::size_t at; !path.empty() && (at = what.find(path)) != std::string::npos;) {
       what.erase(at, path.size());
     }
     return what;

@@ -125,7 +125,7 @@ TEST_F(Failures, InterruptionLeavesNothing) {
     while (folder_.Names().size() < 2 && std::chrono::steady_clock::now() < give_up) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_EQ(2U, folder_.Names().size()) << "no temporary file was seen";
+    EXPECT_EQ(2u, folder_.Names().size()) << "no temporary file was seen";
     program.Signal(signal);
     EXPECT_EQ(128 + signal, program.Wait().exit_code);
     EXPECT_EQ(Names{"in.wav"}, folder_.Names());
@@ -137,14 +137,15 @@ TEST_F(Failures, LogLinesAndProgressShareATerminal) {
       RunKelda(Command({"--at", "1", "enable"}), {.terminal = true, .terminal_columns = 40}).err;
   EXPECT_TRUE(Holds(screen, "% ")) << "no progress was shown";
   const std::string clear = "\r\033[K";
-  for (size_t at = screen.find(clear); at != std::string::npos; at = screen.find(clear, at + 1)) {
+  for (std::size_t at = screen.find(clear); at != std::string::npos;
+       at = screen.find(clear, at + 1)) {
     const std::string shown = screen.substr(at + clear.size());
     if (shown.find("% ") < shown.find('\r')) {
-      EXPECT_LT(shown.find_first_of("\r\n"), 40U) << "the progress is wider than its terminal";
+      EXPECT_LT(shown.find_first_of("\r\n"), 40u) << "the progress is wider than its terminal";
     }
   }
   // Both lines take the place of the progress, which was cleared.
-  const size_t log = screen.rfind(clear, screen.rfind('\n', screen.size() - 3));
+  const std::size_t log = screen.rfind(clear, screen.rfind('\n', screen.size() - 3));
   ASSERT_NE(std::string::npos, log) << screen;
   EXPECT_TRUE(
       Matches(screen.substr(log + clear.size()),

@@ -34,7 +34,9 @@ TEST(Log, PrintsThreadtimeLinesFromTheMinimumPriorityOn) {
 TEST(Log, FoldsRepeats) {
   testing::internal::CaptureStderr();
   const auto log = [](int times, int priority, const char* tag, const char* message) {
-    for (int i = 0; i < times; ++i) __android_log_print(priority, tag, "%s", message);
+    for (int i = 0; i < times; ++i) {
+      __android_log_print(priority, tag, "%s", message);
+    }
   };
   log(1000, ANDROID_LOG_WARN, "T", "again");
   log(2, ANDROID_LOG_ERROR, "T", "again");
@@ -66,7 +68,9 @@ TEST(Log, KeepsTheLinesOfThreadsApart) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   std::istringstream lines(testing::internal::GetCapturedStderr());
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) {

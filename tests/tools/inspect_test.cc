@@ -45,7 +45,9 @@ class Inspect : public testing::Test {
   std::string States(const std::set<std::string>& names) {
     std::string text;
     for (const json& file : directory_["files"]) {
-      if (!names.contains(file["name"])) continue;
+      if (!names.contains(file["name"])) {
+        continue;
+      }
       text.append(file["name"]).append(" is ").append(file["state"]).append("\n");
     }
     return text;
@@ -53,7 +55,7 @@ class Inspect : public testing::Test {
 
   // Overwrites four bytes of a data file and makes its checksum match again.
   template <typename Word>
-  void Patch(const std::string& name, size_t at, Word word, const upmix_lib::DataKind& kind) {
+  void Patch(const std::string& name, std::size_t at, Word word, const upmix_lib::DataKind& kind) {
     static_assert(sizeof(word) == 4);
     std::string file = folder_.Read(name);
     std::memcpy(&file.at(at), &word, sizeof(word));
@@ -146,7 +148,7 @@ TEST_F(Inspect, EveryKindOfFile) {
     return json::parse(Succeed({"inspect", "--json", folder_ / name}).out, nullptr, false);
   };
   EXPECT_EQ("standard.hki", read("wired.hki.config")["names"]);
-  EXPECT_EQ(3U, read("tunedapp_list")["names"].size());
+  EXPECT_EQ(3u, read("tunedapp_list")["names"].size());
   EXPECT_EQ(-18, read("upl.cinema.bin")["contents"]["target_lufs"]["value"]);
   EXPECT_EQ("dB", read("upmix.cinema.hpp.bin")["contents"]["bass_level_db"]["unit"]);
   EXPECT_EQ(6, read("upmix.music.hps.bin")["contents"]["direct_emphasis"]["default"]);
@@ -155,7 +157,7 @@ TEST_F(Inspect, EveryKindOfFile) {
   EXPECT_EQ(62.5, equalizer["curves"][0]["bands"][1]["freq_hz"]);
   // The delay of a sphere of 8.75 cm (Woodworth): 261 us at 30 degrees, 656 us at 90.
   const json ears = read("standard.hki")["contents"];
-  const auto delay_us = [&](size_t plane) {
+  const auto delay_us = [&](std::size_t plane) {
     return ears["planes"][plane]["interaural_delay_us"].get<double>();
   };
   EXPECT_NEAR(261, delay_us(0), 60);
@@ -167,10 +169,10 @@ TEST_F(Inspect, EveryKindOfFile) {
 }
 
 TEST_F(Inspect, NamesTheValueAndTheLimit) {
-  Patch("upl.music.bin", offsetof(upmix_lib::LevelParameters, strength), 1.5F,
+  Patch("upl.music.bin", offsetof(upmix_lib::LevelParameters, strength), 1.5f,
         upmix_lib::kLevelKind);
-  Patch("personalized.ba", 16 + 16 + 2 * 16 + 4, 30000.0F, upmix_lib::kEqualizerKind);
-  Patch("standard.hki", 16, 44100U, upmix_lib::kHrirKind);
+  Patch("personalized.ba", 16 + 16 + 2 * 16 + 4, 30000.0f, upmix_lib::kEqualizerKind);
+  Patch("standard.hki", 16, 44100u, upmix_lib::kHrirKind);
   const std::string longer = folder_.Read("upmix.music.hps.bin") + "x";
   folder_.Write("upmix.music.hps.bin", longer.substr(0, 63));
   folder_.Write("upmix.music.hpp.bin", longer);
@@ -196,7 +198,7 @@ TEST_F(Inspect, NamesTheValueAndTheLimit) {
 // it begins a line of its own.
 TEST_F(Inspect, FilesGiveTheTerminalNoCommands) {
   const std::string evil = "\x1b]0;title\x07\x7f\xc2\x9bK\x9b";
-  const auto patched = [&](std::string file, size_t at, const std::string& text) {
+  const auto patched = [&](std::string file, std::size_t at, const std::string& text) {
     file.replace(at, text.size(), text);
     upmix_lib::Seal(std::as_writable_bytes(std::span(file)), upmix_lib::kHrirKind);
     return file;
@@ -240,7 +242,7 @@ TEST(EffectReport, TakesHostileNamesApart) {
       "Upmix:\n    processors:\n"
       "      [*] upmm: hki=wired.hki.config:a, bin=b:c, bin=upmix.music.hps.bin\n"
       "      [ ] hpeq: ba=:\n      [*] upl : bin=\n      [\n      [*] broken\n");
-  ASSERT_EQ(3U, stages.size());
+  ASSERT_EQ(3u, stages.size());
   EXPECT_EQ(
       (Stage{"upmm",
              true,

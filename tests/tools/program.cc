@@ -103,7 +103,7 @@ ProgramResult RunningProgram::Wait() {
   if (terminal_ >= 0) {
     char bytes[4096];
     for (ssize_t count = 0; (count = read(terminal_, bytes, sizeof(bytes))) > 0;) {
-      screen.append(bytes, static_cast<size_t>(count));
+      screen.append(bytes, static_cast<std::size_t>(count));
     }
     close(terminal_);
   }

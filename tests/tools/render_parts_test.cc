@@ -35,7 +35,9 @@ TEST(DeviceName, ReadsNamesAndNumbers) {
       {"8", 8},
       {"0x84", 0x84},
       {"0xFFFFFFFF", 0xFFFFFFFF}};
-  for (const auto& [text, device] : kCases) EXPECT_EQ(device, ParseDevice(text)) << text;
+  for (const auto& [text, device] : kCases) {
+    EXPECT_EQ(device, ParseDevice(text)) << text;
+  }
   for (const char* text : {"", "wire", "AUDIO_DEVICE_OUT_", "8x", "-1", "0x", "0x1ffffffff"}) {
     EXPECT_FALSE(ParseDevice(text)) << text;
   }
@@ -82,14 +84,14 @@ TEST(Timeline, ReadsAScenarioInOrder) {
                "# change of scene\n\n  2.5 mode=cinema # now\n0 device=wired\n1e-1\treset\n"
                "2.5 mode=off\n2:30 mode=off\n1:00:00.5 mode=off");
   const auto changes = InOrder(ReadScenario(folder / "scenario"));
-  ASSERT_EQ(6U, changes.size());
+  ASSERT_EQ(6u, changes.size());
   EXPECT_EQ(int64_t{150} * 48000, changes[4].frame);
   EXPECT_EQ(int64_t{3600} * 48000 + 24000, changes[5].frame);
   EXPECT_EQ(0, changes[0].frame);
   EXPECT_EQ(4800, changes[1].frame);
   EXPECT_EQ(Setting::Key::kReset, changes[1].setting.key);
   EXPECT_EQ(120000, changes[2].frame);
-  EXPECT_EQ(2U, changes[2].setting.number);  // of two at the same time, the first stays so
+  EXPECT_EQ(2u, changes[2].setting.number);  // of two at the same time, the first stays so
 }
 
 TEST(Timeline, RefusesWithEveryLineThatIsWrong) {
@@ -118,17 +120,17 @@ TEST(Timeline, RefusesWithEveryLineThatIsWrong) {
 
 TEST(BlockSizes, ReadsAndRepeats) {
   EXPECT_FALSE(ParseBlockRange("960").random());
-  EXPECT_EQ(65536U, ParseBlockRange("random:7-65536").max_frames);
+  EXPECT_EQ(65536u, ParseBlockRange("random:7-65536").max_frames);
   for (const char* text : {"", "0", "65537", "-1", "9x", "random:", "random:5", "random:9-8",
                            "random:0-8", "random:1-65537", "random 1-2"}) {
-    EXPECT_EQ(0U, UsageRefusal([&] { ParseBlockRange(text); }).find("not a block size")) << text;
+    EXPECT_EQ(0u, UsageRefusal([&] { ParseBlockRange(text); }).find("not a block size")) << text;
   }
   const BlockRange range = ParseBlockRange("random:1020-1028");
   BlockSizes sizes(range, 5);
   BlockSizes again(range, 5);
-  std::set<size_t> reached;
+  std::set<std::size_t> reached;
   for (int i = 0; i < 1000; ++i) {
-    const size_t frames = sizes.Next();
+    const std::size_t frames = sizes.Next();
     ASSERT_EQ(frames, again.Next());
     ASSERT_TRUE(frames >= 1020 && frames <= 1028 && frames != kPeriodFrames) << frames;
     reached.insert(frames);

@@ -67,8 +67,8 @@ TEST_F(Render, PrintsTheSeedItDrew) {
 // fifth block of 480, so four were silent.
 TEST_F(Render, TakesTheLatencyOfTheProcessorsOff) {
   const Audio input = Noise(20000);
-  constexpr size_t kBufferFrames = size_t{4} * 480;
-  const std::pair<std::string, size_t> kCases[] = {
+  constexpr std::size_t kBufferFrames = std::size_t{4} * 480;
+  const std::pair<std::string, std::size_t> kCases[] = {
       {"--mode off", 0},
       {"--mode music", 96 + 48},
       {"--mode cinema --device bluetooth", 96 + 48},
@@ -81,12 +81,12 @@ TEST_F(Render, TakesTheLatencyOfTheProcessorsOff) {
     const Audio raw = Rendered(input, Words(options + " --block 480 --raw-timing"));
     EXPECT_EQ(0, raw.frames() % 480);
     EXPECT_TRUE(std::all_of(raw.samples.begin(), raw.samples.begin() + 2 * kBufferFrames,
-                            [](float sample) { return sample == 0.0F; }));
+                            [](float sample) { return sample == 0.0f; }));
     ASSERT_EQ(input.frames(), aligned.frames());
     ASSERT_GE(raw.samples.size() / 2, 20000 + kBufferFrames + latency_frames);
     EXPECT_TRUE(std::equal(
         aligned.samples.begin(), aligned.samples.end(),
-        raw.samples.begin() + static_cast<ptrdiff_t>(2 * (kBufferFrames + latency_frames))))
+        raw.samples.begin() + static_cast<std::ptrdiff_t>(2 * (kBufferFrames + latency_frames))))
         << options;
   }
 }
@@ -115,14 +115,14 @@ TEST_F(Render, KeepsLaterAudioInPlaceAfterAReset) {
   for (const char* change : {"reset", "disable"}) {
     const Audio output = Rendered(input, {"--mode", "off", "--at", "0.5", change});
     ASSERT_EQ(input.frames(), output.frames());
-    size_t zeros = 0;
-    for (size_t i = 0; i < input.samples.size(); ++i) {
-      const bool dropped = output.samples[i] == 0.0F && i < size_t{2} * 24000;
+    std::size_t zeros = 0;
+    for (std::size_t i = 0; i < input.samples.size(); ++i) {
+      const bool dropped = output.samples[i] == 0.0f && i < std::size_t{2} * 24000;
       zeros += dropped ? 1 : 0;
       ASSERT_TRUE(dropped || output.samples[i] == input.samples[i]) << change << i;
     }
-    EXPECT_GT(zeros, 2U * 1024) << change;
-    EXPECT_LT(zeros, 2U * 4096) << change;
+    EXPECT_GT(zeros, 2u * 1024) << change;
+    EXPECT_LT(zeros, 2u * 4096) << change;
   }
 }
 
@@ -134,15 +134,15 @@ TEST_F(Render, WritesFlacOf24Bit) {
   EXPECT_EQ(SF_FORMAT_FLAC | SF_FORMAT_PCM_24, output.format);
   EXPECT_TRUE(input.samples == output.samples);
 
-  input.samples[100] = 1.5F;
-  input.samples[101] = -1.5F;
+  input.samples[100] = 1.5f;
+  input.samples[101] = -1.5f;
   WriteAudio(folder_ / "in.wav", input);
   const ProgramResult result = Run("in.wav", "out.flac", {"--mode", "off"});
   EXPECT_TRUE(Holds(result.err, "2 samples beyond full scale were clipped"));
   const Audio clipped = ReadAudio(folder_ / "out.flac");
-  EXPECT_NEAR(1.0F, clipped.samples[100], 1e-6);
-  EXPECT_NEAR(-1.0F, clipped.samples[101], 1e-6);
-  EXPECT_EQ(1.5F, Rendered(input, {"--mode", "off"}).samples[100]);
+  EXPECT_NEAR(1.0f, clipped.samples[100], 1e-6);
+  EXPECT_NEAR(-1.0f, clipped.samples[101], 1e-6);
+  EXPECT_EQ(1.5f, Rendered(input, {"--mode", "off"}).samples[100]);
 }
 
 TEST_F(Render, WritesRf64BeyondTheLimitOfWav) {

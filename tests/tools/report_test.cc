@@ -27,11 +27,11 @@ class Report : public testing::Test {
     tuning.preamp_db = -4;
     tuning.curves.resize(2);
     tuning.curves[0].bands = {{BandType::kPeaking, 1000, 9, 10},
-                              {BandType::kLowShelf, 100, 5, 0.7F},
+                              {BandType::kLowShelf, 100, 5, 0.7f},
                               {BandType::kPeaking, 12000, -3, 10}};
     tuning.curves[1].bands = {{BandType::kNotch, 3000, 0, 4},
                               {BandType::kPeaking, 40, 9, 10},
-                              {BandType::kHighShelf, 8000, -6, 0.7F}};
+                              {BandType::kHighShelf, 8000, -6, 0.7f}};
     folder_.Write("tuning/personalized.ba", upmix_lib::BuildEqualizerFile(tuning));
   }
 
@@ -42,13 +42,15 @@ class Report : public testing::Test {
     const std::string page = folder_.Read("report.html");
     const std::string mark = "id=\"data\">";
     EXPECT_TRUE(Holds(page, mark));
-    const size_t begin = page.find(mark) + mark.size();
+    const std::size_t begin = page.find(mark) + mark.size();
     return json::parse(page.substr(begin, page.find("</script>", begin) - begin), nullptr, false);
   }
 
   static json Chain(const json& data, const std::string& title) {
     for (const json& chain : data["chains"]) {
-      if (chain["title"] == title) return chain;
+      if (chain["title"] == title) {
+        return chain;
+      }
     }
     ADD_FAILURE() << title << " is missing";
     return {};
@@ -60,7 +62,7 @@ class Report : public testing::Test {
                                          folder_ / "report.html"};
 };
 
-double Mean(const std::vector<double>& values, size_t first, size_t count) {
+double Mean(const std::vector<double>& values, std::size_t first, std::size_t count) {
   const auto begin = values.begin() + static_cast<std::ptrdiff_t>(first);
   return std::accumulate(begin, begin + static_cast<std::ptrdiff_t>(count), 0.0) /
          static_cast<double>(count);
@@ -101,7 +103,9 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   const json data = Data();
   EXPECT_EQ("", error_);
   EXPECT_TRUE(data["problems"].empty() && data["verdict"]["files"].empty());
-  for (const json& heard : data["verdict"]["heard"]) EXPECT_TRUE(heard["fine"]) << heard;
+  for (const json& heard : data["verdict"]["heard"]) {
+    EXPECT_TRUE(heard["fine"]) << heard;
+  }
   ExpectFades(data["changes"]);
   ExpectLevels(data["changes"]);
   const json equalizer = data["equalizers"][0];
@@ -110,10 +114,10 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   const auto nearest = [&](double hz) {
     const auto closer = [&](double a, double b) { return std::abs(a - hz) < std::abs(b - hz); };
     const auto at = std::min_element(frequencies_hz.begin(), frequencies_hz.end(), closer);
-    return static_cast<size_t>(at - frequencies_hz.begin());
+    return static_cast<std::size_t>(at - frequencies_hz.begin());
   };
   // The bells of Q 10, less the preamp, whole: neither averaged away nor between two points.
-  for (const size_t side : {0, 1}) {
+  for (const std::size_t side : {0, 1}) {
     const json curve = equalizer["curves"][side];
     const auto measured_db = curve["measured_db"].get<std::vector<double>>();
     // At 40 Hz, the right ear's, the lines of the measuring sound are a fifth of its width apart.
@@ -127,7 +131,9 @@ TEST_F(Report, MeasuresWhatTheFilesSay) {
   EXPECT_EQ(0, pass["latency_frames"]);
   EXPECT_EQ(1920, pass["heard_latency_frames"]);  // two blocks of 20 ms wait in the rings
   EXPECT_EQ(0, pass["images"]["centre"]["level_db"]);
-  for (const json& gain_db : pass["images"]["left"]["left_db"]) EXPECT_EQ(0, gain_db);
+  for (const json& gain_db : pass["images"]["left"]["left_db"]) {
+    EXPECT_EQ(0, gain_db);
+  }
   EXPECT_TRUE(pass["images"]["left"]["right_db"][50].is_null()) << "silence on the right";
 
   for (const char* title : {"Music, standard, bluetooth", "Cinema, standard, bluetooth"}) {
@@ -164,7 +170,7 @@ TEST_F(Report, FailsWhole) {
   folder_.Write("report.html", "old");
   ExpectRefused(4, "", report_, {.file_size_limit_bytes = 65536});
   EXPECT_EQ("old", folder_.Read("report.html"));
-  EXPECT_EQ(2U, folder_.Names().size());
+  EXPECT_EQ(2u, folder_.Names().size());
   ExpectRefused(2, "", {"report", "--tuning", folder_ / "none"});
   ExpectRefused(5, "", {"report", "--library", folder_ / "none.so"});
   ExpectRefused(4, "", {"report", "-o", folder_ / "none/report.html"});

@@ -13,7 +13,9 @@ namespace {
 constexpr double kDegree = std::numbers::pi / 180;
 
 void Check(int status) {
-  if (status != NC_NOERR) throw std::runtime_error(nc_strerror(status));
+  if (status != NC_NOERR) {
+    throw std::runtime_error(nc_strerror(status));
+  }
 }
 
 }  // namespace
@@ -43,13 +45,19 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
       {"License", "for tests only"}, {"DataType", "FIR"},
       {"RoomType", "free field"},    {"Title", "sphere"},
       {"DatabaseName", "spheres"},   {"ListenerShortName", "ball"}};
-  for (const auto& [name, value] : kAttributes) text(NC_GLOBAL, name, value);
+  for (const auto& [name, value] : kAttributes) {
+    text(NC_GLOBAL, name, value);
+  }
   std::vector<double> positions, responses, delays = contents.delays_of_all;
   const bool each_delay = delays.empty();
   for (const SofaMeasurement& m : contents.measurements) {
     positions.insert(positions.end(), m.position.begin(), m.position.end());
-    for (const auto& ear : m.responses) responses.insert(responses.end(), ear.begin(), ear.end());
-    if (each_delay) delays.insert(delays.end(), std::begin(m.delays), std::end(m.delays));
+    for (const auto& ear : m.responses) {
+      responses.insert(responses.end(), ear.begin(), ear.end());
+    }
+    if (each_delay) {
+      delays.insert(delays.end(), std::begin(m.delays), std::end(m.delays));
+    }
   }
   const int one = dimension("I", 1);
   const int coordinates = dimension("C", 3);
@@ -79,7 +87,7 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
   Check(nc_close(file));
 }
 
-double WoodworthDelay_s(double azimuth_deg, double elevation_deg) {
+double WoodworthDelayS(double azimuth_deg, double elevation_deg) {
   constexpr double kRadius_m = 0.0875, kSound_m_s = 343;
   const double lateral =
       std::asin(std::sin(azimuth_deg * kDegree) * std::cos(elevation_deg * kDegree));
@@ -92,7 +100,7 @@ SofaContents SphericalHead(int azimuth_step_deg, double rate_hz) {
   head.rate_hz = rate_hz;
   for (int elevation_deg = -60; elevation_deg <= 80; elevation_deg += 20) {
     for (int azimuth_deg = 0; azimuth_deg < 360; azimuth_deg += azimuth_step_deg) {
-      const double later = WoodworthDelay_s(azimuth_deg, elevation_deg) * rate_hz;
+      const double later = WoodworthDelayS(azimuth_deg, elevation_deg) * rate_hz;
       const double side = std::sin(azimuth_deg * kDegree) * std::cos(elevation_deg * kDegree);
       SofaMeasurement m{{double(azimuth_deg), double(elevation_deg), 1.2},
                         {std::vector<double>(head.taps), std::vector<double>(head.taps)},

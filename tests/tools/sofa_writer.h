@@ -33,7 +33,7 @@ void WriteSofa(const std::string& path, const SofaContents& contents);
 // to 6 dB louder, the farther up to 6 dB softer, Woodworth's delays with the ears 8.75 cm
 // from the centre, as Data.Delay of each measurement.
 SofaContents SphericalHead(int azimuth_step_deg, double rate_hz);
-double WoodworthDelay_s(double azimuth_deg, double elevation_deg);  // of the right ear
+double WoodworthDelayS(double azimuth_deg, double elevation_deg);  // of the right ear
 
 }  // namespace kelda::tools
 

@@ -58,7 +58,7 @@ class SoundFiles : public testing::Test {
 // Two seconds of noise and then of silence, so that bits per second say nothing of the length.
 Audio NoiseThenSilence() {
   Audio audio = Noise(96000);
-  audio.samples.resize(audio.samples.size() * 2, 0.0F);
+  audio.samples.resize(audio.samples.size() * 2, 0.0f);
   return audio;
 }
 
@@ -70,7 +70,9 @@ TEST_F(SoundFiles, PlayToTheirEnd) {
     EXPECT_TRUE(noise.samples == Played("in").samples) << format;
   }
   std::vector<float> twice;
-  for (const float sample : Noise(3000, 1).samples) twice.insert(twice.end(), {sample, sample});
+  for (const float sample : Noise(3000, 1).samples) {
+    twice.insert(twice.end(), {sample, sample});
+  }
   Write("in", SF_FORMAT_WAV | SF_FORMAT_FLOAT, Noise(3000, 1));
   EXPECT_TRUE(twice == Played("in").samples);
   for (const int format : {kVorbis, SF_FORMAT_OGG | SF_FORMAT_OPUS}) {
@@ -95,8 +97,8 @@ TEST_F(SoundFiles, Mp3OfAnyLengthPlaysWhole) {
     WriteAudio(folder_ / "in.mp3", written, mode);
     EXPECT_EQ(audio.frames(), Played("in.mp3").frames()) << mode;
     std::string bytes = folder_.Read("in.mp3");
-    const size_t tag = bytes.find(mode == SF_BITRATE_MODE_CONSTANT ? "Info" : "Xing");
-    ASSERT_LT(tag, 100U) << mode;
+    const std::size_t tag = bytes.find(mode == SF_BITRATE_MODE_CONSTANT ? "Info" : "Xing");
+    ASSERT_LT(tag, 100u) << mode;
     bytes.erase(0, bytes.find("\xFF\xFB", tag));
     folder_.Write("in.mp3", bytes + "TAG" + std::string(125, ' '));
     EXPECT_NEAR(static_cast<double>(audio.frames()), static_cast<double>(Played("in.mp3").frames()),
@@ -135,9 +137,9 @@ TEST_F(SoundFiles, ChainedOggPlaysWhole) {
   folder_.Write("in", folder_.Read("a") + folder_.Read("b") + folder_.Read("a"));
   const Audio played = Played("in");
   ASSERT_EQ(48000 + 24000 + 48000, played.frames());
-  for (const size_t start : {0, 48000, 72000}) {
+  for (const std::size_t start : {0, 48000, 72000}) {
     double energy = 0;
-    for (size_t i = 2 * start; i < 2 * (start + 20000); ++i) {
+    for (std::size_t i = 2 * start; i < 2 * (start + 20000); ++i) {
       energy += double{played.samples[i]} * played.samples[i];
     }
     EXPECT_NEAR(1.0 / 12, energy / 40000, 0.02) << start;
@@ -171,7 +173,7 @@ TEST_F(SoundFiles, FfmpegReadsTheRest) {
 TEST(StereoFold, MixesByBs775) {
   using Place = ChannelPlace;
   const auto folded = [](std::vector<Place> places, const std::vector<float>& frame) {
-    const size_t channels = frame.size();
+    const std::size_t channels = frame.size();
     std::array<float, 2> stereo{};
     StereoFold({48000, std::move(places), channels}, "in").Fold(frame.data(), 1, stereo.data());
     return stereo;
@@ -212,12 +214,12 @@ Conversion ConvertTone(int rate_hz, double hz) {
   converter.Push(input.data(), 1000, &output);
   converter.Push(input.data() + 2000, input.size() / 2 - 1000, &output);
   converter.Finish(&output);
-  EXPECT_EQ(12000U, output.size() / 2);
+  EXPECT_EQ(12000u, output.size() / 2);
   // A window of cosines: what leaks from the tone is below -150 dB.
-  constexpr size_t kFirst = 2000, kHeard = 8000;
+  constexpr std::size_t kFirst = 2000, kHeard = 8000;
   double tones = 0, in_phase = 0, samples = 0, weights = 0;
-  for (size_t i = 0; i < kHeard; ++i) {
-    const size_t frame = kFirst + i;
+  for (std::size_t i = 0; i < kHeard; ++i) {
+    const std::size_t frame = kFirst + i;
     const double tone = std::sin(2 * std::numbers::pi * hz * static_cast<double>(frame) / 48000);
     const double window =
         1 - std::cos(2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / kHeard);

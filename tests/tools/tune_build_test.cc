@@ -36,9 +36,9 @@ TEST(TuneApps, SaysWhatTheEngineDoesWithEveryLine) {
       "l:10: '' plays in mode music\n"
       "l:11: 'com.f.x' plays in mode off\n",
       check.report);
-  EXPECT_EQ(5U, check.entries);
-  EXPECT_EQ(2U, check.rejected.count());
-  EXPECT_EQ(2U, check.doubtful.count());
+  EXPECT_EQ(5u, check.entries);
+  EXPECT_EQ(2u, check.rejected.count());
+  EXPECT_EQ(2u, check.doubtful.count());
 }
 
 TEST(TuneApps, CopiesWhatTheEngineTakesWhole) {
@@ -48,7 +48,9 @@ TEST(TuneApps, CopiesWhatTheEngineTakesWhole) {
   Succeed(apps);
   EXPECT_EQ(folder.Read("l"), folder.Read("out"));
   std::string many;
-  for (int i = 0; i < 1000000; ++i) many += "a,b\n";
+  for (int i = 0; i < 1000000; ++i) {
+    many += "a,b\n";
+  }
   folder.Write("l", many);
   EXPECT_TRUE(Holds(RunKelda(apps).err, ": and 999980 more\n"));
   folder.Write("l", "com.a.b,MUSIK\n");
@@ -79,7 +81,9 @@ class TuneBuild : public testing::Test {
     Contents contents;
     for (const auto& entry : fs::directory_iterator(folder_ / "out")) {
       const std::string name = entry.path().filename().string();
-      if (!name.starts_with('.')) contents[name] = folder_.Read("out/" + name);
+      if (!name.starts_with('.')) {
+        contents[name] = folder_.Read("out/" + name);
+      }
     }
     return contents;
   }
@@ -104,7 +108,7 @@ TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
   for (const char* name : {"standard.hki", "personalized.hki", "wired.ba", "bluetooth.ba",
                            "upmix.music.hps.bin", "upmix.music.hpp.bin", "upmix.cinema.hps.bin",
                            "upmix.cinema.hpp.bin", "upl.music.bin", "upl.cinema.bin"}) {
-    EXPECT_EQ(1U, built.erase(name)) << name;
+    EXPECT_EQ(1u, built.erase(name)) << name;
   }
   EXPECT_EQ((Contents{{"wired.hki.config", "personalized.hki\n"},
                       {"bluetooth.hki.config", "standard.hki\n"},
@@ -116,8 +120,8 @@ TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
 
   // The engine starts wired headphones with personalized ears, so with their equalizer.
   Audio impulse;
-  impulse.samples.assign(8192, 0.0F);
-  impulse.samples[0] = 0.5F;
+  impulse.samples.assign(8192, 0.0f);
+  impulse.samples[0] = 0.5f;
   WriteAudio(folder_ / "in.wav", impulse);
   const std::pair<const char*, double> kDevices[] = {{"wired", -3}, {"bluetooth", 0}};
   for (const auto& [device, gain_db] : kDevices) {

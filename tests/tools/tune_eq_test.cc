@@ -32,7 +32,9 @@ double BellDb(float fc_hz, float gain_db, float q, double freq_hz) {
 
 std::string Repeated(const char* line, int times) {
   std::string text;
-  for (int i = 0; i < times; ++i) text += line;
+  for (int i = 0; i < times; ++i) {
+    text += line;
+  }
   return text;
 }
 
@@ -50,14 +52,16 @@ class TuneEq : public testing::Test {
     printed_ = tuned.out;
     folder_.Write("wired.ba.config", "personalized.ba\n");
     Audio audio;
-    audio.samples.assign(size_t{2} * 40960, 0.0F);
-    audio.samples[0] = 1.0F;
+    audio.samples.assign(std::size_t{2} * 40960, 0.0f);
+    audio.samples[0] = 1.0f;
     WriteAudio(folder_ / "in.wav", audio);
     Succeed({"render", "-yq", folder_ / "in.wav", folder_ / "out.wav", "--mode", "off",
              "--wired-hrtf", "personalized", "--tuning", folder_ / "", "--log-level", "silent"});
     audio = ReadAudio(folder_ / "out.wav");
     std::vector<float> left;
-    for (size_t i = 0; i < audio.samples.size(); i += 2) left.push_back(audio.samples[i]);
+    for (std::size_t i = 0; i < audio.samples.size(); i += 2) {
+      left.push_back(audio.samples[i]);
+    }
     return left;
   }
 
@@ -89,8 +93,8 @@ TEST_F(TuneEq, FiltersAreHeardAsTheTextSays) {
   double worst_db = 0;
   for (int step = 0; step < 140; ++step) {
     const double freq_hz = 20 * std::pow(1000, step / 140.0);
-    const double expected_db = -6.6 + BellDb(62.5F, 6, 0.7F, freq_hz) +
-                               BellDb(1200, -4, 2, freq_hz) + BellDb(9500.5F, 3, 4, freq_hz);
+    const double expected_db = -6.6 + BellDb(62.5f, 6, 0.7f, freq_hz) +
+                               BellDb(1200, -4, 2, freq_hz) + BellDb(9500.5f, 3, 4, freq_hz);
     worst_db = std::max(worst_db, std::abs(ResponseDb(heard, freq_hz) - expected_db));
   }
   EXPECT_LT(worst_db, 0.002);
@@ -111,7 +115,9 @@ TEST_F(TuneEq, GraphicEqualizerIsHeardAsTheTextSays) {
     const double freq_hz = std::round(20 * std::pow(1000, i / 126.0));
     points[freq_hz] = std::round(10 * curve_db(freq_hz)) / 10;
   }
-  for (const auto& [freq_hz, gain_db] : points) text << "; " << freq_hz << ' ' << gain_db;
+  for (const auto& [freq_hz, gain_db] : points) {
+    text << "; " << freq_hz << ' ' << gain_db;
+  }
   const std::vector<float> heard = Heard("GraphicEQ: " + text.str());
   double worst_db = 0;
   for (auto high = std::next(points.begin()); high != points.end(); ++high) {
@@ -129,36 +135,36 @@ TEST_F(TuneEq, GraphicEqualizerIsHeardAsTheTextSays) {
 
 TEST_F(TuneEq, ReadsEveryKindOfFilter) {
   const std::pair<const char*, EqualizerBand> kCases[] = {
-      {"PK Fc 100 Hz Gain -1.5 dB Q 0.7", {BandType::kPeaking, 100, -1.5F, 0.7F}},
-      {"LSC Fc 105 Hz Gain 5.5 dB Q 0.71", {BandType::kLowShelf, 105, 5.5F, 0.71F}},
-      {"LS Fc 105 Hz Gain 5.5 dB Q 0.71", {BandType::kLowShelf, 105, 5.5F, 0.71F}},
-      {"HS Fc 10000 Hz Gain -2 dB Q 0.5", {BandType::kHighShelf, 10000, -2, 0.5F}},
+      {"PK Fc 100 Hz Gain -1.5 dB Q 0.7", {BandType::kPeaking, 100, -1.5f, 0.7f}},
+      {"LSC Fc 105 Hz Gain 5.5 dB Q 0.71", {BandType::kLowShelf, 105, 5.5f, 0.71f}},
+      {"LS Fc 105 Hz Gain 5.5 dB Q 0.71", {BandType::kLowShelf, 105, 5.5f, 0.71f}},
+      {"HS Fc 10000 Hz Gain -2 dB Q 0.5", {BandType::kHighShelf, 10000, -2, 0.5f}},
       // A slope of 12 dB is a Q of 1 / sqrt(2) at any gain.
-      {"HSC 12 dB Fc 5 kHz Gain 6 dB", {BandType::kHighShelf, 5000, 6, 0.70710678F}},
+      {"HSC 12 dB Fc 5 kHz Gain 6 dB", {BandType::kHighShelf, 5000, 6, 0.70710678f}},
       // The corner: 10 ^ (8 / 80) below the centre.
-      {"LS 12dB Fc 100 Hz Gain 8 dB", {BandType::kLowShelf, 125.892541F, 8, 0.70710678F}},
-      {"LP Fc 20000 Hz", {BandType::kLowPass, 20000, 0, 0.70710678F}},
+      {"LS 12dB Fc 100 Hz Gain 8 dB", {BandType::kLowShelf, 125.892541f, 8, 0.70710678f}},
+      {"LP Fc 20000 Hz", {BandType::kLowPass, 20000, 0, 0.70710678f}},
       {"HPQ Fc 20 Hz Q 1", {BandType::kHighPass, 20, 0, 1}},
       {"BP Fc 1000 Hz Q 5", {BandType::kBandPass, 1000, 0, 5}},
       {"NO Fc 50 Hz", {BandType::kNotch, 50, 0, 30}},
       // An octave at low frequencies: sqrt(2).
-      {"PK Fc 20 Hz Gain 1 dB BW Oct 1", {BandType::kPeaking, 20, 1, 1.4142115F}},
+      {"PK Fc 20 Hz Gain 1 dB BW Oct 1", {BandType::kPeaking, 20, 1, 1.4142115f}},
       {"PK Fc 1,050.0 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050, 1, 1}},
       {"PK Fc 1,050 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050, 1, 1}},
-      {"PK Fc 50,125 Hz Gain 1 dB Q 1", {BandType::kPeaking, 50.125F, 1, 1}},
-      {"Modal Fc 58 Hz Gain -6.7 dB Q 10 T60 target 300 ms", {BandType::kPeaking, 58, -6.7F, 10}},
+      {"PK Fc 50,125 Hz Gain 1 dB Q 1", {BandType::kPeaking, 50.125f, 1, 1}},
+      {"Modal Fc 58 Hz Gain -6.7 dB Q 10 T60 target 300 ms", {BandType::kPeaking, 58, -6.7f, 10}},
       // With decimal commas, wherever they are, a point groups the digits of a frequency.
-      {"PK Fc 10.000 Hz Gain -1,5 dB Q 1.414", {BandType::kPeaking, 10000, -1.5F, 1.414F}},
-      {"PK Fc 1.050,5 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050.5F, 1, 1}},
-      {"PK Fc 1.250 kHz Gain 1,5 dB Q 1", {BandType::kPeaking, 1250, 1.5F, 1}},
-      {"PK Fc 10.000 Hz Gain 1,500 dB Q 1", {BandType::kPeaking, 10000, 1.5F, 1}},
+      {"PK Fc 10.000 Hz Gain -1,5 dB Q 1.414", {BandType::kPeaking, 10000, -1.5f, 1.414f}},
+      {"PK Fc 1.050,5 Hz Gain 1 dB Q 1", {BandType::kPeaking, 1050.5f, 1, 1}},
+      {"PK Fc 1.250 kHz Gain 1,5 dB Q 1", {BandType::kPeaking, 1250, 1.5f, 1}},
+      {"PK Fc 10.000 Hz Gain 1,500 dB Q 1", {BandType::kPeaking, 10000, 1.5f, 1}},
       {"PK Fc 10.000 Hz Gain 1 dB Q 1\nPreamp: -1,500 dB", {BandType::kPeaking, 10000, 1, 1}},
       {"PK Fc 10.000 Hz Gain 1 dB Q 1\nFilter: OFF PK Fc 50,5 Hz",
        {BandType::kPeaking, 10000, 1, 1}},
-      {"PK Fc 10.000 Hz Gain 1.500 dB Q 0.010", {BandType::kPeaking, 10, 1.5F, 0.01F}}};
+      {"PK Fc 10.000 Hz Gain 1.500 dB Q 0.010", {BandType::kPeaking, 10, 1.5f, 0.01f}}};
   for (const auto& [text, expected] : kCases) {
     const EqualizerText read = Read(std::string("Filter: ON ") + text);
-    ASSERT_EQ(1U, read.bands.size()) << text;
+    ASSERT_EQ(1u, read.bands.size()) << text;
     const EqualizerBand& band = read.bands[0];
     EXPECT_EQ(expected.type, band.type) << text;
     EXPECT_NEAR(expected.freq_hz, band.freq_hz, 1e-5 * expected.freq_hz) << text;
@@ -203,7 +209,9 @@ TEST_F(TuneEq, RefusesWithLineValueAndRange) {
       {"", "kelda: : it has no known Preamp, Filter or GraphicEQ line"},
       {"\xFF\xFEP", ": in UTF-16; save it as UTF-8"},
   };
-  for (const auto& [text, message] : kCases) EXPECT_EQ(message, Wrong(text)) << text;
+  for (const auto& [text, message] : kCases) {
+    EXPECT_EQ(message, Wrong(text)) << text;
+  }
   EXPECT_EQ(":2: not a text file (it holds a NUL byte)", Wrong(std::string("a\nb\0", 4)));
   for (const char* key : {"Device", "Stage", "Include", "If", "ElseIf", "EndIf", "Eval", "Copy",
                           "Delay", "LoudnessCorrection", "VSTPlugin"}) {
@@ -249,7 +257,7 @@ TEST_F(TuneEq, LimitsWhatItReads) {
   EXPECT_EQ(":1001: more filters than can be used (at most 1000)",
             Wrong(Repeated("Filter: ON PK Fc 100 Hz Gain 0 dB Q 1\n", 1001)));
   EXPECT_EQ(": too large (16777217 bytes, at most 16777216)",
-            Wrong(std::string((size_t{16} << 20) + 1, ' ')));
+            Wrong(std::string((std::size_t{16} << 20) + 1, ' ')));
   ExpectRefused(3, "kelda: /dev/zero: cannot be read: not a regular file\n",
                 {"tune", "eq", "/dev/zero", "-o", folder_ / "x"});
 }
@@ -258,7 +266,7 @@ TEST_F(TuneEq, LimitsWhatItReads) {
 TEST_F(TuneEq, TurnsManyFiltersIntoAnFir) {
   const auto heard = Heard(Repeated("Filter: ON PK Fc 1000 Hz Gain 0.1 dB Q 1\n", 80));
   for (const double freq_hz : {100.0, 500.0, 1000.0, 5000.0}) {
-    EXPECT_NEAR(80 * BellDb(1000, 0.1F, 1, freq_hz), ResponseDb(heard, freq_hz), 0.06) << freq_hz;
+    EXPECT_NEAR(80 * BellDb(1000, 0.1f, 1, freq_hz), ResponseDb(heard, freq_hz), 0.06) << freq_hz;
   }
 }
 

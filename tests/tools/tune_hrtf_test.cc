@@ -44,7 +44,7 @@ class TuneHrtf : public testing::Test {
       const double azimuth_deg = kPlaneDirections[plane].azimuth_deg;
       SCOPED_TRACE(azimuth_deg);
       const HrirCues cues = MeasureCues(set, plane);
-      EXPECT_NEAR(1e6 * WoodworthDelay_s(azimuth_deg, 0), cues.delay_us, tolerance_us);
+      EXPECT_NEAR(1e6 * WoodworthDelayS(azimuth_deg, 0), cues.delay_us, tolerance_us);
       EXPECT_NEAR(12 * std::sin(azimuth_deg * kDegree), cues.level_db, 0.4);
     }
   }
@@ -78,7 +78,7 @@ TEST_F(TuneHrtf, TakesDelaysFromTheResponsesToo) {
   SofaContents head = SphericalHead(15, 96000);
   head.delays_of_all = {3, 8};
   for (SofaMeasurement& m : head.measurements) {
-    for (size_t ear = 0; ear < 2; ++ear) {
+    for (std::size_t ear = 0; ear < 2; ++ear) {
       std::vector<double>& taps = m.responses[ear];
       const double later = m.delays[ear] - head.delays_of_all[ear];
       const auto length = static_cast<long>(taps.size());
@@ -90,7 +90,7 @@ TEST_F(TuneHrtf, TakesDelaysFromTheResponsesToo) {
 
 TEST_F(TuneHrtf, InterpolatesBetweenMeasurements) {
   const HrirSet set = Tuned(SphericalHead(20, 48000));
-  const double at_20_us = 1e6 * WoodworthDelay_s(20, 0), at_40_us = 1e6 * WoodworthDelay_s(40, 0);
+  const double at_20_us = 1e6 * WoodworthDelayS(20, 0), at_40_us = 1e6 * WoodworthDelayS(40, 0);
   EXPECT_NEAR((at_20_us + at_40_us) / 2, MeasureCues(set, 0).delay_us, 6);
   EXPECT_TRUE(Holds(printed_, "FL           +30        2     10.0      10.0"));
 }
@@ -98,13 +98,16 @@ TEST_F(TuneHrtf, InterpolatesBetweenMeasurements) {
 TEST_F(TuneHrtf, HasTheLevelOfTheDiffuseField) {
   SofaContents loud = SphericalHead(15, 48000);
   for (SofaMeasurement& m : loud.measurements) {
-    for (auto& ear : m.responses) ear[8] *= 100;  // the only tap
+    for (auto& ear : m.responses) {
+      ear[8] *= 100;  // the only tap
+    }
   }
   const HrirSet set = Tuned(loud);
   double power = 0;
   for (int plane = 0; plane < kPlanes; ++plane) {
-    for (int ear = 0; ear < 2; ++ear)
+    for (int ear = 0; ear < 2; ++ear) {
       power += std::norm(ResponseAt(set.response(plane, ear), 2000));
+    }
   }
   EXPECT_NEAR(0, 10 * std::log10(power / kPlanes), 1.5);
 }
@@ -114,7 +117,7 @@ TEST_F(TuneHrtf, TakesRoomLengthAndNames) {
   const HrirSet set = Tuned(SphericalHead(15, 48000),
                             {"--room", folder_ / "room.toml", "--taps", "128", "--source", "me",
                              "--licence", "\xC3\xA4" + std::string(60, 'x') + "\xC3\xA4"});
-  EXPECT_EQ(0.5F, set.room.decay_s);
+  EXPECT_EQ(0.5f, set.room.decay_s);
   EXPECT_EQ(128, set.taps);
   EXPECT_EQ("me", set.source);
   EXPECT_EQ("\xC3\xA4" + std::string(60, 'x'), set.licence);  // cut between characters
@@ -124,10 +127,14 @@ TEST_F(TuneHrtf, WarnsOfEarsWithoutDirection) {
   SofaContents head = SphericalHead(15, 48000);
   Tuned(head);
   EXPECT_FALSE(Holds(printed_, "warning"));
-  for (SofaMeasurement& m : head.measurements) m.delays[0] = m.delays[1] = 0;
+  for (SofaMeasurement& m : head.measurements) {
+    m.delays[0] = m.delays[1] = 0;
+  }
   Tuned(head);
   EXPECT_TRUE(Holds(printed_, "warning         no loudspeaker has a delay between the ears"));
-  for (SofaMeasurement& m : head.measurements) m.responses[0] = m.responses[1];
+  for (SofaMeasurement& m : head.measurements) {
+    m.responses[0] = m.responses[1];
+  }
   Tuned(head);
   EXPECT_TRUE(Holds(printed_, "warning         these ears give no direction"));
 }
@@ -148,7 +155,9 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
       {"it holds no measurement\n", [](Contents c) { c.measurements.clear(); }},
       {"its responses are silent\n",
        [](Contents c) {
-         for (auto& m : c.measurements) m.responses[0][8] = m.responses[1][8] = 0;
+         for (auto& m : c.measurements) {
+           m.responses[0][8] = m.responses[1][8] = 0;
+         }
        }},
       {"Data.Delay is out of range (-1 samples, 0 to 48000)\n",
        [](Contents c) { c.measurements[0].delays[0] = -1; }},
@@ -162,7 +171,9 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
        }},
       {"the ears are exchanged: sound from azimuth 30 reaches",
        [](Contents c) {
-         for (auto& m : c.measurements) std::swap(m.delays[0], m.delays[1]);
+         for (auto& m : c.measurements) {
+           std::swap(m.delays[0], m.delays[1]);
+         }
        }},
   };
   for (const auto& [message, change] : kCases) {
@@ -181,20 +192,22 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
 TEST(HrtfDirections, FindsTheArcOrTriangleAround) {
   const std::vector<HrirPlane> measured = {{20, 0}, {40, 0}, {30, 12}, {90, -4}, {-90, -8}};
   const auto weights = [&](const HrirPlane& direction) {
-    std::map<size_t, double> of_index;
-    for (const auto& m : MeasurementsAt(measured, direction)) of_index[m.index] = m.weight;
+    std::map<std::size_t, double> of_index;
+    for (const auto& m : MeasurementsAt(measured, direction)) {
+      of_index[m.index] = m.weight;
+    }
     return of_index;
   };
-  EXPECT_EQ((std::map<size_t, double>{{1, 1.0}}), weights({40.2F, 0}));
+  EXPECT_EQ((std::map<std::size_t, double>{{1, 1.0}}), weights({40.2f, 0}));
   auto arc = weights({25, 0});
-  ASSERT_EQ(2U, arc.size());
+  ASSERT_EQ(2u, arc.size());
   EXPECT_NEAR(0.75, arc[0], 0.01);
   EXPECT_NEAR(0.25, arc[1], 0.01);
   auto triangle = weights({30, 6});
-  ASSERT_EQ(3U, triangle.size());
+  ASSERT_EQ(3u, triangle.size());
   EXPECT_NEAR(1, triangle[0] + triangle[1] + triangle[2], 1e-12);
   EXPECT_NEAR(0.5, triangle[2], 0.01);
-  EXPECT_EQ(1U, MeasurementsAt(measured, {90, 0}).size());  // alone, 4 degrees away
+  EXPECT_EQ(1u, MeasurementsAt(measured, {90, 0}).size());  // alone, 4 degrees away
   EXPECT_TRUE(MeasurementsAt(measured, {-90, 0}).empty());  // 8 degrees away
 }
 

@@ -35,10 +35,12 @@ TEST_F(TunePreset, TemplatesHoldTheDefaults) {
     const std::string text = PresetTemplate(set);
     EXPECT_EQ(DefaultPreset(set), Read(text, set)) << set.name;
     std::string uncommented;
-    size_t keys = 0;
+    std::size_t keys = 0;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-      if (line.empty() || line.starts_with("# ")) continue;
+      if (line.empty() || line.starts_with("# ")) {
+        continue;
+      }
       uncommented += line.substr(1) + "\n";
       ++keys;
     }
@@ -49,7 +51,7 @@ TEST_F(TunePreset, TemplatesHoldTheDefaults) {
 
 TEST_F(TunePreset, TakesEveryKeyToItsLimitsAndNoFurther) {
   for (const ParameterSet& set : ParameterSets()) {
-    for (size_t i = 0; i < set.meanings.size(); ++i) {
+    for (std::size_t i = 0; i < set.meanings.size(); ++i) {
       const ParameterField& field = set.fields[i];
       for (const float limit : {field.min, field.max}) {
         const std::string key = std::string(field.name) + " = ";
@@ -57,9 +59,9 @@ TEST_F(TunePreset, TakesEveryKeyToItsLimitsAndNoFurther) {
         EXPECT_EQ(limit, ReadParameter(parameters, field)) << set.name << ", " << key;
         EXPECT_EQ(upmix_lib::kOk, upmix_lib::CheckFields(parameters, set.fields));
         const float beyond =
-            limit == field.min ? std::nextafter(limit, -1e9F) : std::nextafter(limit, 1e9F);
+            limit == field.min ? std::nextafter(limit, -1e9f) : std::nextafter(limit, 1e9f);
         const std::string start = ":1: " + std::string(field.name) + " is out of range (";
-        EXPECT_EQ(0U, Wrong(key + FormatFloat(beyond), set).find(start)) << key << beyond;
+        EXPECT_EQ(0u, Wrong(key + FormatFloat(beyond), set).find(start)) << key << beyond;
       }
     }
   }
@@ -75,11 +77,11 @@ TEST_F(TunePreset, NamesLineKeyValueAndRange) {
       Wrong("target_lufs = -50\nwindow_s = true\nstrength = nan\nmax_cut_db = '6 dB'\n"
             "max_boost_db = 9223372036854775807",
             LevelParameterSet()));
-  EXPECT_EQ(0U, Wrong("\nvolume = 3", LevelParameterSet())
+  EXPECT_EQ(0u, Wrong("\nvolume = 3", LevelParameterSet())
                     .find(":2: unknown key 'volume' (3, known: target_lufs, strength, "));
-  EXPECT_EQ(0U, Wrong("[room]", RoomParameterSet()).find(":1: unknown key 'room' (a table, "));
-  EXPECT_EQ(0U, Wrong("\nwidth = [[", CinemaParameterSet()).find(":2: "));
-  EXPECT_EQ(0U, Wrong(std::string(100000, '['), CinemaParameterSet()).find(":1: "));
+  EXPECT_EQ(0u, Wrong("[room]", RoomParameterSet()).find(":1: unknown key 'room' (a table, "));
+  EXPECT_EQ(0u, Wrong("\nwidth = [[", CinemaParameterSet()).find(":2: "));
+  EXPECT_EQ(0u, Wrong(std::string(100000, '['), CinemaParameterSet()).find(":1: "));
   EXPECT_EQ(": too large (1048577 bytes, at most 1048576)",
             Wrong(std::string((1 << 20) + 1, '#'), MusicParameterSet()));
 }
@@ -92,7 +94,7 @@ TEST_F(TunePreset, WritesTheFileOfTheCommand) {
     Succeed({"tune", command, folder_ / "p.toml", "-o", folder_ / "out.bin"});
     std::vector<std::byte> file;
     ASSERT_EQ(upmix_lib::kOk, upmix_lib::ReadDataFile(folder_ / "out.bin", *set.kind, file));
-    EXPECT_EQ(-3.0F, ReadParameter(file, set.fields[11]));
+    EXPECT_EQ(-3.0f, ReadParameter(file, set.fields[11]));
   }
   ExpectRefused(3, ":1: unknown key", {"tune", "level", folder_ / "p.toml", "-o", folder_ / "no"});
   ExpectRefused(2, "", {"tune", "level", folder_ / "p.toml"});

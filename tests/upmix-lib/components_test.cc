@@ -51,7 +51,9 @@ TEST_P(Components, AreExactlySilentAfterTheTail) {
   constexpr std::size_t kLoud = 10 * kBlock;
   const std::size_t silent = kLoud + GetParam().tail_frames;
   Planes in = Sound(*component, silent / kBlock + 3, 2);
-  for (Signal& plane : in) std::fill(plane.begin() + kLoud, plane.end(), 0.0f);
+  for (Signal& plane : in) {
+    std::fill(plane.begin() + kLoud, plane.end(), 0.0f);
+  }
   for (const Signal& plane : component->Process(in)) {
     EXPECT_GT(Power(std::span(plane).first(kLoud)), 1e-4);
     for (std::size_t n = 0; n < plane.size(); ++n) {
@@ -67,13 +69,17 @@ TEST_P(Components, MeetNoDenormalsInAFadeOrBesideSilence) {
   Planes in = Sound(*component, 400, 7);
   std::fill(in[0].begin(), in[0].end(), 0.0f);
   for (std::size_t n = 200 * kBlock; n < in[0].size(); ++n) {
-    for (Signal& plane : in) plane[n] *= std::pow(0.9991f, static_cast<float>(n - 200 * kBlock));
+    for (Signal& plane : in) {
+      plane[n] *= std::pow(0.9991f, static_cast<float>(n - 200 * kBlock));
+    }
   }
   ASSERT_LT(in.back().back(), Limits::min());
   int blocks_with_denormals = 0;
   for (std::size_t at = 0; at < in[0].size(); at += kBlock) {
     Planes block;
-    for (const Signal& plane : in) block.emplace_back(&plane[at], &plane[at] + kBlock);
+    for (const Signal& plane : in) {
+      block.emplace_back(&plane[at], &plane[at] + kBlock);
+    }
     std::feclearexcept(FE_UNDERFLOW);
     component->Process(block);
     blocks_with_denormals += std::fetestexcept(FE_UNDERFLOW) ? 1 : 0;
@@ -202,11 +208,15 @@ TEST_P(HandleContract, OrderOfCallsIsChecked) {
 
 TEST_P(HandleContract, HoldsTwoHundredAndFiftySixInstances) {
   std::vector<uint32_t> handles(256);
-  for (uint32_t& handle : handles) ASSERT_EQ(Create(&handle), kOk);
+  for (uint32_t& handle : handles) {
+    ASSERT_EQ(Create(&handle), kOk);
+  }
   uint32_t one_more = 0;
   EXPECT_EQ(Create(&one_more), kTooManyInstances);
   EXPECT_EQ(one_more, 0u);
-  for (uint32_t& handle : handles) EXPECT_EQ(GetParam().destroy(&handle), kOk);
+  for (uint32_t& handle : handles) {
+    EXPECT_EQ(GetParam().destroy(&handle), kOk);
+  }
 }
 
 // ---- The others.
@@ -249,7 +259,9 @@ TEST(MusicContract, MisuseIsRefusedAndABadLoadChangesNothing) {
   const float* no_in[2] = {block.data(), nullptr};
   Planes planes(kPlanes, block);
   float *out[kPlanes], *no_out[kPlanes];
-  for (std::size_t p = 0; p < kPlanes; ++p) no_out[p] = out[p] = planes[p].data();
+  for (std::size_t p = 0; p < kPlanes; ++p) {
+    no_out[p] = out[p] = planes[p].data();
+  }
   no_out[6] = nullptr;
   EXPECT_EQ(A0239(in, out, nullptr), kNullPointer);
   EXPECT_EQ(A0239(nullptr, out, music.work()), kNullPointer);

@@ -22,7 +22,9 @@ constexpr DataKind kKind = {{'T', 'E', 'S', 'T'}, 3, 64};
 
 Bytes SealedBytes(std::size_t size) {
   Bytes data(size);
-  for (std::size_t i = 0; i < size; ++i) data[i] = static_cast<std::byte>(i * 37);
+  for (std::size_t i = 0; i < size; ++i) {
+    data[i] = static_cast<std::byte>(i * 37);
+  }
   Seal(data, kKind);
   return data;
 }
@@ -234,7 +236,9 @@ TEST(EqualizerFile, CountsAndTapsAreBounded) {
   fir.curves[1].taps.push_back(0);
   EXPECT_THROW(BuildEqualizerFile(fir), std::invalid_argument) << "longer than the first";
   fir.curves[1].taps.pop_back();
-  for (auto& curve : fir.curves) curve.taps.push_back(0);
+  for (auto& curve : fir.curves) {
+    curve.taps.push_back(0);
+  }
   EXPECT_EQ(CreateEqualizer(BuildEqualizerFile(fir)), kDataTooLong);
 }
 

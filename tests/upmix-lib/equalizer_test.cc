@@ -84,7 +84,9 @@ TEST(Equalizer, DesignIsThePrototypeAtEveryExtreme) {
           EXPECT_LT(std::fabs(biquad.a1), 1 + biquad.a2) << "unstable";
           for (const double at_hz : TestFrequencies(20)) {
             const double expected_db = AnalyticDb(band, at_hz);
-            if (expected_db < -100) continue;
+            if (expected_db < -100) {
+              continue;
+            }
             ASSERT_NEAR(ResponseDb(biquad, at_hz), expected_db, 1e-3)
                 << "type " << type << ' ' << freq_hz << " Hz " << gain_db << " dB Q " << q << " at "
                 << at_hz;
@@ -122,7 +124,9 @@ TEST(Equalizer, BandsAreTheTextbooks) {
     const Planes out = EqualizerInstance(tuning).Process(noise);
     for (const std::size_t ear : {0u, 1u}) {
       std::vector<double> expected(noise[ear].begin(), noise[ear].end());
-      for (double& sample : expected) sample *= std::pow(10.0, -3.5 / 20);
+      for (double& sample : expected) {
+        sample *= std::pow(10.0, -3.5 / 20);
+      }
       for (const EqualizerBand& band : tuning.curves[ear].bands) {
         RunDirectForm(DesignBiquad(band), expected);
       }

@@ -37,7 +37,9 @@ LevelParameters LimiterOnly(float ceiling_dbtp) {
 void Measure(LoudnessMeter& meter, const Planes& stereo) {
   for (std::size_t at = 0; at < stereo[0].size(); at += kBlock) {
     Signal frames(2 * kBlock);
-    for (std::size_t i = 0; i < frames.size(); ++i) frames[i] = stereo[i % 2][at + i / 2];
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+      frames[i] = stereo[i % 2][at + i / 2];
+    }
     meter.Process(frames.data(), kBlockFrames);
   }
 }
@@ -75,7 +77,9 @@ TEST(TruePeak, IsTrueUpTo20kHz) {
           std::numbers::pi / 2 - 2 * std::numbers::pi * freq_hz * (kReach + top) / kSampleRateHz;
       const Signal tone = Sine(freq_hz, 1.0, TruePeak::kChunkFrames + 2 * kReach, phase);
       Signal left_only(2 * tone.size());
-      for (std::size_t i = 0; i < tone.size(); ++i) left_only[2 * i] = tone[i];
+      for (std::size_t i = 0; i < tone.size(); ++i) {
+        left_only[2 * i] = tone[i];
+      }
       EXPECT_NEAR(20 * std::log10(TruePeak().OfChunk(&left_only[2 * kReach])), 0, 0.12)
           << freq_hz << " Hz, " << top;
     }
@@ -162,7 +166,9 @@ TEST(LevelControl, TheGainKeepsItsSpeedAndComesToRest) {
 TEST(LevelControl, BelowTheCeilingTheLimiterIsADelay) {
   Planes in = AtLoudness(Music(12, 6), -30);
   ASSERT_LT(TruePeakDb(in), -2);
-  for (Signal& plane : in) std::fill_n(plane.begin() + 1000, 2000, 4.0f);  // then released for good
+  for (Signal& plane : in) {
+    std::fill_n(plane.begin() + 1000, 2000, 4.0f);  // then released for good
+  }
   const Planes out = LevelInstance(LimiterOnly(-1)).Process(in), late = Delayed(in, kLatency);
   const auto is_delayed = [&](std::size_t from, std::size_t to) {
     return std::equal(&out[0][from], &out[0][to], &late[0][from]) &&
@@ -179,10 +185,14 @@ double ThdPlusNoiseDb(std::span<const float> signal, double freq_hz) {
     return std::polar(1.0, 2 * std::numbers::pi * freq_hz * static_cast<double>(n) / kSampleRateHz);
   };
   std::complex<double> sum;
-  for (std::size_t n = 0; n < signal.size(); ++n) sum += double{signal[n]} * turn(n);
+  for (std::size_t n = 0; n < signal.size(); ++n) {
+    sum += double{signal[n]} * turn(n);
+  }
   sum *= 2.0 / static_cast<double>(signal.size());
   std::vector<double> fit;
-  for (std::size_t n = 0; n < signal.size(); ++n) fit.push_back((std::conj(sum) * turn(n)).real());
+  for (std::size_t n = 0; n < signal.size(); ++n) {
+    fit.push_back((std::conj(sum) * turn(n)).real());
+  }
   return ErrorDb(signal, fit);
 }
 
@@ -226,8 +236,12 @@ TEST(LevelControl, BurstsStayUnderTheCeiling) {
         for (Signal& plane : in) {
           Signal burst = Sine(std::max(freq_hz, 0.0), 4.0, plane.size(), 0.7);
           for (float& sample : burst) {
-            if (freq_hz == kNoise) sample = 4 * unit(random);
-            if (freq_hz == kClicks) sample = unit(random) > 0.99f ? 4.0f : 0.0f;
+            if (freq_hz == kNoise) {
+              sample = 4 * unit(random);
+            }
+            if (freq_hz == kClicks) {
+              sample = unit(random) > 0.99f ? 4.0f : 0.0f;
+            }
           }
           for (std::size_t at = 48000; at + 2401 < plane.size(); at += 9777) {
             const auto length = static_cast<std::ptrdiff_t>(1 + std::fabs(unit(random)) * 2400);

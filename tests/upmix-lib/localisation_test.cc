@@ -34,8 +34,8 @@ double BandPower(std::span<const float> taps, double centre_hz) {
 }
 
 // Left over right, in an octave around `centre_hz`.
-double LevelDifference_db(std::span<const float> left, std::span<const float> right,
-                          double centre_hz) {
+double LevelDifferenceDb(std::span<const float> left, std::span<const float> right,
+                         double centre_hz) {
   return 10.0 * std::log10(BandPower(left, centre_hz) / BandPower(right, centre_hz));
 }
 
@@ -68,8 +68,8 @@ TEST(Localisation, LevelDifferencesStayInTheRoom) {
     const auto left = set.response(static_cast<int>(plane), 0);
     const auto right = set.response(static_cast<int>(plane), 1);
     for (const double centre_hz : kOctaves_hz) {
-      const double expected_db = LevelDifference_db(left, right, centre_hz);
-      EXPECT_NEAR(LevelDifference_db(ears[0], ears[1], centre_hz), expected_db,
+      const double expected_db = LevelDifferenceDb(left, right, centre_hz);
+      EXPECT_NEAR(LevelDifferenceDb(ears[0], ears[1], centre_hz), expected_db,
                   1.5 + 0.1 * std::abs(expected_db))
           << "plane " << plane << ", " << centre_hz << " Hz";
     }

@@ -25,7 +25,9 @@ void ExpectNoAllocation(Component& component, int blocks) {
   const uint64_t news = test::NewCalls(), mallocs = test::MallocCalls();
   const int64_t live = test::LiveBlocks();
   int32_t failures = 0;
-  for (int block = 0; block < blocks; ++block) failures += component.Block(from, to) != kOk ? 1 : 0;
+  for (int block = 0; block < blocks; ++block) {
+    failures += component.Block(from, to) != kOk ? 1 : 0;
+  }
   EXPECT_EQ(test::NewCalls(), news);
   EXPECT_EQ(test::MallocCalls(), mallocs);
   EXPECT_EQ(test::LiveBlocks(), live);
@@ -57,7 +59,9 @@ void ExpectNothingLeftAtAnyFailure(const std::function<bool()>& create,
     test::FailNew(failures + 1);
     created = create();
     test::FailNew(0);
-    if (created) destroy();
+    if (created) {
+      destroy();
+    }
     ASSERT_EQ(test::LiveBlocks(), live) << "allocation " << failures + 1;
     ASSERT_LT(failures, 10000u);
   }

@@ -38,7 +38,9 @@ std::vector<double> NaiveSpectrum(std::span<const float> in) {
   std::vector<double> spectrum(2 * bins);
   for (std::size_t k = 0; k < bins; ++k) {
     std::complex<double> sum = 0.0;
-    for (std::size_t n = 0; n < size; ++n) sum += double{in[n]} * turns[k * n % size];
+    for (std::size_t n = 0; n < size; ++n) {
+      sum += double{in[n]} * turns[k * n % size];
+    }
     spectrum[k] = sum.real();
     spectrum[bins + k] = sum.imag();
   }
@@ -53,7 +55,9 @@ std::vector<float> Joined(std::vector<float> re, const std::vector<float>& im) {
 TEST(RealFft, EveryTransformMatchesTheDefinitionAndReturns) {
   for (int size = 16; size <= RealFft::kMaxSize; size += 2) {
     const bool tested = size <= 1600 || size == 2048 || size == 3840 || size == 8192;
-    if (!tested || !RealFft::IsSupported(size)) continue;
+    if (!tested || !RealFft::IsSupported(size)) {
+      continue;
+    }
     const RealFft fft(size);
     const std::vector<float> in = Noise(static_cast<std::size_t>(size), kSeed);
     Buffers b(fft);
@@ -64,7 +68,9 @@ TEST(RealFft, EveryTransformMatchesTheDefinitionAndReturns) {
     EXPECT_EQ(b.im.back(), 0.0f);
 
     fft.Inverse(b.re.data(), b.im.data(), b.out.data(), b.scratch.data());
-    for (float& sample : b.out) sample /= static_cast<float>(size);
+    for (float& sample : b.out) {
+      sample /= static_cast<float>(size);
+    }
     EXPECT_LT(ErrorDb(b.out, in), kMostError_db) << size;
   }
 }

@@ -64,12 +64,18 @@ TEST(MusicUpmix, PartsDirectSoundFromAmbience) {
   }
   double front = 0.0, surround = 0.0;
   const Planes mere_ambience = Upmix({PinkNoise(21, kFrames), PinkNoise(22, kFrames)});
-  for (const std::size_t plane : {kFL, kFR, kFC}) front += Power(mere_ambience[plane], 48000);
-  for (const std::size_t plane : kSurround) surround += Power(mere_ambience[plane], 48000);
+  for (const std::size_t plane : {kFL, kFR, kFC}) {
+    front += Power(mere_ambience[plane], 48000);
+  }
+  for (const std::size_t plane : kSurround) {
+    surround += Power(mere_ambience[plane], 48000);
+  }
   EXPECT_GT(Db(surround / front), 6.0);
   // What is out of phase lies nowhere between left and right.
   Planes opposed = MakePannedMix(PinkNoise(23, kFrames), 20.0f, -100.0f, 24).mix;
-  for (float& sample : opposed[1]) sample = -sample;
+  for (float& sample : opposed[1]) {
+    sample = -sample;
+  }
   EXPECT_LT(Db(Power(Upmix(opposed)[kFC], 48000)), -60.0);
 }
 
@@ -90,7 +96,9 @@ TEST(MusicUpmix, SourcesInDifferentBandsKeepTheirDirections) {
   const Planes low_alone = MakePannedMix(low, 25.0f, -30.0f, 11).mix;
   const Planes high_alone = MakePannedMix(high, -35.0f, -100.0f, 13).mix;
   Planes both = low_alone;
-  for (const std::size_t ear : {0u, 1u}) AddTo(both[ear], high_alone[ear]);
+  for (const std::size_t ear : {0u, 1u}) {
+    AddTo(both[ear], high_alone[ear]);
+  }
   const Planes planes = Upmix(both);
   const double low_deg = FrontDirectionDeg(planes, low, 200.0f, 1200.0f);
   const double high_deg = FrontDirectionDeg(planes, high, 2000.0f, 9000.0f);
@@ -106,13 +114,17 @@ TEST(MusicUpmix, SourcesInDifferentBandsKeepTheirDirections) {
 TEST(MusicUpmix, SharedBandsDoNotWarble) {
   Planes in = MakePannedMix(PinkNoise(15, kFrames), 30.0f, -20.0f, 17).mix;
   const Planes other = MakePannedMix(PinkNoise(16, kFrames), -20.0f, -100.0f, 19).mix;
-  for (const std::size_t ear : {0u, 1u}) AddTo(in[ear], other[ear]);
+  for (const std::size_t ear : {0u, 1u}) {
+    AddTo(in[ear], other[ear]);
+  }
   PlaneUpmix upmix(MusicTuning(MusicDefaults()));
   double sum[kBands] = {}, squares[kBands] = {}, largest_step = 0.0, hops = 0.0;
   BandValues before = {};
   float planes[kPlanes][kHopFrames];
   float* to[kPlanes];
-  for (std::size_t p = 0; p < kPlanes; ++p) to[p] = planes[p];
+  for (std::size_t p = 0; p < kPlanes; ++p) {
+    to[p] = planes[p];
+  }
   for (std::size_t at = 0; at < kFrames; at += kHopFrames) {
     const float* from[2] = {&in[0][at], &in[1][at]};
     upmix.Process(from, to);
@@ -158,7 +170,9 @@ TEST(Cinema, DialogueIsLoudestInTheCentreAndAmbienceSurroundsIt) {
     const Signal out = PlaneAlone(plane, mix.mix);
     const double direct = PowerCausedBy(speech, out, 96);
     EXPECT_LT(Db(direct / centre), -20.0) << plane;
-    if (plane < kSL) continue;
+    if (plane < kSL) {
+      continue;
+    }
     const double ambience = PowerCausedBy(mix.ambience[0], out, 96, 200.0f) +
                             PowerCausedBy(mix.ambience[1], out, 96, 200.0f);
     EXPECT_GT(Db(ambience / direct), 12.0) << plane;
@@ -173,7 +187,9 @@ TEST(Cinema, CrossoverIsFlatForCentredSound) {
   parameters.dialogue_amount = 1.0f;
   const Signal in = PinkNoise(9, kFrames, 20.0f, 8000.0f);
   HrirSet delayed = SilentHrirs(32);
-  for (const std::size_t ear : {0u, 1u}) delayed.responses[(kFC * kEars + ear) * 32 + 20] = 0.5f;
+  for (const std::size_t ear : {0u, 1u}) {
+    delayed.responses[(kFC * kEars + ear) * 32 + 20] = 0.5f;
+  }
   const Signal out = CinemaInstance(parameters, delayed).Process({in, in})[0];
   for (const float hz : {30.0f, 60.0f, 80.0f, 100.0f, 125.0f, 160.0f, 250.0f, 1000.0f, 4000.0f}) {
     const double input = PowerCausedBy(in, in, 0, hz * 0.9f, hz * 1.1f);

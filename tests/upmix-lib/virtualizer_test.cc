@@ -12,7 +12,9 @@ constexpr double kMostError_db = -120.0;
 
 Planes NoisePlanes(std::size_t blocks, uint32_t seed) {
   Planes planes;
-  for (uint32_t p = 0; p < kPlanes; ++p) planes.push_back(Noise(blocks * kBlock, seed + p));
+  for (uint32_t p = 0; p < kPlanes; ++p) {
+    planes.push_back(Noise(blocks * kBlock, seed + p));
+  }
   return planes;
 }
 
@@ -45,7 +47,9 @@ TEST(Virtualizer, MatchesDirectConvolutionWhateverTheKinds) {
     VirtualizerInstance instance(set);
     Planes in = NoisePlanes(order.size(), 40), heard = in;
     for (std::size_t n = 0; n < in[0].size(); ++n) {
-      if (static_cast<int32_t>(n % kBlock) < order[n / kBlock].second) continue;
+      if (static_cast<int32_t>(n % kBlock) < order[n / kBlock].second) {
+        continue;
+      }
       for (std::size_t p = 0; p < kPlanes; ++p) {
         in[p][n] = std::numeric_limits<float>::quiet_NaN();
         heard[p][n] = 0.0f;
@@ -64,7 +68,9 @@ TEST(Virtualizer, FlagsMuteTheirPlanesUntilAFlushAtOnce) {
   instance.flags = {0, 1, 0, -1, 0, 256, 0};
   const Planes in = NoisePlanes(3, 60);
   Planes heard = in;
-  for (const std::size_t muted : {1u, 3u, 5u}) heard[muted].assign(in[muted].size(), 0.0f);
+  for (const std::size_t muted : {1u, 3u, 5u}) {
+    heard[muted].assign(in[muted].size(), 0.0f);
+  }
   ExpectConvolution(instance.Process(in), set, heard);
   ASSERT_EQ(instance.Flush(), kOk);
   instance.flags = {};
@@ -86,10 +92,16 @@ TEST(Virtualizer, ChangesOfFlagsAndDataDoNotClick) {
   VirtualizerInstance instance(NoiseHrirs(256, 11));
   const Planes tone(kPlanes, Sine(440.0, 0.1, 12 * kBlock));
   const Planes out = instance.Process(tone, [&](std::size_t block) {
-    if (block == 3) instance.flags = {1, 0, 0, 1, 0, 0, 1};
-    if (block == 6) instance.flags = {};
+    if (block == 3) {
+      instance.flags = {1, 0, 0, 1, 0, 0, 1};
+    }
+    if (block == 6) {
+      instance.flags = {};
+    }
     for (const HrirSet& next : {NoiseHrirs(128, 14), after}) {  // The first is never heard.
-      if (block != 9) break;
+      if (block != 9) {
+        break;
+      }
       instance.Install(next);
       ASSERT_EQ(A0556(instance.handle()), kOk);
     }
@@ -110,7 +122,9 @@ TEST(Virtualizer, FailedReloadLeavesThePreviousDataAudible) {
   VirtualizerInstance instance(set);
   const Planes in = NoisePlanes(2, 130);
   const Planes out = instance.Process(in, [&](std::size_t block) {
-    if (block == 0) return;
+    if (block == 0) {
+      return;
+    }
     int32_t error = 0, detail = 0;
     instance.directory().Write("data", "damaged");
     EXPECT_EQ(A0556(instance.handle()), kDataTooShort);
