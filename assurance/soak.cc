@@ -227,14 +227,16 @@ class Host {
 
 Life Live(uint64_t seed) { return Host(seed).Live(); }
 
-// What engines leave behind on purpose: their level controls, with work memory, parameter data and
-// the path of the file. As the allocator rounds it.
+// The memory that engines leave on purpose, as the allocator rounds it: their level controls, with
+// work memory, parameter data and the path of the file.
 std::size_t Leak(const Life& life, const std::string& tuning) {
   uint32_t work = 0, params = 0;
-  Require(A0557(&work, &params) == 0, "the signal library does not tell its sizes");
+  Require(A0557(&work, &params) == 0, "the signal library does not report its sizes");
   const auto rounded = [](std::size_t bytes) { return (bytes + 8 + 15) / 16 * 16; };
-  return life.engines * (rounded(sizeof(Upl)) + rounded(work) + rounded(params)) +
-         life.levelled * rounded((tuning + "/upl.cinema.bin").size() + 1);
+  const std::size_t of_each = rounded(sizeof(Upl)) + rounded(work) + rounded(params);
+  const std::size_t of_each_path = rounded((tuning + "/upl.cinema.bin").size() + 1);
+  return static_cast<std::size_t>(life.engines) * of_each +
+         static_cast<std::size_t>(life.levelled) * of_each_path;
 }
 
 struct Limits {
@@ -265,6 +267,7 @@ bool Soak(const Limits& limits) {
       together.push_back(std::async(std::launch::async, Live, next_seed + host));
     }
     std::vector<Life> lives;
+    lives.reserve(together.size());
     for (auto& life : together) {
       lives.push_back(life.get());
     }

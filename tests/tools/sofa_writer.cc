@@ -88,10 +88,10 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
 }
 
 double WoodworthDelayS(double azimuth_deg, double elevation_deg) {
-  constexpr double kRadius_m = 0.0875, kSound_m_s = 343;
+  constexpr double kRadiusM = 0.0875, kSoundMPerS = 343;
   const double lateral =
       std::asin(std::sin(azimuth_deg * kDegree) * std::cos(elevation_deg * kDegree));
-  return kRadius_m / kSound_m_s * (lateral + std::sin(lateral));
+  return kRadiusM / kSoundMPerS * (lateral + std::sin(lateral));
 }
 
 SofaContents SphericalHead(int azimuth_step_deg, double rate_hz) {

@@ -39,18 +39,18 @@ double LevelDifferenceDb(std::span<const float> left, std::span<const float> rig
   return 10.0 * std::log10(BandPower(left, centre_hz) / BandPower(right, centre_hz));
 }
 
-constexpr double kOctaves_hz[] = {250, 500, 1000, 2000, 4000, 8000};
+constexpr double kOctavesHz[] = {250, 500, 1000, 2000, 4000, 8000};
 
 // Both ears together: no direction is coloured by more than a good loudspeaker in a room.
 TEST(DefaultHrirs, AreNeutral) {
   const HrirSet& set = DefaultEars();
   double mean_power = 0.0;
   for (int plane = 0; plane < kPlanes; ++plane) {
-    for (const double centre_hz : kOctaves_hz) {
+    for (const double centre_hz : kOctavesHz) {
       const double power = BandPower(set.response(plane, 0), centre_hz) +
                            BandPower(set.response(plane, 1), centre_hz);
       EXPECT_NEAR(10.0 * std::log10(power), 0.0, 4.5) << plane << ", " << centre_hz;
-      mean_power += power / (kPlanes * std::size(kOctaves_hz));
+      mean_power += power / (kPlanes * std::size(kOctavesHz));
     }
   }
   EXPECT_NEAR(10.0 * std::log10(mean_power), 0.0, 1.0);
@@ -67,7 +67,7 @@ TEST(Localisation, LevelDifferencesStayInTheRoom) {
     const Planes ears = VirtualizerInstance(set).Process(in);
     const auto left = set.response(static_cast<int>(plane), 0);
     const auto right = set.response(static_cast<int>(plane), 1);
-    for (const double centre_hz : kOctaves_hz) {
+    for (const double centre_hz : kOctavesHz) {
       const double expected_db = LevelDifferenceDb(left, right, centre_hz);
       EXPECT_NEAR(LevelDifferenceDb(ears[0], ears[1], centre_hz), expected_db,
                   1.5 + 0.1 * std::abs(expected_db))

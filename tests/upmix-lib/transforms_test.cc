@@ -14,7 +14,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr double kMostError_db = -125.0;  // 24-bit mantissas allow about -135
+constexpr double kMostErrorDb = -125.0;  // 24-bit mantissas allow about -135
 constexpr uint32_t kSeed = 20;
 
 // Exactly as large as the interface asks for: a sanitizer sees every step beyond.
@@ -63,7 +63,7 @@ TEST(RealFft, EveryTransformMatchesTheDefinitionAndReturns) {
     Buffers b(fft);
     fft.Forward(in.data(), b.re.data(), b.im.data(), b.scratch.data());
     const std::vector<double> expected = NaiveSpectrum(in);
-    EXPECT_LT(ErrorDb(Joined(b.re, b.im), expected), kMostError_db) << size;
+    EXPECT_LT(ErrorDb(Joined(b.re, b.im), expected), kMostErrorDb) << size;
     EXPECT_EQ(b.im.front(), 0.0f);
     EXPECT_EQ(b.im.back(), 0.0f);
 
@@ -71,7 +71,7 @@ TEST(RealFft, EveryTransformMatchesTheDefinitionAndReturns) {
     for (float& sample : b.out) {
       sample /= static_cast<float>(size);
     }
-    EXPECT_LT(ErrorDb(b.out, in), kMostError_db) << size;
+    EXPECT_LT(ErrorDb(b.out, in), kMostErrorDb) << size;
   }
 }
 

@@ -8,7 +8,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr double kMostError_db = -120.0;
+constexpr double kMostErrorDb = -120.0;
 
 Planes NoisePlanes(std::size_t blocks, uint32_t seed) {
   Planes planes;
@@ -31,7 +31,7 @@ void ExpectConvolution(const Planes& out, const HrirSet& hrirs, const Planes& in
         }
       }
     }
-    EXPECT_LT(ErrorDb(out[static_cast<std::size_t>(ear)], expected), kMostError_db);
+    EXPECT_LT(ErrorDb(out[static_cast<std::size_t>(ear)], expected), kMostErrorDb);
   }
 }
 
