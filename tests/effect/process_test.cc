@@ -1,4 +1,4 @@
-// Audio through the surface: what the process entry takes, what comes out in each
+// Audio through the exported record: what the process entry takes, what comes out in each
 // mode, and what a change of mode does to it.
 #include <gtest/gtest.h>
 
@@ -52,7 +52,7 @@ void Set(Effect* effect, const Sound& sound) {
   effect->SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADSET);
 }
 
-// An effect that is fed a ramp, beside a model of the rings that counts along.
+// An effect that is fed a ramp, and a model that counts the frames in its rings.
 class Stream {
  public:
   explicit Stream(const Sound& sound) : sound_(sound) {
@@ -108,7 +108,7 @@ class Stream {
  private:
   using Frame = std::array<float, 2>;
 
-  // Which slices are silence follows from counting alone.
+  // The model says which slices are silence.
   std::vector<float> Expected(unsigned frames) {
     std::vector<float> out;
     const auto hear = [&](Frame frame) { out.insert(out.end(), frame.begin(), frame.end()); };

@@ -62,8 +62,8 @@ TEST_P(Components, AreExactlySilentAfterTheTail) {
   }
 }
 
-// Denormals make every operation slow. The flag tells of each that arises, on processors
-// that are quick with them, too; by chance one is left over here and there.
+// Denormals make every operation slow. The processor's flag tells of each that arises, even where
+// it is quick with them; the few that arise by chance are allowed.
 TEST_P(Components, MeetNoDenormalsInAFadeOrBesideSilence) {
   const auto component = Make();
   Planes in = Sound(*component, 400, 7);

@@ -169,7 +169,7 @@ int32_t CreateFrom(const Bytes& file, Create create, Destroy destroy) {
 int32_t CreateEqualizer(const Bytes& file) { return CreateFrom(file, A0243, A0812); }
 int32_t CreateVirtualizer(const Bytes& file) { return CreateFrom(file, A0782, A0810); }
 
-// Cut, but sealed anew: only the counts can tell.
+// Cut short, but with a right checksum: only the counts show it.
 void ExpectCutsAreRefused(const Bytes& good, const DataKind& kind,
                           int32_t (*create)(const Bytes&)) {
   for (std::size_t size = sizeof(DataHeader); size < good.size(); size += 4) {

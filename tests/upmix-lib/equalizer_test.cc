@@ -61,7 +61,7 @@ std::vector<EqualizerBand> RandomBands(std::size_t count, std::mt19937& random) 
   };
   std::vector<EqualizerBand> bands;
   for (std::size_t i = 0; i < count; ++i) {
-    // Of the types that remove whole ranges, few: 64 of them leave nothing to measure.
+    // Few bands of the types that remove whole ranges: 64 of them would leave nothing to measure.
     const auto type = static_cast<BandType>(i % 16 == 15 ? 3 + (i / 16) % 4 : i % 3);
     const double freq_hz = type == BandType::kLowPass    ? between(10000, 20000)
                            : type == BandType::kHighPass ? between(10, 30)

@@ -35,8 +35,8 @@ void ExpectConvolution(const Planes& out, const HrirSet& hrirs, const Planes& in
   }
 }
 
-// Kinds as callers send them (2,1,0,0; after a reset 1,0), and in any other order; of a
-// block of kind 2 that is short, what is beyond its frames is taken for silence.
+// Kinds as callers send them (2,1,0,0; after a reset 1,0), and in any other order. Behind the
+// frames of a short block of kind 2 there is silence.
 TEST(Virtualizer, MatchesDirectConvolutionWhateverTheKinds) {
   const HrirSet set = NoiseHrirs(256, 4);
   const std::vector<std::pair<int32_t, int32_t>> kOrders[] = {
