@@ -153,7 +153,7 @@ TEST_F(CommandTest, StatesAndCounters) {
   EXPECT_FALSE(enabled());
   effect().Enable();
   effect().SetMode(1);
-  // From the enabled state, too. The payload is not looked at.
+  // Also from the enabled state. The payload is ignored.
   EXPECT_EQ(effect().Command({.code = EFFECT_CMD_INIT, .cmd_size = 77, .null_data = true}).status(),
             0);
   EXPECT_EQ(effect().Mode(), 0u);
@@ -312,7 +312,7 @@ TEST_F(CommandTest, SetParam) {
 TEST_F(CommandTest, GetParamAnswersWithTheCommandsHead) {
   effect().SetMode(2);
   for (const std::size_t offset : {0, 1, 2}) {
-    // psize is not looked at, and copied with the rest.
+    // psize is ignored, and copied with the rest.
     Reply reply = effect().Command(
         {.code = EFFECT_CMD_GET_PARAM, .data = Param(0, "ignored", 99, 12), .reply_size = 24},
         offset);
@@ -369,8 +369,8 @@ TEST_F(CommandTest, CapturesOnlyWhereBothPropertiesSaySo) {
   }
 }
 
-// A refused command starts or stops a capture, too. A new one has the old one's name in
-// the same second, and goes on at its end then.
+// A refused command also starts or stops a capture. A capture that begins in the same
+// second as the one before has its name, and continues at its end.
 TEST_F(CommandTest, CapturesWhatTheHostGotForASecond) {
   const auto capture = [&] {
     std::string newest;

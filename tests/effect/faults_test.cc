@@ -16,7 +16,7 @@
 //            m  loads the level control if it is not ready
 //            F  flushes all stages
 //            f  flushes the stages that the mode ends
-//            I  makes all of them anew
+//            I  makes all of them again
 //
 // An entry whose failure leaves a stage, here music, without what was to be loaded:
 //
@@ -139,7 +139,7 @@ const Step kSession[] = {
 struct Fault {
   const char* entry;
   char stage;  // that suffers
-  // kSize: cannot be loaded until the engine is made anew. kLoad: is not loaded.
+  // kSize: cannot be loaded until the engine is made again. kLoad: is not loaded.
   // kFlush: the same if the flush belonged to a load. kLevel: is not loaded, or after a
   // flush not configured. kBlock: one block.
   enum { kNothing, kSize, kLoad, kFlush, kLevel, kBlock } harms;
@@ -189,7 +189,7 @@ const Fault kFaults[] = {
 
 bool Does(const Step& step, char what) { return step.does.find(what) != std::string::npos; }
 
-// What the step leaves of the harm that it found.
+// What is still faulty after the step.
 State After(const Step& step, const Fault& fault, State state) {
   const char stage = fault.stage;
   bool mends = Does(step, 'I');
@@ -232,7 +232,7 @@ class FaultsTest : public test::DataDirTest {
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
   }
 
-  // Two periods of constants, other ones each time; nothing jumps in the last frames.
+  // Two periods of constants, different each time; nothing jumps in the last frames.
   void CheckPeriods(Effect& effect, const std::string& stages,
                     const std::function<std::map<char, State>()>& states, const std::string& what) {
     for (int period = 0; period < 2; ++period) {
@@ -249,7 +249,7 @@ class FaultsTest : public test::DataDirTest {
     }
   }
 
-  // The session with one call failing. Whether it came to that call.
+  // Runs the session with one call failing. Returns whether the session reached it.
   bool Live(const Fault& fault, int nth) {
     fake::Reset();
     test::TakeLog();
@@ -297,7 +297,7 @@ class FaultsTest : public test::DataDirTest {
     return struck;
   }
 
-  // Nothing before the fault, its own line first, and then none but those that follow.
+  // No line before the fault; then its own line, and only lines that follow from it.
   void CheckLog(const Fault& fault, bool struck, const std::string& what) {
     for (const std::string& line : test::TakeLog()) {
       log_.push_back(line);

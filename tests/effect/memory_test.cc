@@ -154,7 +154,7 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
   int refusals = 0;
   for (std::size_t i = 0; i < 2 * std::size(kCases); ++i) {
     const auto& [mode, request] = kCases[i / 2];
-    // Nor is there memory for what is said of files that are missing.
+    // There is no memory for the messages about missing files either.
     setenv("KELDA_DATA_DIR", (i % 2 == 0 ? dir() : Path("missing")).c_str(), 1);
     const std::string error =
         "E/KelUpm: ERROR: command " + std::to_string(request.code) + " failed: std::bad_alloc";
@@ -173,7 +173,7 @@ TEST_F(MemoryTest, CommandsWithoutMemory) {
         }
       }
       test::TakeLog();
-      // Made ahead, so that the call that fails is the library's.
+      // Made before, so that the call that fails is the library's.
       std::string data = request.data, reply(16, '\xAA');
       uint32_t reply_size = request.reply_size;
       const auto command = (*effect.handle())->command;

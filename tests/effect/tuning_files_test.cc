@@ -74,8 +74,8 @@ TEST_F(TuningFilesTest, ParameterDataUnderItsLimit) {
   Write("empty", "");
   EXPECT_EQ(ParamFileReader::GetParamData(Path("empty"), &data, 100), 0u);
   EXPECT_EQ(test::TakeLog(), Lines{});
-  // Files of the kernel's: one says that it is empty and is not, which is bounded by the
-  // vector; one says that it is a page long and is not.
+  // Files of the kernel: one claims to be empty and is not, so the vector's limit bounds it;
+  // one claims to be a page long and is shorter.
   std::vector<char> three(3, 'q');
   EXPECT_EQ(ParamFileReader::GetParamData("/proc/self/maps", &three, 3), 3u);
   EXPECT_EQ(three.size(), 3u);

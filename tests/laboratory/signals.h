@@ -51,7 +51,7 @@ Planes Delayed(const Planes& planes, std::size_t frames);
 
 double Db(double power);
 
-// Mean power behind the first `skip` frames.
+// Mean power after the first `skip` frames.
 double Power(std::span<const float> signal, std::size_t skip = 0);
 
 // The part of the power of `output` that is linearly related to `cause`, `delay_frames`

@@ -1,6 +1,6 @@
 // The report's page in a real browser: Chromium, without a window and without a network.
 //
-// A page around it gives it the width of a screen and hears from a script at its end how it
+// A page around it gives it the width of a screen; a script at its end reports to that page how it
 // went. The pictures of the screens stay in the build directory.
 #include <gtest/gtest.h>
 

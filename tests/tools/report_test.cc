@@ -68,7 +68,7 @@ double Mean(const std::vector<double>& values, std::size_t first, std::size_t co
          static_cast<double>(count);
 }
 
-// The level control begins anew with each mode and boosts only after seconds: what is heard
+// The level control starts again with each mode and boosts only after seconds: what is heard
 // just after a change is not what is heard later.
 void ExpectLevels(const json& changes) {
   for (const json& change : changes) {

@@ -55,7 +55,7 @@ class SoundFiles : public testing::Test {
   const TemporaryFolder folder_;
 };
 
-// Two seconds of noise and then of silence, so that bits per second say nothing of the length.
+// Two seconds of noise and then of silence, so that bits per second do not tell the length.
 Audio NoiseThenSilence() {
   Audio audio = Noise(96000);
   audio.samples.resize(audio.samples.size() * 2, 0.0f);
