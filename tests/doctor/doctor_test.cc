@@ -100,7 +100,7 @@ class TuningDoctor : public testing::Test {
   // Reads `report_`.
   void Diagnose(int exit_code) { report_ = Doctor(exit_code, {"--tuning", folder_ / ""}).out; }
 
-  // In a situation, which has a line of its own.
+  // Expects `what` in the line of the situation.
   void ExpectHeard(const std::string& situation, const std::string& what) {
     const std::size_t begin = std::min(report_.find("  " + situation + " "), report_.size());
     EXPECT_TRUE(Holds(report_.substr(begin, report_.find('\n', begin) - begin), what)) << report_;

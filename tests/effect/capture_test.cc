@@ -19,7 +19,7 @@ using test::Lines;
 std::string Bytes(const std::vector<float>& samples) {
   return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
 }
-// What is said, with what the system makes of its error.
+// The log line of `text`, with the system's words for the error.
 std::string Said(const std::string& text, int error) {
   return "E/KelApsPcmd: " + text + ": " + strerror(error) + "\n";
 }

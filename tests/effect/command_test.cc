@@ -370,7 +370,7 @@ TEST_F(CommandTest, CapturesOnlyWhereBothPropertiesSaySo) {
 }
 
 // A refused command also starts or stops a capture. A capture that begins in the same
-// second as the one before has its name, and continues at its end.
+// second as another has the same name, and is appended to that file.
 TEST_F(CommandTest, CapturesWhatTheHostGotForASecond) {
   const auto capture = [&] {
     std::string newest;

@@ -122,8 +122,8 @@ struct HandleComponent {
     return 0;
   }
 
-  // For the calls that need nothing but a live handle. A misused handle
-  // gives -1001.
+  // For the calls that need nothing but a live handle. A misused handle gives
+  // -1001.
   int32_t Use(const char* entry, uint32_t handle) {
     const int32_t status = Recorded(entry, handle);
     Instance* const instance = Find(handle);

@@ -186,7 +186,7 @@ TEST_F(Capture, FindsDiscontinuitiesAndNothingElse) {
   EXPECT_EQ("10240+1 in 0, 20001+1 in 1, 47990+1 in 0", Events(steps));
   EXPECT_NEAR(0.2, steps["events"][0]["step"], 0.02);
   EXPECT_EQ(0, Examine(Bytes(Noise(kFrames).samples))["discontinuities"]["count"]);
-  // A tone that begins at once is one no more; one absurd sample hides none behind it.
+  // The begin of a tone is no discontinuity, and an absurd sample does not hide a later one.
   samples = Tones(2);
   std::fill_n(samples.begin(), 2 * 480, 0.0f);
   for (std::size_t frame = 480; frame < 4800; ++frame) {

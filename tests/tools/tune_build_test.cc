@@ -161,7 +161,7 @@ TEST_F(TuneBuild, ReplacesADirectoryWholeOrNotAtAll) {
   }
   expect_untouched(4, "", {.file_size_limit_bytes = 4096});  // less than an HRIR set
   expect_untouched(130, "", {.pending_signal = SIGINT});
-  // What another made stays, be it tuning, or in the place of a file that the build made.
+  // What somebody else made stays: tuning, or what took the place of a file of the build.
   for (const std::string name : {"pcmdump.pcm", "mine.ba", "personalized.hki"}) {
     const std::string made = folder_.Read("out/" + name);
     folder_.Write("out/" + name, "the user's own");

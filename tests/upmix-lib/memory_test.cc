@@ -39,7 +39,7 @@ TEST(Memory, NoComponentAllocatesWhileItProcesses) {
     SCOPED_TRACE(kind.name);
     ExpectNoAllocation(*kind.make(), 20);
   }
-  // Nor do changes of flags, or the block that fades from old data to new.
+  // Changes of flags do not allocate either, nor does the block that fades from old data to new.
   VirtualizerInstance virtualizer(NoiseHrirs(256, 1));
   for (const int32_t flag : {0, 1, 0}) {
     virtualizer.flags[3] = flag;

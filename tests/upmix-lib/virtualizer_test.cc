@@ -35,7 +35,7 @@ void ExpectConvolution(const Planes& out, const HrirSet& hrirs, const Planes& in
   }
 }
 
-// Kinds as callers send them (2,1,0,0; after a reset 1,0), and in any other order. Behind the
+// Kinds as callers send them (2,1,0,0; after a reset 1,0), and in any other order. After the
 // frames of a short block of kind 2 there is silence.
 TEST(Virtualizer, MatchesDirectConvolutionWhateverTheKinds) {
   const HrirSet set = NoiseHrirs(256, 4);
