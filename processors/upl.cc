@@ -45,6 +45,8 @@ void Upl::PrepareWorkMemory(int size) {
         error);
     return;
   }
+  // An instance that the memory held before must not be taken for this one.
+  std::fill_n(static_cast<char*>(memory), size, '\0');
   work_.reset(static_cast<char*>(memory));
 }
 

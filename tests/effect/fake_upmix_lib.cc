@@ -406,10 +406,16 @@ int32_t A0508(void* work, int32_t block_frames) {
   if (work == nullptr) {
     return Recorded("A0508", "null"), -1002;
   }
-  if (const int32_t status = Recorded("A0508", block_frames)) {
+  // Memory that is neither zero nor an instance's may hold what another one left.
+  Level level;
+  std::memcpy(&level, work, sizeof(level));
+  const auto* const bytes = static_cast<const char*>(work);
+  const bool clean = level.magic == kLevelMagic || std::count(bytes, bytes + fake::kLevelWorkBytes,
+                                                              '\0') == int{fake::kLevelWorkBytes};
+  if (const int32_t status = Recorded("A0508", clean ? block_frames : -1)) {
     return status;
   }
-  const Level level{kLevelMagic, false, {}};
+  level = {kLevelMagic, false, {}};
   std::memset(work, 0, fake::kLevelWorkBytes);
   std::memcpy(work, &level, sizeof(level));
   return 0;

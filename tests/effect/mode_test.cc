@@ -1,6 +1,7 @@
 // Which stages run, and which tuning files are loaded in which order, for every way
 // that mode, application, device and HRTF come to be set.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstring>
 #include <filesystem>
@@ -33,7 +34,9 @@ class ModeTest : public test::DataDirTest {
 // Every call that sets up, empties, processes and ends, of every component.
 TEST_F(ModeTest, CallsInTheLifeOfAnInstance) {
   setenv("KELDA_DATA_DIR", (dir() + "//").c_str(), 1);  // the library gets no '/' at the end
+  mallopt(M_PERTURB, 0x5A);                             // memory comes with something in it
   std::optional<Effect> effect(std::in_place);
+  mallopt(M_PERTURB, 0);
   effect->SetParam(kWiredHrtf, kPersonalized);
   effect->SetMode(kMusic);
   effect->Enable();

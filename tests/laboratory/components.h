@@ -279,7 +279,10 @@ class LevelInstance : public Component {
     }
     return status;
   }
-  int32_t Flush() override { return A0122(work(), &parameters_); }
+  int32_t Flush() override {
+    const int32_t status = A0508(work(), kBlockFrames);
+    return status == kOk ? A0122(work(), &parameters_) : status;
+  }
 
   void* work() const { return memory_.get() + 1; }
 

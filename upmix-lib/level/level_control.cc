@@ -1,5 +1,7 @@
 #include "upmix-lib/level/level_control.h"
 
+#include <algorithm>
+
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
 
@@ -26,10 +28,63 @@ LevelControl::LevelControl(const LevelParameters& parameters)
       meter_(static_cast<double>(parameters.window_s)),
       limiter_(parameters.ceiling_dbtp, parameters.limiter_release_ms) {}
 
-void LevelControl::UpdateWantedGain() {
-  if (meter_.sounding() && meter_.programme_s() >= kEvidenceS) {
-    const double peak_dbfs = DbFromAmplitude(static_cast<double>(meter_.Peak()));
-    wanted_gain_db_ = WantedGainDb(parameters_, meter_.LoudnessLufs(), peak_dbfs);
+void LevelControl::ContinueWith(const LevelParameters& parameters) {
+  parameters_ = parameters;
+  meter_.ContinueWith(static_cast<double>(parameters.window_s));
+  limiter_ = Limiter(parameters.ceiling_dbtp, parameters.limiter_release_ms);
+}
+
+double LevelControl::GainFor(double loudness_lufs) const {
+  return WantedGainDb(parameters_, loudness_lufs,
+                      DbFromAmplitude(static_cast<double>(meter_.Peak())));
+}
+
+Pace LevelControl::CurrentPace() const {
+  if (quick_hops_ > 0) {
+    return {.boost_db_per_s = 30.0, .cut_db_per_s = 30.0, .ease_s = 0.1};
+  }
+  return {.boost_db_per_s = double{parameters_.boost_db_per_s},
+          .cut_db_per_s = double{parameters_.cut_db_per_s},
+          .ease_s = 1.0};
+}
+
+// A programme that grows at once is measured from the jump on, and cut at once. If that was only
+// a burst, what came before it counts again.
+void LevelControl::FollowJump() {
+  const double now_lufs = meter_.MomentaryLufs();
+  const double now_db = GainFor(now_lufs);
+  const bool begins = meter_.programme_s() == 0;
+  if (hops_since_jump_ >= kReachingBackHops && gain_.gain_db() > now_db + kJumpDb &&
+      (begins || now_lufs > meter_.LoudnessLufs() + kJumpDb)) {
+    hops_since_jump_ = 0;
+    loudness_before_jump_lufs_ = begins ? now_lufs : meter_.LoudnessLufs();
+    quick_hops_ = std::max(quick_hops_, kQuickHopsAfterJump);
+    meter_.StartProgramme();
+  }
+  if (hops_since_jump_ == kBurstHops) {
+    return;
+  }
+  ++hops_since_jump_;
+  if (hops_since_jump_ <= kReachingBackHops) {
+    if (now_db < gain_.gain_db()) {
+      gain_.Jump(now_db);
+      wanted_gain_db_ = now_db;
+    }
+  } else if (now_lufs < loudness_before_jump_lufs_ + kJumpDb) {
+    hops_since_jump_ = kBurstHops;
+    meter_.TakeBackProgramme();
+  }
+}
+
+void LevelControl::EndHop() {
+  if (!meter_.sounding()) {
+    return;
+  }
+  FollowJump();
+  const bool quick = quick_hops_ > 0;
+  if (meter_.programme_s() >= (quick ? LoudnessMeter::kHopS : kEvidenceS)) {
+    wanted_gain_db_ = GainFor(meter_.LoudnessLufs());
+    quick_hops_ -= quick ? 1 : 0;
   }
 }
 
@@ -37,11 +92,11 @@ void LevelControl::Process(const float* in, float* out) {
   float* frames = limiter_.input();
   GuardSamples(in, frames, 2 * kBlockFrames);
   if (meter_.Process(frames, kBlockFrames)) {
-    UpdateWantedGain();
+    EndHop();
   }
   const auto before = static_cast<float>(AmplitudeFromDb(gain_.gain_db()));
   if (meter_.sounding()) {
-    gain_.Approach(wanted_gain_db_, kBlockS, parameters_);
+    gain_.Approach(wanted_gain_db_, kBlockS, CurrentPace());
   }
   Ramp(frames, before, static_cast<float>(AmplitudeFromDb(gain_.gain_db())));
   limiter_.Process(out);

@@ -14,13 +14,14 @@ namespace kelda::upmix_lib {
 //   LevelParameters parameters = DefaultParameters<LevelParameters>(kLevelKind, kLevelFields);
 //   LevelControl control(parameters);  // control thread
 //   control.Process(in, out);          // audio thread, each block
+//   control.ContinueWith(others);      // control thread, while no block is processed
 //
 // "Control" and "Audio" name the calling thread, see base/audio_format.h.
 //
 //
 //   in --guard--+------------ x gain --> limiter --> out, kLevelLatencyFrames later
 //               |                ^
-//               `--loudness--> gain, slow
+//               `--loudness--> gain: slow, but quick at the start and after a jump
 //
 // Allocates nothing and needs no destructor, so that it can live in memory that the caller
 // owns and releases.
@@ -33,16 +34,37 @@ class LevelControl {
   // as silence. in and out do not overlap. Audio.
   void Process(const float* in, float* out) KELDA_NONBLOCKING;
 
+  // Goes on with other parameters, or in another stream: forgets the audio, and keeps the gain
+  // and the loudness of the programme, so that nobody hears the levelling begin again. Control.
+  void ContinueWith(const LevelParameters& parameters);
+
  private:
-  // The programme must be this long before the gain follows it.
+  // The programme must be this long before the gain follows it, unless it is quick.
   static constexpr double kEvidenceS = 1.0;
 
-  void UpdateWantedGain();
+  // A jump: the last 400 ms are louder by this much than the programme so far, and come out
+  // louder by this much than they should.
+  static constexpr double kJumpDb = 6.0;
+
+  static constexpr int kQuickHopsAtStart = 15;
+  static constexpr int kQuickHopsAfterJump = 10;
+  // Hops after a jump in which the last 400 ms still reach back before it, and in which it may
+  // turn out to have been a burst.
+  static constexpr int kReachingBackHops = 4;
+  static constexpr int kBurstHops = 14;
+
+  double GainFor(double loudness_lufs) const;
+  Pace CurrentPace() const;
+  void FollowJump();
+  void EndHop();
 
   LevelParameters parameters_;
   LoudnessMeter meter_;
   LevelGain gain_;
   double wanted_gain_db_ = 0;
+  int quick_hops_ = kQuickHopsAtStart;    // to come, of sound
+  int hops_since_jump_ = kBurstHops;      // at most kBurstHops
+  double loudness_before_jump_lufs_ = 0;  // of the programme
   Limiter limiter_;
 };
 

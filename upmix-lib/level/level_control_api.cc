@@ -10,8 +10,13 @@ using namespace kelda::upmix_lib;
 
 namespace {
 
-// A0508 lays down an instance without a level control, A0122 builds the level control in it.
-using LevelMemory = WorkMemory<std::optional<LevelControl>, 0x4C45564Cu>;
+// A0508 makes an instance without a level control, or ends the stream of the one that is there;
+// A0122 makes the level control, or lets it go on with its parameters.
+struct Instance {
+  std::optional<LevelControl> control;
+  bool configured = false;
+};
+using LevelMemory = WorkMemory<Instance, 0x4C45564Cu>;
 
 }  // namespace
 
@@ -33,7 +38,11 @@ int32_t A0508(void* work, int32_t block_frames) {
   if (block_frames != kBlockFrames) {
     return kBadFrameCount;
   }
-  LevelMemory::Create(work);
+  if (Instance* instance = LevelMemory::Find(work)) {
+    instance->configured = false;
+  } else {
+    LevelMemory::Create(work);
+  }
   return kOk;
 }
 
@@ -41,7 +50,7 @@ int32_t A0122(void* work, const void* params) {
   if (work == nullptr) {
     return kNullPointer;
   }
-  std::optional<LevelControl>* instance = LevelMemory::Find(work);
+  Instance* instance = LevelMemory::Find(work);
   if (instance == nullptr) {
     return kNotAnInstance;
   }
@@ -50,7 +59,12 @@ int32_t A0122(void* work, const void* params) {
       status != kOk) {
     return status;
   }
-  instance->emplace(parameters);
+  if (instance->control) {
+    instance->control->ContinueWith(parameters);
+  } else {
+    instance->control.emplace(parameters);
+  }
+  instance->configured = true;
   return kOk;
 }
 
@@ -58,13 +72,13 @@ int32_t A0217(void* work, const float* in, float* out) {
   if (work == nullptr || in == nullptr || out == nullptr) {
     return kNullPointer;
   }
-  std::optional<LevelControl>* instance = LevelMemory::Find(work);
+  Instance* instance = LevelMemory::Find(work);
   if (instance == nullptr) {
     return kNotAnInstance;
   }
-  if (!instance->has_value()) {
+  if (!instance->configured) {
     return kNotConfigured;
   }
-  (*instance)->Process(in, out);
+  instance->control->Process(in, out);
   return kOk;
 }

@@ -14,13 +14,12 @@ double WantedGainDb(const LevelParameters& parameters, double loudness_lufs, dou
                     most_db);
 }
 
-void LevelGain::Approach(double wanted_db, double time_s, const LevelParameters& parameters) {
+void LevelGain::Approach(double wanted_db, double time_s, const Pace& pace) {
   const double distance_db = wanted_db - gain_db_;
   moving_ = std::fabs(distance_db) > (moving_ ? kStopDb : kStartDb);
   if (moving_) {
-    const double eased_db = distance_db * std::min(time_s / kEaseS, 1.0);
-    gain_db_ += std::clamp(eased_db, -double{parameters.cut_db_per_s} * time_s,
-                           double{parameters.boost_db_per_s} * time_s);
+    const double eased_db = distance_db * std::min(time_s / pace.ease_s, 1.0);
+    gain_db_ += std::clamp(eased_db, -pace.cut_db_per_s * time_s, pace.boost_db_per_s * time_s);
   }
 }
 

@@ -13,18 +13,26 @@ namespace kelda::upmix_lib {
 double WantedGainDb(const LevelParameters& parameters, double loudness_lufs,
                     double peak_dbfs) KELDA_NONBLOCKING;
 
+// How fast a gain moves.
+struct Pace {
+  double boost_db_per_s;  // at most
+  double cut_db_per_s;
+  double ease_s;  // time constant of the last part of the way
+};
+
 // Follows the wanted gain. It starts to move only when it is off by more than kStartDb, and
-// moves until it is within kStopDb. It slows down towards the end and never moves faster than
-// the parameters allow. At rest it does not change at all.
+// moves until it is within kStopDb. It slows down towards the end. At rest it does not change
+// at all.
 class LevelGain {
  public:
   static constexpr double kStartDb = 0.3;
   static constexpr double kStopDb = 0.05;
-  static constexpr double kEaseS = 1.0;  // time constant of the last part of the way
 
   // Moves for `time_s` towards `wanted_db`. Audio.
-  void Approach(double wanted_db, double time_s,
-                const LevelParameters& parameters) KELDA_NONBLOCKING;
+  void Approach(double wanted_db, double time_s, const Pace& pace) KELDA_NONBLOCKING;
+
+  // Is at `gain_db` from now on. Audio.
+  void Jump(double gain_db) KELDA_NONBLOCKING { gain_db_ = gain_db; }
 
   double gain_db() const { return gain_db_; }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <span>
 
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/simd.h"
@@ -12,6 +11,10 @@ namespace kelda::upmix_lib {
 namespace {
 
 double LoudnessOf(double mean_square) { return -0.691 + DbFromPower(mean_square); }
+std::size_t HopsOf(double seconds) {
+  return static_cast<std::size_t>(std::lround(seconds / LoudnessMeter::kHopS));
+}
+
 double MeanSquareOf(double lufs) { return PowerFromDb(lufs + 0.691); }
 
 float PeakOf(const float* samples, std::size_t count) {
@@ -34,8 +37,7 @@ float PeakOf(const float* samples, std::size_t count) {
 
 }  // namespace
 
-LoudnessMeter::LoudnessMeter(double window_s)
-    : window_hops_(static_cast<std::size_t>(std::lround(window_s / kHopS))) {}
+LoudnessMeter::LoudnessMeter(double window_s) : window_hops_(HopsOf(window_s)) {}
 
 bool LoudnessMeter::Process(const float* frames, std::size_t count) {
   const std::size_t now = std::min(count, kHopFrames - hop_frames_);
@@ -56,23 +58,23 @@ bool LoudnessMeter::Process(const float* frames, std::size_t count) {
 void LoudnessMeter::EndHop() {
   newest_hop_ = (newest_hop_ + 1) % kHopsPerBlock;
   hops_[newest_hop_] = hop_energy_;
-  const double power = std::accumulate(hops_.begin(), hops_.end(), 0.0) /
-                       static_cast<double>(kHopsPerBlock * kHopFrames);
-  sounding_ = power > MeanSquareOf(kAbsoluteGateLufs);
+  momentary_power_ = std::accumulate(hops_.begin(), hops_.end(), 0.0) /
+                     static_cast<double>(kHopsPerBlock * kHopFrames);
+  sounding_ = momentary_power_ > MeanSquareOf(kAbsoluteGateLufs);
   if (!sounding_) {
     silent_hops_ = std::min(silent_hops_ + 1, kPauseHops);
   } else {
     if (silent_hops_ >= kPauseHops) {
-      size_ = next_ = 0;
-      incomplete_blocks_ = kHopsPerBlock - 1;
+      StartProgramme();
+      set_aside_ = 0;
     }
     silent_hops_ = 0;
     if (incomplete_blocks_ > 0) {
       --incomplete_blocks_;
     } else {
-      powers_[next_] = power;
+      powers_[next_] = momentary_power_;
       peaks_[next_] = hop_peak_;
-      next_ = (next_ + 1) % window_hops_;
+      next_ = (next_ + 1) % kMaxHops;
       size_ = std::min(size_ + 1, window_hops_);
     }
   }
@@ -81,14 +83,43 @@ void LoudnessMeter::EndHop() {
   hop_peak_ = 0;
 }
 
+void LoudnessMeter::ContinueWith(double window_s) {
+  weighting_ = KWeighting();
+  hop_frames_ = 0;
+  hop_energy_ = 0;
+  hop_peak_ = 0;
+  hops_.fill(0);
+  sounding_ = false;
+  silent_hops_ = 0;
+  incomplete_blocks_ = kHopsPerBlock - 1;
+  window_hops_ = HopsOf(window_s);
+  size_ = std::min(size_, window_hops_);
+  set_aside_ = 0;
+}
+
+void LoudnessMeter::StartProgramme() {
+  set_aside_ = size_;
+  size_ = 0;
+  incomplete_blocks_ = kHopsPerBlock - 1;
+}
+
+void LoudnessMeter::TakeBackProgramme() {
+  size_ = std::min(size_ + set_aside_, window_hops_);
+  set_aside_ = 0;
+}
+
+double LoudnessMeter::MomentaryLufs() const { return LoudnessOf(momentary_power_); }
+
 double LoudnessMeter::LoudnessLufs() const {
-  const std::span<const double> powers(powers_.data(), size_);
-  const double ungated =
-      std::accumulate(powers.begin(), powers.end(), 0.0) / static_cast<double>(size_);
-  const double gate = ungated * PowerFromDb(kRelativeGateLu);
+  double all = 0;
+  for (std::size_t age = 0; age < size_; ++age) {
+    all += powers_[Index(age)];
+  }
+  const double gate = all / static_cast<double>(size_) * PowerFromDb(kRelativeGateLu);
   double sum = 0;
   double count = 0;
-  for (const double power : powers) {
+  for (std::size_t age = 0; age < size_; ++age) {
+    const double power = powers_[Index(age)];
     sum += power > gate ? power : 0;
     count += power > gate ? 1 : 0;
   }
@@ -96,7 +127,11 @@ double LoudnessMeter::LoudnessLufs() const {
 }
 
 float LoudnessMeter::Peak() const {
-  return *std::max_element(peaks_.begin(), peaks_.begin() + static_cast<std::ptrdiff_t>(size_));
+  float peak = 0;
+  for (std::size_t age = 0; age < size_; ++age) {
+    peak = std::max(peak, peaks_[Index(age)]);
+  }
+  return peak;
 }
 
 }  // namespace kelda::upmix_lib
