@@ -1,0 +1,145 @@
+#include "assurance/sound/intelligibility.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "tests/laboratory/signals.h"
+#include "tools/measure/band_power.h"
+
+namespace kelda::sound {
+namespace {
+
+using Frames = std::vector<std::vector<double>>;
+
+constexpr std::size_t kFrame = 256, kHop = 128, kTransform = 512, kBands = 15, kSegment = 30;
+
+// From 48 to 10 kHz by a windowed sinc, -6 dB at 4.9 kHz, zero from 5.1 kHz on.
+std::vector<double> AtTenKilohertz(std::span<const float> signal) {
+  constexpr double kStep = 4.8, kCutoff = 2 * 4900.0 / 48000;
+  constexpr int kReach = 480;
+  std::vector<double> out(static_cast<std::size_t>(static_cast<double>(signal.size()) / kStep));
+  for (std::size_t m = 0; m < out.size(); ++m) {
+    const double centre = static_cast<double>(m) * kStep;
+    const int first = std::max(0, static_cast<int>(centre) - kReach + 1);
+    const int last =
+        std::min(static_cast<int>(signal.size()) - 1, static_cast<int>(centre) + kReach);
+    for (int n = first; n <= last; ++n) {
+      const double t = n - centre, x = std::numbers::pi * kCutoff * t;
+      const double sinc = std::abs(x) < 1e-9 ? 1 : std::sin(x) / x;
+      const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * t / kReach);
+      out[m] += kCutoff * sinc * window * static_cast<double>(signal[static_cast<std::size_t>(n)]);
+    }
+  }
+  return out;
+}
+
+// Windowed frames; those where `speech` is 40 dB below its loudest are left out.
+Frames Spoken(const std::vector<double>& signal, const std::vector<double>& speech) {
+  const auto frame_at = [](const std::vector<double>& from, std::size_t start) {
+    std::vector<double> frame(kFrame);
+    for (std::size_t n = 0; n < kFrame; ++n) {
+      const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
+      frame[n] = from[start + n] * (0.5 - 0.5 * std::cos(phase));
+    }
+    return frame;
+  };
+  std::vector<double> energies;
+  Frames frames;
+  for (std::size_t start = 0; start + kFrame <= speech.size(); start += kHop) {
+    double energy = 0;
+    for (const double sample : frame_at(speech, start)) energy += sample * sample;
+    energies.push_back(energy);
+    frames.push_back(frame_at(signal, start));
+  }
+  const double least = *std::max_element(energies.begin(), energies.end()) * 1e-4;
+  Frames kept;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    if (energies[i] > least) kept.push_back(std::move(frames[i]));
+  }
+  return kept;
+}
+
+// Magnitudes by band, a row each, of frames that are joined again as they overlapped.
+Frames BandMagnitudes(const Frames& frames) {
+  static const tools::SpectrumAnalysis analysis(kTransform);
+  std::vector<double> joined((frames.size() + 1) * kHop);
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    for (std::size_t n = 0; n < kFrame; ++n) joined[i * kHop + n] += frames[i][n];
+  }
+  Frames rows(kBands);
+  for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
+    std::vector<double> block(kFrame);
+    for (std::size_t n = 0; n < kFrame; ++n) {
+      const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
+      block[n] = joined[i * kHop + n] * (0.5 - 0.5 * std::cos(phase));
+    }
+    const tools::Spectrum spectrum = analysis.Forward(block);
+    for (std::size_t band = 0; band < kBands; ++band) {
+      const double centre = 150 * std::exp2(static_cast<double>(band) / 3);
+      const auto bin = [&](double octaves) {
+        return static_cast<std::size_t>(
+            std::lround(centre * std::exp2(octaves) * kTransform / 10000));
+      };
+      double sum = 0;
+      for (std::size_t k = bin(-1.0 / 6); k < bin(1.0 / 6); ++k) sum += std::norm(spectrum[k]);
+      rows[band].push_back(std::sqrt(sum));
+    }
+  }
+  return rows;
+}
+
+void Normalise(std::vector<double>& values) {
+  double mean = 0, square = 0;
+  for (const double value : values) mean += value / static_cast<double>(values.size());
+  for (double& value : values) {
+    value -= mean;
+    square += value * value;
+  }
+  for (double& value : values) value /= std::sqrt(square) + 1e-12;
+}
+
+// The columns of a segment, rows and then columns at zero mean and unit norm.
+Frames Segment(const Frames& rows, std::size_t first) {
+  Frames columns(kSegment, std::vector<double>(kBands));
+  for (std::size_t band = 0; band < kBands; ++band) {
+    const auto from = rows[band].begin() + static_cast<std::ptrdiff_t>(first);
+    std::vector<double> row(from, from + kSegment);
+    Normalise(row);
+    for (std::size_t i = 0; i < kSegment; ++i) columns[i][band] = row[i];
+  }
+  for (std::vector<double>& column : columns) Normalise(column);
+  return columns;
+}
+
+}  // namespace
+
+double SiSdrDb(std::span<const float> heard, std::span<const float> wanted) {
+  double cross = 0, square = 0, power = 0;
+  for (std::size_t n = 0; n < heard.size(); ++n) {
+    const double h = heard[n], w = wanted[n];
+    cross += h * w;
+    square += w * w;
+    power += h * h;
+  }
+  const double target = cross * cross / square;
+  return upmix_lib::Db(target / std::max(power - target, 1e-30));
+}
+
+double Estoi(std::span<const float> heard, std::span<const float> speech) {
+  const std::vector<double> clean = AtTenKilohertz(speech);
+  const Frames wanted = BandMagnitudes(Spoken(clean, clean));
+  const Frames got = BandMagnitudes(Spoken(AtTenKilohertz(heard), clean));
+  double sum = 0;
+  std::size_t count = 0;
+  for (std::size_t first = 0; first + kSegment <= wanted[0].size(); ++first, ++count) {
+    const Frames a = Segment(wanted, first), b = Segment(got, first);
+    for (std::size_t i = 0; i < kSegment; ++i) {
+      for (std::size_t band = 0; band < kBands; ++band) sum += a[i][band] * b[i][band];
+    }
+  }
+  return sum / static_cast<double>(count * kSegment);
+}
+
+}  // namespace kelda::sound
