@@ -80,7 +80,7 @@ Signal Convolved(const Signal& signal, const Signal& response) {
 Planes Rain() {
   std::mt19937 random(7);
   std::uniform_real_distribution<> unit(0, 1);
-  Planes rain = {upmix_lib::PinkNoise(71, kFrames, 400), upmix_lib::PinkNoise(72, kFrames, 400)};
+  Planes rain = {upmix_lib::PinkNoise(71, kFrames, 2500), upmix_lib::PinkNoise(72, kFrames, 2500)};
   for (int drop = 0; drop < 3000; ++drop) {
     const auto start = static_cast<std::size_t>(unit(random) * (kFrames - 1000));
     const double hz = 1500 + 6000 * unit(random), size = 4 * unit(random) * unit(random);
@@ -102,34 +102,34 @@ const std::vector<MixPlan>& MixPlans() {
   using enum Place;
   static const std::vector<MixPlan> plans = {
       {"pop",
-       {{"voice", kCentre, 0, {{"pop-words", 0}, {"pop-oohs", 0}}},
-        {"bass", kCentre, 0, {{"pop-bass", 0}}},
+       {{"voice", kCentre, 4.1, {{"pop-words", 0}, {"pop-oohs", 0}}},
+        {"bass", kCentre, 5.9, {{"pop-bass", 0}}},
         {"drums", kCentre, 0, {{"pop-drums", 0}}},
-        {"guitar", kLeft, 0, {{"pop-guitar", 0}}},
-        {"piano", kRight, 0, {{"pop-piano", 0}}},
-        {"hats", kHalfLeft, -10, {{"pop-hats", 0}}},
-        {"brass", kHalfRight, -4, {{"pop-brass", 0}}}},
+        {"guitar", kLeft, 0.8, {{"pop-guitar", 0}}},
+        {"piano", kRight, -2.2, {{"pop-piano", 0}}},
+        {"hats", kHalfLeft, -12.2, {{"pop-hats", 0}}},
+        {"brass", kHalfRight, -2.2, {{"pop-brass", 0}}}},
        8},
       {"rock",
-       {{"voice", kCentre, 0, {{"rock-words", 0}, {"rock-lead", -3}}},
+       {{"voice", kCentre, -1, {{"rock-words", 0}, {"rock-lead", -3}}},
         {"bass", kCentre, 0, {{"rock-bass", 0}}},
         {"drums", kCentre, 0, {{"rock-drums", 0}}},
-        {"guitar", kLeft, 0, {{"rock-guitar-left", 0}}},
-        {"guitar", kRight, 0, {{"rock-guitar-right", 0}}}},
+        {"guitar", kLeft, 0.2, {{"rock-guitar-left", 0}}},
+        {"guitar", kRight, 2, {{"rock-guitar-right", 0}}}},
        8},
       {"film",
-       {{"dialogue", kCentre, 0, {{"film-man", 0}, {"film-woman", 0}}},
-        {"score", kWide, -3, {{"film-strings", 0}, {"film-horn", 0}}},
-        {"effect", kRight, -6, {{"film-effect", 0}}}},
+       {{"dialogue", kCentre, 2.4, {{"film-man", 0}, {"film-woman", 0}}},
+        {"score", kWide, -11.7, {{"film-strings", 0}, {"film-horn", 0}}},
+        {"effect", kRight, 3, {{"film-effect", 0}}}},
        6,
-       6},
+       9},
       {"hall",
-       {{"horns", kCentre, -3, {{"hall-horns", 0}}},
-        {"timpani", kCentre, -6, {{"hall-timpani", 0}}},
-        {"violins", kLeft, 0, {{"hall-violins", 0}}},
-        {"cellos", kRight, 0, {{"hall-cellos", 0}}},
-        {"flute", kHalfLeft, -6, {{"hall-flute", 0}}},
-        {"oboe", kHalfRight, -6, {{"hall-oboe", 0}}}},
+       {{"horns", kCentre, -8, {{"hall-horns", 0}}},
+        {"timpani", kCentre, -9.1, {{"hall-timpani", 0}}},
+        {"violins", kLeft, 5.6, {{"hall-violins", 0}}},
+        {"cellos", kRight, -1.2, {{"hall-cellos", 0}}},
+        {"flute", kHalfLeft, -3.2, {{"hall-flute", 0}}},
+        {"oboe", kHalfRight, -0.7, {{"hall-oboe", 0}}}},
        -3}};
   return plans;
 }
@@ -146,6 +146,14 @@ Planes Mix::Sum(Place place) const {
     if (stem.place == place) AddTo(sum, stem.signal);
   }
   return sum;
+}
+
+Scene DialogueScene(const Mix& film) {
+  Scene scene{film.Sum(Place::kCentre), film.Sum(Place::kWide)};
+  AddTo(scene.sound, film.Sum(Place::kAmbience));
+  Scale(scene.sound, LevelDb(scene.speech) - LevelDb(scene.sound));
+  AddTo(scene.sound, scene.speech);
+  return scene;
 }
 
 Mix MakeMix(const MixPlan& plan, const std::filesystem::path& dry_stems) {

@@ -32,6 +32,12 @@ struct Mix {
   Planes Sum(Place place) const;
 };
 
+// The film's dialogue over all of its sound but the effect, at 0 dB.
+struct Scene {
+  Planes speech, sound;
+};
+Scene DialogueScene(const Mix& film);
+
 // ---- Making them from dry stems, as render_stems writes them.
 
 // Dry stems that sound as one: files by name, with their levels relative to each other. Of a

@@ -115,8 +115,11 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
   add("centre plane against the centred stems, SI-SDR", SiSdrDb(planes[kFC], centred), "dB",
       kHigher);
   if (mix.name == "film") {
-    add("centre plane alone, ESTOI of the dialogue", Estoi(planes[kFC], centred), "", kHigher);
-    add("plain mid, ESTOI of the dialogue", Estoi(Sum(sum[0], sum[1]), centred), "", kHigher);
+    const Scene scene = DialogueScene(mix);
+    add("centre plane alone, ESTOI of the dialogue at 0 dB",
+        Estoi(upmix(scene.sound)[kFC], scene.speech[0]), "", kHigher);
+    add("plain mid, ESTOI of the dialogue at 0 dB",
+        Estoi(Sum(scene.sound[0], scene.sound[1]), scene.speech[0]), "", kHigher);
   }
   Planes ambience = mix.Sum(Place::kAmbience);
   Planes direct = sum;

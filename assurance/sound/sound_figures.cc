@@ -1,48 +1,107 @@
-// sound_figures: measures how a signal library sounds.
+// sound_figures: measures how an installation of the effect sounds, or a peer.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <fstream>
+#include <optional>
 
+#include "assurance/sound/ear_table.h"
+#include "assurance/sound/effect_chain.h"
 #include "assurance/sound/plane_figures.h"
 #include "assurance/sound/signal_library.h"
 #include "tools/core/json.h"
+#include "tools/framework/installation.h"
 
 namespace kelda::sound {
 namespace {
 
-void Print(const std::vector<Figure>& figures) {
-  for (const Figure& figure : figures) {
-    std::printf("%-75s %10.3f %s\n", figure.name.c_str(), figure.value, figure.unit);
+struct Options {
+  std::filesystem::path library, tuning, mixes, json;
+  std::filesystem::path sofa = "/usr/share/libmysofa/MIT_KEMAR_normal_pinna.sofa";
+  std::vector<std::string> groups = {"planes", "ears", "levels"};
+
+  bool Wants(const std::string& group) const {
+    return std::find(groups.begin(), groups.end(), group) != groups.end();
   }
+};
+
+std::vector<Mix> LoadMixes(const std::filesystem::path& folder) {
+  std::vector<Mix> mixes;
+  for (const MixPlan& plan : MixPlans()) mixes.push_back(LoadMix(folder, plan.name));
+  return mixes;
 }
 
-std::vector<Figure> Measure(const std::string& library, const std::string& tuning,
-                            const std::string& mixes) {
-  const SignalLibrary signal_library(library, tuning);
-  const Upmix upmix = [&](const Planes& in) { return signal_library.Upmix(in); };
-  std::vector<Figure> figures;
-  Signal guitar;
-  for (const MixPlan& plan : MixPlans()) {
-    const Mix mix = LoadMix(mixes, plan.name);
-    for (const Stem& stem : mix.stems) {
-      if (guitar.empty() && stem.place == Place::kLeft) guitar = stem.signal[0];
+class Report {
+ public:
+  void Add(const std::vector<Figure>& figures) {
+    constexpr const char* kBetter[] = {"higher", "lower", "nearer to 0"};
+    for (const Figure& figure : figures) {
+      const char* const better = kBetter[static_cast<std::size_t>(figure.better)];
+      std::printf("%-82s %9.3f %-5s %s is better\n", figure.name.c_str(), figure.value, figure.unit, better);
+      std::fflush(stdout);
+      json_.push_back({{"name", figure.name}, {"value", figure.value}, {"unit", figure.unit}, {"better", better}});
     }
-    for (Figure& figure : MixFigures(upmix, mix)) figures.push_back(std::move(figure));
   }
-  for (Figure& figure : MadeFigures(upmix, guitar)) figures.push_back(std::move(figure));
-  return figures;
+  void Save(const std::filesystem::path& path) const {
+    if (!path.empty()) std::ofstream(path) << tools::ToText(json_);
+  }
+
+ private:
+  tools::Json json_ = tools::Json::array();
+};
+
+void Measure(const Options& options) {
+  const std::vector<Mix> mixes = LoadMixes(options.mixes);
+  const std::filesystem::path folder = std::filesystem::absolute(options.library).parent_path();
+  const std::filesystem::path tuning =
+      options.tuning.empty() ? folder / "../../share/kelda/tuning" : options.tuning;
+  std::filesystem::path effect = folder / "libkelupmix.so";
+  if (!std::filesystem::exists(effect)) effect = tools::DefaultEffectLibrary();
+  const SignalLibrary library(options.library, tuning);
+  const EffectChain chain(effect, tuning);
+  const std::filesystem::path hki = tuning / "standard.hki";
+  Report report;
+  if (options.Wants("planes")) {
+    const Upmix upmix = [&](const Planes& in) { return library.Upmix(in); };
+    for (const Mix& mix : mixes) report.Add(MixFigures(upmix, mix));
+    const auto& stems = mixes[0].stems;
+    const auto guitar = std::find_if(stems.begin(), stems.end(),
+                                     [](const Stem& stem) { return stem.place == Place::kLeft; });
+    report.Add(MadeFigures(upmix, guitar->signal[0]));
+    report.Add(RoomFigures([&](const Planes& in) { return library.Virtualize(in); }, hki));
+  }
+  for (const std::string mode : {"music", "cinema"}) {
+    const auto ears = [&](const Planes& in) { return chain.Render(in, mode); };
+    if (options.Wants("ears")) {
+      report.Add(EarFigures(ears, mode, mixes));
+      report.Add(DirectionFigures(ears, mode, options.sofa, hki));
+    }
+    if (options.Wants("levels")) report.Add(LevelFigures(ears, mode, mixes));
+  }
+  if (options.Wants("levels")) {
+    report.Add(HandoverFigures(
+        [&](const Planes& in, const std::string& from, const std::string& to, std::size_t change) {
+          return chain.Render(in, from, to, change);
+        },
+        mixes));
+  }
+  report.Save(options.json);
 }
 
 }  // namespace
 }  // namespace kelda::sound
 
 int main(int argc, char** argv) try {
-  CLI::App app("Measures how a signal library sounds.");
-  std::string library, tuning, mixes;
-  app.add_option("--library", library, "the signal library")->required();
-  app.add_option("--tuning", tuning, "the tuning directory")->required();
-  app.add_option("--mixes", mixes, "what make_mixes wrote")->required();
+  CLI::App app("Measures how an installation of the effect sounds.");
+  kelda::sound::Options options;
+  app.add_option("--library", options.library, "its signal library; its tuning, and the effect, "
+                 "are where an installation has them")->required();
+  app.add_option("--tuning", options.tuning, "another tuning directory");
+  app.add_option("--mixes", options.mixes, "what make_mixes wrote")->required();
+  app.add_option("--json", options.json, "also write the figures to this file");
+  app.add_option("--sofa", options.sofa, "the measured ears of the tuning")->capture_default_str();
+  app.add_option("--only", options.groups, "planes, ears, levels");
   CLI11_PARSE(app, argc, argv);
-  kelda::sound::Print(kelda::sound::Measure(library, tuning, mixes));
+  kelda::sound::Measure(options);
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "sound_figures: %s\n", error.what());

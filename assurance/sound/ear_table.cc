@@ -1,0 +1,260 @@
+#include "assurance/sound/ear_table.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "assurance/sound/intelligibility.h"
+#include "tools/ears/measured_ears.h"
+#include "tools/ears/sofa_hrirs.h"
+#include "tools/measure/band_power.h"
+#include "tools/measure/hrir_cues.h"
+#include "upmix-lib/base/audio_format.h"
+
+namespace kelda::sound {
+namespace {
+
+using enum Figure::Better;
+using enum upmix_lib::Plane;
+using tools::Heard;
+using tools::Image;
+using upmix_lib::Db;
+using upmix_lib::Power;
+
+constexpr std::size_t kRate = 48000;
+
+struct Table {
+  std::string prefix;
+  std::vector<Figure> figures;
+
+  void Add(const std::string& what, double value, const char* unit, Figure::Better better) {
+    figures.push_back({prefix + what, value, unit, better});
+  }
+};
+
+const Mix& Named(const std::vector<Mix>& mixes, const std::string& name) {
+  for (const Mix& mix : mixes) {
+    if (mix.name == name) return mix;
+  }
+  throw std::runtime_error("there is no mix " + name);
+}
+
+// Both channels' power between two frequencies.
+double BandOf(const Planes& planes, double low_hz, double high_hz) {
+  double sum = 0;
+  for (const Signal& plane : planes) {
+    sum += tools::BandSum(tools::MeasurePower(plane), tools::CrossSpectra::kSize, low_hz, high_hz);
+  }
+  return sum;
+}
+
+// Five seconds of music at a loudness.
+Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds) {
+  Planes music = upmix_lib::AtLoudness(Named(mixes, "pop").Sum(), lufs);
+  for (Signal& channel : music) {
+    const Signal once = channel;
+    while (channel.size() < seconds * kRate) channel.insert(channel.end(), once.begin(), once.end());
+    channel.resize(seconds * kRate);
+  }
+  return music;
+}
+
+// The set as the tuning makes it of `sofa`, of seven directions turned by `azimuth_deg`: its centre
+// is the direction that is asked for.
+upmix_lib::HrirSet SetAt(const std::filesystem::path& sofa, double azimuth_deg, int taps) {
+  tools::MeasuredEars ears = tools::ReadMeasuredEars(sofa);
+  for (auto& direction : ears.directions) {
+    direction.azimuth_deg = static_cast<float>(
+        std::remainder(static_cast<double>(direction.azimuth_deg) - azimuth_deg, 360.0));
+  }
+  tools::HrirOptions options;
+  options.taps = taps;
+  options.colour_removed = 0.5;
+  return tools::DesignHrirs(ears, sofa.string(), options, [](double) {}).set;
+}
+
+// As HRIRs of the centre: the first `taps` from the earliest that counts.
+upmix_lib::HrirSet AsSet(const Planes& responses, int taps) {
+  upmix_lib::HrirSet set;
+  set.taps = taps;
+  set.responses.resize(static_cast<std::size_t>(upmix_lib::kPlanes * upmix_lib::kEars * taps));
+  std::size_t first = responses[0].size();
+  for (const Signal& ear : responses) {
+    float peak = 0;
+    for (std::size_t n = 0; n < 4800; ++n) peak = std::max(peak, std::abs(ear[n]));
+    std::size_t n = 0;
+    while (std::abs(ear[n]) < 0.1f * peak) ++n;
+    first = std::min(first, n);
+  }
+  first = first < 16 ? 0 : first - 16;
+  for (std::size_t ear = 0; ear < 2; ++ear) {
+    const auto row = (static_cast<std::size_t>(kFC) * 2 + ear) * static_cast<std::size_t>(taps);
+    std::copy_n(&responses[ear][first], taps, &set.responses[row]);
+  }
+  return set;
+}
+
+// Level difference in octaves from 500 Hz to 8 kHz.
+std::vector<double> LevelDifferences(const upmix_lib::HrirSet& set, int plane) {
+  static const tools::SpectrumAnalysis analysis(8192);
+  const tools::Power left = analysis.PowerOf(set.response(plane, 0));
+  const tools::Power right = analysis.PowerOf(set.response(plane, 1));
+  std::vector<double> differences;
+  for (double hz = 500; hz < 8100; hz *= 2) {
+    const double low = hz / std::sqrt(2.0), high = hz * std::sqrt(2.0);
+    differences.push_back(Db(tools::BandSum(left, 8192, low, high)) -
+                          Db(tools::BandSum(right, 8192, low, high)));
+  }
+  return differences;
+}
+
+}  // namespace
+
+std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::string& mode,
+                               const std::vector<Mix>& mixes) {
+  Table table{mode + ": ", {}};
+  double line_db = -200;
+  for (const auto& pair : tools::TonePairs()) {
+    line_db = std::max(line_db, tools::WorstInharmonicLineDb(ears, pair));
+  }
+  table.Add("worst inharmonic line, pairs of tones", line_db, "dB", kLower);
+  table.Add("worst inharmonic line, organ chord",
+            tools::WorstInharmonicLineDb(ears, tools::OrganChord()), "dB", kLower);
+  for (const auto& [name, image] : {std::pair("centre", Image::kCentre), {"left", Image::kLeft},
+                                    {"wide", Image::kDiffuse}}) {
+    const Heard heard = tools::Hear(ears, image);
+    const std::string of = std::string(name) + ", ";
+    table.Add(of + "third octaves peak to peak", tools::ColourDb(heard), "dB", kLower);
+    table.Add(of + "8 kHz against the middle", tools::TrebleDb(heard), "dB", kNearZero);
+    table.Add(of + "predicted colouration", tools::ColourationSone(heard), "sone", kLower);
+    const tools::Externalisation cues = tools::MeasureExternalisation(heard.ears);
+    table.Add(of + "coherence of the ears", cues.coherence, "", kLower);
+    table.Add(of + "deviation of the level difference", cues.level_deviation_db, "dB", kHigher);
+    if (image != Image::kDiffuse) continue;
+    table.Add("wide, coherence off a diffuse field", tools::OffDiffuseField(heard.ears), "", kLower);
+    const auto gain = [&](double low_hz, double high_hz) {
+      return Db(BandOf(heard.ears, low_hz, high_hz) / BandOf(heard.in, low_hz, high_hz));
+    };
+    table.Add("wide bass, 40 to 100 Hz against the whole", gain(40, 100) - gain(40, 16000), "dB", kNearZero);
+  }
+  for (const Mix& mix : mixes) {
+    table.Add(mix.name + ", side over middle", tools::WidthDb(ears(mix.Sum())), "dB", kHigher);
+  }
+  const Scene scene = DialogueScene(Named(mixes, "film"));
+  const auto better_ear = [&](const Planes& heard) {
+    return std::max(Estoi(heard[0], scene.speech[0]), Estoi(heard[1], scene.speech[0]));
+  };
+  table.Add("ESTOI of speech in film sound, against bypass", better_ear(ears(scene.sound)) - better_ear(scene.sound), "",
+            kHigher);
+  return table.figures;
+}
+
+std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::string& mode,
+                                 const std::vector<Mix>& mixes) {
+  Table table{mode + ": ", {}};
+  const Planes quiet = Programme(mixes, -30, 5);
+  table.Add("from the start to within 2 dB of the settled gain", tools::SettlingSeconds(ears, quiet, 2), "s",
+            kLower);
+  table.Add("more than 3 dB too loud after a jump of 18 LU", tools::JumpSeconds(ears, quiet), "s", kLower);
+  double lowest = 1e9, highest = -1e9;
+  for (const Mix& mix : mixes) {
+    for (const double lufs : {-11.0, -16.0, -21.0}) {
+      if (mix.name == "hall") continue;
+      const Planes in = upmix_lib::AtLoudness(mix.Sum(), lufs);
+      const double change = upmix_lib::LoudnessLufs(ears(in), 8 * kRate) - upmix_lib::LoudnessLufs(in, 8 * kRate);
+      lowest = std::min(lowest, change);
+      highest = std::max(highest, change);
+    }
+  }
+  table.Add("loudness over bypass, nine programmes, least", lowest, "LU", kNearZero);
+  table.Add("loudness over bypass, nine programmes, most", highest, "LU", kNearZero);
+  return table.figures;
+}
+
+std::vector<Figure> HandoverFigures(const tools::ModalSystem& system, const std::vector<Mix>& mixes) {
+  Table table{"change of mode, ", {}};
+  const Planes quiet = Programme(mixes, -30, 23);
+  for (const auto& [from, to] : {std::pair("music", "cinema"), {"cinema", "music"}, {"off", "music"}}) {
+    table.Add(std::string(from) + " to " + to + ": level falls short by",
+              tools::HandoverDb(system, quiet, from, to), "dB", kLower);
+  }
+  return table.figures;
+}
+
+std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std::string& mode,
+                                     const std::filesystem::path& sofa,
+                                     const std::filesystem::path& hki) {
+  Table table{mode + ": ", {}};
+  upmix_lib::HrirSet planes;
+  if (LoadHrirSet(hki, planes) != upmix_lib::kOk) throw std::runtime_error(hki.string() + ": no HRIRs");
+  double delay_off_us = 0, level_off_db = 0;
+  for (const double angle_deg : {6.6, 13.4, 21.1, 30.0}) {
+    // By the law of tangents, the loudspeakers at 30 degrees.
+    const double ratio = std::tan(angle_deg * std::numbers::pi / 180) / std::tan(std::numbers::pi / 6);
+    const double left = (1 + ratio) / std::sqrt(2 + 2 * ratio * ratio);
+    const double right = (1 - ratio) / std::sqrt(2 + 2 * ratio * ratio);
+    const tools::StereoSystem panned = [&](const Planes& in) {
+      Planes stereo(2, Signal(in[0].size()));
+      upmix_lib::AddTo(stereo[0], in[0], static_cast<float>(left));
+      upmix_lib::AddTo(stereo[1], in[0], static_cast<float>(right));
+      return ears(stereo);
+    };
+    const upmix_lib::HrirSet heard = AsSet(tools::EarResponses(panned, Image::kCentre), planes.taps);
+    const upmix_lib::HrirSet true_set = SetAt(sofa, angle_deg, planes.taps);
+    const double off_us = tools::MeasureCues(heard, kFC).delay_us - tools::MeasureCues(true_set, kFC).delay_us;
+    if (std::abs(off_us) > std::abs(delay_off_us)) delay_off_us = off_us;
+    const std::vector<double> got = LevelDifferences(heard, kFC), wanted = LevelDifferences(true_set, kFC);
+    for (std::size_t i = 0; i < got.size(); ++i) {
+      level_off_db += (got[i] - wanted[i]) * (got[i] - wanted[i]) / static_cast<double>(4 * got.size());
+    }
+    if (angle_deg == 30.0) table.Add("source at 30 degrees, delay between the ears off by", off_us, "us", kNearZero);
+  }
+  table.Add("sources panned to 6.6 to 30 degrees, delay between the ears off by, worst", delay_off_us, "us",
+            kNearZero);
+  table.Add("sources panned to 6.6 to 30 degrees, level difference off by, rms", std::sqrt(level_off_db), "dB",
+            kLower);
+  return table.figures;
+}
+
+std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virtualize,
+                                const std::filesystem::path& hki) {
+  Table table{"room: ", {}};
+  upmix_lib::HrirSet set;
+  if (LoadHrirSet(hki, set) != upmix_lib::kOk) throw std::runtime_error(hki.string() + ": no HRIRs");
+  constexpr std::size_t kFrames = 65536;
+  static const tools::SpectrumAnalysis analysis(kFrames);
+  double surround_db = -1e9;
+  for (const int plane : {kFL, kSL, kBL, kFC}) {
+    Planes in(upmix_lib::kPlanes, Signal(kFrames));
+    in[static_cast<std::size_t>(plane)][0] = 1;
+    const Planes out = virtualize(in);
+    double direct = 0, room = 0;
+    tools::Power with(analysis.bins()), without(analysis.bins());
+    for (int ear = 0; ear < 2; ++ear) {
+      Signal rest = out[static_cast<std::size_t>(ear)];
+      const auto hrir = set.response(plane, ear);
+      for (std::size_t n = 0; n < hrir.size(); ++n) rest[n] -= hrir[n];
+      direct += Power(hrir) * static_cast<double>(hrir.size());
+      room += Power(rest) * kFrames;
+      const tools::Power all = analysis.PowerOf(out[static_cast<std::size_t>(ear)]);
+      const tools::Power bare = analysis.PowerOf(hrir);
+      for (std::size_t k = 0; k < all.size(); ++k) {
+        with[k] += all[k];
+        without[k] += bare[k];
+      }
+    }
+    const double ratio_db = Db(direct / room);
+    if (plane == kFL) table.Add("front left, direct over reverberant", ratio_db, "dB", kLower);
+    if (plane == kSL || plane == kBL) surround_db = std::max(surround_db, ratio_db);
+    if (plane == kFC) {
+      const std::vector<double> centres = tools::ThirdOctaves();
+      table.Add("ripple added to the centre, third octaves peak to peak",
+                tools::PeakToPeakDb(tools::ThirdOctavePowers(with, kFrames, centres),
+                                    tools::ThirdOctavePowers(without, kFrames, centres)),
+                "dB", kLower);
+    }
+  }
+  table.Add("surround planes, direct over reverberant", surround_db, "dB", kLower);
+  return table.figures;
+}
+
+}  // namespace kelda::sound

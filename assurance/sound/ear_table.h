@@ -1,0 +1,37 @@
+// What reaches the ears, as figures of the table.
+#ifndef KELDA_ASSURANCE_SOUND_EAR_TABLE_H_
+#define KELDA_ASSURANCE_SOUND_EAR_TABLE_H_
+
+#include <filesystem>
+
+#include "assurance/sound/figure.h"
+#include "assurance/sound/mixes.h"
+#include "tools/measure/ear_figures.h"
+
+namespace kelda::sound {
+
+// Of one mode of a system: lines, colour, coherence, bass, width, dialogue. `mode` begins the
+// figures' names.
+std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::string& mode,
+                               const std::vector<Mix>& mixes);
+
+// Levelling: how soon the gain is right, and after a jump; and what switching on does to loudness.
+std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::string& mode,
+                                 const std::vector<Mix>& mixes);
+
+// The dip after each change of mode between off, music and cinema.
+std::vector<Figure> HandoverFigures(const tools::ModalSystem& system, const std::vector<Mix>& mixes);
+
+// The directions of lone sources, and for cinema how a hard-left one is spread over the planes,
+// against the ears in `sofa`, made as those of `hki`, the set that the system uses.
+std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std::string& mode,
+                                     const std::filesystem::path& sofa,
+                                     const std::filesystem::path& hki);
+
+// The room of the virtualizer, by plane: `virtualize` takes seven planes.
+std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virtualize,
+                                const std::filesystem::path& hki);
+
+}  // namespace kelda::sound
+
+#endif  // KELDA_ASSURANCE_SOUND_EAR_TABLE_H_
