@@ -1,6 +1,7 @@
 #include "assurance/sound/ear_table.h"
 
 #include <cmath>
+#include <map>
 #include <numbers>
 
 #include "assurance/sound/intelligibility.h"
@@ -52,7 +53,8 @@ Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds
   Planes music = upmix_lib::AtLoudness(Named(mixes, "pop").Sum(), lufs);
   for (Signal& channel : music) {
     const Signal once = channel;
-    while (channel.size() < seconds * kRate) channel.insert(channel.end(), once.begin(), once.end());
+    while (channel.size() < seconds * kRate)
+      channel.insert(channel.end(), once.begin(), once.end());
     channel.resize(seconds * kRate);
   }
   return music;
@@ -60,7 +62,9 @@ Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds
 
 // The set as the tuning makes it of `sofa`, of seven directions turned by `azimuth_deg`: its centre
 // is the direction that is asked for.
-upmix_lib::HrirSet SetAt(const std::filesystem::path& sofa, double azimuth_deg, int taps) {
+const upmix_lib::HrirSet& SetAt(const std::filesystem::path& sofa, double azimuth_deg, int taps) {
+  static std::map<double, upmix_lib::HrirSet> made;  // by angle: one process measures one tuning
+  if (made.count(azimuth_deg) > 0) return made[azimuth_deg];
   tools::MeasuredEars ears = tools::ReadMeasuredEars(sofa);
   for (auto& direction : ears.directions) {
     direction.azimuth_deg = static_cast<float>(
@@ -69,7 +73,7 @@ upmix_lib::HrirSet SetAt(const std::filesystem::path& sofa, double azimuth_deg, 
   tools::HrirOptions options;
   options.taps = taps;
   options.colour_removed = 0.5;
-  return tools::DesignHrirs(ears, sofa.string(), options, [](double) {}).set;
+  return made[azimuth_deg] = tools::DesignHrirs(ears, sofa.string(), options, [](double) {}).set;
 }
 
 // As HRIRs of the centre: the first `taps` from the earliest that counts.
@@ -119,8 +123,8 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
   table.Add("worst inharmonic line, pairs of tones", line_db, "dB", kLower);
   table.Add("worst inharmonic line, organ chord",
             tools::WorstInharmonicLineDb(ears, tools::OrganChord()), "dB", kLower);
-  for (const auto& [name, image] : {std::pair("centre", Image::kCentre), {"left", Image::kLeft},
-                                    {"wide", Image::kDiffuse}}) {
+  for (const auto& [name, image] :
+       {std::pair("centre", Image::kCentre), {"left", Image::kLeft}, {"wide", Image::kDiffuse}}) {
     const Heard heard = tools::Hear(ears, image);
     const std::string of = std::string(name) + ", ";
     table.Add(of + "third octaves peak to peak", tools::ColourDb(heard), "dB", kLower);
@@ -130,11 +134,13 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
     table.Add(of + "coherence of the ears", cues.coherence, "", kLower);
     table.Add(of + "deviation of the level difference", cues.level_deviation_db, "dB", kHigher);
     if (image != Image::kDiffuse) continue;
-    table.Add("wide, coherence off a diffuse field", tools::OffDiffuseField(heard.ears), "", kLower);
+    table.Add("wide, coherence off a diffuse field", tools::OffDiffuseField(heard.ears), "",
+              kLower);
     const auto gain = [&](double low_hz, double high_hz) {
       return Db(BandOf(heard.ears, low_hz, high_hz) / BandOf(heard.in, low_hz, high_hz));
     };
-    table.Add("wide bass, 40 to 100 Hz against the whole", gain(40, 100) - gain(40, 16000), "dB", kNearZero);
+    table.Add("wide bass, 40 to 100 Hz against the whole", gain(40, 100) - gain(40, 16000), "dB",
+              kNearZero);
   }
   for (const Mix& mix : mixes) {
     table.Add(mix.name + ", side over middle", tools::WidthDb(ears(mix.Sum())), "dB", kHigher);
@@ -143,8 +149,8 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
   const auto better_ear = [&](const Planes& heard) {
     return std::max(Estoi(heard[0], scene.speech[0]), Estoi(heard[1], scene.speech[0]));
   };
-  table.Add("ESTOI of speech in film sound, against bypass", better_ear(ears(scene.sound)) - better_ear(scene.sound), "",
-            kHigher);
+  table.Add("ESTOI of speech in film sound, against bypass",
+            better_ear(ears(scene.sound)) - better_ear(scene.sound), "", kHigher);
   return table.figures;
 }
 
@@ -152,15 +158,17 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
                                  const std::vector<Mix>& mixes) {
   Table table{mode + ": ", {}};
   const Planes quiet = Programme(mixes, -30, 5);
-  table.Add("from the start to within 2 dB of the settled gain", tools::SettlingSeconds(ears, quiet, 2), "s",
+  table.Add("from the start to within 2 dB of the settled gain",
+            tools::SettlingSeconds(ears, quiet, 2), "s", kLower);
+  table.Add("more than 3 dB too loud after a jump of 18 LU", tools::JumpSeconds(ears, quiet), "s",
             kLower);
-  table.Add("more than 3 dB too loud after a jump of 18 LU", tools::JumpSeconds(ears, quiet), "s", kLower);
   double lowest = 1e9, highest = -1e9;
   for (const Mix& mix : mixes) {
     for (const double lufs : {-11.0, -16.0, -21.0}) {
       if (mix.name == "hall") continue;
       const Planes in = upmix_lib::AtLoudness(mix.Sum(), lufs);
-      const double change = upmix_lib::LoudnessLufs(ears(in), 8 * kRate) - upmix_lib::LoudnessLufs(in, 8 * kRate);
+      const double change =
+          upmix_lib::LoudnessLufs(ears(in), 8 * kRate) - upmix_lib::LoudnessLufs(in, 8 * kRate);
       lowest = std::min(lowest, change);
       highest = std::max(highest, change);
     }
@@ -170,10 +178,12 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
   return table.figures;
 }
 
-std::vector<Figure> HandoverFigures(const tools::ModalSystem& system, const std::vector<Mix>& mixes) {
+std::vector<Figure> HandoverFigures(const tools::ModalSystem& system,
+                                    const std::vector<Mix>& mixes) {
   Table table{"change of mode, ", {}};
   const Planes quiet = Programme(mixes, -30, 23);
-  for (const auto& [from, to] : {std::pair("music", "cinema"), {"cinema", "music"}, {"off", "music"}}) {
+  for (const auto& [from, to] :
+       {std::pair("music", "cinema"), {"cinema", "music"}, {"off", "music"}}) {
     table.Add(std::string(from) + " to " + to + ": level falls short by",
               tools::HandoverDb(system, quiet, from, to), "dB", kLower);
   }
@@ -185,11 +195,13 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
                                      const std::filesystem::path& hki) {
   Table table{mode + ": ", {}};
   upmix_lib::HrirSet planes;
-  if (LoadHrirSet(hki, planes) != upmix_lib::kOk) throw std::runtime_error(hki.string() + ": no HRIRs");
+  if (LoadHrirSet(hki, planes) != upmix_lib::kOk)
+    throw std::runtime_error(hki.string() + ": no HRIRs");
   double delay_off_us = 0, level_off_db = 0;
   for (const double angle_deg : {6.6, 13.4, 21.1, 30.0}) {
     // By the law of tangents, the loudspeakers at 30 degrees.
-    const double ratio = std::tan(angle_deg * std::numbers::pi / 180) / std::tan(std::numbers::pi / 6);
+    const double ratio =
+        std::tan(angle_deg * std::numbers::pi / 180) / std::tan(std::numbers::pi / 6);
     const double left = (1 + ratio) / std::sqrt(2 + 2 * ratio * ratio);
     const double right = (1 - ratio) / std::sqrt(2 + 2 * ratio * ratio);
     const tools::StereoSystem panned = [&](const Planes& in) {
@@ -198,20 +210,25 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
       upmix_lib::AddTo(stereo[1], in[0], static_cast<float>(right));
       return ears(stereo);
     };
-    const upmix_lib::HrirSet heard = AsSet(tools::EarResponses(panned, Image::kCentre), planes.taps);
-    const upmix_lib::HrirSet true_set = SetAt(sofa, angle_deg, planes.taps);
-    const double off_us = tools::MeasureCues(heard, kFC).delay_us - tools::MeasureCues(true_set, kFC).delay_us;
+    const upmix_lib::HrirSet heard =
+        AsSet(tools::EarResponses(panned, Image::kCentre), planes.taps);
+    const upmix_lib::HrirSet& true_set = SetAt(sofa, angle_deg, planes.taps);
+    const double off_us =
+        tools::MeasureCues(heard, kFC).delay_us - tools::MeasureCues(true_set, kFC).delay_us;
     if (std::abs(off_us) > std::abs(delay_off_us)) delay_off_us = off_us;
-    const std::vector<double> got = LevelDifferences(heard, kFC), wanted = LevelDifferences(true_set, kFC);
+    const std::vector<double> got = LevelDifferences(heard, kFC),
+                              wanted = LevelDifferences(true_set, kFC);
     for (std::size_t i = 0; i < got.size(); ++i) {
-      level_off_db += (got[i] - wanted[i]) * (got[i] - wanted[i]) / static_cast<double>(4 * got.size());
+      level_off_db +=
+          (got[i] - wanted[i]) * (got[i] - wanted[i]) / static_cast<double>(4 * got.size());
     }
-    if (angle_deg == 30.0) table.Add("source at 30 degrees, delay between the ears off by", off_us, "us", kNearZero);
+    if (angle_deg == 30.0)
+      table.Add("source at 30 degrees, delay between the ears off by", off_us, "us", kNearZero);
   }
-  table.Add("sources panned to 6.6 to 30 degrees, delay between the ears off by, worst", delay_off_us, "us",
-            kNearZero);
-  table.Add("sources panned to 6.6 to 30 degrees, level difference off by, rms", std::sqrt(level_off_db), "dB",
-            kLower);
+  table.Add("sources panned to 6.6 to 30 degrees, delay between the ears off by, worst",
+            delay_off_us, "us", kNearZero);
+  table.Add("sources panned to 6.6 to 30 degrees, level difference off by, rms",
+            std::sqrt(level_off_db), "dB", kLower);
   return table.figures;
 }
 
@@ -219,7 +236,8 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
                                 const std::filesystem::path& hki) {
   Table table{"room: ", {}};
   upmix_lib::HrirSet set;
-  if (LoadHrirSet(hki, set) != upmix_lib::kOk) throw std::runtime_error(hki.string() + ": no HRIRs");
+  if (LoadHrirSet(hki, set) != upmix_lib::kOk)
+    throw std::runtime_error(hki.string() + ": no HRIRs");
   constexpr std::size_t kFrames = 65536;
   static const tools::SpectrumAnalysis analysis(kFrames);
   double surround_db = -1e9;

@@ -20,7 +20,8 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
                                  const std::vector<Mix>& mixes);
 
 // The dip after each change of mode between off, music and cinema.
-std::vector<Figure> HandoverFigures(const tools::ModalSystem& system, const std::vector<Mix>& mixes);
+std::vector<Figure> HandoverFigures(const tools::ModalSystem& system,
+                                    const std::vector<Mix>& mixes);
 
 // The directions of lone sources, and for cinema how a hard-left one is spread over the planes,
 // against the ears in `sofa`, made as those of `hki`, the set that the system uses.

@@ -11,7 +11,8 @@
 namespace kelda::sound {
 namespace {
 
-tools::EffectLibrary Load(const std::filesystem::path& effect, const std::filesystem::path& tuning) {
+tools::EffectLibrary Load(const std::filesystem::path& effect,
+                          const std::filesystem::path& tuning) {
   property_set("vendor.kelda.effect", "1");
   __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
   tools::UseTuningDirectory(tuning);

@@ -2,12 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
-#include <optional>
 
 #include "assurance/sound/ear_table.h"
 #include "assurance/sound/effect_chain.h"
+#include "assurance/sound/peers.h"
 #include "assurance/sound/plane_figures.h"
 #include "assurance/sound/signal_library.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "tools/core/json.h"
 #include "tools/framework/installation.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 struct Options {
   std::filesystem::path library, tuning, mixes, json;
+  std::string peer;
   std::filesystem::path sofa = "/usr/share/libmysofa/MIT_KEMAR_normal_pinna.sofa";
   std::vector<std::string> groups = {"planes", "ears", "levels"};
 
@@ -36,9 +38,13 @@ class Report {
     constexpr const char* kBetter[] = {"higher", "lower", "nearer to 0"};
     for (const Figure& figure : figures) {
       const char* const better = kBetter[static_cast<std::size_t>(figure.better)];
-      std::printf("%-82s %9.3f %-5s %s is better\n", figure.name.c_str(), figure.value, figure.unit, better);
+      std::printf("%-82s %9.3f %-5s %s is better\n", figure.name.c_str(), figure.value, figure.unit,
+                  better);
       std::fflush(stdout);
-      json_.push_back({{"name", figure.name}, {"value", figure.value}, {"unit", figure.unit}, {"better", better}});
+      json_.push_back({{"name", figure.name},
+                       {"value", figure.value},
+                       {"unit", figure.unit},
+                       {"better", better}});
     }
   }
   void Save(const std::filesystem::path& path) const {
@@ -49,8 +55,38 @@ class Report {
   tools::Json json_ = tools::Json::array();
 };
 
-void Measure(const Options& options) {
-  const std::vector<Mix> mixes = LoadMixes(options.mixes);
+const Signal& Guitar(const std::vector<Mix>& mixes) {
+  for (const Stem& stem : mixes[0].stems) {
+    if (stem.place == Place::kLeft) return stem.signal[0];
+  }
+  throw std::runtime_error("the mix has nothing hard left");
+}
+
+void AddPlanes(const Options& options, const std::vector<Mix>& mixes, const Upmix& upmix,
+               Report* report) {
+  if (!options.Wants("planes")) return;
+  for (const Mix& mix : mixes) report->Add(MixFigures(upmix, mix));
+  report->Add(MadeFigures(upmix, Guitar(mixes)));
+}
+
+void AddEars(const Options& options, const std::vector<Mix>& mixes, const std::string& mode,
+             const tools::StereoSystem& ears, const std::filesystem::path& hki, Report* report) {
+  if (options.Wants("ears")) {
+    report->Add(EarFigures(ears, mode, mixes));
+    report->Add(DirectionFigures(ears, mode, options.sofa, hki));
+  }
+  if (options.Wants("levels")) report->Add(LevelFigures(ears, mode, mixes));
+}
+
+void MeasurePeer(const Options& options, const std::vector<Mix>& mixes, Report* report) {
+  const std::filesystem::path hki = options.tuning / "standard.hki";
+  const TemporaryFolder scratch;
+  const System peer = MakePeer(options.peer, hki, scratch.path());
+  if (peer.planes) AddPlanes(options, mixes, peer.planes, report);
+  AddEars(options, mixes, "music", peer.music, hki, report);
+}
+
+void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report* report) {
   const std::filesystem::path folder = std::filesystem::absolute(options.library).parent_path();
   const std::filesystem::path tuning =
       options.tuning.empty() ? folder / "../../share/kelda/tuning" : options.tuning;
@@ -59,32 +95,22 @@ void Measure(const Options& options) {
   const SignalLibrary library(options.library, tuning);
   const EffectChain chain(effect, tuning);
   const std::filesystem::path hki = tuning / "standard.hki";
-  Report report;
+  AddPlanes(
+      options, mixes, [&](const Planes& in) { return library.Upmix(in); }, report);
   if (options.Wants("planes")) {
-    const Upmix upmix = [&](const Planes& in) { return library.Upmix(in); };
-    for (const Mix& mix : mixes) report.Add(MixFigures(upmix, mix));
-    const auto& stems = mixes[0].stems;
-    const auto guitar = std::find_if(stems.begin(), stems.end(),
-                                     [](const Stem& stem) { return stem.place == Place::kLeft; });
-    report.Add(MadeFigures(upmix, guitar->signal[0]));
-    report.Add(RoomFigures([&](const Planes& in) { return library.Virtualize(in); }, hki));
+    report->Add(RoomFigures([&](const Planes& in) { return library.Virtualize(in); }, hki));
   }
   for (const std::string mode : {"music", "cinema"}) {
-    const auto ears = [&](const Planes& in) { return chain.Render(in, mode); };
-    if (options.Wants("ears")) {
-      report.Add(EarFigures(ears, mode, mixes));
-      report.Add(DirectionFigures(ears, mode, options.sofa, hki));
-    }
-    if (options.Wants("levels")) report.Add(LevelFigures(ears, mode, mixes));
+    AddEars(
+        options, mixes, mode, [&](const Planes& in) { return chain.Render(in, mode); }, hki,
+        report);
   }
   if (options.Wants("levels")) {
-    report.Add(HandoverFigures(
-        [&](const Planes& in, const std::string& from, const std::string& to, std::size_t change) {
-          return chain.Render(in, from, to, change);
-        },
-        mixes));
+    report->Add(
+        HandoverFigures([&](const Planes& in, const std::string& from, const std::string& to,
+                            std::size_t change) { return chain.Render(in, from, to, change); },
+                        mixes));
   }
-  report.Save(options.json);
 }
 
 }  // namespace
@@ -93,15 +119,27 @@ void Measure(const Options& options) {
 int main(int argc, char** argv) try {
   CLI::App app("Measures how an installation of the effect sounds.");
   kelda::sound::Options options;
-  app.add_option("--library", options.library, "its signal library; its tuning, and the effect, "
-                 "are where an installation has them")->required();
+  CLI::Option* const library = app.add_option("--library", options.library,
+                                              "its signal library; its tuning, and the effect, "
+                                              "are where an installation has them");
+  app.add_option("--peer", options.peer,
+                 "in its place: surround, crossfeed, loudnorm or bypass, "
+                 "with the ears of --tuning")
+      ->excludes(library);
   app.add_option("--tuning", options.tuning, "another tuning directory");
   app.add_option("--mixes", options.mixes, "what make_mixes wrote")->required();
   app.add_option("--json", options.json, "also write the figures to this file");
   app.add_option("--sofa", options.sofa, "the measured ears of the tuning")->capture_default_str();
   app.add_option("--only", options.groups, "planes, ears, levels");
   CLI11_PARSE(app, argc, argv);
-  kelda::sound::Measure(options);
+  kelda::sound::Report report;
+  const auto mixes = kelda::sound::LoadMixes(options.mixes);
+  if (options.peer.empty()) {
+    MeasureEffect(options, mixes, &report);
+  } else {
+    MeasurePeer(options, mixes, &report);
+  }
+  report.Save(options.json);
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "sound_figures: %s\n", error.what());

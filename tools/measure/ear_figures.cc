@@ -76,7 +76,8 @@ double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedT
   Channels in(2, std::vector<float>(kSettled + kSize));
   for (const PannedTone& tone : tones) {
     for (size_t n = 0; n < in[0].size(); ++n) {
-      const double sine = std::sin(2 * std::numbers::pi * tone.freq_hz * static_cast<double>(n) / kRate);
+      const double sine =
+          std::sin(2 * std::numbers::pi * tone.freq_hz * static_cast<double>(n) / kRate);
       in[0][n] += static_cast<float>(tone.left * sine);
       in[1][n] += static_cast<float>(tone.right * sine);
     }
@@ -141,7 +142,8 @@ Heard Hear(const StereoSystem& system, Image image) {
     Spectrum spectrum(analysis.bins());
     const auto bin = [](double hz) { return static_cast<size_t>(hz * kFrames / kRate); };
     for (size_t k = bin(20); k < bin(20000); ++k) {
-      spectrum[k] = std::complex(normal(random), normal(random)) / std::sqrt(static_cast<double>(k));
+      spectrum[k] =
+          std::complex(normal(random), normal(random)) / std::sqrt(static_cast<double>(k));
     }
     const std::vector<double> signal = analysis.Inverse(spectrum);
     double power = 0;
@@ -211,7 +213,9 @@ Externalisation MeasureExternalisation(const Channels& ears) {
   const double edge = std::exp2(1.0 / 6);
   Externalisation cues{};
   for (const double hz : centres) {
-    const auto sum = [&](const auto& s) { return BandSum(s, CrossSpectra::kSize, hz / edge, hz * edge); };
+    const auto sum = [&](const auto& s) {
+      return BandSum(s, CrossSpectra::kSize, hz / edge, hz * edge);
+    };
     cues.coherence += std::abs(sum(mean.cross)) /
                       std::sqrt(std::max(sum(mean.first) * sum(mean.second), 1e-40)) /
                       static_cast<double>(centres.size());

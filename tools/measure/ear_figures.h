@@ -80,8 +80,8 @@ Channels EarResponses(const StereoSystem& system, Image image);
 using ModalSystem = std::function<Channels(const Channels& in, const std::string& from,
                                            const std::string& to, size_t change)>;
 
-// By how much the level falls short of what the new mode settles at, at the worst, from 0.2 to 1.5 s
-// after the change, in windows of 0.1 s: beside a run that was in the new mode all along.
+// By how much the level falls short of what the new mode settles at, at the worst, from 0.2 to 1.5
+// s after the change, in windows of 0.1 s: beside a run that was in the new mode all along.
 // `programme` lasts 23 s; the change comes after 20. Lower is better.
 double HandoverDb(const ModalSystem& system, const Channels& programme, const std::string& from,
                   const std::string& to);
