@@ -1,5 +1,7 @@
 #include "assurance/sound/ear_table.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <numbers>
@@ -105,8 +107,9 @@ std::vector<double> LevelDifferences(const upmix_lib::HrirSet& set, int plane) {
   std::vector<double> differences;
   for (double hz = 500; hz < 8100; hz *= 2) {
     const double low = hz / std::sqrt(2.0), high = hz * std::sqrt(2.0);
-    differences.push_back(Db(tools::BandSum(left, 8192, low, high)) -
-                          Db(tools::BandSum(right, 8192, low, high)));
+    const double db =
+        Db(tools::BandSum(left, 8192, low, high)) - Db(tools::BandSum(right, 8192, low, high));
+    differences.push_back(std::clamp(db, -40.0, 40.0));  // an ear may hear nothing
   }
   return differences;
 }
@@ -238,29 +241,28 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
   upmix_lib::HrirSet set;
   if (LoadHrirSet(hki, set) != upmix_lib::kOk)
     throw std::runtime_error(hki.string() + ": no HRIRs");
-  constexpr std::size_t kFrames = 65536;
+  constexpr std::size_t kFrames = 65536, kDirect = 144;  // 3 ms
   static const tools::SpectrumAnalysis analysis(kFrames);
   double surround_db = -1e9;
   for (const int plane : {kFL, kSL, kBL, kFC}) {
     Planes in(upmix_lib::kPlanes, Signal(kFrames));
     in[static_cast<std::size_t>(plane)][0] = 1;
     const Planes out = virtualize(in);
-    double direct = 0, room = 0;
+    std::array<double, 2> direct{}, room{};
     tools::Power with(analysis.bins()), without(analysis.bins());
-    for (int ear = 0; ear < 2; ++ear) {
-      Signal rest = out[static_cast<std::size_t>(ear)];
-      const auto hrir = set.response(plane, ear);
-      for (std::size_t n = 0; n < hrir.size(); ++n) rest[n] -= hrir[n];
-      direct += Power(hrir) * static_cast<double>(hrir.size());
-      room += Power(rest) * kFrames;
-      const tools::Power all = analysis.PowerOf(out[static_cast<std::size_t>(ear)]);
-      const tools::Power bare = analysis.PowerOf(hrir);
+    for (const std::size_t ear : {0u, 1u}) {
+      for (std::size_t n = 0; n < kFrames; ++n) {
+        (n < kDirect ? direct : room)[ear] += double{out[ear][n]} * double{out[ear][n]};
+      }
+      const tools::Power all = analysis.PowerOf(out[ear]);
+      const tools::Power bare = analysis.PowerOf(set.response(plane, static_cast<int>(ear)));
       for (std::size_t k = 0; k < all.size(); ++k) {
         with[k] += all[k];
         without[k] += bare[k];
       }
     }
-    const double ratio_db = Db(direct / room);
+    const std::size_t nearer = direct[0] >= direct[1] ? 0 : 1;
+    const double ratio_db = Db(direct[nearer] / room[nearer]);
     if (plane == kFL) table.Add("front left, direct over reverberant", ratio_db, "dB", kLower);
     if (plane == kSL || plane == kBL) surround_db = std::max(surround_db, ratio_db);
     if (plane == kFC) {

@@ -29,7 +29,9 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
                                      const std::filesystem::path& sofa,
                                      const std::filesystem::path& hki);
 
-// The room of the virtualizer, by plane: `virtualize` takes seven planes.
+// The room of the virtualizer, by plane: what the nearer ear hears within 3 ms over the rest, and
+// what the room adds to the third octaves of both ears' power of the centre. `virtualize` takes
+// seven planes.
 std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virtualize,
                                 const std::filesystem::path& hki);
 
