@@ -129,16 +129,19 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
   const std::array<double, 7> shares = Shares(ambience_by_plane);
   add("ambience in the surround planes",
       100 * (shares[kSL] + shares[kSR] + shares[kBL] + shares[kBR]), "%", kHigher);
-  double direct_power = 0, ambience_power = 0, kurtosis = 0;
+  double direct_power = 0, ambience_power = 0, kurtosis = 0, sounding = 0;
   for (const int p : {kSL, kSR, kBL, kBR}) {
     direct_power += Power(direct_by_plane[static_cast<std::size_t>(p)]);
     ambience_power += Power(ambience_by_plane[static_cast<std::size_t>(p)]);
-    kurtosis += LogKurtosis(ambience_by_plane[static_cast<std::size_t>(p)]) / 4;
+    if (Power(ambience_by_plane[static_cast<std::size_t>(p)]) == 0) continue;
+    kurtosis += LogKurtosis(ambience_by_plane[static_cast<std::size_t>(p)]);
+    ++sounding;
   }
   add("direct over ambience in the surround planes", Db(direct_power / ambience_power), "dB",
       kLower);
   add("log-kurtosis of a surround plane's ambience over its input's",
-      kurtosis - (LogKurtosis(ambience[0]) + LogKurtosis(ambience[1])) / 2, "", kNearZero);
+      kurtosis / sounding - (LogKurtosis(ambience[0]) + LogKurtosis(ambience[1])) / 2, "",
+      kNearZero);
   return figures;
 }
 
