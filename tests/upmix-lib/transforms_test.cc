@@ -4,12 +4,13 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <memory>
 #include <numbers>
 
 #include "tests/laboratory/signals.h"
 #include "upmix-lib/transforms/fft.h"
 #include "upmix-lib/upmix/bands.h"
-#include "upmix-lib/upmix/filter_bank.h"
+#include "upmix-lib/upmix/fixed_lag_filters.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -98,29 +99,58 @@ TEST(RealFft, WorksInPlaceAndUnaligned) {
   }
 }
 
-TEST(FilterBank, UnchangedSpectraReturnTheInputAfterExactlyItsDelay) {
-  const Signal in = PinkNoise(1, 200 * kHopFrames, 20.0f, 23000.0f);
-  Signal out(in.size()), delayed(in.size());
-  Analysis analysis;
-  Synthesis synthesis;
-  for (std::size_t at = 0; at < in.size(); at += kHopFrames) {
-    Spectrum spectrum;
-    analysis.Process(&in[at], spectrum);
-    synthesis.Process(spectrum, &out[at]);
-    std::copy_n(analysis.Delayed(), kHopFrames, &delayed[at]);
+// A gain of 1 is an exact delay, and a move from one gain to another a straight line over the
+// hops that it is given, also where it starts within another move.
+TEST(FixedLagFilters, DelayExactlyAndMoveInStraightLines) {
+  const auto gains = [](float centre_left, float ambience_right, float cross) {
+    auto all = std::make_unique<ExtractionGains>();
+    std::fill_n(all->curve[kCentreLeft], kLongBins, centre_left);
+    std::fill_n(all->curve[kAmbienceRight], kLongBins, ambience_right);
+    std::fill_n(all->curve[kAmbienceCross], kLongBins, cross);
+    return all;
+  };
+  const Planes in = {PinkNoise(1, 40 * kHopFrames, 20.0f, 23000.0f),
+                     PinkNoise(2, 40 * kHopFrames, 20.0f, 23000.0f)};
+  const Planes late = Delayed(in, 96);
+  const auto filters = std::make_unique<FixedLagFilters>(*gains(1.0f, 0.5f, 0.0f));
+  const auto analysis = std::make_unique<Analysis[]>(2);
+  Planes out(3, Signal(in[0].size())), expected = out;
+  float cross = 0.0f, target = 0.0f, step = 0.0f;
+  for (std::size_t hop = 0; hop < 40; ++hop) {
+    const std::size_t at = hop * kHopFrames;
+    for (const std::size_t ear : {0u, 1u}) analysis[ear].Append(&in[ear][at]);
+    if (hop == 20 || hop == 22) {
+      target = hop == 20 ? 1.0f : 0.25f;
+      step = (target - cross) / 4.0f / kHopFrames;
+      filters->MoveTo(*gains(1.0f, 0.5f, target), 4);
+    }
+    Extracted extracted;
+    filters->Process(analysis[0].Last(2 * kHopFrames), analysis[1].Last(2 * kHopFrames), extracted);
+    std::copy_n(extracted.common, kHopFrames, &out[0][at]);
+    std::copy_n(extracted.ambience[0], kHopFrames, &out[1][at]);
+    std::copy_n(extracted.ambience[1], kHopFrames, &out[2][at]);
+    for (std::size_t n = at; n < at + kHopFrames; ++n) {
+      if (hop < 26) cross += step;
+      expected[0][n] = late[0][n];
+      expected[1][n] = -cross * late[1][n];
+      expected[2][n] = 0.5f * late[1][n] - cross * late[0][n];
+    }
   }
-  const Signal late = Delayed({in}, 96)[0];
-  EXPECT_EQ(delayed, late);
-  EXPECT_LT(ErrorDb(out, late), -130.0);
+  EXPECT_LT(ErrorDb(out[0], expected[0]), -115.0);
+  EXPECT_LT(ErrorDb(out[1], expected[1]), -110.0);
+  EXPECT_LT(ErrorDb(out[2], expected[2]), -110.0);
 }
 
 // A line over frequency stays a line, so no bin is weighted with the wrong neighbour.
 TEST(Bands, SpreadDrawsLinesThroughTheCentres) {
   BandValues bands;
+  float first = 0.0f;
   for (int b = 0; b < kBands; ++b) {
-    bands[b] = BandHz(b);
+    const auto width = static_cast<float>(BandBins(b));
+    bands[b] = 93.75f * (first + 0.5f * (width - 1.0f));
+    first += width;
   }
-  float bins[kPaddedBins];
+  float bins[kPaddedShortBins];
   SpreadBands(bands, bins);
   for (int k = 0; k < 248; ++k) {
     EXPECT_NEAR(bins[k], 93.75f * static_cast<float>(k), 0.01f) << "bin " << k;

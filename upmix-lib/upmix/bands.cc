@@ -46,17 +46,6 @@ void SpreadBand(float below, float own, float above, float* bins) {
 
 }  // namespace
 
-float BandHz(int band) {
-  constexpr float kBinHz = static_cast<float>(kSampleRateHz) / kTransformFrames;
-  if (band < kSingleBins) {
-    return kBinHz * static_cast<float>(band);
-  }
-  const int octave = (band - kSingleBins) / kBandsPerOctave;
-  const int width = 2 << octave;
-  const int first_bin = width * (kBandsPerOctave + (band - kSingleBins) % kBandsPerOctave);
-  return kBinHz * (static_cast<float>(first_bin) + 0.5f * static_cast<float>(width - 1));
-}
-
 float HighPassShare(float hz, float crossover_hz) {
   if (crossover_hz <= 0.0f) {
     return 1.0f;
@@ -96,7 +85,7 @@ void SpreadBands(const BandValues& bands, float* bins) {
     SpreadBand<kWidth, kWidth, kIsLast ? kWidth : 2 * kWidth>(v[kTop - 1], v[kTop], above,
                                                               to + kTop * kWidth);
   });
-  std::fill(bins + kBins - 1, bins + kPaddedBins, bands[kBands - 1]);
+  std::fill(bins + kShortBins - 1, bins + kPaddedShortBins, bands[kBands - 1]);
 }
 
 void SmoothBands(BandValues& bands) {

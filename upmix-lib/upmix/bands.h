@@ -12,7 +12,7 @@
 #define KELDA_UPMIX_LIB_UPMIX_BANDS_H_
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/upmix/filter_bank.h"
+#include "upmix-lib/upmix/analysis.h"
 
 namespace kelda::upmix_lib {
 
@@ -26,18 +26,18 @@ struct alignas(kSimdAlignmentBytes) BandValues {
   float operator[](int band) const { return value[band]; }
 };
 
-// Centre frequency. Control.
-float BandHz(int band);
+// Bins of the short spectrum in a band. Any thread.
+constexpr int BandBins(int band) { return band < 16 ? 1 : 2 << (band - 16) / 8; }
 
 // 0 an octave below `crossover_hz` and lower, 1 an octave above and higher, smooth in
 // between. A crossover at 0 Hz passes everything. Control.
 float HighPassShare(float hz, float crossover_hz);
 
-// Sums `bins`, kPaddedBins values, band by band. The bin at half the sample rate
+// Sums `bins`, kPaddedShortBins values, band by band. The bin at half the sample rate
 // belongs to no band. Audio.
 void SumBins(const float* bins, BandValues& bands) KELDA_NONBLOCKING;
 
-// Draws straight lines through the band centres: kPaddedBins values. Audio.
+// Draws straight lines through the band centres: kPaddedShortBins values. Audio.
 void SpreadBands(const BandValues& bands, float* bins) KELDA_NONBLOCKING;
 
 // Mixes each band with its neighbours: 1/4, 1/2, 1/4. Audio.

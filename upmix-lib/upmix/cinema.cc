@@ -19,9 +19,12 @@ constexpr float kRoomDampingHz = 4000.0f;
 constexpr float kRoomCentreShare = 0.5f;
 
 // Dialogue moves slowly; steadier gains than music's suit it.
-constexpr float kPowerSmoothingMs = 60.0f;
-constexpr float kGainSmoothingMs = 25.0f;
+constexpr float kPowerSmoothingMs = 40.0f;
+constexpr float kGainSmoothingMs = 15.0f;
 constexpr float kDirectEmphasis = 6.0f;
+constexpr float kCentreCaution = 0.25f;
+constexpr float kChance = 0.05f;
+constexpr float kLateShare = 0.8f;
 // Outside the range of speech the centre gives some of its share back to left and right.
 constexpr float kSpeechLowHz = 120.0f;
 constexpr float kSpeechHighHz = 9000.0f;
@@ -50,18 +53,21 @@ std::complex<double> ResponseAt(std::span<const float> taps, double radians_per_
 PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   PlaneTuning tuning;
   DecompositionTuning& decomposition = tuning.decomposition;
-  for (int b = 0; b < kBands; ++b) {
-    const float hz = BandHz(b);
+  for (int k = 0; k < kPaddedLongBins; ++k) {
+    const float hz = LongBinHz(k);
     const float speech =
         HighPassShare(hz, kSpeechLowHz) * (1.0f - HighPassShare(hz, kSpeechHighHz));
-    decomposition.centre_amount[b] =
+    decomposition.centre_amount[k] =
         parameters.dialogue_amount * (kCentreOutsideSpeech + (1 - kCentreOutsideSpeech) * speech);
-    decomposition.ambience_amount[b] =
-        parameters.surround_amount * HighPassShare(hz, parameters.bass_crossover_hz);
+    decomposition.ambience_amount[k] = parameters.surround_amount;
   }
-  decomposition.power_step = PowerSteps(kPowerSmoothingMs);
-  decomposition.gain_step = StepForTimeConstant(kGainSmoothingMs);
+  decomposition.power_ms = kPowerSmoothingMs;
+  decomposition.gain_ms = kGainSmoothingMs;
   decomposition.direct_emphasis = kDirectEmphasis;
+  decomposition.centre_caution = kCentreCaution;
+  decomposition.chance = kChance;
+  decomposition.late_share = kLateShare;
+  tuning.bass_crossover_hz = 0.0f;  // the splitter has taken it
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = 1.0f;
   tuning.wide_amount = parameters.width;

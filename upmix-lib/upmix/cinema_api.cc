@@ -14,7 +14,7 @@
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/handles/handle_table.h"
 #include "upmix-lib/upmix/cinema.h"
-#include "upmix-lib/upmix/filter_bank.h"
+#include "upmix-lib/upmix/plane_upmix.h"
 
 using namespace kelda::upmix_lib;
 
@@ -47,7 +47,7 @@ Status Create(const void* params, const char* directory, const char* file, uint3
 
 }  // namespace
 
-int32_t A0244(void) { return PrepareFilterBanks(); }
+int32_t A0244(void) { return PreparePlaneUpmix(); }
 
 int32_t A0333(uint32_t* param_bytes) {
   if (param_bytes == nullptr) {

@@ -8,151 +8,281 @@
 namespace kelda::upmix_lib {
 namespace {
 
-// Powers below are taken for silence, gains below for 0, before they turn denormal.
-constexpr float kTinyValue = 1e-15f;
-// Where gains begin to hold their values: about -110 dB re full scale.
-constexpr float kQuietPower = 1e-7f;
-// A band whose power grows by more than this in one hop has an onset.
-constexpr float kOnsetRatio = 1.5f;
+// By how much short and long powers may differ before the long ones are corrected: the beats
+// of steady tones stay within, so that gains rest.
+constexpr float kPowerSlack = 3.0f;
+constexpr float kCoherenceSlack = 2.0f;
+constexpr float kCoherenceFloor = 0.05f;
 
-void Follow(float* follower, const float* target, const float* step) {
-#pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    const float next = follower[b] + step[b] * (target[b] - follower[b]);
-    follower[b] = std::fabs(next) < kTinyValue ? 0.0f : next;
+// A band attacks when its short power exceeds the long one by more than this.
+constexpr float kAttackRatio = 3.0f;
+// What the short window leaks from one band into the next, at most: it is not compared.
+constexpr float kLeakage = 0.3f;
+
+// How much slower the gains of a bin follow that has the power of its last second.
+constexpr float kSteadyHold = 0.95f;
+
+// Gains are decided at once when so much of the short power is in bands that attack. That much
+// extra work may be saved up, one for each time that gains are due: dense attacks must not make
+// a period much dearer than another.
+constexpr float kAttackShare = 0.3f;
+constexpr int kMaxAttackCredit = 2;
+
+// Gains below are 0 before they, or what they are multiplied with, turn denormal.
+constexpr float kTinyGain = 1e-6f;
+
+constexpr float kCentreNoise = 0.6f;        // of the smaller eigenvalue, not common
+constexpr float kRegularisation = 1e-3f;    // of the covariance, re its trace
+constexpr float kPannedCentreShare = 0.5f;  // how much less of the common part for hard panning
+
+// `ratio` less a slack either way.
+float Beyond(float ratio, float slack) {
+  const float above = ratio / slack, below = ratio * slack;
+  return above > 1.0f ? above : (below < 1.0f ? below : 1.0f);
+}
+
+float Positive(float value) { return value > 0.0f ? value : 0.0f; }
+
+// Raises each band to what the short window leaks into it from its neighbours.
+void SpreadLeakage(BandValues& bands) {
+  for (int b = 1; b < kBands; ++b) {
+    bands[b] = std::max(bands[b], kLeakage * bands[b - 1]);
   }
+  for (int b = kBands - 2; b >= 0; --b) {
+    bands[b] = std::max(bands[b], kLeakage * bands[b + 1]);
+  }
+}
+
+// Straight lines between the bands' centres, on the grid of the long spectrum.
+void SpreadToLongBins(const BandValues& bands, float* long_bins) {
+  alignas(kSimdAlignmentBytes) float bins[kPaddedShortBins];
+  SpreadBands(bands, bins);
+  static_assert(kLongPerShort == 4);
+  const Vec4 quarters = {0.0f, 0.25f, 0.5f, 0.75f};
+  for (int k = 0; k < kShortBins; ++k) {
+    Store(long_bins + kLongPerShort * k, bins[k] + quarters * (bins[k + 1] - bins[k]));
+  }
+  std::fill(long_bins + kLongPerShort * kShortBins, long_bins + kPaddedLongBins, 0.0f);
 }
 
 }  // namespace
 
-float StepForTimeConstant(float milliseconds) {
+float StepForTimeConstant(float milliseconds, int hops) {
   constexpr float kHopMs = 1000.0f * kHopFrames / static_cast<float>(kSampleRateHz);
-  return 1.0f - std::exp(-kHopMs / milliseconds);
+  return 1.0f - std::exp(-kHopMs * static_cast<float>(hops) / milliseconds);
 }
 
-BandValues PowerSteps(float milliseconds_at_1khz) {
-  BandValues steps;
-  for (int b = 0; b < kBands; ++b) {
-    const float octaves = std::log2(std::max(BandHz(b), 1.0f) / 1000.0f);
-    const float stretch = std::clamp(std::exp2(-octaves / 3.0f), 0.5f, 1.6f);
-    steps[b] = StepForTimeConstant(milliseconds_at_1khz * stretch);
-  }
-  return steps;
-}
-
-BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) {
-  // In units of the band's power: the eigenvalues are (1 +- contrast) / 2, and
-  // (balance, cross) / contrast is (cos, sin) of twice the panning angle.
-  BandValues balance, cross, contrast;
-  for (int b = 0; b < kBands; ++b) {
-    const float scale = 1.0f / (powers.left[b] + powers.right[b] + kTinyValue);
-    balance[b] = (powers.left[b] - powers.right[b]) * scale;
-    cross[b] = (powers.cross[b] + std::fabs(powers.cross[b])) * scale;  // 2 * max(cross, 0)
-    contrast[b] = std::sqrt(balance[b] * balance[b] + cross[b] * cross[b]);
-  }
-
-  // The direct share times aa, bb and ab.
-  BandValues direct_aa, direct_bb, direct_ab;
-  const float emphasis = tuning.direct_emphasis;
+void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float step,
+           ExtractionGains& gains) {
+  float* centre_left = gains.curve[kCentreLeft];
+  float* centre_right = gains.curve[kCentreRight];
+  float* ambience_left = gains.curve[kAmbienceLeft];
+  float* ambience_right = gains.curve[kAmbienceRight];
+  float* ambience_cross = gains.curve[kAmbienceCross];
+  const float emphasis = 4.0f * tuning.direct_emphasis;
+  const float caution = tuning.centre_caution;
+  const float chance = tuning.chance, chance_scale = 1.0f / (1.0f - tuning.chance);
+  const float late_share = tuning.late_share;
 #pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    const float ambient = 1.0f - contrast[b];  // Ps : Pn is 2 contrast : ambient
-    const float weighted = 2.0f * emphasis * contrast[b];
-    const float half_slope = weighted / (ambient * ambient + 2.0f * weighted * contrast[b]);
-    direct_aa[b] = half_slope * (contrast[b] + balance[b]);
-    direct_bb[b] = half_slope * (contrast[b] - balance[b]);
-    direct_ab[b] = half_slope * cross[b];
-  }
+  for (int k = 0; k < kPaddedLongBins; ++k) {
+    // In units of the bin's power: the eigenvalues are (1 +- contrast) / 2, and
+    // (balance, 2 cross) / contrast is (cos, sin) of twice the panning angle.
+    const float power = evidence.powers.left[k] + evidence.powers.right[k] + kTinyPower;
+    const float scale = 1.0f / power;
+    const float left = evidence.powers.left[k] * scale, right = evidence.powers.right[k] * scale;
+    const float most = std::sqrt(left * right);
+    float cross = evidence.powers.cross[k] * scale;
+    cross = cross > 0.0f ? cross : 0.0f;
+    cross = cross < most ? cross : most;
+    const float balance = left - right;
+    const float contrast2 = balance * balance + 4.0f * cross * cross;
+    float contrast = std::sqrt(contrast2);
+    contrast = contrast < 1.0f ? contrast : 1.0f;
+    const float smaller = 0.5f - 0.5f * contrast;
+    const float per_contrast = 1.0f / (contrast + 1e-6f);
+    const float cosine = balance * per_contrast, sine = 2.0f * cross * per_contrast;
 
-  // min(a, b) (a, b), which is (ab, bb) for a source on the left.
-  BandGains gains;
-#pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    const float aa = direct_aa[b], bb = direct_bb[b], ab = direct_ab[b];
-    gains.centre_left[b] = tuning.centre_amount[b] * (aa < ab ? aa : ab);
-    gains.centre_right[b] = tuning.centre_amount[b] * (bb < ab ? bb : ab);
-  }
-#pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    const float ambience = tuning.ambience_amount[b];
-    gains.ambience_left[b] = ambience - ambience * direct_aa[b];
-    gains.ambience_right[b] = ambience - ambience * direct_bb[b];
-    gains.ambience_cross[b] = ambience * direct_ab[b];
-  }
-  return gains;
-}
+    const float noise = kCentreNoise * smaller;
+    float shared = cross - caution * smaller;
+    shared = shared > 0.0f ? shared : 0.0f;
+    float left_target = left - noise, right_target = right - noise;
+    left_target = left_target > 0.0f ? left_target : 0.0f;
+    right_target = right_target > 0.0f ? right_target : 0.0f;
+    left_target = left_target < shared ? left_target : shared;
+    right_target = right_target < shared ? right_target : shared;
+    const float rl = left + kRegularisation, rr = right + kRegularisation;
+    const float taper = (1.0f - kPannedCentreShare * cosine * cosine) * tuning.centre_amount[k] /
+                        (rl * rr - cross * cross);
+    float to_left = (left_target * rr - right_target * cross) * taper;
+    float to_right = (right_target * rl - left_target * cross) * taper;
+    to_left = to_left < 1.0f ? to_left : 1.0f;
+    to_right = to_right < 1.0f ? to_right : 1.0f;
+    to_left = to_left > -1.0f ? to_left : -1.0f;
+    to_right = to_right > -1.0f ? to_right : -1.0f;
 
-Decomposition::Decomposition(const DecompositionTuning& tuning) : tuning_(tuning) {
-  BandPowers mid;
-  std::fill_n(mid.left.value, kBands, 1.0f);
-  mid.right = mid.cross = mid.left;
-  gains_ = Steer(mid, tuning_);
-}
+    float sure2 = (contrast2 - chance) * chance_scale;
+    sure2 = sure2 > 0.0f ? sure2 : 0.0f;
+    sure2 = sure2 < 1.0f ? sure2 : 1.0f;
+    const float ambient = 1.0f - std::sqrt(sure2);
+    const float weighted = emphasis * sure2;
+    const float direct = 0.5f * weighted / (ambient * ambient + weighted + 1e-9f);
+    float bound = late_share * evidence.late[k] / (smaller * power + kTinyPower);
+    bound = bound < 1.0f ? bound : 1.0f;
+    const float amount = bound * tuning.ambience_amount[k];
 
-void Decomposition::FollowPowers(const Spectrum& left, const Spectrum& right,
-                                 BandValues& gain_step) {
-  alignas(kSimdAlignmentBytes) float ll[kPaddedBins], rr[kPaddedBins], lr[kPaddedBins];
-#pragma omp simd
-  for (int k = 0; k < kPaddedBins; ++k) {
-    ll[k] = left.re[k] * left.re[k] + left.im[k] * left.im[k];
-    rr[k] = right.re[k] * right.re[k] + right.im[k] * right.im[k];
-    lr[k] = left.re[k] * right.re[k] + left.im[k] * right.im[k];
-  }
-  BandPowers now;
-  SumBins(ll, now.left);
-  SumBins(rr, now.right);
-  SumBins(lr, now.cross);
-
-  BandValues before;
-#pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    before[b] = powers_.left[b] + powers_.right[b];
-  }
-  const float* step = tuning_.power_step.value;
-  Follow(powers_.left.value, now.left.value, step);
-  Follow(powers_.right.value, now.right.value, step);
-  Follow(powers_.cross.value, now.cross.value, step);
-
-#pragma omp simd
-  for (int b = 0; b < kBands; ++b) {
-    const float after = powers_.left[b] + powers_.right[b];
-    const float onset = std::max(0.0f, after - kOnsetRatio * before[b]) / (after + kTinyValue);
-    const float presence = after / (after + kQuietPower);
-    gain_step[b] = presence * (tuning_.gain_step + (1.0f - tuning_.gain_step) * onset);
+    const float presence = power / (power + kQuietPower);
+    const float late = evidence.late[k] * scale * 2.0f;
+    const float alike = late < 1.0f ? late : 1.0f / late;
+    const float calm = step - step * kSteadyHold * alike * alike;
+    const float move = presence * (calm + (1.0f - calm) * evidence.attack[k]);
+    const auto follow = [move](float& gain, float target) {
+      const float next = gain + move * (target - gain);
+      gain = std::fabs(next) < kTinyGain ? 0.0f : next;
+    };
+    follow(centre_left[k], to_left);
+    follow(centre_right[k], to_right);
+    follow(ambience_left[k], amount - amount * direct * (1.0f + cosine));
+    follow(ambience_right[k], amount - amount * direct * (1.0f - cosine));
+    follow(ambience_cross[k], amount * direct * sine);
   }
 }
 
-void Decomposition::Process(const Spectrum& left, const Spectrum& right, DirectAndAmbience& out) {
-  BandValues step;
-  FollowPowers(left, right, step);
-  BandPowers smooth = powers_;
-  SmoothBands(smooth.left);
-  SmoothBands(smooth.right);
-  SmoothBands(smooth.cross);
-  const BandGains target = Steer(smooth, tuning_);
+struct Decomposition::Corrections {
+  BandValues left, right, cross;  // factors of the long powers
+  BandPowers instead;             // a long bin's powers in an attack
+};
 
-  BandValues* const gains[] = {&gains_.centre_left, &gains_.centre_right, &gains_.ambience_left,
-                               &gains_.ambience_right, &gains_.ambience_cross};
-  const BandValues* const targets[] = {&target.centre_left, &target.centre_right,
-                                       &target.ambience_left, &target.ambience_right,
-                                       &target.ambience_cross};
-  alignas(kSimdAlignmentBytes) float spread[5][kPaddedBins];
-  for (int g = 0; g < 5; ++g) {
-    Follow(gains[g]->value, targets[g]->value, step.value);
-    SpreadBands(*gains[g], spread[g]);
+// Which bands attack, and how much of all short power is in these.
+float Decomposition::FindAttacks(const BandPowers& now, BandValues& attack) const {
+  const BandPowers& before = long_.bands();
+  BandValues past;
+  for (int b = 0; b < kBands; ++b) {
+    past[b] = before.left[b] + before.right[b];
   }
+  SpreadLeakage(past);
+  float all = 0.0f, attacking = 0.0f;
+#pragma omp simd reduction(+ : all, attacking)
+  for (int b = 0; b < kBands; ++b) {
+    const float power = now.left[b] + now.right[b];
+    const float share = 2.0f - 2.0f * kAttackRatio * past[b] / (power + kTinyPower);
+    attack[b] = share < 0.0f ? 0.0f : (share > 1.0f ? 1.0f : share);
+    all += power;
+    attacking += attack[b] * power;
+  }
+  return attacking / (all + kQuietPower);
+}
 
+void Decomposition::Compare(const BandPowers& now, Corrections& c) const {
+  const BandPowers& before = long_.bands();
+  BandValues left_floor, right_floor;
+  for (int b = 0; b < kBands; ++b) {
+    left_floor[b] = std::max(now.left[b], before.left[b]);
+    right_floor[b] = std::max(now.right[b], before.right[b]);
+  }
+  SpreadLeakage(left_floor);
+  SpreadLeakage(right_floor);
 #pragma omp simd
-  for (int k = 0; k < kPaddedBins; ++k) {
-    const float left_re = left.re[k], left_im = left.im[k];
-    const float right_re = right.re[k], right_im = right.im[k];
-    out.common.re[k] = spread[0][k] * left_re + spread[1][k] * right_re;
-    out.common.im[k] = spread[0][k] * left_im + spread[1][k] * right_im;
-    out.left_ambience.re[k] = spread[2][k] * left_re - spread[4][k] * right_re;
-    out.left_ambience.im[k] = spread[2][k] * left_im - spread[4][k] * right_im;
-    out.right_ambience.re[k] = spread[3][k] * right_re - spread[4][k] * left_re;
-    out.right_ambience.im[k] = spread[3][k] * right_im - spread[4][k] * left_im;
+  for (int b = 0; b < kBands; ++b) {
+    const float left_leak = kLeakage * left_floor[b] + kTinyPower;
+    const float right_leak = kLeakage * right_floor[b] + kTinyPower;
+    const float left =
+        Beyond((now.left[b] + left_leak) / (before.left[b] + left_leak), kPowerSlack);
+    const float right =
+        Beyond((now.right[b] + right_leak) / (before.right[b] + right_leak), kPowerSlack);
+    const float leak = std::sqrt(left_leak) * std::sqrt(right_leak);
+    const float coherence_now =
+        Positive(now.cross[b]) / (std::sqrt(now.left[b]) * std::sqrt(now.right[b]) + leak) +
+        kCoherenceFloor;
+    const float coherence_before =
+        Positive(before.cross[b]) /
+            (std::sqrt(before.left[b]) * std::sqrt(before.right[b]) + leak) +
+        kCoherenceFloor;
+    c.left[b] = left;
+    c.right[b] = right;
+    c.cross[b] =
+        std::sqrt(left * right) * Beyond(coherence_now / coherence_before, kCoherenceSlack);
   }
+  for (int b = 0; b < kBands; ++b) {
+    const float per_bin = 1.0f / static_cast<float>(kLongPerShort * BandBins(b));
+    c.instead.left[b] = per_bin * now.left[b];
+    c.instead.right[b] = per_bin * now.right[b];
+    c.instead.cross[b] = per_bin * now.cross[b];
+  }
+}
+
+void Decomposition::DecideGains(const Corrections& corrections, const BandValues& attacks,
+                                float step) {
+  alignas(kSimdAlignmentBytes) float left[kPaddedLongBins], right[kPaddedLongBins],
+      cross[kPaddedLongBins], left_now[kPaddedLongBins], right_now[kPaddedLongBins],
+      cross_now[kPaddedLongBins];
+  Evidence evidence;
+  SpreadToLongBins(corrections.left, left);
+  SpreadToLongBins(corrections.right, right);
+  SpreadToLongBins(corrections.cross, cross);
+  SpreadToLongBins(attacks, evidence.attack);
+  SpreadToLongBins(corrections.instead.left, left_now);
+  SpreadToLongBins(corrections.instead.right, right_now);
+  SpreadToLongBins(corrections.instead.cross, cross_now);
+  const BinPowers& powers = long_.powers();
+#pragma omp simd
+  for (int k = 0; k < kPaddedLongBins; ++k) {
+    const float attack = evidence.attack[k], steady = 1.0f - attack;
+    evidence.powers.left[k] = steady * left[k] * powers.left[k] + attack * left_now[k];
+    evidence.powers.right[k] = steady * right[k] * powers.right[k] + attack * right_now[k];
+    evidence.powers.cross[k] = steady * cross[k] * powers.cross[k] + attack * cross_now[k];
+  }
+  std::copy_n(long_.late(), kPaddedLongBins, evidence.late);
+  Steer(evidence, tuning_, step, gains_);
+}
+
+Decomposition::Decomposition(const DecompositionTuning& tuning)
+    : tuning_(tuning), power_step_(StepForTimeConstant(tuning.power_ms, kHopsPerLong)) {
+  for (int hops = 1; hops <= kHopsPerGains; ++hops) {
+    gain_step_[hops - 1] = StepForTimeConstant(tuning.gain_ms, hops);
+  }
+  Evidence mid = {};
+  std::fill_n(mid.powers.left, kPaddedLongBins, 1.0f);
+  std::fill_n(mid.powers.right, kPaddedLongBins, 1.0f);
+  std::fill_n(mid.powers.cross, kPaddedLongBins, 1.0f);
+  gains_ = {};
+  Steer(mid, tuning_, 1.0f, gains_);
+}
+
+int Decomposition::Process(const Analysis& left, const Analysis& right) {
+  {
+    ShortSpectrum left_short, right_short;
+    left.Transform(left_short);
+    right.Transform(right_short);
+    short_.Update(left_short, right_short);
+  }
+  if (hop_ % kHopsPerLong == 0) {
+    LongSpectrum left_long, right_long;
+    left.Transform(left_long);
+    right.Transform(right_long);
+    long_.Update(left_long, right_long, power_step_);
+  }
+  ++hops_since_gains_;
+  const BandPowers now = short_.Smooth();
+  BandValues attacks;
+  const float attack_share = FindAttacks(now, attacks);
+  const bool due = hop_ == 0;
+  const bool attack = attack_share > kAttackShare && attack_credit_ > 0;
+  if (due && attack_credit_ < kMaxAttackCredit) {
+    ++attack_credit_;
+  }
+  hop_ = (hop_ + 1) % kHopsPerGains;
+  if (!due && !attack) {
+    return 0;
+  }
+  Corrections corrections;
+  Compare(now, corrections);
+  DecideGains(corrections, attacks, gain_step_[std::min(hops_since_gains_, kHopsPerGains) - 1]);
+  hops_since_gains_ = 0;
+  if (attack) {
+    --attack_credit_;
+    return 1;
+  }
+  return kHopsPerGains;
 }
 
 }  // namespace kelda::upmix_lib

@@ -1,6 +1,7 @@
-// Splits a stereo spectrum into direct sound and ambience, band by band.
+// Splits stereo into what both channels share, which goes to the centre, ambience, and the
+// rest: decides about gains for every bin of the long spectrum.
 //
-// The model of a band is one source, amplitude-panned by (a, b) with a^2 + b^2 = 1,
+// The model of a bin is one source, amplitude-panned by (a, b) with a^2 + b^2 = 1,
 // over ambience of equal power and no correlation in both channels:
 //
 //   L = a S + N1        covariance  | P_LL P_LR |  = Ps | aa ab | + Pn | 1 0 |
@@ -13,82 +14,91 @@
 // JAES 54, 2006; J. He, E.-L. Tan, W.-S. Gan, "Linear estimation based primary-ambient
 // extraction for stereo audio signals", IEEE/ACM TASLP 22, 2014.) Opposite polarity in
 // the channels counts as ambience.
+//
+// The long spectrum tells instruments apart but is late. So it is made to agree with the
+// short one band by band where they differ a lot, and an attack is decided by the short one
+// alone.
 #ifndef KELDA_UPMIX_LIB_UPMIX_DECOMPOSITION_H_
 #define KELDA_UPMIX_LIB_UPMIX_DECOMPOSITION_H_
 
 #include "platform/nonblocking.h"
-#include "upmix-lib/upmix/bands.h"
+#include "upmix-lib/upmix/analysis.h"
+#include "upmix-lib/upmix/fixed_lag_filters.h"
+#include "upmix-lib/upmix/powers.h"
 
 namespace kelda::upmix_lib {
 
+// New gains every so many hops; at an attack at once.
+inline constexpr int kHopsPerGains = 16;
+
 struct DecompositionTuning {
-  BandValues centre_amount;    // 0..1: share of the direct sound's common part
-  BandValues ambience_amount;  // 0..1: share of the ambience
-  BandValues power_step;       // one-pole step a hop of the power estimates, (0, 1]
-  float gain_step;             // one-pole step a hop of the gains, (0, 1]
-  float direct_emphasis;       // >= 1; see Steer
+  float centre_amount[kPaddedLongBins];    // 0..1: share of the common part
+  float ambience_amount[kPaddedLongBins];  // 0..1: share of the ambience
+  float power_ms;                          // time constant of the long powers
+  float gain_ms;                           // time constant of the gains
+  float direct_emphasis;                   // >= 1; see Steer
+  float centre_caution;  // of the smaller eigenvalue, less common part by; see Steer
+  float chance;          // squared contrast that mere chance gives, 0..1
+  float late_share;      // bound of the ambience, re the late reverberation
 };
 
-// Mean powers of a band: of left, of right, and the real part of their product.
-struct BandPowers {
-  BandValues left, right, cross;
+// What the gains of a bin are decided by; kPaddedLongBins values each.
+struct alignas(kSimdAlignmentBytes) Evidence {
+  BinPowers powers;
+  float late[kPaddedLongBins];
+  float attack[kPaddedLongBins];  // 0..1
 };
 
-// How the three extracted signals follow from the two inputs:
-//   common         = centre_left * L + centre_right * R
-//   left ambience  = ambience_left * L - ambience_cross * R
-//   right ambience = ambience_right * R - ambience_cross * L
-struct BandGains {
-  BandValues centre_left, centre_right;
-  BandValues ambience_left, ambience_right, ambience_cross;
-};
-
-// The gains for `powers`. Audio; control for the first ones.
+// The gains for `evidence`, mixed into `gains` by `step`, 1 in an attack. Silence leaves the
+// gains as they were. Audio; control for the first ones.
 //
-// The direct share is beta = e r^2 / (1 + e r^2) for r = Ps / Pn and direct_emphasis e. It
-// is steeper than the Wiener gain r / (1 + r): chance correlation of mere ambience
-// (r about 0.4 with these averaging times) counts for little, and a source that stands
-// out is kept from the ambience almost entirely. That costs at most the half of the
-// ambience that has the source's direction, which stays with the source.
+// Ambience. The direct share is beta = e r^2 / (1 + e r^2) for r = Ps / Pn and direct_emphasis
+// e. It is steeper than the Wiener gain r / (1 + r): a source that stands out is kept from the
+// ambience almost entirely. That costs at most the half of the ambience that has the
+// source's direction, which stays with the source. Averages of few samples look coherent by
+// chance, hence `chance`. The ambience's power is bounded by that of late reverberation: what
+// is new is not ambience even if the channels differ, as with two guitars at the sides.
 //
-// The common part is what both channels have of the source: min(a, b) S. Taken out of
-// both and played from a centre loudspeaker, it leaves a source that is panned between
-// left and centre in just these two.
-BandGains Steer(const BandPowers& powers, const DecompositionTuning& tuning) KELDA_NONBLOCKING;
+// The common part is what both channels have of a source, min(a, b) S: taken out of both
+// and played from a centre loudspeaker, it leaves a source that is panned between left and
+// centre in just these two. It is estimated by least squares from both channels (Wiener's
+// solution for two inputs), which for one source is its projection, and beside another one
+// that is panned hard takes the channel where that one is not.
+void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float step,
+           ExtractionGains& gains) KELDA_NONBLOCKING;
 
-// The spectra that Decomposition extracts.
-struct DirectAndAmbience {
-  Spectrum common, left_ambience, right_ambience;
-};
-
-// Follows the powers and smooths the gains over time. Powers that jump, as at the start
-// of a note, take the gains along at once; silence leaves the gains as they were.
 class Decomposition {
  public:
   // Begins with mid as direct and side as ambient. Control.
   explicit Decomposition(const DecompositionTuning& tuning);
 
-  // Takes one hop of spectra. Audio.
-  void Process(const Spectrum& left, const Spectrum& right,
-               DirectAndAmbience& out) KELDA_NONBLOCKING;
+  // Takes one hop; returns within how many hops the filters are to move to gains(), 0 if these
+  // have not changed. Audio.
+  int Process(const Analysis& left, const Analysis& right) KELDA_NONBLOCKING;
 
-  // Audio.
-  const BandGains& gains() const { return gains_; }
+  // Any thread while Process does not run.
+  const ExtractionGains& gains() const { return gains_; }
 
  private:
-  void FollowPowers(const Spectrum& left, const Spectrum& right, BandValues& gain_step);
+  // Band by band: how far short and long powers disagree.
+  struct Corrections;
+  void Compare(const BandPowers& now, Corrections& corrections) const;
+  float FindAttacks(const BandPowers& now, BandValues& attack) const;
+  void DecideGains(const Corrections& corrections, const BandValues& attacks, float step);
 
   DecompositionTuning tuning_;
-  BandPowers powers_ = {};
-  BandGains gains_;
+  float power_step_;
+  float gain_step_[kHopsPerGains];  // after 1 .. kHopsPerGains hops
+  ShortPowers short_;
+  LongPowers long_;
+  ExtractionGains gains_;
+  int hop_ = 0;  // 0 .. kHopsPerGains-1
+  int hops_since_gains_ = 0;
+  int attack_credit_ = 0;  // gains for attacks that may still be decided, see Process
 };
 
-// The one-pole step a hop for a time constant. Control.
-float StepForTimeConstant(float milliseconds);
-
-// The steps of power estimates with a time constant at 1 kHz; it is longer in low bands,
-// whose few bins need more averaging, and shorter in high ones. Control.
-BandValues PowerSteps(float milliseconds_at_1khz);
+// The one-pole step for a time constant, once in `hops` hops. Control.
+float StepForTimeConstant(float milliseconds, int hops);
 
 }  // namespace kelda::upmix_lib
 

@@ -5,18 +5,28 @@
 #include "upmix-lib/base/decibels.h"
 
 namespace kelda::upmix_lib {
+namespace {
+
+constexpr float kCentreCaution = 0.25f;
+constexpr float kChance = 0.05f;
+constexpr float kLateShare = 0.8f;
+
+}  // namespace
 
 PlaneTuning MusicTuning(const MusicParameters& parameters) {
   PlaneTuning tuning;
   DecompositionTuning& decomposition = tuning.decomposition;
-  for (int b = 0; b < kBands; ++b) {
-    decomposition.centre_amount[b] = parameters.centre_amount;
-    decomposition.ambience_amount[b] =
-        parameters.ambience_amount * HighPassShare(BandHz(b), parameters.bass_crossover_hz);
+  for (int k = 0; k < kPaddedLongBins; ++k) {
+    decomposition.centre_amount[k] = parameters.centre_amount;
+    decomposition.ambience_amount[k] = parameters.ambience_amount;
   }
-  decomposition.power_step = PowerSteps(parameters.coherence_smoothing_ms);
-  decomposition.gain_step = StepForTimeConstant(parameters.gain_smoothing_ms);
+  decomposition.power_ms = parameters.coherence_smoothing_ms;
+  decomposition.gain_ms = parameters.gain_smoothing_ms;
   decomposition.direct_emphasis = parameters.direct_emphasis;
+  decomposition.centre_caution = kCentreCaution;
+  decomposition.chance = kChance;
+  decomposition.late_share = kLateShare;
+  tuning.bass_crossover_hz = parameters.bass_crossover_hz;
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = parameters.decorrelation;
   tuning.wide_amount = parameters.wide_amount;

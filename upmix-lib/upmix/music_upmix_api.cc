@@ -4,7 +4,6 @@
 #include "platform/include/upmix_lib.h"
 #include "upmix-lib/files/data_file.h"
 #include "upmix-lib/handles/work_memory.h"
-#include "upmix-lib/upmix/filter_bank.h"
 #include "upmix-lib/upmix/music_upmix.h"
 
 namespace kelda::upmix_lib {
@@ -27,7 +26,7 @@ bool AnyNull(const Planes* planes, int count) {
 
 using namespace kelda::upmix_lib;
 
-int32_t A0216(void) { return PrepareFilterBanks(); }
+int32_t A0216(void) { return PreparePlaneUpmix(); }
 
 int32_t A0511(uint32_t* work_bytes, uint32_t* param_bytes) {
   if (work_bytes == nullptr || param_bytes == nullptr) {
@@ -48,7 +47,7 @@ int32_t A0559(const void* params, void* work) {
       status != kOk) {
     return status;
   }
-  if (const Status status = PrepareFilterBanks(); status != kOk) {
+  if (const Status status = PreparePlaneUpmix(); status != kOk) {
     return status;
   }
   UpmixMemory::Create(work, MusicTuning(parameters));

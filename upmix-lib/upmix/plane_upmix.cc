@@ -1,61 +1,90 @@
 #include "upmix-lib/upmix/plane_upmix.h"
 
+#include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
+namespace {
+
+// Ambience that no longer adds up in phase with what stays in front needs so much more power.
+constexpr float kDiffuseGain = 1.16f;
+
+}  // namespace
+
+Status PreparePlaneUpmix() {
+  try {
+    SharedAnalysisTables();
+    SharedFilterTables();
+    SharedDiffuserTables();
+    return kOk;
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
+  }
+}
 
 PlaneUpmix::PlaneUpmix(const PlaneTuning& tuning)
-    : decomposition_(tuning.decomposition), tuning_(tuning) {}
+    : decomposition_(tuning.decomposition),
+      filters_(decomposition_.gains()),
+      bass_step_(static_cast<float>(
+          1.0 - std::exp(-kPi * static_cast<double>(tuning.bass_crossover_hz) / kSampleRateHz))),
+      back_share_(tuning.back_share),
+      decorrelation_(tuning.decorrelation),
+      wide_amount_(tuning.wide_amount) {
+  std::copy_n(tuning.plane_gain, kPlanes, plane_gain_);
+}
 
 void PlaneUpmix::Process(const float* const* in, float* const* out) {
-  constexpr float kHalfRoot = static_cast<float>(kSqrt2) / 2.0f;
   alignas(kSimdAlignmentBytes) float guarded[kHopFrames];
-  Spectrum left, right;
   GuardSamples(in[0], guarded, kHopFrames);
-  left_analysis_.Process(guarded, left);
+  left_.Append(guarded);
   GuardSamples(in[1], guarded, kHopFrames);
-  right_analysis_.Process(guarded, right);
+  right_.Append(guarded);
 
-  DirectAndAmbience extracted;
-  decomposition_.Process(left, right, extracted);
-  alignas(kSimdAlignmentBytes) float common[kHopFrames];
-  alignas(kSimdAlignmentBytes) float ambience[2][kHopFrames];
-  common_.Process(extracted.common, common);
-  left_ambience_.Process(extracted.left_ambience, ambience[0]);
-  right_ambience_.Process(extracted.right_ambience, ambience[1]);
-
-  // A source leaves the same ambience in both channels but for its sign and size, hence
-  // the difference: it never cancels, and serves the side where the source left nothing.
-  alignas(kSimdAlignmentBytes) float difference[kHopFrames];
-#pragma omp simd
-  for (int n = 0; n < kHopFrames; ++n) {
-    difference[n] = kHalfRoot * (ambience[0][n] - ambience[1][n]);
+  if (const int hops = decomposition_.Process(left_, right_); hops > 0) {
+    filters_.MoveTo(decomposition_.gains(), hops);
   }
-  alignas(kSimdAlignmentBytes) float diffuse[2][kHopFrames];
-  decorrelator_.Process(difference, diffuse[0], diffuse[1]);
-
-  const float back = tuning_.back_share, side = 1.0f - back;
-  const float diffuse_gain = tuning_.decorrelation * std::sqrt(side * back);
-  const float wide = tuning_.wide_amount, narrow = 1.0f - wide;
-  const float* gain = tuning_.plane_gain;
+  Extracted extracted;
+  filters_.Process(left_.Last(2 * kHopFrames), right_.Last(2 * kHopFrames), extracted);
   for (int ear = 0; ear < 2; ++ear) {
-    const float* dry = ear == 0 ? left_analysis_.Delayed() : right_analysis_.Delayed();
+    float bass = bass_[ear];
+    for (float& sample : extracted.ambience[ear]) {
+      bass += bass_step_ * (sample - bass);
+      sample -= bass;
+    }
+    bass_[ear] = DropTiny(bass);
+    GuardSamples(extracted.ambience[ear], extracted.ambience[ear], kHopFrames);
+  }
+  Diffused diffused;
+  diffuser_.Process(extracted.ambience, diffused);
+
+  const float diffuse = kDiffuseGain * decorrelation_, dry = 1.0f - decorrelation_;
+  const float side_share = 1.0f - back_share_;
+  const float side_dry = dry * side_share, back_dry = dry * back_share_;
+  const float side_diffuse = diffuse * std::sqrt(side_share);
+  const float back_diffuse = diffuse * std::sqrt(back_share_);
+  const float wide = wide_amount_, narrow = 1.0f - wide;
+  const float* gain = plane_gain_;
+  for (int ear = 0; ear < 2; ++ear) {
+    const float* delayed = (ear == 0 ? left_ : right_).Last(kHopFrames + kUpmixLatencyFrames);
+    const float* ambience = extracted.ambience[ear];
     float *front_out = out[kFL + ear], *side_out = out[kSL + ear], *back_out = out[kBL + ear];
     for (int n = 0; n < kHopFrames; n += kLanes) {
-      const Vec ambient = Load<Vec>(ambience[ear] + n);
-      const Vec front = Load<Vec>(dry + n) - Load<Vec>(common + n) - ambient;
-      const Vec spread = diffuse_gain * Load<Vec>(diffuse[ear] + n);
+      const Vec ambient = Load<Vec>(ambience + n);
+      const Vec front = Load<Vec>(delayed + n) - Load<Vec>(extracted.common + n) - ambient;
+      const Vec side = side_dry * ambient + side_diffuse * Load<Vec>(diffused.side[ear] + n);
+      const Vec back = back_dry * ambient + back_diffuse * Load<Vec>(diffused.back[ear] + n);
       Store<Vec>(front_out + n, gain[kFL + ear] * narrow * front);
-      Store<Vec>(side_out + n, gain[kSL + ear] * (side * ambient + spread + wide * front));
-      Store<Vec>(back_out + n, gain[kBL + ear] * (back * ambient - spread));
+      Store<Vec>(side_out + n, gain[kSL + ear] * (side + wide * front));
+      Store<Vec>(back_out + n, gain[kBL + ear] * back);
     }
   }
 #pragma omp simd
   for (int n = 0; n < kHopFrames; ++n) {
-    out[kFC][n] = gain[kFC] * static_cast<float>(kSqrt2) * common[n];
+    out[kFC][n] = gain[kFC] * static_cast<float>(kSqrt2) * extracted.common[n];
   }
 }
 

@@ -1,23 +1,20 @@
 // Stereo to seven planes, 64 frames at a time, 96 frames late: what the music and the
 // cinema upmix have in common.
 //
-//   L --+-- Analysis --+                    +-- Synthesis --> common part -------> FC
-//   R --+-- Analysis --+-> Decomposition ---+-- Synthesis --> left ambience  --+
-//       |                                   +-- Synthesis --> right ambience --+
-//       |                                                                      |
-//       +-- delay 96 --> minus common part, minus ambience -----> FL FR        |
-//                                                          SL SR BL BR <-------+
+//   L --+-- Analysis --+                    +--> common part -----------------> FC
+//   R --+-- Analysis --+-> Decomposition ---+--> left ambience --+
+//       |                  FixedLagFilters  +--> right ambience -+-> Diffuser --> SL SR BL BR
+//       |
+//       +-- delay 96 --> minus common part, minus ambience ------> FL FR
 //
-// The ambience A of one side is shared by its two surround planes so that they differ
-// from each other but add up to A: side = (1 - s) A + k D and back = s A - k D with a
-// decorrelated signal D and k^2 = s (1 - s), which also gives them the shares 1 - s and
-// s of the power (as Lauridsen's pseudo-stereo does; M. R. Schroeder, "An artificial
-// stereophonic effect obtained from a single signal", JAES 6, 1958). Since FL and FR
-// keep what the others were given, the planes add up to the input whatever the gains do:
+// FL and FR keep what the others were given, whatever the gains do. So direct sound adds up to
+// the input again,
 //
-//   L = FL + sqrt(1/2) FC + SL + BL,   R = FR + sqrt(1/2) FC + SR + BR
+//   L = FL + sqrt(1/2) FC + A_left,   R = FR + sqrt(1/2) FC + A_right
 //
-// (each plane divided by its plane_gain).
+// (each plane divided by its plane_gain), and the four surround planes have together the power
+// of the ambience A at every frequency. Bass leaves A by a filter of its own, of first order: what
+// it keeps in front and what it lets through have together the power of what comes in.
 //
 // "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_UPMIX_PLANE_UPMIX_H_
@@ -25,37 +22,48 @@
 
 #include "platform/nonblocking.h"
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/status.h"
+#include "upmix-lib/upmix/analysis.h"
 #include "upmix-lib/upmix/decomposition.h"
-#include "upmix-lib/upmix/decorrelator.h"
+#include "upmix-lib/upmix/diffuser.h"
+#include "upmix-lib/upmix/fixed_lag_filters.h"
 
 namespace kelda::upmix_lib {
 
 struct PlaneTuning {
   DecompositionTuning decomposition;
-  float back_share;           // s above, 0..1
-  float decorrelation;        // 0..1: of k above
+  float back_share;           // 0..1: of the surround power that goes to BL and BR
+  float decorrelation;        // 0..1: from the ambience as it is to that of Diffuser
+  float bass_crossover_hz;    // ambience an octave below it is half in front; 0: none is
   float wide_amount;          // 0..1: share of FL and FR that moves to SL and SR
   float plane_gain[kPlanes];  // linear, applied last
 };
 
+// Has the tables built that all upmixes share, so that one can be constructed without memory.
+// Returns kOutOfMemory where there is none. Control; several threads may call at once.
+Status PreparePlaneUpmix();
+
 class PlaneUpmix {
  public:
-  // Throws std::bad_alloc unless PrepareFilterBanks has succeeded. Control.
+  // Throws std::bad_alloc unless PreparePlaneUpmix has succeeded. Control.
   explicit PlaneUpmix(const PlaneTuning& tuning);
 
   // kHopFrames frames of each plane; in and out do not overlap. Input that is no audio
   // (NaN, infinite) counts as silence. Audio.
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
-  // The current gains of the bands, for measurements. Audio.
-  const BandGains& gains() const { return decomposition_.gains(); }
+  // What the filters move to, for measurements. Audio.
+  const ExtractionGains& gains() const { return decomposition_.gains(); }
 
  private:
-  Analysis left_analysis_, right_analysis_;
+  Analysis left_, right_;
   Decomposition decomposition_;
-  Synthesis common_, left_ambience_, right_ambience_;
-  Decorrelator decorrelator_;
-  PlaneTuning tuning_;
+  FixedLagFilters filters_;
+  Diffuser diffuser_;
+  // What of the ambience stays in front: a low-pass each side, and its step a frame.
+  float bass_step_, bass_[2] = {};
+  float back_share_, decorrelation_, wide_amount_;
+  float plane_gain_[kPlanes];
 };
 
 }  // namespace kelda::upmix_lib

@@ -1,0 +1,249 @@
+#include "upmix-lib/upmix/diffuser.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+#include "upmix-lib/base/aligned_buffer.h"
+#include "upmix-lib/base/math_constants.h"
+#include "upmix-lib/transforms/complex_vec.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+// Filters are designed on a finer grid than they are long, to be flat between its bins.
+constexpr int kPartitions = Diffuser::kPartitions;
+constexpr int kFilterTaps = Diffuser::kTaps;
+constexpr int kDesignFrames = 4096;
+constexpr int kDesignBins = kDesignFrames / 2 + 1;
+constexpr int kDesignTurns = 40;
+
+constexpr uint32_t kSeeds[2] = {442, 1319};
+constexpr double kLongestLowMs = 17.0, kLongestHighMs = 4.0;
+constexpr double kLowHz = 300.0, kHighHz = 3000.0;  // between these the longest delay falls
+
+// How much the planes of the two sides are to have in common: correlation up to the first
+// frequency, none from the second. Chosen by the coherence at the ears of the default HRIRs.
+constexpr double kLowCorrelation = 0.4, kCorrelatedHz = 600.0, kUncorrelatedHz = 1300.0;
+// Bins of HopSpectrum in which sides are exchanged.
+constexpr int kMixedBins = 8;
+constexpr int kMixedGroups = kMixedBins / kLanes;
+
+// Uniform in [0, 1) (W. H. Press et al., "Numerical Recipes", quick and dirty generator).
+double Random(uint32_t& state) {
+  state = state * 1664525u + 1013904223u;
+  return state / 4294967296.0;
+}
+
+double DesignHz(int bin) { return static_cast<double>(bin) * kSampleRateHz / kDesignFrames; }
+
+// Number of the ear's band (Glasberg and Moore 1990).
+double ErbNumber(double hz) { return 21.4 * std::log10(1.0 + 0.00437 * hz); }
+
+struct Response {
+  AlignedBuffer re = AlignedBuffer(kDesignBins), im = AlignedBuffer(kDesignBins);
+};
+
+class Designer {
+ public:
+  // Of magnitude 1 and a random group delay.
+  Response Random(uint32_t seed) const;
+  // Shifted by a quarter of a period.
+  static Response Quadrature(const Response& response);
+  // Makes `response` one of kFilterTaps taps and magnitude 1.
+  void MakeAllPass(Response& response);
+  // The taps of `response`, each frequency times `gain`(hz).
+  template <typename Gain>
+  std::array<float, kFilterTaps> Taps(const Response& response, const Gain& gain);
+
+ private:
+  void Truncate(Response& response);
+
+  const RealFft fft_ = RealFft(kDesignFrames);
+  AlignedBuffer time_ = AlignedBuffer(kDesignFrames);
+  AlignedBuffer scratch_ = AlignedBuffer(static_cast<std::size_t>(fft_.scratch_floats()));
+};
+
+Response Designer::Random(uint32_t seed) const {
+  uint32_t state = seed * 2654435769u;
+  const int bands = static_cast<int>(ErbNumber(0.5 * kSampleRateHz)) + 2;
+  double share[64];
+  for (int b = 0; b < bands; ++b) {
+    share[b] = upmix_lib::Random(state);
+  }
+  Response response;
+  double phase = 0.0;
+  for (int k = 0; k < kDesignBins; ++k) {
+    const double hz = DesignHz(k);
+    const double high =
+        std::clamp(std::log(std::max(hz, 1.0) / kLowHz) / std::log(kHighHz / kLowHz), 0.0, 1.0);
+    const double longest_s = 1e-3 * (kLongestLowMs + high * (kLongestHighMs - kLongestLowMs));
+    const double band = ErbNumber(hz);
+    const int below = static_cast<int>(band);
+    const double delay_s =
+        longest_s * (share[below] + (band - below) * (share[below + 1] - share[below]));
+    response.re.data()[k] = static_cast<float>(std::cos(phase));
+    response.im.data()[k] = static_cast<float>(std::sin(phase));
+    phase -= 2.0 * kPi * delay_s * kSampleRateHz / kDesignFrames;
+  }
+  return response;
+}
+
+Response Designer::Quadrature(const Response& response) {
+  Response turned;
+  for (int k = 0; k < kDesignBins; ++k) {
+    turned.re.data()[k] = -response.im.data()[k];
+    turned.im.data()[k] = response.re.data()[k];
+  }
+  return turned;
+}
+
+void Designer::Truncate(Response& response) {
+  float* taps = time_.data();
+  fft_.Inverse(response.re.data(), response.im.data(), taps, scratch_.data());
+  for (int n = 0; n < kFilterTaps; ++n) {
+    taps[n] *= 1.0f / kDesignFrames;
+  }
+  std::fill(taps + kFilterTaps, taps + kDesignFrames, 0.0f);
+  fft_.Forward(taps, response.re.data(), response.im.data(), scratch_.data());
+}
+
+void Designer::MakeAllPass(Response& response) {
+  for (int turn = 0; turn < kDesignTurns; ++turn) {
+    Truncate(response);
+    float *re = response.re.data(), *im = response.im.data();
+    for (int k = 0; k < kDesignBins; ++k) {
+      const float scale = 1.0f / std::sqrt(re[k] * re[k] + im[k] * im[k] + 1e-20f);
+      re[k] *= scale;
+      im[k] *= scale;
+    }
+  }
+  Truncate(response);
+}
+
+template <typename Gain>
+std::array<float, kFilterTaps> Designer::Taps(const Response& response, const Gain& gain) {
+  Response shaped;
+  for (int k = 0; k < kDesignBins; ++k) {
+    const auto g = static_cast<float>(gain(DesignHz(k)));
+    shaped.re.data()[k] = g * response.re.data()[k];
+    shaped.im.data()[k] = g * response.im.data()[k];
+  }
+  Truncate(shaped);
+  std::array<float, kFilterTaps> taps;
+  std::copy_n(time_.data(), kFilterTaps, taps.begin());
+  return taps;
+}
+
+// Half of the arc sine of the correlation that two sides mixed by this angle have.
+double MixAngle(double hz) {
+  const double at = std::clamp(
+      std::log(std::max(hz, 1.0) / kCorrelatedHz) / std::log(kUncorrelatedHz / kCorrelatedHz), 0.0,
+      1.0);
+  return 0.5 * std::asin(kLowCorrelation * (0.5 + 0.5 * std::cos(kPi * at)));
+}
+
+}  // namespace
+
+struct DiffuserTables {
+  // [group of kLanes bins][partition][side left, side right, back left, back right][re, im]
+  static constexpr int kRowFloats = 4 * 2 * kLanes;
+  alignas(kSimdAlignmentBytes) float own[kHopBinGroups * kPartitions * kRowFloats];
+  // The same: what each side's ambience gives to the other.
+  alignas(kSimdAlignmentBytes) float other[kMixedGroups * kPartitions * kRowFloats];
+  const RealFft& fft = SharedRealFft<kHopTransform>();
+
+  DiffuserTables();
+  void Load(const std::array<float, kFilterTaps>& taps, int row, int groups, float* to) const;
+};
+
+void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int row, int groups,
+                          float* to) const {
+  float padded[kHopTransform] = {}, scratch[kHopScratchFloats];
+  HopSpectrum spectrum = {};
+  for (int partition = 0; partition < kPartitions; ++partition) {
+    for (int n = 0; n < kHopFrames; ++n) {
+      padded[n] = taps[static_cast<std::size_t>(partition * kHopFrames + n)] / kHopTransform;
+    }
+    fft.Forward(padded, spectrum.re, spectrum.im, scratch);
+    for (int group = 0; group < groups; ++group) {
+      float* at = to + (group * kPartitions + partition) * kRowFloats + row * 2 * kLanes;
+      std::copy_n(spectrum.re + group * kLanes, kLanes, at);
+      std::copy_n(spectrum.im + group * kLanes, kLanes, at + kLanes);
+    }
+  }
+}
+
+DiffuserTables::DiffuserTables() {
+  Designer designer;
+  const auto own_gain = [](double hz) { return std::cos(MixAngle(hz)); };
+  const auto other_gain = [](double hz) { return std::sin(MixAngle(hz)); };
+  for (int side = 0; side < 2; ++side) {
+    Response response = designer.Random(kSeeds[side]);
+    designer.MakeAllPass(response);
+    Response turned = Designer::Quadrature(response);
+    designer.MakeAllPass(turned);
+    Load(designer.Taps(response, own_gain), side, kHopBinGroups, own);
+    Load(designer.Taps(turned, own_gain), 2 + side, kHopBinGroups, own);
+    Load(designer.Taps(response, other_gain), side, kMixedGroups, other);
+    Load(designer.Taps(turned, other_gain), 2 + side, kMixedGroups, other);
+  }
+}
+
+const DiffuserTables* SharedDiffuserTables() {
+  static const DiffuserTables tables;
+  return &tables;
+}
+
+void Diffuser::Process(const float (&ambience)[2][kHopFrames], Diffused& out) {
+  histories_[0].Append(ambience[0]);
+  histories_[1].Append(ambience[1]);
+  inputs_.Append(tables_->fft,
+                 {histories_[0].newest() - kHopFrames, histories_[1].newest() - kHopFrames});
+
+  HopSpectrum sums[4];
+  const float* own = tables_->own;
+  const float* other = tables_->other;
+  for (int group = 0; group < kHopBinGroups; ++group) {
+    const int bin = group * kLanes;
+    Complex<Vec> sum[4] = {};
+    const auto add = [&](int plane, const Complex<Vec>& x, const float* row) {
+      const auto h = Complex<Vec>::LoadFrom(row);
+      sum[plane].re += x.re * h.re;
+      sum[plane].re -= x.im * h.im;
+      sum[plane].im += x.re * h.im;
+      sum[plane].im += x.im * h.re;
+    };
+    const bool mixed = group < kMixedGroups;
+    for (int partition = 0; partition < kPartitions; ++partition) {
+      const HopSpectrum(&input)[2] = inputs_[partition];
+      const Complex<Vec> x[2] = {
+          {upmix_lib::Load<Vec>(input[0].re + bin), upmix_lib::Load<Vec>(input[0].im + bin)},
+          {upmix_lib::Load<Vec>(input[1].re + bin), upmix_lib::Load<Vec>(input[1].im + bin)}};
+      for (int plane = 0; plane < 4; ++plane) {
+        add(plane, x[plane % 2], own + plane * 2 * kLanes);
+      }
+      own += DiffuserTables::kRowFloats;
+      if (mixed) {
+        for (int plane = 0; plane < 4; ++plane) {
+          add(plane ^ 1, x[plane % 2], other + plane * 2 * kLanes);
+        }
+        other += DiffuserTables::kRowFloats;
+      }
+    }
+    for (int plane = 0; plane < 4; ++plane) {
+      Store(sums[plane].re + bin, sum[plane].re);
+      Store(sums[plane].im + bin, sum[plane].im);
+    }
+  }
+  float* const to[4] = {out.side[0], out.side[1], out.back[0], out.back[1]};
+  for (int plane = 0; plane < 4; ++plane) {
+    alignas(kSimdAlignmentBytes) float time[kHopTransform];
+    alignas(kSimdAlignmentBytes) float scratch[kHopScratchFloats];
+    tables_->fft.Inverse(sums[plane].re, sums[plane].im, time, scratch);
+    std::copy_n(time + kHopFrames, kHopFrames, to[plane]);
+  }
+}
+
+}  // namespace kelda::upmix_lib

@@ -1,0 +1,162 @@
+#include "upmix-lib/upmix/fixed_lag_filters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "upmix-lib/base/math_constants.h"
+#include "upmix-lib/transforms/complex_vec.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr int kFilterTaps = FixedLagFilters::kTaps;
+constexpr int kFadeIn = 80;    // taps of the future that are faded
+constexpr int kFadeOut = 128;  // taps of the distant past that are
+
+}  // namespace
+
+struct FilterTables {
+  alignas(kSimdAlignmentBytes) float window[kFilterTaps];  // with the transforms' scales
+  const RealFft& long_fft = SharedRealFft<kLongFrames>();
+  const RealFft& hop_fft = SharedRealFft<kHopTransform>();
+
+  FilterTables() {
+    constexpr double kScale = 1.0 / (static_cast<double>(kLongFrames) * kHopTransform);
+    for (int n = 0; n < kFilterTaps; ++n) {
+      const double in = std::min(1.0, (n + 0.5) / kFadeIn);
+      const double out = std::min(1.0, (kFilterTaps - n - 0.5) / kFadeOut);
+      const double fade = (0.5 - 0.5 * std::cos(kPi * in)) * (0.5 - 0.5 * std::cos(kPi * out));
+      window[n] = static_cast<float>(kScale * fade);
+    }
+  }
+};
+
+const FilterTables* SharedFilterTables() {
+  static const FilterTables tables;
+  return &tables;
+}
+
+FixedLagFilters::FixedLagFilters(const ExtractionGains& gains) {
+  Design(gains, sets_[0]);
+  sets_[1] = sets_[0];
+}
+
+void FixedLagFilters::Design(const ExtractionGains& gains, FilterSet& set) const {
+  alignas(kSimdAlignmentBytes) static constexpr float kNoPhase[kPaddedLongBins] = {};
+  alignas(kSimdAlignmentBytes) float response[kLongFrames];
+  alignas(kSimdAlignmentBytes) float taps[kFilterTaps];
+  alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
+  alignas(kSimdAlignmentBytes) float padded[kHopTransform] = {};
+  HopSpectrum spectrum = {};
+  for (int curve = 0; curve < kCurves; ++curve) {
+    tables_->long_fft.Inverse(gains.curve[curve], kNoPhase, response, scratch);
+    const float* window = tables_->window;
+    const float* future = response + kLongFrames - kUpmixLatencyFrames;
+#pragma omp simd
+    for (int n = 0; n < kUpmixLatencyFrames; ++n) {
+      taps[n] = window[n] * future[n];
+    }
+#pragma omp simd
+    for (int n = kUpmixLatencyFrames; n < kFilterTaps; ++n) {
+      taps[n] = window[n] * response[n - kUpmixLatencyFrames];
+    }
+    for (int partition = 0; partition < kPartitions; ++partition) {
+      std::copy_n(taps + partition * kHopFrames, kHopFrames, padded);
+      tables_->hop_fft.Forward(padded, spectrum.re, spectrum.im, scratch);
+      float* to = set.rows + partition * kRowFloats + curve * 2 * kLanes;
+      for (int group = 0; group < kHopBinGroups; ++group, to += kPartitions * kRowFloats) {
+        Store(to, Load<Vec>(spectrum.re + group * kLanes));
+        Store(to + kLanes, Load<Vec>(spectrum.im + group * kLanes));
+      }
+    }
+  }
+}
+
+void FixedLagFilters::MoveTo(const ExtractionGains& gains, int hops) {
+  FilterSet& now = sets_[1 - old_];
+  if (share_ < 1.0f) {
+    const FilterSet& old = sets_[old_];
+    const float share = share_;
+#pragma omp simd
+    for (std::size_t i = 0; i < std::size(now.rows); ++i) {
+      now.rows[i] = old.rows[i] + share * (now.rows[i] - old.rows[i]);
+    }
+  }
+  old_ = 1 - old_;
+  Design(gains, sets_[1 - old_]);
+  share_ = 0.0f;
+  share_step_ = 1.0f / static_cast<float>(hops);
+}
+
+void FixedLagFilters::Convolve(const FilterSet& set, Extracted& out) const {
+  HopSpectrum sums[3];
+  const float* row = set.rows;
+  for (int group = 0; group < kHopBinGroups; ++group) {
+    const int bin = group * kLanes;
+    Complex<Vec> common = {}, left_ambience = {}, right_ambience = {};
+    for (int partition = 0; partition < kPartitions; ++partition, row += kRowFloats) {
+      const HopSpectrum(&input)[2] = inputs_[partition];
+      const Complex<Vec> left = {Load<Vec>(input[0].re + bin), Load<Vec>(input[0].im + bin)};
+      const Complex<Vec> right = {Load<Vec>(input[1].re + bin), Load<Vec>(input[1].im + bin)};
+      const auto add = [row](Complex<Vec>& sum, const Complex<Vec>& x, Curve curve) {
+        const auto h = Complex<Vec>::LoadFrom(row + curve * 2 * kLanes);
+        sum.re += x.re * h.re;
+        sum.re -= x.im * h.im;
+        sum.im += x.re * h.im;
+        sum.im += x.im * h.re;
+      };
+      const auto subtract = [row](Complex<Vec>& sum, const Complex<Vec>& x, Curve curve) {
+        const auto h = Complex<Vec>::LoadFrom(row + curve * 2 * kLanes);
+        sum.re -= x.re * h.re;
+        sum.re += x.im * h.im;
+        sum.im -= x.re * h.im;
+        sum.im -= x.im * h.re;
+      };
+      add(common, left, kCentreLeft);
+      add(common, right, kCentreRight);
+      add(left_ambience, left, kAmbienceLeft);
+      add(right_ambience, right, kAmbienceRight);
+      subtract(left_ambience, right, kAmbienceCross);
+      subtract(right_ambience, left, kAmbienceCross);
+    }
+    const Complex<Vec> all[3] = {common, left_ambience, right_ambience};
+    for (int i = 0; i < 3; ++i) {
+      Store(sums[i].re + bin, all[i].re);
+      Store(sums[i].im + bin, all[i].im);
+    }
+  }
+  float* const to[3] = {out.common, out.ambience[0], out.ambience[1]};
+  for (int i = 0; i < 3; ++i) {
+    alignas(kSimdAlignmentBytes) float time[kHopTransform];
+    alignas(kSimdAlignmentBytes) float scratch[kHopScratchFloats];
+    tables_->hop_fft.Inverse(sums[i].re, sums[i].im, time, scratch);
+    std::copy_n(time + kHopFrames, kHopFrames, to[i]);
+  }
+}
+
+void FixedLagFilters::Process(const float* left, const float* right, Extracted& out) {
+  inputs_.Append(tables_->hop_fft, {left, right});
+  Convolve(sets_[1 - old_], out);
+  if (share_ >= 1.0f) {
+    return;
+  }
+  Extracted old;
+  Convolve(sets_[old_], old);
+  const float next = std::min(share_ + share_step_, 1.0f);
+  const float slope = (next - share_) / kHopFrames;
+  float* const new_rows[3] = {out.common, out.ambience[0], out.ambience[1]};
+  const float* const old_rows[3] = {old.common, old.ambience[0], old.ambience[1]};
+  for (int i = 0; i < 3; ++i) {
+    float* to = new_rows[i];
+    const float* from = old_rows[i];
+#pragma omp simd
+    for (int n = 0; n < kHopFrames; ++n) {
+      const float share = share_ + slope * (static_cast<float>(n) + 1.0f);
+      to[n] = from[n] + share * (to[n] - from[n]);
+    }
+  }
+  share_ = next;
+}
+
+}  // namespace kelda::upmix_lib

@@ -1,0 +1,76 @@
+// The powers of the two channels and of what they share, as the two spectra of analysis.h show
+// them: bin by bin from the long one, band by band and at once from the short one.
+#ifndef KELDA_UPMIX_LIB_UPMIX_POWERS_H_
+#define KELDA_UPMIX_LIB_UPMIX_POWERS_H_
+
+#include "platform/nonblocking.h"
+#include "upmix-lib/upmix/analysis.h"
+#include "upmix-lib/upmix/bands.h"
+
+namespace kelda::upmix_lib {
+
+// Powers below are taken for silence before they turn denormal.
+inline constexpr float kTinyPower = 1e-15f;
+// Where gains begin to hold their values: about -110 dB re full scale.
+inline constexpr float kQuietPower = 1e-7f;
+
+// Mean powers of left and of right, and of the real part of their product.
+struct BandPowers {
+  BandValues left, right, cross;
+};
+struct alignas(kSimdAlignmentBytes) BinPowers {
+  float left[kPaddedLongBins];
+  float right[kPaddedLongBins];
+  float cross[kPaddedLongBins];
+};
+
+// Of the last 10 ms. A band that grows suddenly is followed at once.
+class ShortPowers {
+ public:
+  // Takes the spectra of one hop. Audio.
+  void Update(const ShortSpectrum& left, const ShortSpectrum& right) KELDA_NONBLOCKING;
+
+  // Each band mixed with its neighbours, so that none is narrower than 190 Hz. Audio.
+  BandPowers Smooth() const KELDA_NONBLOCKING;
+
+ private:
+  BandPowers powers_ = {};
+};
+
+// Of a longer time, and what of it may still sound as reverberation.
+class LongPowers {
+ public:
+  // Takes the spectra of one hop in kHopsPerLong; `step` is that of the averages, (0, 1].
+  // Audio.
+  void Update(const LongSpectrum& left, const LongSpectrum& right, float step) KELDA_NONBLOCKING;
+
+  // Audio.
+  const BinPowers& powers() const { return powers_; }
+
+  // The same over the bands of ShortPowers::Smooth. Audio.
+  const BandPowers& bands() const { return bands_; }
+
+  // The mean of both channels' past powers, 60 ms ago and older, less of them the older they
+  // are: e times less a second ago. More than that in a bin is not its reverberation (K.
+  // Lebart, J.-M. Boucher, P. Denbigh, "A new method based on spectral subtraction for
+  // speech dereverberation", Acta Acustica 87, 2001). kPaddedLongBins values. Audio.
+  const float* late() const { return late_; }
+
+ private:
+  static constexpr int kSnapshots = 3;
+
+  void SumBands();
+
+  BinPowers powers_ = {};
+  BandPowers bands_ = {};
+  alignas(kSimdAlignmentBytes) float snapshots_[kSnapshots][kPaddedLongBins] = {};
+  alignas(kSimdAlignmentBytes) float late_[kPaddedLongBins] = {};
+  int oldest_ = 0;   // Of snapshots_.
+  int updates_ = 0;  // Since the last snapshot.
+};
+
+inline constexpr int kHopsPerLong = 4;
+
+}  // namespace kelda::upmix_lib
+
+#endif  // KELDA_UPMIX_LIB_UPMIX_POWERS_H_
