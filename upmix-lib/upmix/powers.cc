@@ -53,7 +53,7 @@ void SmoothAll(BandPowers& powers) {
 }  // namespace
 
 void ShortPowers::Update(const ShortSpectrum& left, const ShortSpectrum& right) {
-  static const float kStep = 1.0f - std::exp(-kHopMs / kShortMs);
+  static const float short_step = 1.0f - std::exp(-kHopMs / kShortMs);
   alignas(kSimdAlignmentBytes) float ll[kPaddedShortBins], rr[kPaddedShortBins],
       lr[kPaddedShortBins];
   Multiply(left, right, ll, rr, lr);
@@ -61,7 +61,7 @@ void ShortPowers::Update(const ShortSpectrum& left, const ShortSpectrum& right) 
   SumBins(ll, now.left);
   SumBins(rr, now.right);
   SumBins(lr, now.cross);
-  const float steady_step = kStep;
+  const float steady_step = short_step;
 #pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float before = powers_.left[b] + powers_.right[b];
@@ -100,9 +100,9 @@ void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, flo
     return;
   }
   updates_ = 0;
-  static const float kLateStep =
+  static const float late_decay_step =
       1.0f - std::exp(-kHopMs * kHopsPerLong * kUpdatesPerSnapshot / kLateDecayMs);
-  const float late_step = kLateStep;
+  const float late_step = late_decay_step;
   float* snapshot = snapshots_[oldest_];
   oldest_ = (oldest_ + 1) % kSnapshots;
 #pragma omp simd
