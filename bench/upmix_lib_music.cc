@@ -90,7 +90,9 @@ void MusicFilters(benchmark::State& state) {
   Extracted out;
   for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < kHops; ++i) {
-      if (i % kHopsPerGains == 0) filters->MoveTo(decomposition.gains(), kHopsPerGains);
+      if (i % kHopsPerGains == 0) {
+        filters->MoveTo(decomposition.gains(), kHopsPerGains);
+      }
       filters->Process(noise.data(), noise.data() + kHopTransform, out);
       benchmark::ClobberMemory();
     }

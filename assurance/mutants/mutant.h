@@ -20,7 +20,9 @@ static const int kelda_chosen_mutant = [] {
 // their own functions in the place of the standard library's.
 static inline void kelda_note_mutant(int mutant) {
   static bool noted[1000];
-  if (noted[mutant]) return;
+  if (noted[mutant]) {
+    return;
+  }
   noted[mutant] = true;
   char line[16];
   const int length = std::snprintf(line, sizeof(line), "%d\n", mutant);
@@ -32,7 +34,9 @@ static inline void kelda_note_mutant(int mutant) {
 
 // Whether this mutant runs.
 static inline bool kelda_mutant(int mutant) {
-  if (kelda_chosen_mutant == -1) kelda_note_mutant(mutant);
+  if (kelda_chosen_mutant == -1) {
+    kelda_note_mutant(mutant);
+  }
   return kelda_chosen_mutant == mutant;
 }
 

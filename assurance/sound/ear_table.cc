@@ -36,7 +36,9 @@ struct Table {
 
 const Mix& Named(const std::vector<Mix>& mixes, const std::string& name) {
   for (const Mix& mix : mixes) {
-    if (mix.name == name) return mix;
+    if (mix.name == name) {
+      return mix;
+    }
   }
   throw std::runtime_error("there is no mix " + name);
 }
@@ -55,8 +57,9 @@ Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds
   Planes music = upmix_lib::AtLoudness(Named(mixes, "pop").Sum(), lufs);
   for (Signal& channel : music) {
     const Signal once = channel;
-    while (channel.size() < seconds * kRate)
+    while (channel.size() < seconds * kRate) {
       channel.insert(channel.end(), once.begin(), once.end());
+    }
     channel.resize(seconds * kRate);
   }
   return music;
@@ -66,7 +69,9 @@ Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds
 // is the direction that is asked for.
 const upmix_lib::HrirSet& SetAt(const std::filesystem::path& sofa, double azimuth_deg, int taps) {
   static std::map<double, upmix_lib::HrirSet> made;  // by angle: one process measures one tuning
-  if (made.count(azimuth_deg) > 0) return made[azimuth_deg];
+  if (made.count(azimuth_deg) > 0) {
+    return made[azimuth_deg];
+  }
   tools::MeasuredEars ears = tools::ReadMeasuredEars(sofa);
   for (auto& direction : ears.directions) {
     direction.azimuth_deg = static_cast<float>(
@@ -86,9 +91,13 @@ upmix_lib::HrirSet AsSet(const Planes& responses, int taps) {
   std::size_t first = responses[0].size();
   for (const Signal& ear : responses) {
     float peak = 0;
-    for (std::size_t n = 0; n < 4800; ++n) peak = std::max(peak, std::abs(ear[n]));
+    for (std::size_t n = 0; n < 4800; ++n) {
+      peak = std::max(peak, std::abs(ear[n]));
+    }
     std::size_t n = 0;
-    while (std::abs(ear[n]) < 0.1f * peak) ++n;
+    while (std::abs(ear[n]) < 0.1f * peak) {
+      ++n;
+    }
     first = std::min(first, n);
   }
   first = first < 16 ? 0 : first - 16;
@@ -136,7 +145,9 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
     const tools::Externalisation cues = tools::MeasureExternalisation(heard.ears);
     table.Add(of + "coherence of the ears", cues.coherence, "", kLower);
     table.Add(of + "deviation of the level difference", cues.level_deviation_db, "dB", kHigher);
-    if (image != Image::kDiffuse) continue;
+    if (image != Image::kDiffuse) {
+      continue;
+    }
     table.Add("wide, coherence off a diffuse field", tools::OffDiffuseField(heard.ears), "",
               kLower);
     const auto gain = [&](double low_hz, double high_hz) {
@@ -168,7 +179,9 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
   double lowest = 1e9, highest = -1e9;
   for (const Mix& mix : mixes) {
     for (const double lufs : {-11.0, -16.0, -21.0}) {
-      if (mix.name == "hall") continue;
+      if (mix.name == "hall") {
+        continue;
+      }
       const Planes in = upmix_lib::AtLoudness(mix.Sum(), lufs);
       const double change =
           upmix_lib::LoudnessLufs(ears(in), 8 * kRate) - upmix_lib::LoudnessLufs(in, 8 * kRate);
@@ -198,8 +211,9 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
                                      const std::filesystem::path& hki) {
   Table table{mode + ": ", {}};
   upmix_lib::HrirSet planes;
-  if (LoadHrirSet(hki, planes) != upmix_lib::kOk)
+  if (LoadHrirSet(hki, planes) != upmix_lib::kOk) {
     throw std::runtime_error(hki.string() + ": no HRIRs");
+  }
   double delay_off_us = 0, level_off_db = 0;
   for (const double angle_deg : {6.6, 13.4, 21.1, 30.0}) {
     // By the law of tangents, the loudspeakers at 30 degrees.
@@ -218,15 +232,18 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
     const upmix_lib::HrirSet& true_set = SetAt(sofa, angle_deg, planes.taps);
     const double off_us =
         tools::MeasureCues(heard, kFC).delay_us - tools::MeasureCues(true_set, kFC).delay_us;
-    if (std::abs(off_us) > std::abs(delay_off_us)) delay_off_us = off_us;
+    if (std::abs(off_us) > std::abs(delay_off_us)) {
+      delay_off_us = off_us;
+    }
     const std::vector<double> got = LevelDifferences(heard, kFC),
                               wanted = LevelDifferences(true_set, kFC);
     for (std::size_t i = 0; i < got.size(); ++i) {
       level_off_db +=
           (got[i] - wanted[i]) * (got[i] - wanted[i]) / static_cast<double>(4 * got.size());
     }
-    if (angle_deg == 30.0)
+    if (angle_deg == 30.0) {
       table.Add("source at 30 degrees, delay between the ears off by", off_us, "us", kNearZero);
+    }
   }
   table.Add("sources panned to 6.6 to 30 degrees, delay between the ears off by, worst",
             delay_off_us, "us", kNearZero);
@@ -239,8 +256,9 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
                                 const std::filesystem::path& hki) {
   Table table{"room: ", {}};
   upmix_lib::HrirSet set;
-  if (LoadHrirSet(hki, set) != upmix_lib::kOk)
+  if (LoadHrirSet(hki, set) != upmix_lib::kOk) {
     throw std::runtime_error(hki.string() + ": no HRIRs");
+  }
   constexpr std::size_t kFrames = 65536, kDirect = 144;  // 3 ms
   static const tools::SpectrumAnalysis analysis(kFrames);
   double surround_db = -1e9;
@@ -263,8 +281,12 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
     }
     const std::size_t nearer = direct[0] >= direct[1] ? 0 : 1;
     const double ratio_db = Db(direct[nearer] / room[nearer]);
-    if (plane == kFL) table.Add("front left, direct over reverberant", ratio_db, "dB", kLower);
-    if (plane == kSL || plane == kBL) surround_db = std::max(surround_db, ratio_db);
+    if (plane == kFL) {
+      table.Add("front left, direct over reverberant", ratio_db, "dB", kLower);
+    }
+    if (plane == kSL || plane == kBL) {
+      surround_db = std::max(surround_db, ratio_db);
+    }
     if (plane == kFC) {
       const std::vector<double> centres = tools::ThirdOctaves();
       table.Add("ripple added to the centre, third octaves peak to peak",

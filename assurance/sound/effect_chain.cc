@@ -31,11 +31,15 @@ Planes Play(const tools::EffectLibrary& library, const Planes& stereo, std::size
   std::vector<float> samples = Interleaved(stereo);
   samples.resize((samples.size() / 2 + block - 1) / block * block * 2);
   for (std::size_t frame = 0; 2 * frame < samples.size(); frame += block) {
-    if (from != to && frame <= change && change < frame + block) apply("mode=" + to);
+    if (from != to && frame <= change && change < frame + block) {
+      apply("mode=" + to);
+    }
     session.Process(&samples[2 * frame], block);
   }
   Planes out(2, Signal(samples.size() / 2));
-  for (std::size_t i = 0; i < samples.size(); ++i) out[i % 2][i / 2] = samples[i];
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    out[i % 2][i / 2] = samples[i];
+  }
   return out;
 }
 
@@ -48,7 +52,9 @@ Planes EffectChain::Render(const Planes& stereo, const std::string& mode) const 
   const auto latency = tools::MeasureProcessorLatency(
       library_, {tools::ParseSetting("device=wired"), tools::ParseSetting("mode=" + mode)});
   Planes longer = stereo;
-  for (Signal& channel : longer) channel.resize(channel.size() + static_cast<std::size_t>(latency));
+  for (Signal& channel : longer) {
+    channel.resize(channel.size() + static_cast<std::size_t>(latency));
+  }
   Planes out = Play(library_, longer, 1024, mode, mode, 0);
   for (Signal& channel : out) {
     channel.erase(channel.begin(), channel.begin() + static_cast<std::ptrdiff_t>(latency));
@@ -60,7 +66,9 @@ Planes EffectChain::Render(const Planes& stereo, const std::string& mode) const 
 Planes EffectChain::Render(const Planes& stereo, const std::string& from, const std::string& to,
                            std::size_t change) const {
   Planes out = Play(library_, stereo, 960, from, to, change);
-  for (Signal& channel : out) channel.resize(stereo[0].size());
+  for (Signal& channel : out) {
+    channel.resize(stereo[0].size());
+  }
   return out;
 }
 

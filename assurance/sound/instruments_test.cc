@@ -17,7 +17,9 @@ using upmix_lib::Noise;
 using upmix_lib::PinkNoise;
 
 Signal Scaled(Signal signal, double gain_db) {
-  for (float& sample : signal) sample *= static_cast<float>(std::pow(10.0, gain_db / 20));
+  for (float& sample : signal) {
+    sample *= static_cast<float>(std::pow(10.0, gain_db / 20));
+  }
   return signal;
 }
 
@@ -99,8 +101,9 @@ TEST(SoundInstruments, FollowTheGain) {
   // a second behind a change of mode.
   const auto scaled_until = [](Planes in, std::size_t from, std::size_t until, double gain_db) {
     for (Signal& channel : in) {
-      for (std::size_t n = from; n < until; ++n)
+      for (std::size_t n = from; n < until; ++n) {
         channel[n] *= static_cast<float>(std::pow(10.0, gain_db / 20));
+      }
     }
     return in;
   };

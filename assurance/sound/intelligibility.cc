@@ -39,7 +39,9 @@ std::vector<double> AtTenKilohertz(std::span<const float> signal) {
     const std::size_t centre = m * 24 / 5;
     for (std::size_t i = 0; i < 2 * kReach; ++i) {
       const std::size_t n = centre + i + 1 - kReach;  // wraps below 0, and is refused
-      if (n < signal.size()) out[m] += filters[m % kPhases][i] * double{signal[n]};
+      if (n < signal.size()) {
+        out[m] += filters[m % kPhases][i] * double{signal[n]};
+      }
     }
   }
   return out;
@@ -59,14 +61,18 @@ Frames Spoken(const std::vector<double>& signal, const std::vector<double>& spee
   Frames frames;
   for (std::size_t start = 0; start + kFrame <= speech.size(); start += kHop) {
     double energy = 0;
-    for (const double sample : frame_at(speech, start)) energy += sample * sample;
+    for (const double sample : frame_at(speech, start)) {
+      energy += sample * sample;
+    }
     energies.push_back(energy);
     frames.push_back(frame_at(signal, start));
   }
   const double least = *std::max_element(energies.begin(), energies.end()) * 1e-4;
   Frames kept;
   for (std::size_t i = 0; i < frames.size(); ++i) {
-    if (energies[i] > least) kept.push_back(std::move(frames[i]));
+    if (energies[i] > least) {
+      kept.push_back(std::move(frames[i]));
+    }
   }
   return kept;
 }
@@ -76,7 +82,9 @@ Frames BandMagnitudes(const Frames& frames) {
   static const tools::SpectrumAnalysis analysis(kTransform);
   std::vector<double> joined((frames.size() + 1) * kHop);
   for (std::size_t i = 0; i < frames.size(); ++i) {
-    for (std::size_t n = 0; n < kFrame; ++n) joined[i * kHop + n] += frames[i][n];
+    for (std::size_t n = 0; n < kFrame; ++n) {
+      joined[i * kHop + n] += frames[i][n];
+    }
   }
   Frames rows(kBands);
   for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
@@ -93,7 +101,9 @@ Frames BandMagnitudes(const Frames& frames) {
             std::lround(centre * std::exp2(octaves) * kTransform / 10000));
       };
       double sum = 0;
-      for (std::size_t k = bin(-1.0 / 6); k < bin(1.0 / 6); ++k) sum += std::norm(spectrum[k]);
+      for (std::size_t k = bin(-1.0 / 6); k < bin(1.0 / 6); ++k) {
+        sum += std::norm(spectrum[k]);
+      }
       rows[band].push_back(std::sqrt(sum));
     }
   }
@@ -102,12 +112,16 @@ Frames BandMagnitudes(const Frames& frames) {
 
 void Normalise(std::vector<double>& values) {
   double mean = 0, square = 0;
-  for (const double value : values) mean += value / static_cast<double>(values.size());
+  for (const double value : values) {
+    mean += value / static_cast<double>(values.size());
+  }
   for (double& value : values) {
     value -= mean;
     square += value * value;
   }
-  for (double& value : values) value /= std::sqrt(square) + 1e-12;
+  for (double& value : values) {
+    value /= std::sqrt(square) + 1e-12;
+  }
 }
 
 // The columns of a segment, rows and then columns at zero mean and unit norm.
@@ -117,9 +131,13 @@ Frames Segment(const Frames& rows, std::size_t first) {
     const auto from = rows[band].begin() + static_cast<std::ptrdiff_t>(first);
     std::vector<double> row(from, from + kSegment);
     Normalise(row);
-    for (std::size_t i = 0; i < kSegment; ++i) columns[i][band] = row[i];
+    for (std::size_t i = 0; i < kSegment; ++i) {
+      columns[i][band] = row[i];
+    }
   }
-  for (std::vector<double>& column : columns) Normalise(column);
+  for (std::vector<double>& column : columns) {
+    Normalise(column);
+  }
   return columns;
 }
 
@@ -146,7 +164,9 @@ double Estoi(std::span<const float> heard, std::span<const float> speech) {
   for (std::size_t first = 0; first + kSegment <= wanted[0].size(); ++first, ++count) {
     const Frames a = Segment(wanted, first), b = Segment(got, first);
     for (std::size_t i = 0; i < kSegment; ++i) {
-      for (std::size_t band = 0; band < kBands; ++band) sum += a[i][band] * b[i][band];
+      for (std::size_t band = 0; band < kBands; ++band) {
+        sum += a[i][band] * b[i][band];
+      }
     }
   }
   return sum / static_cast<double>(count * kSegment);

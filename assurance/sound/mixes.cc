@@ -16,19 +16,25 @@ constexpr const char* kPlaces[] = {"centre",    "left", "right",   "halfleft",
 
 double LevelDb(const Planes& planes) {
   double power = 0;
-  for (const Signal& plane : planes) power += upmix_lib::Power(plane);
+  for (const Signal& plane : planes) {
+    power += upmix_lib::Power(plane);
+  }
   return upmix_lib::Db(power);
 }
 
 void Scale(Planes& planes, double gain_db) {
   for (Signal& plane : planes) {
-    for (float& sample : plane) sample *= static_cast<float>(std::pow(10.0, gain_db / 20));
+    for (float& sample : plane) {
+      sample *= static_cast<float>(std::pow(10.0, gain_db / 20));
+    }
   }
 }
 
 Signal DryStem(const std::filesystem::path& path) {
   Planes mono(1, Signal(kFrames));
-  for (const Signal& channel : ReadPlanes(path)) AddTo(mono, {channel});
+  for (const Signal& channel : ReadPlanes(path)) {
+    AddTo(mono, {channel});
+  }
   Scale(mono, -LevelDb(mono));
   return mono[0];
 }
@@ -43,24 +49,28 @@ Planes Placed(const Signal& mono, Place place) {
   Planes stereo(2, Signal(mono.size()));
   upmix_lib::AddTo(stereo[0], mono, static_cast<float>(std::cos(angle)));
   upmix_lib::AddTo(stereo[1], mono, static_cast<float>(std::sin(angle)));
-  if (place == Place::kLeft) std::fill(stereo[1].begin(), stereo[1].end(), 0.0f);
-  if (place == Place::kRight) std::fill(stereo[0].begin(), stereo[0].end(), 0.0f);
+  if (place == Place::kLeft) {
+    std::fill(stereo[1].begin(), stereo[1].end(), 0.0f);
+  }
+  if (place == Place::kRight) {
+    std::fill(stereo[0].begin(), stereo[0].end(), 0.0f);
+  }
   return stereo;
 }
 
 // Decaying noise, 60 dB in 1.4 s, duller the later, that begins after 12 ms: the late part of a
 // hall (Moorer, "About this reverberation business", 1979).
 Signal Hall(uint32_t seed) {
-  constexpr double kDecay_s = 1.4, kPredelay_s = 0.012;
+  constexpr double kDecayS = 1.4, kPredelayS = 0.012;
   std::mt19937 random(seed);
   std::normal_distribution<double> normal;
-  Signal hall(static_cast<std::size_t>(1.5 * kDecay_s * 48000));
+  Signal hall(static_cast<std::size_t>(1.5 * kDecayS * 48000));
   double smooth = 0;
-  for (auto n = static_cast<std::size_t>(kPredelay_s * 48000); n < hall.size(); ++n) {
+  for (auto n = static_cast<std::size_t>(kPredelayS * 48000); n < hall.size(); ++n) {
     const double seconds = static_cast<double>(n) / 48000;
     const double corner_hz = 2500 + 7000 * std::exp(-seconds / 0.3);
     smooth += (1 - std::exp(-2 * std::numbers::pi * corner_hz / 48000)) * (normal(random) - smooth);
-    hall[n] = static_cast<float>(smooth * std::pow(10.0, -3 * seconds / kDecay_s));
+    hall[n] = static_cast<float>(smooth * std::pow(10.0, -3 * seconds / kDecayS));
   }
   return hall;
 }
@@ -69,10 +79,14 @@ Signal Convolved(const Signal& signal, const Signal& response) {
   const tools::SpectrumAnalysis analysis(std::bit_ceil(signal.size() + response.size()));
   tools::Spectrum product = analysis.Forward(std::vector<double>(signal.begin(), signal.end()));
   const auto filter = analysis.Forward(std::vector<double>(response.begin(), response.end()));
-  for (std::size_t k = 0; k < product.size(); ++k) product[k] *= filter[k];
+  for (std::size_t k = 0; k < product.size(); ++k) {
+    product[k] *= filter[k];
+  }
   const std::vector<double> result = analysis.Inverse(product);
   Signal out(signal.size());
-  for (std::size_t n = 0; n < out.size(); ++n) out[n] = static_cast<float>(result[n]);
+  for (std::size_t n = 0; n < out.size(); ++n) {
+    out[n] = static_cast<float>(result[n]);
+  }
   return out;
 }
 
@@ -136,14 +150,18 @@ const std::vector<MixPlan>& MixPlans() {
 
 Planes Mix::Sum() const {
   Planes sum(2, Signal(kFrames));
-  for (const Stem& stem : stems) AddTo(sum, stem.signal);
+  for (const Stem& stem : stems) {
+    AddTo(sum, stem.signal);
+  }
   return sum;
 }
 
 Planes Mix::Sum(Place place) const {
   Planes sum(2, Signal(kFrames));
   for (const Stem& stem : stems) {
-    if (stem.place == place) AddTo(sum, stem.signal);
+    if (stem.place == place) {
+      AddTo(sum, stem.signal);
+    }
   }
   return sum;
 }
@@ -164,13 +182,16 @@ Mix MakeMix(const MixPlan& plan, const std::filesystem::path& dry_stems) {
     for (std::size_t i = 0; i < planned.files.size(); ++i) {
       const auto& [file, level_db] = planned.files[i];
       Place place = planned.place;
-      if (place == Place::kWide)
+      if (place == Place::kWide) {
         place = 2 * i < planned.files.size() ? Place::kLeft : Place::kRight;
+      }
       AddTo(stereo, Placed(DryStem(dry_stems / (std::string(file) + ".wav")), place),
             static_cast<float>(std::pow(10.0, level_db / 20)));
     }
     Scale(stereo, planned.level_db - LevelDb(stereo));
-    for (const Signal& channel : stereo) upmix_lib::AddTo(sent, channel);
+    for (const Signal& channel : stereo) {
+      upmix_lib::AddTo(sent, channel);
+    }
     mix.stems.push_back({planned.name, planned.place, stereo});
   }
   const double direct_db = LevelDb(mix.Sum());
@@ -187,9 +208,11 @@ Mix MakeMix(const MixPlan& plan, const std::filesystem::path& dry_stems) {
       Scale(stem.signal, direct_db - plan.direct_over_ambience_db - ambience_db);
     }
   }
-  constexpr double kMix_db = -20;  // RMS of both channels together
+  constexpr double kMixDb = -20;  // RMS of both channels together
   const double sum_db = LevelDb(mix.Sum());
-  for (Stem& stem : mix.stems) Scale(stem.signal, kMix_db - sum_db);
+  for (Stem& stem : mix.stems) {
+    Scale(stem.signal, kMixDb - sum_db);
+  }
   return mix;
 }
 
@@ -205,7 +228,9 @@ Mix LoadMix(const std::filesystem::path& folder, const std::string& name) {
   Mix mix{name, {}};
   std::vector<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(folder / name)) {
-    if (entry.path().extension() == ".wav") files.push_back(entry.path());
+    if (entry.path().extension() == ".wav") {
+      files.push_back(entry.path());
+    }
   }
   std::sort(files.begin(), files.end());
   for (const std::filesystem::path& file : files) {
@@ -213,7 +238,9 @@ Mix LoadMix(const std::filesystem::path& folder, const std::string& name) {
     const std::size_t dash = stem.find('-');
     const auto* const place =
         std::find(std::begin(kPlaces), std::end(kPlaces), stem.substr(0, dash));
-    if (dash == std::string::npos || place == std::end(kPlaces)) continue;
+    if (dash == std::string::npos || place == std::end(kPlaces)) {
+      continue;
+    }
     mix.stems.push_back(
         {stem.substr(dash + 1), static_cast<Place>(place - std::begin(kPlaces)), ReadPlanes(file)});
   }

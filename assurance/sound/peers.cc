@@ -24,12 +24,16 @@ Planes Ffmpeg(const Planes& in, const std::filesystem::path& scratch,
   const std::filesystem::path from = scratch / "in.wav", to = scratch / "out.wav";
   // What the filter holds back is pushed out by silence.
   Planes longer = in;
-  for (Signal& channel : longer) channel.resize(channel.size() + 48000);
+  for (Signal& channel : longer) {
+    channel.resize(channel.size() + 48000);
+  }
   WritePlanes(from, longer);
   const std::string command = "ffmpeg -nostdin -v error -y -i '" + from.string() + "' " +
                               more_inputs + " -filter_complex '" + graph +
                               "' -ar 48000 -c:a pcm_f32le '" + to.string() + "'";
-  if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+  if (std::system(command.c_str()) != 0) {
+    throw std::runtime_error("failed: " + command);
+  }
   return ReadPlanes(to);
 }
 
@@ -41,17 +45,23 @@ std::ptrdiff_t Lag(const Planes& in, const Planes& out) {
   const auto spectrum_of = [&](const Planes& planes) {
     std::vector<double> sum(planes[0].size());
     for (const Signal& plane : planes) {
-      for (std::size_t n = 0; n < sum.size(); ++n) sum[n] += double{plane[n]};
+      for (std::size_t n = 0; n < sum.size(); ++n) {
+        sum[n] += double{plane[n]};
+      }
     }
     return analysis.Forward(sum);
   };
   tools::Spectrum cross = spectrum_of(out);
   const tools::Spectrum sent = spectrum_of(in);
-  for (std::size_t k = 0; k < cross.size(); ++k) cross[k] *= std::conj(sent[k]);
+  for (std::size_t k = 0; k < cross.size(); ++k) {
+    cross[k] *= std::conj(sent[k]);
+  }
   const std::vector<double> correlation = analysis.Inverse(cross);
   std::size_t peak = 0;
   for (std::size_t n = 0; n < size; ++n) {
-    if (std::abs(correlation[n]) > std::abs(correlation[peak])) peak = n;
+    if (std::abs(correlation[n]) > std::abs(correlation[peak])) {
+      peak = n;
+    }
   }
   return static_cast<std::ptrdiff_t>(peak) -
          (peak > size / 2 ? static_cast<std::ptrdiff_t>(size) : 0);
@@ -66,7 +76,9 @@ std::function<Planes(const Planes&)> InLine(const std::function<Planes(const Pla
       Signal moved(in[0].size());
       for (std::size_t n = 0; n < moved.size(); ++n) {
         const std::ptrdiff_t from = static_cast<std::ptrdiff_t>(n) + lag;
-        if (from >= 0 && from < std::ssize(plane)) moved[n] = plane[static_cast<std::size_t>(from)];
+        if (from >= 0 && from < std::ssize(plane)) {
+          moved[n] = plane[static_cast<std::size_t>(from)];
+        }
       }
       plane = moved;
     }
@@ -81,13 +93,22 @@ System MakePeer(const std::string& name, const std::filesystem::path& hki,
   const auto filter = [scratch](const std::string& inputs, const std::string& graph) {
     return [=](const Planes& in) { return Ffmpeg(in, scratch, inputs, graph); };
   };
-  if (name == "bypass") return {name, {}, [](const Planes& in) { return in; }, {}};
-  if (name == "crossfeed") return {name, {}, InLine(filter("", "crossfeed")), {}};
-  if (name == "loudnorm") return {name, {}, InLine(filter("", "loudnorm=I=-16")), {}};
-  if (name != "surround") throw std::runtime_error("no such peer: " + name);
+  if (name == "bypass") {
+    return {name, {}, [](const Planes& in) { return in; }, {}};
+  }
+  if (name == "crossfeed") {
+    return {name, {}, InLine(filter("", "crossfeed")), {}};
+  }
+  if (name == "loudnorm") {
+    return {name, {}, InLine(filter("", "loudnorm=I=-16")), {}};
+  }
+  if (name != "surround") {
+    throw std::runtime_error("no such peer: " + name);
+  }
   upmix_lib::HrirSet set;
-  if (LoadHrirSet(hki, set) != upmix_lib::kOk)
+  if (LoadHrirSet(hki, set) != upmix_lib::kOk) {
     throw std::runtime_error(hki.string() + ": no HRIRs");
+  }
   std::string inputs, streams, map;
   for (std::size_t channel = 0; channel < std::size(kChannels); ++channel) {
     Planes pair;

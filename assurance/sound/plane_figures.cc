@@ -28,7 +28,9 @@ Signal Sum(const Signal& a, const Signal& b) {
 // Of zero-lag, between -1 and 1, behind the first second.
 double Correlation(const Signal& a, const Signal& b) {
   double cross = 0;
-  for (std::size_t n = kSecond; n < a.size(); ++n) cross += double{a[n]} * double{b[n]};
+  for (std::size_t n = kSecond; n < a.size(); ++n) {
+    cross += double{a[n]} * double{b[n]};
+  }
   return cross / (static_cast<double>(a.size() - kSecond) *
                   std::sqrt(Power(a, kSecond) * Power(b, kSecond)));
 }
@@ -61,8 +63,9 @@ double LogKurtosis(const Signal& signal) {
     }
   }
   double sum = 0;
-  for (std::size_t k = 4; k < 107; ++k)
+  for (std::size_t k = 4; k < 107; ++k) {
     sum += std::log(fourth[k] * count / (second[k] * second[k]));
+  }
   return sum / 103;
 }
 
@@ -81,16 +84,22 @@ Planes StemByPlane(const Upmix& upmix, const Planes& mix, const Planes& stem) {
   Planes by_plane = upmix(mix);
   AddTo(by_plane, upmix(turned), -1);
   for (Signal& plane : by_plane) {
-    for (float& sample : plane) sample *= 0.5f;
+    for (float& sample : plane) {
+      sample *= 0.5f;
+    }
   }
   return by_plane;
 }
 
 std::array<double, 7> Shares(const Planes& by_plane) {
   std::array<double, 7> shares{};
-  for (std::size_t p = 0; p < shares.size(); ++p) shares[p] = Power(by_plane[p]);
+  for (std::size_t p = 0; p < shares.size(); ++p) {
+    shares[p] = Power(by_plane[p]);
+  }
   const double sum = std::accumulate(shares.begin(), shares.end(), 0.0);
-  for (double& share : shares) share /= sum;
+  for (double& share : shares) {
+    share /= sum;
+  }
   return shares;
 }
 
@@ -103,9 +112,13 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
   const Planes sum = mix.Sum(), planes = upmix(sum);
   double power = 0, in_place = 0, in_centre = 0;
   for (const Stem& stem : mix.stems) {
-    if (stem.place != Place::kLeft && stem.place != Place::kRight) continue;
+    if (stem.place != Place::kLeft && stem.place != Place::kRight) {
+      continue;
+    }
     const Planes by_plane = StemByPlane(upmix, sum, stem.signal);
-    for (const Signal& plane : by_plane) power += Power(plane);
+    for (const Signal& plane : by_plane) {
+      power += Power(plane);
+    }
     in_place += Power(by_plane[stem.place == Place::kLeft ? kFL : kFR]);
     in_centre += Power(by_plane[kFC]);
   }
@@ -133,7 +146,9 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
   for (const int p : {kSL, kSR, kBL, kBR}) {
     direct_power += Power(direct_by_plane[static_cast<std::size_t>(p)]);
     ambience_power += Power(ambience_by_plane[static_cast<std::size_t>(p)]);
-    if (Power(ambience_by_plane[static_cast<std::size_t>(p)]) == 0) continue;
+    if (Power(ambience_by_plane[static_cast<std::size_t>(p)]) == 0) {
+      continue;
+    }
     kurtosis += LogKurtosis(ambience_by_plane[static_cast<std::size_t>(p)]);
     ++sounding;
   }
@@ -181,7 +196,9 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
   add("wide noise, worst surround plane, third octaves peak to peak", worst, "dB", kLower);
   add("wide noise, surround planes left against right, worst third octave", apart, "dB", kLower);
   Signal minus = one;
-  for (float& sample : minus) sample = -sample;
+  for (float& sample : minus) {
+    sample = -sample;
+  }
   add("antiphase noise, back left, third octaves peak to peak",
       tools::PeakToPeakDb(ThirdOctavesOf(upmix({one, minus})[kBL]), in), "dB", kLower);
 
@@ -190,7 +207,9 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
   const Signal noise = upmix_lib::Noise(frames, 4);
   Planes burst(2, Signal(frames)), mix = {one, two};
   for (Signal& channel : mix) {
-    for (float& sample : channel) sample *= 0.003f;
+    for (float& sample : channel) {
+      sample *= 0.003f;
+    }
   }
   for (std::size_t start = kEvery; start + kEvery <= frames; start += kEvery) {
     std::copy_n(&noise[start], kBurst, &burst[0][start]);
@@ -199,7 +218,9 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
   const Planes attack = StemByPlane(upmix, mix, burst);
   double before = 0;
   for (std::size_t start = kEvery; start + kEvery <= frames; start += kEvery) {
-    for (const Signal& plane : attack) before += Power(std::span(plane).subspan(start - 480, 480));
+    for (const Signal& plane : attack) {
+      before += Power(std::span(plane).subspan(start - 480, 480));
+    }
   }
   const auto bursts = static_cast<double>(frames / kEvery - 1);
   add("attacks: in their plane", 100 * Shares(attack)[kFL], "%", kHigher);
@@ -210,10 +231,12 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
        {std::tuple("centre", std::sqrt(0.5), std::sqrt(0.5)), std::tuple("left", 1.0, 0.0),
         std::tuple("half left", 0.924, 0.383)}) {
     shares = Shares(upmix(Panned(one, left, right)));
-    if (left < 1)
+    if (left < 1) {
       add(std::string("lone source, ") + name + ": centre plane", 100 * shares[kFC], "%", kHigher);
-    if (left > right)
+    }
+    if (left > right) {
       add(std::string("lone source, ") + name + ": left plane", 100 * shares[kFL], "%", kHigher);
+    }
   }
   return figures;
 }

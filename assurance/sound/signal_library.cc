@@ -15,7 +15,9 @@ using upmix_lib::kBlockFrames;
 using upmix_lib::kHopFrames;
 
 void Require(bool succeeded, const std::string& what) {
-  if (!succeeded) throw std::runtime_error("the signal library failed: " + what);
+  if (!succeeded) {
+    throw std::runtime_error("the signal library failed: " + what);
+  }
 }
 
 std::vector<char> Parameters(const std::filesystem::path& file, uint32_t bytes) {
@@ -31,12 +33,18 @@ Planes InBlocks(const Planes& in, std::size_t outputs, std::size_t frames, std::
   const std::size_t length = in[0].size();
   const std::size_t blocks = (length + latency + frames - 1) / frames;
   Planes from = in, to(outputs, Signal(blocks * frames));
-  for (Signal& plane : from) plane.resize(blocks * frames);
+  for (Signal& plane : from) {
+    plane.resize(blocks * frames);
+  }
   for (std::size_t block = 0; block < blocks; ++block) {
     std::vector<const float*> sources;
     std::vector<float*> targets;
-    for (const Signal& plane : from) sources.push_back(&plane[block * frames]);
-    for (Signal& plane : to) targets.push_back(&plane[block * frames]);
+    for (const Signal& plane : from) {
+      sources.push_back(&plane[block * frames]);
+    }
+    for (Signal& plane : to) {
+      targets.push_back(&plane[block * frames]);
+    }
     Require(process(sources.data(), targets.data()) == 0, "a block");
   }
   for (Signal& plane : to) {
@@ -51,7 +59,9 @@ Planes InBlocks(const Planes& in, std::size_t outputs, std::size_t frames, std::
 SignalLibrary::SignalLibrary(const std::filesystem::path& library, std::filesystem::path tuning)
     : tuning_(std::move(tuning)) {
   void* const handle = dlopen(std::filesystem::absolute(library).c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) throw std::runtime_error(dlerror());
+  if (handle == nullptr) {
+    throw std::runtime_error(dlerror());
+  }
   entries_ = tools::UpmixLibEntries::Of(handle);
 }
 

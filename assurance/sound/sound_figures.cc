@@ -28,7 +28,9 @@ struct Options {
 
 std::vector<Mix> LoadMixes(const std::filesystem::path& folder) {
   std::vector<Mix> mixes;
-  for (const MixPlan& plan : MixPlans()) mixes.push_back(LoadMix(folder, plan.name));
+  for (const MixPlan& plan : MixPlans()) {
+    mixes.push_back(LoadMix(folder, plan.name));
+  }
   return mixes;
 }
 
@@ -48,7 +50,9 @@ class Report {
     }
   }
   void Save(const std::filesystem::path& path) const {
-    if (!path.empty()) std::ofstream(path) << tools::ToText(json_);
+    if (!path.empty()) {
+      std::ofstream(path) << tools::ToText(json_);
+    }
   }
 
  private:
@@ -57,15 +61,21 @@ class Report {
 
 const Signal& Guitar(const std::vector<Mix>& mixes) {
   for (const Stem& stem : mixes[0].stems) {
-    if (stem.place == Place::kLeft) return stem.signal[0];
+    if (stem.place == Place::kLeft) {
+      return stem.signal[0];
+    }
   }
   throw std::runtime_error("the mix has nothing hard left");
 }
 
 void AddPlanes(const Options& options, const std::vector<Mix>& mixes, const Upmix& upmix,
                Report* report) {
-  if (!options.Wants("planes")) return;
-  for (const Mix& mix : mixes) report->Add(MixFigures(upmix, mix));
+  if (!options.Wants("planes")) {
+    return;
+  }
+  for (const Mix& mix : mixes) {
+    report->Add(MixFigures(upmix, mix));
+  }
   report->Add(MadeFigures(upmix, Guitar(mixes)));
 }
 
@@ -75,14 +85,18 @@ void AddEars(const Options& options, const std::vector<Mix>& mixes, const std::s
     report->Add(EarFigures(ears, mode, mixes));
     report->Add(DirectionFigures(ears, mode, options.sofa, hki));
   }
-  if (options.Wants("levels")) report->Add(LevelFigures(ears, mode, mixes));
+  if (options.Wants("levels")) {
+    report->Add(LevelFigures(ears, mode, mixes));
+  }
 }
 
 void MeasurePeer(const Options& options, const std::vector<Mix>& mixes, Report* report) {
   const std::filesystem::path hki = options.tuning / "standard.hki";
   const TemporaryFolder scratch;
   const System peer = MakePeer(options.peer, hki, scratch.path());
-  if (peer.planes) AddPlanes(options, mixes, peer.planes, report);
+  if (peer.planes) {
+    AddPlanes(options, mixes, peer.planes, report);
+  }
   AddEars(options, mixes, "music", peer.music, hki, report);
 }
 
@@ -91,7 +105,9 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
   const std::filesystem::path tuning =
       options.tuning.empty() ? folder / "../../share/kelda/tuning" : options.tuning;
   std::filesystem::path effect = folder / "libkelupmix.so";
-  if (!std::filesystem::exists(effect)) effect = tools::DefaultEffectLibrary();
+  if (!std::filesystem::exists(effect)) {
+    effect = tools::DefaultEffectLibrary();
+  }
   const SignalLibrary library(options.library, tuning);
   const EffectChain chain(effect, tuning);
   const std::filesystem::path hki = tuning / "standard.hki";

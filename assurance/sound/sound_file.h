@@ -17,7 +17,9 @@ using upmix_lib::Signal;
 // Throws std::runtime_error for a file that cannot be read, or not at 48 kHz.
 inline Planes ReadPlanes(const std::filesystem::path& path) {
   const tools::Audio audio = tools::ReadAudio(path.string());
-  if (audio.rate_hz != 48000) throw std::runtime_error(path.string() + ": not at 48 kHz");
+  if (audio.rate_hz != 48000) {
+    throw std::runtime_error(path.string() + ": not at 48 kHz");
+  }
   const auto channels = static_cast<std::size_t>(audio.channels);
   Planes planes(channels, Signal(static_cast<std::size_t>(audio.frames())));
   for (std::size_t i = 0; i < audio.samples.size(); ++i) {

@@ -93,7 +93,9 @@ TEST_P(Components, ForgetTheSignalByAFlushAndNothingElse) {
   still.strength = 0;
   const bool level = std::string(GetParam().name) == "Level";
   const auto make = [&]() -> std::unique_ptr<Component> {
-    if (level) return std::make_unique<LevelInstance>(still);
+    if (level) {
+      return std::make_unique<LevelInstance>(still);
+    }
     return Make();
   };
   const auto used = make(), fresh = make();

@@ -118,7 +118,9 @@ TEST(FixedLagFilters, DelayExactlyAndMoveInStraightLines) {
   float cross = 0.0f, target = 0.0f, step = 0.0f;
   for (std::size_t hop = 0; hop < 40; ++hop) {
     const std::size_t at = hop * kHopFrames;
-    for (const std::size_t ear : {0u, 1u}) analysis[ear].Append(&in[ear][at]);
+    for (const std::size_t ear : {0u, 1u}) {
+      analysis[ear].Append(&in[ear][at]);
+    }
     if (hop == 20 || hop == 22) {
       target = hop == 20 ? 1.0f : 0.25f;
       step = (target - cross) / 4.0f / kHopFrames;
@@ -130,7 +132,9 @@ TEST(FixedLagFilters, DelayExactlyAndMoveInStraightLines) {
     std::copy_n(extracted.ambience[0], kHopFrames, &out[1][at]);
     std::copy_n(extracted.ambience[1], kHopFrames, &out[2][at]);
     for (std::size_t n = at; n < at + kHopFrames; ++n) {
-      if (hop < 26) cross += step;
+      if (hop < 26) {
+        cross += step;
+      }
       expected[0][n] = late[0][n];
       expected[1][n] = -cross * late[1][n];
       expected[2][n] = 0.5f * late[1][n] - cross * late[0][n];

@@ -137,7 +137,9 @@ std::vector<double> SpectrumOf(const Signal& signal) {
     }
     windows += 1.0;
   }
-  for (double& power : powers) power /= windows;
+  for (double& power : powers) {
+    power /= windows;
+  }
   return powers;
 }
 
@@ -150,7 +152,9 @@ std::vector<double> ThirdOctavesDb(const Signal& signal) {
     double sum = 0.0;
     for (int k = 0; k < kSpectrumFrames / 2; ++k) {
       const double octaves = std::log2(std::max(SpectrumHz(k), 1.0) / centre);
-      if (std::fabs(octaves) <= 1.0 / 6.0) sum += powers[static_cast<std::size_t>(k)];
+      if (std::fabs(octaves) <= 1.0 / 6.0) {
+        sum += powers[static_cast<std::size_t>(k)];
+      }
     }
     thirds.push_back(Db(sum));
   }
@@ -199,8 +203,12 @@ TEST(MusicUpmix, SteadyTonesGetNoOtherLines) {
       double worst = 0.0;
       for (int k = 0; k < kSpectrumFrames / 2; ++k) {
         bool beside = true;
-        for (const Tone& tone : row.tones) beside &= std::fabs(SpectrumHz(k) - tone.hz) > 55.0;
-        if (beside) worst = std::max(worst, powers[static_cast<std::size_t>(k)]);
+        for (const Tone& tone : row.tones) {
+          beside &= std::fabs(SpectrumHz(k) - tone.hz) > 55.0;
+        }
+        if (beside) {
+          worst = std::max(worst, powers[static_cast<std::size_t>(k)]);
+        }
       }
       EXPECT_LT(Db(worst / 0.01), row.limit_db) << row.tones.front().hz;
     }
@@ -220,14 +228,18 @@ TEST(MusicUpmix, SurroundPlanesAreUnlikeEachOtherAndHaveNoColour) {
     }
   }
   Planes antiphase = {wide[0], wide[0]};
-  for (float& sample : antiphase[1]) sample = -sample;
+  for (float& sample : antiphase[1]) {
+    sample = -sample;
+  }
   EXPECT_LT(RippleDb(ThirdOctavesDb(Upmix(antiphase)[kBL]), input), 5.0);
 
   // Beside a centre of the same power, which leaves the same ambience in both channels but for
   // the sign.
   Planes in = wide;
   const Signal centre = PinkNoise(33, 2 * kFrames);
-  for (const std::size_t ear : {0u, 1u}) AddTo(in[ear], centre);
+  for (const std::size_t ear : {0u, 1u}) {
+    AddTo(in[ear], centre);
+  }
   const Planes beside = Upmix(in);
   for (const auto& [one, other] : {std::pair{kSL, kSR}, {kBL, kBR}, {kSL, kBL}}) {
     double product = 0.0;

@@ -49,7 +49,9 @@ std::vector<double> ThirdOctaves(double first_hz, double last_hz) {
   std::vector<double> centres;
   for (int k = -18; k <= 13; ++k) {
     const double hz = 1000 * std::exp2(k / 3.0);
-    if (hz > first_hz / 1.05 && hz < last_hz * 1.05) centres.push_back(hz);
+    if (hz > first_hz / 1.05 && hz < last_hz * 1.05) {
+      centres.push_back(hz);
+    }
   }
   return centres;
 }
@@ -57,7 +59,9 @@ std::vector<double> ThirdOctaves(double first_hz, double last_hz) {
 Power ThirdOctavePowers(const Power& power, std::size_t size, const std::vector<double>& centres) {
   const double edge = std::exp2(1.0 / 6);
   Power sums;
-  for (const double hz : centres) sums.push_back(BandSum(power, size, hz / edge, hz * edge));
+  for (const double hz : centres) {
+    sums.push_back(BandSum(power, size, hz / edge, hz * edge));
+  }
   return sums;
 }
 

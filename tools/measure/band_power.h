@@ -33,9 +33,13 @@ Value BandSum(const std::vector<Value>& spectrum, std::size_t size, double low_h
   const auto first = static_cast<std::size_t>(low_hz / bin_hz);
   for (std::size_t k = first; k < spectrum.size(); ++k) {
     const double begin = (static_cast<double>(k) - 0.5) * bin_hz, end = begin + bin_hz;
-    if (begin > high_hz) break;
+    if (begin > high_hz) {
+      break;
+    }
     const double part = std::min(high_hz, end) - std::max(low_hz, begin);
-    if (part > 0) sum += spectrum[k] * (part / bin_hz);
+    if (part > 0) {
+      sum += spectrum[k] * (part / bin_hz);
+    }
   }
   return sum;
 }

@@ -39,7 +39,9 @@ double Sone(double phon) { return std::exp2((phon - 40) / 10); }
 double Phon(double level_db, double freq_hz) {
   const double contour = std::clamp(level_db, 0.0, 90.0);
   std::size_t above = 1;
-  while (above + 1 < std::size(kRows) && kRows[above].hz < freq_hz) ++above;
+  while (above + 1 < std::size(kRows) && kRows[above].hz < freq_hz) {
+    ++above;
+  }
   const Row &low = kRows[above - 1], &high = kRows[above];
   const double part = std::clamp(std::log(freq_hz / low.hz) / std::log(high.hz / low.hz), 0.0, 1.0);
   return level_db + (1 - part) * AboveContour(low, contour) + part * AboveContour(high, contour);
@@ -48,7 +50,7 @@ double Phon(double level_db, double freq_hz) {
 double Colouration(const std::vector<double>& freq_hz,
                    const std::vector<std::vector<double>>& heard_db,
                    const std::vector<std::vector<double>>& reference_db) {
-  constexpr double kMean_db = 75;
+  constexpr double kMeanDb = 75;
   const std::size_t count = freq_hz.size();
   // The paper's frequencies lie in equal steps; these do not, so that each counts for as many as
   // lie around it.
@@ -73,9 +75,7 @@ double Colouration(const std::vector<double>& freq_hz,
       // The bandwidth of the ear's filter (Glasberg and Moore, 1990).
       const double weight = freq_hz[i] / (24.7 + 0.108 * freq_hz[i]);
       for (std::size_t ear = 0; ear < heard_db.size(); ++ear) {
-        const auto sone = [&](double db) {
-          return Sone(Phon(db - mean_db + kMean_db, freq_hz[i]));
-        };
+        const auto sone = [&](double db) { return Sone(Phon(db - mean_db + kMeanDb, freq_hz[i])); };
         sum += weight * std::abs(sone(heard_db[ear][i] + offset_db) - sone(reference_db[ear][i]));
         weights += weight;
       }

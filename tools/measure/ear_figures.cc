@@ -14,9 +14,9 @@
 namespace kelda::tools {
 namespace {
 
-constexpr size_t kRate = 48000;
+constexpr std::size_t kRate = 48000;
 
-Channels Part(const Channels& signal, size_t first, size_t count) {
+Channels Part(const Channels& signal, std::size_t first, std::size_t count) {
   Channels part;
   for (const std::vector<float>& channel : signal) {
     const auto from = channel.begin() + static_cast<std::ptrdiff_t>(first);
@@ -26,16 +26,18 @@ Channels Part(const Channels& signal, size_t first, size_t count) {
 }
 
 // The sum of all channels' powers from frame `first` on.
-double MeanPower(const Channels& signal, size_t first, size_t count) {
+double MeanPower(const Channels& signal, std::size_t first, std::size_t count) {
   double sum = 0;
   for (const std::vector<float>& channel : signal) {
-    for (size_t n = first; n < first + count; ++n) sum += double{channel[n]} * double{channel[n]};
+    for (std::size_t n = first; n < first + count; ++n) {
+      sum += double{channel[n]} * double{channel[n]};
+    }
   }
   return sum / static_cast<double>(count);
 }
 
 void Append(Channels* to, const Channels& from, double gain) {
-  for (size_t c = 0; c < to->size(); ++c) {
+  for (std::size_t c = 0; c < to->size(); ++c) {
     for (const float sample : from[c]) {
       (*to)[c].push_back(static_cast<float>(gain * double{sample}));
     }
@@ -46,7 +48,9 @@ void Append(Channels* to, const Channels& from, double gain) {
 Power SumPower(const Channels& signal) {
   Power sum = MeasurePower(signal[0]);
   const Power other = MeasurePower(signal[1]);
-  for (size_t k = 0; k < sum.size(); ++k) sum[k] += other[k];
+  for (std::size_t k = 0; k < sum.size(); ++k) {
+    sum[k] += other[k];
+  }
   return sum;
 }
 
@@ -54,15 +58,18 @@ Power ThirdOctaveGains(const Heard& heard, const std::vector<double>& centres) {
   const Power out = ThirdOctavePowers(SumPower(heard.ears), CrossSpectra::kSize, centres);
   const Power in = ThirdOctavePowers(SumPower(heard.in), CrossSpectra::kSize, centres);
   Power gains;
-  for (size_t i = 0; i < out.size(); ++i) gains.push_back(out[i] / in[i]);
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    gains.push_back(out[i] / in[i]);
+  }
   return gains;
 }
 
 // Windows of 0.1 s of `out` over those of `settled`, in dB: what the gain is off.
 std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
-  constexpr size_t kWindow = kRate / 10;
+  constexpr std::size_t kWindow = kRate / 10;
   std::vector<double> gains_db;
-  for (size_t at = 0; at + kWindow <= std::min(out[0].size(), settled[0].size()); at += kWindow) {
+  for (std::size_t at = 0; at + kWindow <= std::min(out[0].size(), settled[0].size());
+       at += kWindow) {
     gains_db.push_back(
         PowerToDb(MeanPower(out, at, kWindow) / std::max(MeanPower(settled, at, kWindow), 1e-20)));
   }
@@ -72,10 +79,10 @@ std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
 }  // namespace
 
 double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedTone> tones) {
-  constexpr size_t kSize = 131072, kSettled = 8 * kRate;
+  constexpr std::size_t kSize = 131072, kSettled = 8 * kRate;
   Channels in(2, std::vector<float>(kSettled + kSize));
   for (const PannedTone& tone : tones) {
-    for (size_t n = 0; n < in[0].size(); ++n) {
+    for (std::size_t n = 0; n < in[0].size(); ++n) {
       const double sine =
           std::sin(2 * std::numbers::pi * tone.freq_hz * static_cast<double>(n) / kRate);
       in[0][n] += static_cast<float>(tone.left * sine);
@@ -83,11 +90,11 @@ double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedT
     }
   }
   const SpectrumAnalysis analysis(kSize);
-  constexpr double kNear_hz = 30, kBin_hz = double{kRate} / kSize;
+  constexpr double kNearHz = 30, kBinHz = double{kRate} / kSize;
   double worst_db = -200;
   for (const std::vector<float>& ear : system(in)) {
     std::vector<double> block(kSize);
-    for (size_t n = 0; n < kSize; ++n) {
+    for (std::size_t n = 0; n < kSize; ++n) {
       const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
       const double window = 0.35875 - 0.48829 * std::cos(phase) + 0.14128 * std::cos(2 * phase) -
                             0.01168 * std::cos(3 * phase);
@@ -95,10 +102,10 @@ double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedT
     }
     const Spectrum spectrum = analysis.Forward(block);
     double tone = 0, line = 0;
-    for (size_t k = 0; k < spectrum.size(); ++k) {
-      const double hz = static_cast<double>(k) * kBin_hz, size = std::abs(spectrum[k]);
+    for (std::size_t k = 0; k < spectrum.size(); ++k) {
+      const double hz = static_cast<double>(k) * kBinHz, size = std::abs(spectrum[k]);
       const bool near = std::any_of(tones.begin(), tones.end(), [&](const PannedTone& t) {
-        return std::abs(hz - t.freq_hz) <= kNear_hz;
+        return std::abs(hz - t.freq_hz) <= kNearHz;
       });
       (near ? tone : line) = std::max(near ? tone : line, size);
     }
@@ -134,20 +141,22 @@ const std::vector<PannedTone>& OrganChord() {
 }
 
 Heard Hear(const StereoSystem& system, Image image) {
-  constexpr size_t kFrames = 2097152, kSettled = 8 * kRate, kHeard = kFrames - kSettled;
+  constexpr std::size_t kFrames = 2097152, kSettled = 8 * kRate, kHeard = kFrames - kSettled;
   static const SpectrumAnalysis analysis(kFrames);
   std::mt19937 random(1);
   std::normal_distribution<double> normal;
   const auto noise = [&] {
     Spectrum spectrum(analysis.bins());
-    const auto bin = [](double hz) { return static_cast<size_t>(hz * kFrames / kRate); };
-    for (size_t k = bin(20); k < bin(20000); ++k) {
+    const auto bin = [](double hz) { return static_cast<std::size_t>(hz * kFrames / kRate); };
+    for (std::size_t k = bin(20); k < bin(20000); ++k) {
       spectrum[k] =
           std::complex(normal(random), normal(random)) / std::sqrt(static_cast<double>(k));
     }
     const std::vector<double> signal = analysis.Inverse(spectrum);
     double power = 0;
-    for (const double sample : signal) power += sample * sample / kFrames;
+    for (const double sample : signal) {
+      power += sample * sample / kFrames;
+    }
     std::vector<float> scaled;
     for (const double sample : signal) {
       scaled.push_back(static_cast<float>(0.05 * sample / std::sqrt(power)));
@@ -155,8 +164,12 @@ Heard Hear(const StereoSystem& system, Image image) {
     return scaled;
   };
   Channels in(2, noise());
-  if (image == Image::kLeft) std::fill(in[1].begin(), in[1].end(), 0.0f);
-  if (image == Image::kDiffuse) in[1] = noise();
+  if (image == Image::kLeft) {
+    std::fill(in[1].begin(), in[1].end(), 0.0f);
+  }
+  if (image == Image::kDiffuse) {
+    in[1] = noise();
+  }
   const Channels ears = system(in);
   return {Part(in, kSettled, kHeard), Part(ears, kSettled, kHeard)};
 }
@@ -169,7 +182,9 @@ double ColourDb(const Heard& heard) {
 double TrebleDb(const Heard& heard) {
   const Power gains = ThirdOctaveGains(heard, ThirdOctaves(500, 8000));
   double middle_db = 0;
-  for (size_t i = 0; i < 7; ++i) middle_db += PowerToDb(gains[i]) / 7;  // 500 Hz to 2 kHz
+  for (std::size_t i = 0; i < 7; ++i) {
+    middle_db += PowerToDb(gains[i]) / 7;  // 500 Hz to 2 kHz
+  }
   return PowerToDb(gains.back()) - middle_db;
 }
 
@@ -187,7 +202,7 @@ double ColourationSone(const Heard& heard) {
 
 double Coherence(const Channels& ears, double low_hz, double high_hz) {
   const CrossSpectra spectra = MeasureCrossSpectra(ears[0], ears[1]);
-  constexpr size_t kSize = CrossSpectra::kSize;
+  constexpr std::size_t kSize = CrossSpectra::kSize;
   const double powers = BandSum(spectra.first, kSize, low_hz, high_hz) *
                         BandSum(spectra.second, kSize, low_hz, high_hz);
   return BandSum(spectra.cross, kSize, low_hz, high_hz).real() / std::sqrt(std::max(powers, 1e-40));
@@ -206,7 +221,7 @@ double OffDiffuseField(const Channels& ears) {
 }
 
 Externalisation MeasureExternalisation(const Channels& ears) {
-  constexpr size_t kSize = 1024;  // Hann windows, as long as 20 ms of full weight
+  constexpr std::size_t kSize = 1024;  // Hann windows, as long as 20 ms of full weight
   static const SpectrumAnalysis analysis(kSize);
   const std::vector<double> centres = ThirdOctaves(500, 4000);
   const CrossSpectra mean = MeasureCrossSpectra(ears[0], ears[1]);
@@ -222,23 +237,23 @@ Externalisation MeasureExternalisation(const Channels& ears) {
   }
   std::vector<double> first(centres.size()), second(centres.size());
   double count = 0;
-  for (size_t start = 0; start + kSize <= ears[0].size(); start += kSize / 2, ++count) {
+  for (std::size_t start = 0; start + kSize <= ears[0].size(); start += kSize / 2, ++count) {
     std::array<Power, 2> powers;
-    for (size_t ear = 0; ear < 2; ++ear) {
+    for (std::size_t ear = 0; ear < 2; ++ear) {
       std::vector<float> block(kSize);
-      for (size_t n = 0; n < kSize; ++n) {
+      for (std::size_t n = 0; n < kSize; ++n) {
         const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
         block[n] = static_cast<float>(0.5 - 0.5 * std::cos(phase)) * ears[ear][start + n];
       }
       powers[ear] = ThirdOctavePowers(analysis.PowerOf(block), kSize, centres);
     }
-    for (size_t i = 0; i < centres.size(); ++i) {
+    for (std::size_t i = 0; i < centres.size(); ++i) {
       const double level_db = PowerToDb(powers[0][i]) - PowerToDb(powers[1][i]);
       first[i] += level_db;
       second[i] += level_db * level_db;
     }
   }
-  for (size_t i = 0; i < centres.size(); ++i) {
+  for (std::size_t i = 0; i < centres.size(); ++i) {
     const double mean_db = first[i] / count;
     cues.level_deviation_db += std::sqrt(std::max(0.0, second[i] / count - mean_db * mean_db)) /
                                static_cast<double>(centres.size());
@@ -248,7 +263,7 @@ Externalisation MeasureExternalisation(const Channels& ears) {
 
 double WidthDb(const Channels& ears) {
   std::vector<float> middle = ears[0], side = ears[0];
-  for (size_t n = 0; n < middle.size(); ++n) {
+  for (std::size_t n = 0; n < middle.size(); ++n) {
     middle[n] += ears[1][n];
     side[n] -= ears[1][n];
   }
@@ -259,18 +274,20 @@ double WidthDb(const Channels& ears) {
 }
 
 Channels EarResponses(const StereoSystem& system, Image image) {
-  constexpr size_t kPeriod = TestSignal::kPeriod, kPlayed = 12;
+  constexpr std::size_t kPeriod = TestSignal::kPeriod, kPlayed = 12;
   const TestSignal sweep(image, Waveform::kSweep, 0.05);
   Channels in(2);
-  for (size_t n = 0; n < kPlayed * kPeriod; ++n) {
-    for (size_t c = 0; c < 2; ++c) in[c].push_back(sweep.frames()[(2 * n + c) % (2 * kPeriod)]);
+  for (std::size_t n = 0; n < kPlayed * kPeriod; ++n) {
+    for (std::size_t c = 0; c < 2; ++c) {
+      in[c].push_back(sweep.frames()[(2 * n + c) % (2 * kPeriod)]);
+    }
   }
   const SpectrumAnalysis analysis(kPeriod);
   Channels responses;
   for (const std::vector<float>& ear : system(in)) {
     Spectrum ratio = analysis.Forward(
         std::vector<double>(ear.end() - static_cast<std::ptrdiff_t>(kPeriod), ear.end()));
-    for (size_t k = 0; k < ratio.size(); ++k) {
+    for (std::size_t k = 0; k < ratio.size(); ++k) {
       const bool sounds = k >= TestSignal::kFirstBin && k <= TestSignal::kLastBin;
       ratio[k] = sounds ? ratio[k] / sweep.left()[k] : 0;
     }
@@ -282,7 +299,7 @@ Channels EarResponses(const StereoSystem& system, Image image) {
 
 double HandoverDb(const ModalSystem& system, const Channels& programme, const std::string& from,
                   const std::string& to) {
-  constexpr size_t kChange = 20 * kRate;
+  constexpr std::size_t kChange = 20 * kRate;
   const Channels changed = system(programme, from, to, kChange);
   const Channels settled = system(programme, to, to, kChange);
   const std::vector<double> gains_db = GainsOffDb(changed, settled);
@@ -291,15 +308,17 @@ double HandoverDb(const ModalSystem& system, const Channels& programme, const st
 
 double SettlingSeconds(const StereoSystem& system, const Channels& programme, double within_db) {
   Channels in(2);
-  for (int i = 0; i < 8; ++i) Append(&in, programme, 1);
-  const size_t length = programme[0].size();
+  for (int i = 0; i < 8; ++i) {
+    Append(&in, programme, 1);
+  }
+  const std::size_t length = programme[0].size();
   const Channels out = system(in);
   // What follows is compared with the last time that the programme was played.
   double settled = 0;
-  for (size_t turn = 0; turn < 7; ++turn) {
+  for (std::size_t turn = 0; turn < 7; ++turn) {
     const std::vector<double> gains_db =
         GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (size_t i = 0; i < gains_db.size(); ++i) {
+    for (std::size_t i = 0; i < gains_db.size(); ++i) {
       if (std::abs(gains_db[i]) > within_db) {
         settled = static_cast<double>(turn * gains_db.size() + i + 1) / 10;
       }
@@ -310,15 +329,19 @@ double SettlingSeconds(const StereoSystem& system, const Channels& programme, do
 
 double JumpSeconds(const StereoSystem& system, const Channels& programme) {
   Channels in(2);
-  for (int i = 0; i < 8; ++i) Append(&in, programme, i < 4 ? 1 : std::pow(10.0, 18.0 / 20));
-  const size_t length = programme[0].size();
+  for (int i = 0; i < 8; ++i) {
+    Append(&in, programme, i < 4 ? 1 : std::pow(10.0, 18.0 / 20));
+  }
+  const std::size_t length = programme[0].size();
   const Channels out = system(in);
   double high = 0;
-  for (size_t turn = 4; turn < 7; ++turn) {
+  for (std::size_t turn = 4; turn < 7; ++turn) {
     const std::vector<double> gains_db =
         GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (size_t i = 0; i < gains_db.size(); ++i) {
-      if (gains_db[i] > 3) high = static_cast<double>((turn - 4) * gains_db.size() + i + 1) / 10;
+    for (std::size_t i = 0; i < gains_db.size(); ++i) {
+      if (gains_db[i] > 3) {
+        high = static_cast<double>((turn - 4) * gains_db.size() + i + 1) / 10;
+      }
     }
   }
   return high;

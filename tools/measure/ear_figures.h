@@ -78,7 +78,7 @@ Channels EarResponses(const StereoSystem& system, Image image);
 
 // A system whose mode changes while it plays: `from` before frame `change`, `to` from there on.
 using ModalSystem = std::function<Channels(const Channels& in, const std::string& from,
-                                           const std::string& to, size_t change)>;
+                                           const std::string& to, std::size_t change)>;
 
 // By how much the level falls short of what the new mode settles at, at the worst, from 0.2 to 1.5
 // s after the change, in windows of 0.1 s: beside a run that was in the new mode all along.
