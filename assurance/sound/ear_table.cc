@@ -6,11 +6,14 @@
 #include <map>
 #include <numbers>
 
-#include "assurance/sound/intelligibility.h"
 #include "tools/ears/measured_ears.h"
 #include "tools/ears/sofa_hrirs.h"
 #include "tools/measure/band_power.h"
+#include "tools/measure/ear_figures.h"
 #include "tools/measure/hrir_cues.h"
+#include "tools/measure/intelligibility.h"
+#include "tools/measure/level_figures.h"
+#include "tools/measure/room_figures.h"
 #include "upmix-lib/base/audio_format.h"
 
 namespace kelda::sound {
@@ -18,7 +21,7 @@ namespace {
 
 using enum Figure::Better;
 using enum upmix_lib::Plane;
-using tools::Heard;
+using tools::HeardNoise;
 using tools::Image;
 using upmix_lib::Db;
 using upmix_lib::Power;
@@ -43,16 +46,7 @@ const Mix& Named(const std::vector<Mix>& mixes, const std::string& name) {
   throw std::runtime_error("there is no mix " + name);
 }
 
-// Both channels' power between two frequencies.
-double BandOf(const Planes& planes, double low_hz, double high_hz) {
-  double sum = 0;
-  for (const Signal& plane : planes) {
-    sum += tools::BandSum(tools::MeasurePower(plane), tools::CrossSpectra::kSize, low_hz, high_hz);
-  }
-  return sum;
-}
-
-// Five seconds of music at a loudness.
+// Music of some seconds at a loudness, the first seconds of it again and again.
 Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds) {
   Planes music = upmix_lib::AtLoudness(Named(mixes, "pop").Sum(), lufs);
   for (Signal& channel : music) {
@@ -130,14 +124,14 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
   Table table{mode + ": ", {}};
   double line_db = -200;
   for (const auto& pair : tools::TonePairs()) {
-    line_db = std::max(line_db, tools::WorstInharmonicLineDb(ears, pair));
+    line_db = std::max(line_db, tools::MeasureLines(ears, pair).worst_db);
   }
   table.Add("worst inharmonic line, pairs of tones", line_db, "dB", kLower);
   table.Add("worst inharmonic line, organ chord",
-            tools::WorstInharmonicLineDb(ears, tools::OrganChord()), "dB", kLower);
+            tools::MeasureLines(ears, tools::OrganChord()).worst_db, "dB", kLower);
   for (const auto& [name, image] :
        {std::pair("centre", Image::kCentre), {"left", Image::kLeft}, {"wide", Image::kDiffuse}}) {
-    const Heard heard = tools::Hear(ears, image);
+    const HeardNoise heard = tools::Hear(ears, image);
     const std::string of = std::string(name) + ", ";
     table.Add(of + "third octaves peak to peak", tools::ColourDb(heard), "dB", kLower);
     table.Add(of + "8 kHz against the middle", tools::TrebleDb(heard), "dB", kNearZero);
@@ -148,20 +142,17 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
     if (image != Image::kDiffuse) {
       continue;
     }
-    table.Add("wide, coherence off a diffuse field", tools::OffDiffuseField(heard.ears), "",
+    table.Add("wide, coherence off a diffuse field", tools::MeasureCoherence(heard.ears).Off(), "",
               kLower);
-    const auto gain = [&](double low_hz, double high_hz) {
-      return Db(BandOf(heard.ears, low_hz, high_hz) / BandOf(heard.in, low_hz, high_hz));
-    };
-    table.Add("wide bass, 40 to 100 Hz against the whole", gain(40, 100) - gain(40, 16000), "dB",
-              kNearZero);
+    table.Add("wide bass, 40 to 100 Hz against the whole", tools::BassDb(heard), "dB", kNearZero);
   }
   for (const Mix& mix : mixes) {
     table.Add(mix.name + ", side over middle", tools::WidthDb(ears(mix.Sum())), "dB", kHigher);
   }
   const Scene scene = DialogueScene(Named(mixes, "film"));
   const auto better_ear = [&](const Planes& heard) {
-    return std::max(Estoi(heard[0], scene.speech[0]), Estoi(heard[1], scene.speech[0]));
+    return std::max(tools::Estoi(heard[0], scene.speech[0]),
+                    tools::Estoi(heard[1], scene.speech[0]));
   };
   table.Add("ESTOI of speech in film sound, against bypass",
             better_ear(ears(scene.sound)) - better_ear(scene.sound), "", kHigher);
@@ -169,13 +160,18 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
 }
 
 std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::string& mode,
-                                 const std::vector<Mix>& mixes) {
+                                 const std::vector<Mix>& mixes, std::optional<double> target_lufs) {
   Table table{mode + ": ", {}};
   const Planes quiet = Programme(mixes, -30, 5);
   table.Add("from the start to within 2 dB of the settled gain",
             tools::SettlingSeconds(ears, quiet, 2), "s", kLower);
   table.Add("more than 3 dB too loud after a jump of 18 LU", tools::JumpSeconds(ears, quiet), "s",
             kLower);
+  if (target_lufs) {
+    const Planes heard = ears(Programme(mixes, -30, 20));
+    table.Add("programme of -30 LUFS, loudness 10 to 20 s after the start, off the target",
+              upmix_lib::LoudnessLufs(heard, 10 * kRate) - *target_lufs, "LU", kNearZero);
+  }
   double lowest = 1e9, highest = -1e9;
   for (const Mix& mix : mixes) {
     for (const double lufs : {-11.0, -16.0, -21.0}) {
@@ -191,6 +187,8 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
   }
   table.Add("loudness over bypass, nine programmes, least", lowest, "LU", kNearZero);
   table.Add("loudness over bypass, nine programmes, most", highest, "LU", kNearZero);
+  table.Add("loudness over bypass, nine programmes, most less least", highest - lowest, "LU",
+            kLower);
   return table.figures;
 }
 
@@ -201,7 +199,7 @@ std::vector<Figure> HandoverFigures(const tools::ModalSystem& system,
   for (const auto& [from, to] :
        {std::pair("music", "cinema"), {"cinema", "music"}, {"off", "music"}}) {
     table.Add(std::string(from) + " to " + to + ": level falls short by",
-              tools::HandoverDb(system, quiet, from, to), "dB", kLower);
+              tools::HandoverDb(tools::HandoverGainsDb(system, quiet, from, to)), "dB", kLower);
   }
   return table.figures;
 }
@@ -259,40 +257,24 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
   if (LoadHrirSet(hki, set) != upmix_lib::kOk) {
     throw std::runtime_error(hki.string() + ": no HRIRs");
   }
-  constexpr std::size_t kFrames = 65536, kDirect = 144;  // 3 ms
-  static const tools::SpectrumAnalysis analysis(kFrames);
   double surround_db = -1e9;
   for (const int plane : {kFL, kSL, kBL, kFC}) {
-    Planes in(upmix_lib::kPlanes, Signal(kFrames));
+    Planes in(upmix_lib::kPlanes, Signal(65536));
     in[static_cast<std::size_t>(plane)][0] = 1;
     const Planes out = virtualize(in);
-    std::array<double, 2> direct{}, room{};
-    tools::Power with(analysis.bins()), without(analysis.bins());
-    for (const std::size_t ear : {0u, 1u}) {
-      for (std::size_t n = 0; n < kFrames; ++n) {
-        (n < kDirect ? direct : room)[ear] += double{out[ear][n]} * double{out[ear][n]};
-      }
-      const tools::Power all = analysis.PowerOf(out[ear]);
-      const tools::Power bare = analysis.PowerOf(set.response(plane, static_cast<int>(ear)));
-      for (std::size_t k = 0; k < all.size(); ++k) {
-        with[k] += all[k];
-        without[k] += bare[k];
-      }
-    }
-    const std::size_t nearer = direct[0] >= direct[1] ? 0 : 1;
-    const double ratio_db = Db(direct[nearer] / room[nearer]);
+    const double ratio_db = tools::DirectOverReverberantDb(out);
     if (plane == kFL) {
       table.Add("front left, direct over reverberant", ratio_db, "dB", kLower);
-    }
-    if (plane == kSL || plane == kBL) {
-      surround_db = std::max(surround_db, ratio_db);
-    }
-    if (plane == kFC) {
-      const std::vector<double> centres = tools::ThirdOctaves();
+    } else if (plane == kFC) {
+      Planes bare;
+      for (const int ear : {0, 1}) {
+        const auto taps = set.response(plane, ear);
+        bare.emplace_back(taps.begin(), taps.end());
+      }
       table.Add("ripple added to the centre, third octaves peak to peak",
-                tools::PeakToPeakDb(tools::ThirdOctavePowers(with, kFrames, centres),
-                                    tools::ThirdOctavePowers(without, kFrames, centres)),
-                "dB", kLower);
+                tools::RoomRippleDb(out, bare), "dB", kLower);
+    } else {
+      surround_db = std::max(surround_db, ratio_db);
     }
   }
   table.Add("surround planes, direct over reverberant", surround_db, "dB", kLower);

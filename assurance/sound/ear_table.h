@@ -3,10 +3,11 @@
 #define KELDA_ASSURANCE_SOUND_EAR_TABLE_H_
 
 #include <filesystem>
+#include <optional>
 
 #include "assurance/sound/figure.h"
 #include "assurance/sound/mixes.h"
-#include "tools/measure/ear_figures.h"
+#include "tools/measure/stereo_system.h"
 
 namespace kelda::sound {
 
@@ -16,8 +17,9 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
                                const std::vector<Mix>& mixes);
 
 // Levelling: how soon the gain is right, and after a jump; and what switching on does to loudness.
+// `target_lufs` is where the system brings every programme, if it does.
 std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::string& mode,
-                                 const std::vector<Mix>& mixes);
+                                 const std::vector<Mix>& mixes, std::optional<double> target_lufs);
 
 // The dip after each change of mode between off, music and cinema.
 std::vector<Figure> HandoverFigures(const tools::ModalSystem& system,
@@ -29,9 +31,8 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
                                      const std::filesystem::path& sofa,
                                      const std::filesystem::path& hki);
 
-// The room of the virtualizer, by plane: what the nearer ear hears within 3 ms over the rest, and
-// what the room adds to the third octaves of both ears' power of the centre. `virtualize` takes
-// seven planes.
+// The room of the virtualizer: of front left, of the worst surround plane, and what it adds to the
+// centre (tools/measure/room_figures.h). `virtualize` takes seven planes.
 std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virtualize,
                                 const std::filesystem::path& hki);
 

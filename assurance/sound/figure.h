@@ -3,6 +3,7 @@
 #define KELDA_ASSURANCE_SOUND_FIGURE_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,9 @@ struct Figure {
 // frames as they take, in line with them.
 struct System {
   std::string name;
-  std::function<Planes(const Planes&)> planes;         // seven; empty if it has none
-  std::function<Planes(const Planes&)> music, cinema;  // at the ears; cinema may be empty
+  std::function<Planes(const Planes&)> planes;  // seven; empty if it has none
+  std::function<Planes(const Planes&)> music;   // at the ears
+  std::optional<double> target_lufs = {};       // where it brings every programme, if it does
 };
 
 }  // namespace kelda::sound

@@ -4,11 +4,14 @@
 #include <cmath>
 #include <numbers>
 
-#include "assurance/sound/intelligibility.h"
-#include "assurance/sound/plane_figures.h"
+#include "assurance/sound/sound_file.h"
 #include "tools/measure/band_power.h"
 #include "tools/measure/colouration.h"
 #include "tools/measure/ear_figures.h"
+#include "tools/measure/intelligibility.h"
+#include "tools/measure/level_figures.h"
+#include "tools/measure/plane_figures.h"
+#include "tools/measure/room_figures.h"
 
 namespace kelda::sound {
 namespace {
@@ -33,23 +36,24 @@ const tools::StereoSystem kBypass = [](const Planes& in) { return in; };
 TEST(SoundInstruments, TellTheWantedFromTheRest) {
   const Signal speech = upmix_lib::Speech(10, 1)[0], noise = PinkNoise(9, speech.size());
   const Signal mixture = Plus(speech, noise, 0.1f);  // both of unit power
-  EXPECT_NEAR(SiSdrDb(Scaled(mixture, -7), speech), 20, 0.5);
-  EXPECT_NEAR(Estoi(Scaled(speech, -7), speech), 1, 1e-6);
-  EXPECT_GT(Estoi(mixture, speech), Estoi(Plus(speech, noise), speech) + 0.1);
-  EXPECT_NEAR(Estoi(noise, speech), 0, 0.1);
+  EXPECT_NEAR(tools::SiSdrDb(Scaled(mixture, -7), speech), 20, 0.5);
+  EXPECT_NEAR(tools::Estoi(Scaled(speech, -7), speech), 1, 1e-6);
+  EXPECT_GT(tools::Estoi(mixture, speech), tools::Estoi(Plus(speech, noise), speech) + 0.1);
+  EXPECT_NEAR(tools::Estoi(noise, speech), 0, 0.1);
 }
 
 TEST(SoundInstruments, FindAStemAgainInItsPlane) {
   const Signal stem = PinkNoise(1, 96000), other = PinkNoise(2, 96000);
   // Three quarters of the left channel's power stay there, one quarter goes to plane 3.
-  const Upmix upmix = [](const Planes& in) {
+  const tools::Upmix upmix = [](const Planes& in) {
     Planes planes(7, Signal(in[0].size()));
     upmix_lib::AddTo(planes[0], in[0], std::sqrt(0.75f));
     upmix_lib::AddTo(planes[3], in[0], 0.5f);
     upmix_lib::AddTo(planes[1], in[1]);
     return planes;
   };
-  const auto shares = Shares(StemByPlane(upmix, {Plus(stem, other), other}, {stem, Signal(96000)}));
+  const auto shares =
+      tools::Shares(tools::StemByPlane(upmix, {Plus(stem, other), other}, {stem, Signal(96000)}));
   EXPECT_NEAR(shares[0], 0.75, 1e-4);
   EXPECT_NEAR(shares[3], 0.25, 1e-4);
   EXPECT_NEAR(shares[1], 0, 1e-9);
@@ -57,7 +61,7 @@ TEST(SoundInstruments, FindAStemAgainInItsPlane) {
 
 TEST(SoundInstruments, FindLinesButNoTones) {
   const auto tones = tools::TonePairs()[0];
-  EXPECT_LT(tools::WorstInharmonicLineDb(kBypass, tones), -85);
+  EXPECT_LT(tools::MeasureLines(kBypass, tones).worst_db, -85);
   // A gain that swings 100 times a second makes lines 100 Hz beside each tone, 46 dB below it.
   const tools::StereoSystem tremolo = [](Planes in) {
     for (Signal& channel : in) {
@@ -68,12 +72,12 @@ TEST(SoundInstruments, FindLinesButNoTones) {
     }
     return in;
   };
-  EXPECT_NEAR(tools::WorstInharmonicLineDb(tremolo, tones), -46.0, 0.3);
+  EXPECT_NEAR(tools::MeasureLines(tremolo, tones).worst_db, -46.0, 0.3);
 }
 
 TEST(SoundInstruments, HearColourAndSpace) {
-  const tools::Heard wide = tools::Hear(kBypass, tools::Image::kDiffuse);
-  const tools::Heard centre = tools::Hear(kBypass, tools::Image::kCentre);
+  const tools::HeardNoise wide = tools::Hear(kBypass, tools::Image::kDiffuse);
+  const tools::HeardNoise centre = tools::Hear(kBypass, tools::Image::kCentre);
   EXPECT_NEAR(tools::ColourDb(centre) + tools::ColourationSone(centre), 0, 0.01);
   EXPECT_NEAR(tools::Coherence(wide.ears, 900, 4000), 0, 0.02);
   EXPECT_NEAR(tools::Coherence(centre.ears, 900, 4000), 1, 1e-6);
@@ -89,7 +93,7 @@ TEST(SoundInstruments, HearColourAndSpace) {
     }
     return out;
   };
-  const tools::Heard dulled = tools::Hear(dull, tools::Image::kCentre);
+  const tools::HeardNoise dulled = tools::Hear(dull, tools::Image::kCentre);
   EXPECT_NEAR(tools::TrebleDb(dulled), -8, 1.2);
   EXPECT_GT(tools::ColourationSone(dulled), 1);
   EXPECT_NEAR(tools::Phon(60, 1000), 60, 0.1);
@@ -121,7 +125,7 @@ TEST(SoundInstruments, FollowTheGain) {
                                        const std::string& to, std::size_t change) {
     return from == to ? in : scaled_until(in, change, change + 48000, -6);
   };
-  EXPECT_NEAR(tools::HandoverDb(modal, longer, "music", "cinema"), 6, 0.01);
+  EXPECT_NEAR(tools::HandoverDb(tools::HandoverGainsDb(modal, longer, "music", "cinema")), 6, 0.01);
 }
 
 }  // namespace

@@ -94,13 +94,13 @@ System MakePeer(const std::string& name, const std::filesystem::path& hki,
     return [=](const Planes& in) { return Ffmpeg(in, scratch, inputs, graph); };
   };
   if (name == "bypass") {
-    return {name, {}, [](const Planes& in) { return in; }, {}};
+    return {name, {}, [](const Planes& in) { return in; }};
   }
   if (name == "crossfeed") {
-    return {name, {}, InLine(filter("", "crossfeed")), {}};
+    return {name, {}, InLine(filter("", "crossfeed"))};
   }
   if (name == "loudnorm") {
-    return {name, {}, InLine(filter("", "loudnorm=I=-16")), {}};
+    return {name, {}, InLine(filter("", "loudnorm=I=-16")), -16.0};
   }
   if (name != "surround") {
     throw std::runtime_error("no such peer: " + name);
@@ -132,8 +132,7 @@ System MakePeer(const std::string& name, const std::filesystem::path& hki,
         }
         return seven;
       },
-      InLine(filter(inputs, "[0]surround=chl_out=5.1[s];[s]" + streams + "headphone=map=" + map)),
-      {}};
+      InLine(filter(inputs, "[0]surround=chl_out=5.1[s];[s]" + streams + "headphone=map=" + map))};
 }
 
 }  // namespace kelda::sound

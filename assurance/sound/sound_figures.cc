@@ -1,16 +1,23 @@
 // sound_figures: measures how an installation of the effect sounds, or a peer.
+#include <android/log.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <optional>
 
 #include "assurance/sound/ear_table.h"
-#include "assurance/sound/effect_chain.h"
 #include "assurance/sound/peers.h"
-#include "assurance/sound/plane_figures.h"
+#include "assurance/sound/plane_table.h"
 #include "assurance/sound/signal_library.h"
+#include "settings/tuning_directory.h"
 #include "tests/laboratory/temporary_folder.h"
 #include "tools/core/json.h"
+#include "tools/framework/effect_chain.h"
 #include "tools/framework/installation.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
 
 namespace kelda::sound {
 namespace {
@@ -68,7 +75,7 @@ const Signal& Guitar(const std::vector<Mix>& mixes) {
   throw std::runtime_error("the mix has nothing hard left");
 }
 
-void AddPlanes(const Options& options, const std::vector<Mix>& mixes, const Upmix& upmix,
+void AddPlanes(const Options& options, const std::vector<Mix>& mixes, const tools::Upmix& upmix,
                Report* report) {
   if (!options.Wants("planes")) {
     return;
@@ -80,13 +87,14 @@ void AddPlanes(const Options& options, const std::vector<Mix>& mixes, const Upmi
 }
 
 void AddEars(const Options& options, const std::vector<Mix>& mixes, const std::string& mode,
-             const tools::StereoSystem& ears, const std::filesystem::path& hki, Report* report) {
+             const tools::StereoSystem& ears, const std::filesystem::path& hki,
+             std::optional<double> target_lufs, Report* report) {
   if (options.Wants("ears")) {
     report->Add(EarFigures(ears, mode, mixes));
     report->Add(DirectionFigures(ears, mode, options.sofa, hki));
   }
   if (options.Wants("levels")) {
-    report->Add(LevelFigures(ears, mode, mixes));
+    report->Add(LevelFigures(ears, mode, mixes, target_lufs));
   }
 }
 
@@ -97,7 +105,21 @@ void MeasurePeer(const Options& options, const std::vector<Mix>& mixes, Report* 
   if (peer.planes) {
     AddPlanes(options, mixes, peer.planes, report);
   }
-  AddEars(options, mixes, "music", peer.music, hki, report);
+  AddEars(options, mixes, "music", peer.music, hki, peer.target_lufs, report);
+}
+
+// Where the level control of a mode brings every programme. Empty if it corrects none.
+std::optional<double> TargetLufs(const std::filesystem::path& tuning, const std::string& mode) {
+  const TuningFile& name = mode == "music" ? tuning_file::kMusicLevel : tuning_file::kCinemaLevel;
+  std::vector<std::byte> file;
+  upmix_lib::LevelParameters level;
+  if (upmix_lib::ReadDataFile((tuning / name.name).string(), upmix_lib::kLevelKind, file) !=
+          upmix_lib::kOk ||
+      file.size() != sizeof(level)) {
+    throw std::runtime_error((tuning / name.name).string() + ": no level parameters");
+  }
+  std::memcpy(&level, file.data(), sizeof(level));
+  return level.strength > 0 ? std::optional<double>(level.target_lufs) : std::nullopt;
 }
 
 void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report* report) {
@@ -109,7 +131,11 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
     effect = tools::DefaultEffectLibrary();
   }
   const SignalLibrary library(options.library, tuning);
-  const EffectChain chain(effect, tuning);
+  tools::SetProperty("vendor.kelda.effect=1");
+  __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
+  tools::UseTuningDirectory(tuning);
+  const tools::EffectLibrary effect_library(effect);  // uses the signal library that is loaded
+  const tools::EffectChain chain(effect_library, {tools::ParseSetting("device=wired")});
   const std::filesystem::path hki = tuning / "standard.hki";
   AddPlanes(
       options, mixes, [&](const Planes& in) { return library.Upmix(in); }, report);
@@ -119,7 +145,7 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
   for (const std::string mode : {"music", "cinema"}) {
     AddEars(
         options, mixes, mode, [&](const Planes& in) { return chain.Render(in, mode); }, hki,
-        report);
+        TargetLufs(tuning, mode), report);
   }
   if (options.Wants("levels")) {
     report->Add(

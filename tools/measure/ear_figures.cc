@@ -16,32 +16,11 @@ namespace {
 
 constexpr std::size_t kRate = 48000;
 
-Channels Part(const Channels& signal, std::size_t first, std::size_t count) {
-  Channels part;
-  for (const std::vector<float>& channel : signal) {
-    const auto from = channel.begin() + static_cast<std::ptrdiff_t>(first);
-    part.emplace_back(from, from + static_cast<std::ptrdiff_t>(count));
-  }
-  return part;
-}
-
-// The sum of all channels' powers from frame `first` on.
-double MeanPower(const Channels& signal, std::size_t first, std::size_t count) {
-  double sum = 0;
-  for (const std::vector<float>& channel : signal) {
-    for (std::size_t n = first; n < first + count; ++n) {
-      sum += double{channel[n]} * double{channel[n]};
-    }
-  }
-  return sum / static_cast<double>(count);
-}
-
-void Append(Channels* to, const Channels& from, double gain) {
-  for (std::size_t c = 0; c < to->size(); ++c) {
-    for (const float sample : from[c]) {
-      (*to)[c].push_back(static_cast<float>(gain * double{sample}));
-    }
-  }
+double Coherence(const CrossSpectra& spectra, double low_hz, double high_hz) {
+  constexpr std::size_t kSize = CrossSpectra::kSize;
+  const double powers = BandSum(spectra.first, kSize, low_hz, high_hz) *
+                        BandSum(spectra.second, kSize, low_hz, high_hz);
+  return BandSum(spectra.cross, kSize, low_hz, high_hz).real() / std::sqrt(std::max(powers, 1e-40));
 }
 
 // The power of both channels together, by frequency.
@@ -54,7 +33,7 @@ Power SumPower(const Channels& signal) {
   return sum;
 }
 
-Power ThirdOctaveGains(const Heard& heard, const std::vector<double>& centres) {
+Power ThirdOctaveGains(const HeardNoise& heard, const std::vector<double>& centres) {
   const Power out = ThirdOctavePowers(SumPower(heard.ears), CrossSpectra::kSize, centres);
   const Power in = ThirdOctavePowers(SumPower(heard.in), CrossSpectra::kSize, centres);
   Power gains;
@@ -64,21 +43,9 @@ Power ThirdOctaveGains(const Heard& heard, const std::vector<double>& centres) {
   return gains;
 }
 
-// Windows of 0.1 s of `out` over those of `settled`, in dB: what the gain is off.
-std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
-  constexpr std::size_t kWindow = kRate / 10;
-  std::vector<double> gains_db;
-  for (std::size_t at = 0; at + kWindow <= std::min(out[0].size(), settled[0].size());
-       at += kWindow) {
-    gains_db.push_back(
-        PowerToDb(MeanPower(out, at, kWindow) / std::max(MeanPower(settled, at, kWindow), 1e-20)));
-  }
-  return gains_db;
-}
-
 }  // namespace
 
-double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedTone> tones) {
+LineSpectrum MeasureLines(const StereoSystem& system, std::span<const PannedTone> tones) {
   constexpr std::size_t kSize = 131072, kSettled = 8 * kRate;
   Channels in(2, std::vector<float>(kSettled + kSize));
   for (const PannedTone& tone : tones) {
@@ -91,7 +58,8 @@ double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedT
   }
   const SpectrumAnalysis analysis(kSize);
   constexpr double kNearHz = 30, kBinHz = double{kRate} / kSize;
-  double worst_db = -200;
+  const double half_band = std::exp2(1.0 / 24);
+  LineSpectrum worst;
   for (const std::vector<float>& ear : system(in)) {
     std::vector<double> block(kSize);
     for (std::size_t n = 0; n < kSize; ++n) {
@@ -101,17 +69,33 @@ double WorstInharmonicLineDb(const StereoSystem& system, std::span<const PannedT
       block[n] = window * double{ear[kSettled + n]};
     }
     const Spectrum spectrum = analysis.Forward(block);
-    double tone = 0, line = 0;
-    for (std::size_t k = 0; k < spectrum.size(); ++k) {
-      const double hz = static_cast<double>(k) * kBinHz, size = std::abs(spectrum[k]);
-      const bool near = std::any_of(tones.begin(), tones.end(), [&](const PannedTone& t) {
-        return std::abs(hz - t.freq_hz) <= kNearHz;
-      });
-      (near ? tone : line) = std::max(near ? tone : line, size);
+    // The highest of some bins, near the tones and elsewhere.
+    const auto highest = [&](double low_hz, double high_hz) {
+      std::array<double, 2> sizes{};
+      const auto last = std::min(static_cast<std::size_t>(high_hz / kBinHz), spectrum.size() - 1);
+      for (auto k = static_cast<std::size_t>(std::ceil(low_hz / kBinHz)); k <= last; ++k) {
+        const double hz = static_cast<double>(k) * kBinHz;
+        const bool near = std::any_of(tones.begin(), tones.end(), [&](const PannedTone& tone) {
+          return std::abs(hz - tone.freq_hz) <= kNearHz;
+        });
+        sizes[near ? 0 : 1] = std::max(sizes[near ? 0 : 1], std::abs(spectrum[k]));
+      }
+      return sizes;
+    };
+    const auto [tone, line] = highest(0, kRate / 2.0);
+    const double scale = 1 / std::max(tone, 1e-12);
+    if (ToDb(line * scale) < worst.worst_db) {
+      continue;
     }
-    worst_db = std::max(worst_db, ToDb(line / std::max(tone, 1e-12)));
+    worst = {ToDb(line * scale), {}, {}, {}};
+    for (double hz = 50; hz < 20000; hz *= half_band * half_band) {
+      const auto [near, rest] = highest(hz / half_band, hz * half_band);
+      worst.freq_hz.push_back(hz);
+      worst.tones_db.push_back(ToDb(near * scale));
+      worst.rest_db.push_back(ToDb(rest * scale));
+    }
   }
-  return worst_db;
+  return worst;
 }
 
 const std::vector<std::vector<PannedTone>>& TonePairs() {
@@ -140,14 +124,16 @@ const std::vector<PannedTone>& OrganChord() {
   return chord;
 }
 
-Heard Hear(const StereoSystem& system, Image image) {
-  constexpr std::size_t kFrames = 2097152, kSettled = 8 * kRate, kHeard = kFrames - kSettled;
-  static const SpectrumAnalysis analysis(kFrames);
+HeardNoise Hear(const StereoSystem& system, Image image, std::size_t frames) {
+  constexpr std::size_t kSettled = 8 * kRate;
+  const SpectrumAnalysis analysis(frames);
   std::mt19937 random(1);
   std::normal_distribution<double> normal;
   const auto noise = [&] {
     Spectrum spectrum(analysis.bins());
-    const auto bin = [](double hz) { return static_cast<std::size_t>(hz * kFrames / kRate); };
+    const auto bin = [frames](double hz) {
+      return static_cast<std::size_t>(hz * static_cast<double>(frames) / kRate);
+    };
     for (std::size_t k = bin(20); k < bin(20000); ++k) {
       spectrum[k] =
           std::complex(normal(random), normal(random)) / std::sqrt(static_cast<double>(k));
@@ -155,7 +141,7 @@ Heard Hear(const StereoSystem& system, Image image) {
     const std::vector<double> signal = analysis.Inverse(spectrum);
     double power = 0;
     for (const double sample : signal) {
-      power += sample * sample / kFrames;
+      power += sample * sample / static_cast<double>(frames);
     }
     std::vector<float> scaled;
     for (const double sample : signal) {
@@ -171,15 +157,23 @@ Heard Hear(const StereoSystem& system, Image image) {
     in[1] = noise();
   }
   const Channels ears = system(in);
-  return {Part(in, kSettled, kHeard), Part(ears, kSettled, kHeard)};
+  return {Part(in, kSettled, frames - kSettled), Part(ears, kSettled, frames - kSettled)};
 }
 
-double ColourDb(const Heard& heard) {
+std::vector<double> GainsDb(const HeardNoise& heard, const std::vector<double>& centres) {
+  std::vector<double> gains_db;
+  for (const double gain : ThirdOctaveGains(heard, centres)) {
+    gains_db.push_back(PowerToDb(gain));
+  }
+  return gains_db;
+}
+
+double ColourDb(const HeardNoise& heard) {
   const Power gains = ThirdOctaveGains(heard, ThirdOctaves());
   return PeakToPeakDb(gains, Power(gains.size(), 1));
 }
 
-double TrebleDb(const Heard& heard) {
+double TrebleDb(const HeardNoise& heard) {
   const Power gains = ThirdOctaveGains(heard, ThirdOctaves(500, 8000));
   double middle_db = 0;
   for (std::size_t i = 0; i < 7; ++i) {
@@ -188,7 +182,16 @@ double TrebleDb(const Heard& heard) {
   return PowerToDb(gains.back()) - middle_db;
 }
 
-double ColourationSone(const Heard& heard) {
+double BassDb(const HeardNoise& heard) {
+  const Power out = SumPower(heard.ears), in = SumPower(heard.in);
+  const auto gain_db = [&](double low_hz, double high_hz) {
+    return PowerToDb(BandSum(out, CrossSpectra::kSize, low_hz, high_hz) /
+                     BandSum(in, CrossSpectra::kSize, low_hz, high_hz));
+  };
+  return gain_db(40, 100) - gain_db(40, 16000);
+}
+
+double ColourationSone(const HeardNoise& heard) {
   std::vector<double> freq_hz, out_db, in_db;
   const Power out = SumPower(heard.ears), in = SumPower(heard.in);
   for (double hz = 21; hz < 19500; hz *= std::exp2(1.0 / 12)) {
@@ -201,23 +204,27 @@ double ColourationSone(const Heard& heard) {
 }
 
 double Coherence(const Channels& ears, double low_hz, double high_hz) {
-  const CrossSpectra spectra = MeasureCrossSpectra(ears[0], ears[1]);
-  constexpr std::size_t kSize = CrossSpectra::kSize;
-  const double powers = BandSum(spectra.first, kSize, low_hz, high_hz) *
-                        BandSum(spectra.second, kSize, low_hz, high_hz);
-  return BandSum(spectra.cross, kSize, low_hz, high_hz).real() / std::sqrt(std::max(powers, 1e-40));
+  return Coherence(MeasureCrossSpectra(ears[0], ears[1]), low_hz, high_hz);
 }
 
-double OffDiffuseField(const Channels& ears) {
+CoherenceCurve MeasureCoherence(const Channels& ears) {
+  const CrossSpectra spectra = MeasureCrossSpectra(ears[0], ears[1]);
   const double edge = std::exp2(1.0 / 12);
-  double sum = 0;
-  int count = 0;
-  for (double hz = 250 * edge; hz * edge < 4010; hz *= edge * edge, ++count) {
-    const double diffuse = hz < 400 ? 0.48 : hz < 600 ? 0.06 : hz < 900 ? -0.20 : 0;
-    const double off = Coherence(ears, hz / edge, hz * edge) - diffuse;
-    sum += off * off;
+  CoherenceCurve curve;
+  for (double hz = 250 * edge; hz * edge < 4010; hz *= edge * edge) {
+    curve.freq_hz.push_back(hz);
+    curve.heard.push_back(Coherence(spectra, hz / edge, hz * edge));
+    curve.diffuse.push_back(hz < 400 ? 0.48 : hz < 600 ? 0.06 : hz < 900 ? -0.20 : 0);
   }
-  return std::sqrt(sum / count);
+  return curve;
+}
+
+double CoherenceCurve::Off() const {
+  double sum = 0;
+  for (std::size_t i = 0; i < heard.size(); ++i) {
+    sum += (heard[i] - diffuse[i]) * (heard[i] - diffuse[i]);
+  }
+  return std::sqrt(sum / static_cast<double>(heard.size()));
 }
 
 Externalisation MeasureExternalisation(const Channels& ears) {
@@ -295,56 +302,6 @@ Channels EarResponses(const StereoSystem& system, Image image) {
     responses.emplace_back(taps.begin(), taps.end());
   }
   return responses;
-}
-
-double HandoverDb(const ModalSystem& system, const Channels& programme, const std::string& from,
-                  const std::string& to) {
-  constexpr std::size_t kChange = 20 * kRate;
-  const Channels changed = system(programme, from, to, kChange);
-  const Channels settled = system(programme, to, to, kChange);
-  const std::vector<double> gains_db = GainsOffDb(changed, settled);
-  return -*std::min_element(gains_db.begin() + 202, gains_db.begin() + 215);
-}
-
-double SettlingSeconds(const StereoSystem& system, const Channels& programme, double within_db) {
-  Channels in(2);
-  for (int i = 0; i < 8; ++i) {
-    Append(&in, programme, 1);
-  }
-  const std::size_t length = programme[0].size();
-  const Channels out = system(in);
-  // What follows is compared with the last time that the programme was played.
-  double settled = 0;
-  for (std::size_t turn = 0; turn < 7; ++turn) {
-    const std::vector<double> gains_db =
-        GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (std::size_t i = 0; i < gains_db.size(); ++i) {
-      if (std::abs(gains_db[i]) > within_db) {
-        settled = static_cast<double>(turn * gains_db.size() + i + 1) / 10;
-      }
-    }
-  }
-  return settled;
-}
-
-double JumpSeconds(const StereoSystem& system, const Channels& programme) {
-  Channels in(2);
-  for (int i = 0; i < 8; ++i) {
-    Append(&in, programme, i < 4 ? 1 : std::pow(10.0, 18.0 / 20));
-  }
-  const std::size_t length = programme[0].size();
-  const Channels out = system(in);
-  double high = 0;
-  for (std::size_t turn = 4; turn < 7; ++turn) {
-    const std::vector<double> gains_db =
-        GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (std::size_t i = 0; i < gains_db.size(); ++i) {
-      if (gains_db[i] > 3) {
-        high = static_cast<double>((turn - 4) * gains_db.size() + i + 1) / 10;
-      }
-    }
-  }
-  return high;
 }
 
 }  // namespace kelda::tools

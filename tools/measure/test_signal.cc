@@ -84,4 +84,14 @@ float TestSignal::peak() const {
   return peak;
 }
 
+std::vector<float> HalfCentredNoise(double rms) {
+  std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, rms).frames();
+  // The same noise half a period later, so that its phases differ from those of the centre.
+  const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, rms).frames();
+  for (std::size_t i = 0; i < noise.size(); ++i) {
+    noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
+  }
+  return noise;
+}
+
 }  // namespace kelda::tools

@@ -58,6 +58,10 @@ class TestSignal {
   Power power_;
 };
 
+// One period of pink noise, half of it centred and half of it diffuse, interleaved stereo; each
+// half has `rms`.
+std::vector<float> HalfCentredNoise(double rms);
+
 }  // namespace kelda::tools
 
 #endif  // KELDA_TOOLS_MEASURE_TEST_SIGNAL_H_

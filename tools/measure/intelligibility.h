@@ -1,10 +1,10 @@
 // How much of a wanted signal is in what was heard. Signals are 48 kHz mono, of one length.
-#ifndef KELDA_ASSURANCE_SOUND_INTELLIGIBILITY_H_
-#define KELDA_ASSURANCE_SOUND_INTELLIGIBILITY_H_
+#ifndef KELDA_TOOLS_MEASURE_INTELLIGIBILITY_H_
+#define KELDA_TOOLS_MEASURE_INTELLIGIBILITY_H_
 
 #include <span>
 
-namespace kelda::sound {
+namespace kelda::tools {
 
 // The scale-invariant ratio of signal to distortion, in dB: the power of the part of `heard`
 // that is `wanted` at some gain, over the power of the rest (Le Roux, Wisdom, Erdogan and
@@ -19,6 +19,6 @@ double SiSdrDb(std::span<const float> heard, std::span<const float> wanted);
 // the mean of their inner products.
 double Estoi(std::span<const float> heard, std::span<const float> speech);
 
-}  // namespace kelda::sound
+}  // namespace kelda::tools
 
-#endif  // KELDA_ASSURANCE_SOUND_INTELLIGIBILITY_H_
+#endif  // KELDA_TOOLS_MEASURE_INTELLIGIBILITY_H_

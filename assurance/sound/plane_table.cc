@@ -1,11 +1,11 @@
-#include "assurance/sound/plane_figures.h"
+#include "assurance/sound/plane_table.h"
 
 #include <cmath>
 #include <numbers>
 #include <numeric>
 
-#include "assurance/sound/intelligibility.h"
 #include "tools/measure/band_power.h"
+#include "tools/measure/intelligibility.h"
 #include "upmix-lib/base/audio_format.h"
 
 namespace kelda::sound {
@@ -41,34 +41,6 @@ tools::Power ThirdOctavesOf(const Signal& signal) {
                                   tools::CrossSpectra::kSize, tools::ThirdOctaves());
 }
 
-// The kurtosis of the powers of the short-time spectrum (512 points), each bin for itself, 300 Hz
-// to 10 kHz: the mean over the bins of its logarithm. Isolated peaks that come and go, which are
-// heard as musical noise, raise it (Uemura et al., "Automatic optimization scheme of spectral
-// subtraction based on musical noise assessment via higher-order statistics", 2008).
-double LogKurtosis(const Signal& signal) {
-  constexpr std::size_t kSize = 512;
-  static const tools::SpectrumAnalysis analysis(kSize);
-  std::vector<double> second(analysis.bins()), fourth(analysis.bins());
-  double count = 0;
-  for (std::size_t start = kSecond; start + kSize <= signal.size(); start += kSize / 2, ++count) {
-    std::vector<double> block(kSize);
-    for (std::size_t n = 0; n < kSize; ++n) {
-      const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
-      block[n] = (0.5 - 0.5 * std::cos(phase)) * double{signal[start + n]};
-    }
-    const tools::Spectrum spectrum = analysis.Forward(block);
-    for (std::size_t k = 0; k < spectrum.size(); ++k) {
-      second[k] += std::norm(spectrum[k]);
-      fourth[k] += std::norm(spectrum[k]) * std::norm(spectrum[k]);
-    }
-  }
-  double sum = 0;
-  for (std::size_t k = 4; k < 107; ++k) {
-    sum += std::log(fourth[k] * count / (second[k] * second[k]));
-  }
-  return sum / 103;
-}
-
 Planes Panned(const Signal& source, double left, double right) {
   Planes stereo(2, Signal(source.size()));
   upmix_lib::AddTo(stereo[0], source, static_cast<float>(left));
@@ -78,32 +50,7 @@ Planes Panned(const Signal& source, double left, double right) {
 
 }  // namespace
 
-Planes StemByPlane(const Upmix& upmix, const Planes& mix, const Planes& stem) {
-  Planes turned = mix;
-  AddTo(turned, stem, -2);
-  Planes by_plane = upmix(mix);
-  AddTo(by_plane, upmix(turned), -1);
-  for (Signal& plane : by_plane) {
-    for (float& sample : plane) {
-      sample *= 0.5f;
-    }
-  }
-  return by_plane;
-}
-
-std::array<double, 7> Shares(const Planes& by_plane) {
-  std::array<double, 7> shares{};
-  for (std::size_t p = 0; p < shares.size(); ++p) {
-    shares[p] = Power(by_plane[p]);
-  }
-  const double sum = std::accumulate(shares.begin(), shares.end(), 0.0);
-  for (double& share : shares) {
-    share /= sum;
-  }
-  return shares;
-}
-
-std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
+std::vector<Figure> MixFigures(const tools::Upmix& upmix, const Mix& mix) {
   std::vector<Figure> figures;
   const auto add = [&](const std::string& what, double value, const char* unit,
                        Figure::Better better) {
@@ -115,7 +62,7 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
     if (stem.place != Place::kLeft && stem.place != Place::kRight) {
       continue;
     }
-    const Planes by_plane = StemByPlane(upmix, sum, stem.signal);
+    const Planes by_plane = tools::StemByPlane(upmix, sum, stem.signal);
     for (const Signal& plane : by_plane) {
       power += Power(plane);
     }
@@ -125,21 +72,21 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
   add("stems hard at a side, in their own front plane", 100 * in_place / power, "%", kHigher);
   add("stems hard at a side, in the centre plane", 100 * in_centre / power, "%", kLower);
   const Signal centred = mix.Sum(Place::kCentre)[0];
-  add("centre plane against the centred stems, SI-SDR", SiSdrDb(planes[kFC], centred), "dB",
+  add("centre plane against the centred stems, SI-SDR", tools::SiSdrDb(planes[kFC], centred), "dB",
       kHigher);
   if (mix.name == "film") {
     const Scene scene = DialogueScene(mix);
     add("centre plane alone, ESTOI of the dialogue at 0 dB",
-        Estoi(upmix(scene.sound)[kFC], scene.speech[0]), "", kHigher);
+        tools::Estoi(upmix(scene.sound)[kFC], scene.speech[0]), "", kHigher);
     add("plain mid, ESTOI of the dialogue at 0 dB",
-        Estoi(Sum(scene.sound[0], scene.sound[1]), scene.speech[0]), "", kHigher);
+        tools::Estoi(Sum(scene.sound[0], scene.sound[1]), scene.speech[0]), "", kHigher);
   }
   Planes ambience = mix.Sum(Place::kAmbience);
   Planes direct = sum;
   AddTo(direct, ambience, -1);
-  const Planes ambience_by_plane = StemByPlane(upmix, sum, ambience);
-  const Planes direct_by_plane = StemByPlane(upmix, sum, direct);
-  const std::array<double, 7> shares = Shares(ambience_by_plane);
+  const Planes ambience_by_plane = tools::StemByPlane(upmix, sum, ambience);
+  const Planes direct_by_plane = tools::StemByPlane(upmix, sum, direct);
+  const std::array<double, 7> shares = tools::Shares(ambience_by_plane);
   add("ambience in the surround planes",
       100 * (shares[kSL] + shares[kSR] + shares[kBL] + shares[kBR]), "%", kHigher);
   double direct_power = 0, ambience_power = 0, kurtosis = 0, sounding = 0;
@@ -149,18 +96,18 @@ std::vector<Figure> MixFigures(const Upmix& upmix, const Mix& mix) {
     if (Power(ambience_by_plane[static_cast<std::size_t>(p)]) == 0) {
       continue;
     }
-    kurtosis += LogKurtosis(ambience_by_plane[static_cast<std::size_t>(p)]);
+    kurtosis += tools::LogKurtosis(ambience_by_plane[static_cast<std::size_t>(p)]);
     ++sounding;
   }
   add("direct over ambience in the surround planes", Db(direct_power / ambience_power), "dB",
       kLower);
   add("log-kurtosis of a surround plane's ambience over its input's",
-      kurtosis / sounding - (LogKurtosis(ambience[0]) + LogKurtosis(ambience[1])) / 2, "",
-      kNearZero);
+      kurtosis / sounding - (tools::LogKurtosis(ambience[0]) + tools::LogKurtosis(ambience[1])) / 2,
+      "", kNearZero);
   return figures;
 }
 
-std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
+std::vector<Figure> MadeFigures(const tools::Upmix& upmix, const Signal& guitar) {
   std::vector<Figure> figures;
   const auto add = [&](const std::string& what, double value, const char* unit,
                        Figure::Better better) {
@@ -168,7 +115,7 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
   };
 
   Planes doubled = {guitar, upmix_lib::Delayed({guitar}, 528)[0]};
-  std::array<double, 7> shares = Shares(upmix(doubled));
+  std::array<double, 7> shares = tools::Shares(upmix(doubled));
   add("doubled guitar, 11 ms apart: in the three front planes",
       100 * (shares[kFL] + shares[kFR] + shares[kFC]), "%", kHigher);
 
@@ -215,7 +162,7 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
     std::copy_n(&noise[start], kBurst, &burst[0][start]);
   }
   AddTo(mix, burst);
-  const Planes attack = StemByPlane(upmix, mix, burst);
+  const Planes attack = tools::StemByPlane(upmix, mix, burst);
   double before = 0;
   for (std::size_t start = kEvery; start + kEvery <= frames; start += kEvery) {
     for (const Signal& plane : attack) {
@@ -223,14 +170,14 @@ std::vector<Figure> MadeFigures(const Upmix& upmix, const Signal& guitar) {
     }
   }
   const auto bursts = static_cast<double>(frames / kEvery - 1);
-  add("attacks: in their plane", 100 * Shares(attack)[kFL], "%", kHigher);
+  add("attacks: in their plane", 100 * tools::Shares(attack)[kFL], "%", kHigher);
   add("attacks: pre-echo, 10 ms before", Db(before / bursts / (Power(burst[0]) * kEvery / kBurst)),
       "dB", kLower);
 
   for (const auto& [name, left, right] :
        {std::tuple("centre", std::sqrt(0.5), std::sqrt(0.5)), std::tuple("left", 1.0, 0.0),
         std::tuple("half left", 0.924, 0.383)}) {
-    shares = Shares(upmix(Panned(one, left, right)));
+    shares = tools::Shares(upmix(Panned(one, left, right)));
     if (left < 1) {
       add(std::string("lone source, ") + name + ": centre plane", 100 * shares[kFC], "%", kHigher);
     }

@@ -1,14 +1,14 @@
-#include "assurance/sound/intelligibility.h"
+#include "tools/measure/intelligibility.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
 
-#include "tests/laboratory/signals.h"
+#include "tools/core/decibels.h"
 #include "tools/measure/band_power.h"
 
-namespace kelda::sound {
+namespace kelda::tools {
 namespace {
 
 using Frames = std::vector<std::vector<double>>;
@@ -79,7 +79,7 @@ Frames Spoken(const std::vector<double>& signal, const std::vector<double>& spee
 
 // Magnitudes by band, a row each, of frames that are joined again as they overlapped.
 Frames BandMagnitudes(const Frames& frames) {
-  static const tools::SpectrumAnalysis analysis(kTransform);
+  static const SpectrumAnalysis analysis(kTransform);
   std::vector<double> joined((frames.size() + 1) * kHop);
   for (std::size_t i = 0; i < frames.size(); ++i) {
     for (std::size_t n = 0; n < kFrame; ++n) {
@@ -93,7 +93,7 @@ Frames BandMagnitudes(const Frames& frames) {
       const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
       block[n] = joined[i * kHop + n] * (0.5 - 0.5 * std::cos(phase));
     }
-    const tools::Spectrum spectrum = analysis.Forward(block);
+    const Spectrum spectrum = analysis.Forward(block);
     for (std::size_t band = 0; band < kBands; ++band) {
       const double centre = 150 * std::exp2(static_cast<double>(band) / 3);
       const auto bin = [&](double octaves) {
@@ -152,7 +152,7 @@ double SiSdrDb(std::span<const float> heard, std::span<const float> wanted) {
     power += h * h;
   }
   const double target = cross * cross / square;
-  return upmix_lib::Db(target / std::max(power - target, 1e-30));
+  return PowerToDb(target / std::max(power - target, 1e-30));
 }
 
 double Estoi(std::span<const float> heard, std::span<const float> speech) {
@@ -172,4 +172,4 @@ double Estoi(std::span<const float> heard, std::span<const float> speech) {
   return sum / static_cast<double>(count * kSegment);
 }
 
-}  // namespace kelda::sound
+}  // namespace kelda::tools
