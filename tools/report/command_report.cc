@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -22,6 +23,7 @@ namespace {
 struct ReportArguments {
   std::filesystem::path tuning;
   std::filesystem::path output = "report.html";
+  std::filesystem::path json;
   std::filesystem::path library;
 };
 
@@ -31,17 +33,28 @@ void Run(const ReportArguments& arguments) {
   const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
                                                         : arguments.library);
   OutputFile file(arguments.output);
+  std::optional<OutputFile> json_file;
+  if (!arguments.json.empty()) {
+    json_file.emplace(arguments.json);
+  }
   std::string page;
+  std::string json;
   std::string problems;
   {
     StatusLine line;
     line.Show("asking the engine");
     const InspectedDirectory directory = InspectDirectory(tuning, library);
-    page = ReportPage(
-        CollectReport(directory, library, [&](const std::string& what) { line.Show(what); }));
+    const Json data =
+        CollectReport(directory, library, [&](const std::string& what) { line.Show(what); });
+    page = ReportPage(data);
+    json = ToText(data);
     problems = Problems(directory);
   }
   file.Write(std::as_bytes(std::span(page)));
+  if (json_file) {
+    json_file->Write(std::as_bytes(std::span(json)));
+    json_file->Commit();
+  }
   file.Commit();
   if (!problems.empty()) {
     ShowLines(problems);
@@ -62,12 +75,14 @@ void AddReportCommand(CLI::App* program) {
   option("--tuning", arguments->tuning, "DIR",
          "Tuning files; else KELDA_DATA_DIR, else the installed ones");
   option("-o,--output", arguments->output, "FILE", "The page (report.html)");
+  option("--json", arguments->json, "FILE", "Also write what the page shows as JSON, for scripts");
   option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   command->footer(
       "The page holds everything it needs and loads nothing from a network. It begins with the\n"
       "verdicts of kelda doctor and shows each equalizer, each virtual loudspeaker, the measured\n"
-      "response, latency and headroom of each chain that the engine runs, and what a change of\n"
-      "the mode sounds like.\n\n"
+      "response, latency and headroom of each chain that the engine runs, what a change of the\n"
+      "mode sounds like, and how music and cinema sound: lines beside steady tones, colour,\n"
+      "coherence of the ears, room, loudness.\n\n"
       "Example:\n"
       "  kelda report --tuning tuning -o report.html\n\n" +
       std::string(kExitCodeHelp) +

@@ -20,17 +20,6 @@ constexpr int kBlockMs = 20;
 constexpr std::size_t kBlockFrames = std::size_t{kBlockMs} * kSampleRateHz / 1000;
 constexpr std::size_t kSettlingBlocks = 500;  // 10 s, for the level control
 
-std::vector<float> Noise() {
-  constexpr double kRms = 0.05;
-  std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, kRms).frames();
-  // The same noise half a period later, so that its phases differ from those of the centre.
-  const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, kRms).frames();
-  for (std::size_t i = 0; i < noise.size(); ++i) {
-    noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
-  }
-  return noise;
-}
-
 // The output of `blocks` blocks of the noise, beginning with block `first`.
 std::vector<float> Play(const std::vector<float>& noise, std::size_t first, std::size_t blocks,
                         EffectSession* session) {
@@ -121,7 +110,7 @@ ModeChange MeasureModeChange(const EffectLibrary& library, const std::vector<Set
                              const std::string& from, const std::string& to) {
   constexpr std::size_t kBlocksBefore = -Recording::kBeginMs / kBlockMs;
   constexpr std::size_t kBlocksAfter = Recording::kEndMs / kBlockMs;
-  const std::vector<float> noise = Noise();
+  const std::vector<float> noise = HalfCentredNoise(0.05);
   EffectSession session(library);
   session.Enable();
   for (const Setting& setting : settings) {

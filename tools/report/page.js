@@ -63,6 +63,10 @@ const kAxes = {
     title: "Time in ms", unit: (value) => `${+value.toFixed(2)} ms`, tableAt: null,
     scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
   },
+  lufs: {
+    title: "Loudness of the input in LUFS", unit: (value) => `${signed(value)} LUFS`, tableAt: [-31, -26, -21, -16, -11],
+    scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
+  },
   s: {
     title: "Time in s", unit: (value) => `${+value.toFixed(2)} s`, tableAt: [-0.5, 0.5, 1, 1.5, 2, 3, 4, 5],
     scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
@@ -160,7 +164,7 @@ function header() {
     paragraph(element("strong", {}, data.directory), `: ${count} files in order, ${faulty.length} faulty, ${missing.length} missing.`),
     soft(`Measured at 48 kHz with kelda ${data.version}, through the effect library itself.`),
     element("nav", { "aria-label": "Contents" }, element("ul", {},
-      [["verdict", "Verdict"], ["files", "Files"], ["runs", "What runs"], ["equalizers", "Equalizers"], ["ears", "Ears"], ["chains", "Chains"], ["changes", "Mode changes"]]
+      [["verdict", "Verdict"], ["files", "Files"], ["runs", "What runs"], ["equalizers", "Equalizers"], ["ears", "Ears"], ["chains", "Chains"], ["changes", "Mode changes"], ["sound", "Sound"]]
         .map(([id, title]) => element("li", {}, element("a", { href: `#${id}` }, title))))));
 }
 
@@ -377,13 +381,111 @@ function changes() {
     }));
 }
 
+// Where the noise comes from, with the colours of the lines.
+const kPlaces = [["centre", "Centre", "s1"], ["left", "Left", "s2"], ["wide", "Wide", "s3"]];
+
+const titled = (mode) => mode[0].toUpperCase() + mode.slice(1);
+const plain = (value, digits) => (value === null ? "none" : value.toFixed(digits).replace("-", "−"));
+
+function soundTable(modes) {
+  const rows = [
+    ["Worst line beside two steady tones", "lower", (mode) => decibel(mode.lines.pairs.worst_db)],
+    ["Worst line beside a chord of 18 partials", "lower", (mode) => decibel(mode.lines.chord.worst_db)],
+    ...kPlaces.flatMap(([key, place]) => [
+      [`${place}: third octaves, peak to peak`, "lower", (mode) => decibel(mode.colour[key].peak_to_peak_db).replace("+", "")],
+      [`${place}: 8 kHz against the middle`, "near 0", (mode) => decibel(mode.colour[key].treble_db)],
+      [`${place}: predicted colouration`, "lower", (mode) => `${plain(mode.colour[key].colouration_sone, 2)} sone`],
+    ]),
+    ["Coherence of the ears, off a diffuse field (rms)", "lower", (mode) => plain(mode.coherence.off, 2)],
+    ["Bass of wide sound, 40 to 100 Hz against the whole", "near 0", (mode) => decibel(mode.colour.wide.bass_db)],
+    ["Direct over reverberant sound, centre", "", (mode) => decibel(mode.room.centre.direct_over_reverberant_db)],
+    ["Direct over reverberant sound, left", "", (mode) => decibel(mode.room.left.direct_over_reverberant_db)],
+    ["Ripple of the centre against its bare HRIRs", "lower", (mode) => (mode.room.ripple_db === null ? "none" : decibel(mode.room.ripple_db).replace("+", ""))],
+    ["Loudness over bypass, least and most", "near 0", (mode) => {
+      const [least, most] = extent(kPlaces.map(([key]) => ({ y: mode.loudness[key] })));
+      return `${decibel(least)} to ${decibel(most)}`.replaceAll("dB", "LU");
+    }],
+  ];
+  return table("The figures. The column better says which way is better",
+    ["What", "Better", ...modes.map((mode) => titled(mode.mode))], rows.map(([what, better, value]) => [what, better, ...modes.map(value)]));
+}
+
+function modeSound(mode) {
+  const { lines, colour, coherence, room, loudness } = mode;
+  const of = titled(mode.mode);
+  const spectrum = (one) => [
+    { name: "the tones", x: one.freq_hz, y: one.tones_db, color: "s1" },
+    { name: "beside the tones", x: one.freq_hz, y: one.rest_db, color: "s2" },
+  ];
+  const lineNote = (one) => `The highest line more than 30 Hz from every tone is at ${decibel(one.worst_db)}, relative to the loudest tone. Twelfths of an octave, the highest line of each.`;
+  return [
+    element("h3", {}, of),
+    element("div", { class: "grid" },
+      picture({
+        of, title: "Lines beside two steady tones", axis: "hz", yTitle: "Level in dB", yMin: -120, yMax: 0, series: spectrum(lines.pairs), words: lineNote(lines.pairs),
+      }),
+      picture({
+        of, title: "Lines beside a chord", axis: "hz", yTitle: "Level in dB", yMin: -120, yMax: 0, series: spectrum(lines.chord), words: lineNote(lines.chord),
+      }),
+      picture({
+        of, title: "Colour", axis: "hz", yTitle: "Gain in dB", yMin: -9, yMax: 9,
+        series: kPlaces.map(([key, place, line]) => ({ name: place.toLowerCase(), x: colour.freq_hz, y: colour[key].gain_db, color: line })),
+        words: "Power of both ears over that of both channels, in third octaves: what the ears and the room make of pink noise. " +
+          kPlaces.map(([key, place]) => `${place}: ${decibel(colour[key].peak_to_peak_db).replace("+", "")} peak to peak from 125 Hz to 10 kHz`).join("; ") + ".",
+      }),
+      picture({
+        of, title: "Coherence of the ears, wide sound", axis: "hz", yTitle: "Coherence", yMin: -0.6, yMax: 1, digits: 2, xRange: [200, 5000],
+        tableAt: [250, 500, 1000, 2000, 4000],
+        series: [
+          { name: "at the ears", x: coherence.freq_hz, y: coherence.heard, color: "s1" },
+          { name: "in a diffuse field", x: coherence.freq_hz, y: coherence.diffuse, color: "s2", dash: true },
+        ],
+        words: `Uncorrelated noise in both channels. The nearer to the dashed line, the more it is around the listener; off by ${plain(coherence.off, 2)} (rms).`,
+      }),
+      picture({
+        of, title: "Room: the energy still to come", axis: "ms", yTitle: "Level in dB", yMin: -60, yMax: 0, tableAt: [0, 4, 10, 20, 50, 100, 150],
+        series: [
+          { name: "centre", x: room.times_ms, y: room.centre.decay_db, color: "s1" },
+          { name: "left", x: room.times_ms, y: room.left.decay_db, color: "s2", dash: true },
+        ],
+        words: "At the louder ear. What the first 3 ms bring is over the rest by " +
+          `${decibel(room.centre.direct_over_reverberant_db)} from the centre and ${decibel(room.left.direct_over_reverberant_db)} from the left.`,
+      }),
+      picture({
+        of, title: "Loudness against bypass", axis: "lufs", yTitle: "Louder by, in LU", yMin: -6, yMax: 6, xRange: [-32, -10],
+        series: kPlaces.map(([key, place, line]) => ({ name: place.toLowerCase(), x: loudness.in_lufs, y: loudness[key], color: line })),
+        words: "Pink noise, 8 to 13 s after the start. A level control that brings all to one loudness makes a line that falls by 1 LU for each LU; without one it is flat.",
+      })),
+  ];
+}
+
+function sound() {
+  const { modes, handovers } = data.sound;
+  const measured = modes.filter((mode) => mode.problems.length === 0);
+  section("sound", "Sound",
+    paragraph("How music and cinema sound on wired headphones with standard ears. ",
+      "Lines: steady tones of different panning, whose spectrum should hold nothing else. Colour, coherence and bass: pink noise of −26 dBFS from the centre, " +
+      "from the left and uncorrelated in both channels. Room: the response to a sweep. These figures hold for these sounds; how mixes of real instruments fare is in docs/sound.md of the sources."),
+    ...modes.flatMap((mode) => mode.problems.map((problem) => element("p", { class: "problem" }, `${titled(mode.mode)} was not measured: ${problem}`))),
+    measured.length ? soundTable(measured) : null,
+    ...measured.flatMap(modeSound),
+    handovers.length ? element("h3", {}, "Level when the mode changes") : null,
+    handovers.length ? element("div", { class: "grid" }, picture({
+      title: "Level against a run that was in the new mode all along", axis: "s", yTitle: "Level in dB", yMin: -15, yMax: 6, xRange: [-1, 3], wide: true,
+      tableAt: [-0.5, 0.25, 0.5, 0.75, 1, 1.5, 2, 2.5],
+      series: handovers.map((change, i) => ({ name: `${change.from} to ${change.to}`, x: change.times_s, y: change.gain_db, color: `s${1 + i % 6}`, dash: change.to === "cinema" })),
+      words: "Pink noise of −30 LUFS, half centred and half diffuse; the mode changes at 0 s. The level falls short, 0.2 to 1.5 s after the change, by at most " +
+        handovers.map((change) => `${plain(change.short_db, 1)} dB (${change.from} to ${change.to})`).join(", ") + ".",
+    })) : null);
+}
+
 function drawAll() {
   for (const entry of charts) draw(entry);
 }
 
 try {
   Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
-  for (const part of [header, verdict, files, runs, equalizers, ears, chains, changes]) part();
+  for (const part of [header, verdict, files, runs, equalizers, ears, chains, changes, sound]) part();
   drawAll();
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAll);
   document.documentElement.dataset.drawn = String(charts.length);

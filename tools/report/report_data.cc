@@ -16,6 +16,7 @@
 #include "tools/report/chain_measurement.h"
 #include "tools/report/mode_change.h"
 #include "tools/report/report_curves.h"
+#include "tools/report/sound_measurement.h"
 #include "upmix-lib/files/data_file.h"
 
 namespace kelda::tools {
@@ -261,6 +262,7 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
     changes.push_back(
         ChangeJson(MeasureModeChange(library, {ParseSetting("device=wired")}, from, to)));
   }
+  Json sound = MeasureSound(library, directory.decisions, directory.path, progress);
   Json chains_json = Json::array();
   for (const Chain& chain : chains) {
     chains_json.push_back(ChainJson(chain, chains));
@@ -287,7 +289,8 @@ Json CollectReport(const InspectedDirectory& directory, const EffectLibrary& lib
           {"equalizers", EqualizersJson(directory, chains)},
           {"ears", AllEarsJson(directory)},
           {"chains", std::move(chains_json)},
-          {"changes", std::move(changes)}};
+          {"changes", std::move(changes)},
+          {"sound", std::move(sound)}};
 }
 
 }  // namespace kelda::tools
