@@ -32,7 +32,7 @@ double Energy(std::span<const float> signal) {
 
 Channels StemByPlane(const Upmix& upmix, const Channels& mix, const Channels& stem) {
   Channels turned = mix;
-  Add(stem, -2, &turned);
+  Add(stem, -2.0f, &turned);
   Channels by_plane = upmix(mix);
   Add(upmix(turned), -1, &by_plane);
   for (std::vector<float>& plane : by_plane) {
