@@ -253,6 +253,27 @@ TEST(MusicUpmix, SurroundPlanesAreUnlikeEachOtherAndHaveNoColour) {
   }
 }
 
+// One instrument, doubled by a delay: neither channel is like the other at the same time, and yet
+// it is no reverberation.
+TEST(MusicUpmix, WhatADelayDoublesStaysInFront) {
+  const Signal source = PinkNoise(41, 3 * kFrames, 100.0f, 12000.0f);
+  for (const std::size_t delay : {100u, 528u, 900u}) {
+    Planes in = {source, Delayed({source}, delay)[0]};
+    if (delay == 900) {
+      std::swap(in[0], in[1]);
+    }
+    const Planes planes = Upmix(in);
+    double front = 0.0, surround = 0.0;
+    for (const std::size_t plane : {kFL, kFR, kFC}) {
+      front += Power(planes[plane], 96000);
+    }
+    for (const std::size_t plane : kSurround) {
+      surround += Power(planes[plane], 96000);
+    }
+    EXPECT_GT(front / (front + surround), 0.75) << delay;
+  }
+}
+
 // ---- Cinema. HRIRs that let single planes through make the planes audible one by one.
 
 // Without room and level changes, so that planes can be compared.

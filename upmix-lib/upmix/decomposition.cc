@@ -128,7 +128,7 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
     const float direct = 0.5f * weighted / (ambient * ambient + weighted + 1e-9f);
     float bound = late_share * evidence.late[k] / (smaller * power + kTinyPower);
     bound = bound < 1.0f ? bound : 1.0f;
-    const float amount = bound * tuning.ambience_amount[k];
+    const float amount = bound * (1.0f - evidence.doubled[k]) * tuning.ambience_amount[k];
 
     const float presence = power / (power + kQuietPower);
     const float late = evidence.late[k] * scale * 2.0f;
@@ -232,6 +232,7 @@ void Decomposition::DecideGains(const Corrections& corrections, const BandValues
     evidence.powers.cross[k] = steady * cross[k] * powers.cross[k] + attack * cross_now[k];
   }
   std::copy_n(long_.late(), kPaddedLongBins, evidence.late);
+  std::copy_n(lags_.doubled(), kPaddedLongBins, evidence.doubled);
   Steer(evidence, tuning_, step, gains_);
 }
 
@@ -260,6 +261,7 @@ int Decomposition::Process(const Analysis& left, const Analysis& right) {
     left.Transform(left_long);
     right.Transform(right_long);
     long_.Update(left_long, right_long, power_step_);
+    lags_.Update(left_long, right_long);
   }
   ++hops_since_gains_;
   const BandPowers now = short_.Smooth();
@@ -267,6 +269,9 @@ int Decomposition::Process(const Analysis& left, const Analysis& right) {
   const float attack_share = FindAttacks(now, attacks);
   const bool due = hop_ == 0;
   const bool attack = attack_share > kAttackShare && attack_credit_ > 0;
+  if (due) {
+    lags_.Search();
+  }
   if (due && attack_credit_ < kMaxAttackCredit) {
     ++attack_credit_;
   }

@@ -24,6 +24,7 @@
 #include "platform/nonblocking.h"
 #include "upmix-lib/upmix/analysis.h"
 #include "upmix-lib/upmix/fixed_lag_filters.h"
+#include "upmix-lib/upmix/lag_search.h"
 #include "upmix-lib/upmix/powers.h"
 
 namespace kelda::upmix_lib {
@@ -46,7 +47,8 @@ struct DecompositionTuning {
 struct alignas(kSimdAlignmentBytes) Evidence {
   BinPowers powers;
   float late[kPaddedLongBins];
-  float attack[kPaddedLongBins];  // 0..1
+  float attack[kPaddedLongBins];   // 0..1
+  float doubled[kPaddedLongBins];  // 0..1, see LagSearch
 };
 
 // The gains for `evidence`, mixed into `gains` by `step`, 1 in an attack. Silence leaves the
@@ -57,7 +59,8 @@ struct alignas(kSimdAlignmentBytes) Evidence {
 // ambience almost entirely. That costs at most the half of the ambience that has the
 // source's direction, which stays with the source. Averages of few samples look coherent by
 // chance, hence `chance`. The ambience's power is bounded by that of late reverberation: what
-// is new is not ambience even if the channels differ, as with two guitars at the sides.
+// is new is not ambience even if the channels differ, as with two guitars at the sides. Nor is what
+// one channel repeats some milliseconds after the other.
 //
 // The common part is what both channels have of a source, min(a, b) S: taken out of both
 // and played from a centre loudspeaker, it leaves a source that is panned between left and
@@ -91,6 +94,7 @@ class Decomposition {
   float gain_step_[kHopsPerGains];  // after 1 .. kHopsPerGains hops
   ShortPowers short_;
   LongPowers long_;
+  LagSearch lags_;
   ExtractionGains gains_;
   int hop_ = 0;  // 0 .. kHopsPerGains-1
   int hops_since_gains_ = 0;

@@ -19,6 +19,7 @@ Status PreparePlaneUpmix() {
   try {
     SharedAnalysisTables();
     SharedFilterTables();
+    SharedLagTables();
     SharedDiffuserTables();
     return kOk;
   } catch (const std::bad_alloc&) {

@@ -1,0 +1,100 @@
+#include "upmix-lib/upmix/lag_search.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/math_constants.h"
+#include "upmix-lib/upmix/powers.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr float kAverageMs = 400.0f;
+
+// Lags that widen a sound. Closer ones are directions, as spaced microphones give; later ones
+// are echoes.
+constexpr int kShortestLag = 48, kLongestLag = 960;  // frames: 1 and 20 ms
+
+// The bins that are compared, 94 Hz to 16 kHz. Below, all sound is alike at every lag.
+constexpr int kFirstBin = 4, kEndBin = 683;
+
+// A peak of the coherence over time from which on a lag counts, and at which it counts fully.
+constexpr float kLeastPeak = 0.10f, kSurePeak = 0.20f;
+// The same for a bin's coherence, its phase turned back by the lag.
+constexpr float kLeastAlike = 0.15f, kSureAlike = 0.35f;
+// How fast marks follow, once a search.
+constexpr float kMarkStep = 0.15f;
+
+}  // namespace
+
+struct LagTables {
+  float cosine[kLongFrames];  // of n / kLongFrames turns
+  const RealFft& fft = SharedRealFft<kLongFrames>();
+
+  LagTables() {
+    for (int n = 0; n < kLongFrames; ++n) {
+      cosine[n] = static_cast<float>(std::cos(2.0 * kPi * n / kLongFrames));
+    }
+  }
+};
+
+const LagTables* SharedLagTables() {
+  static const LagTables tables;
+  return &tables;
+}
+
+void LagSearch::Update(const LongSpectrum& left, const LongSpectrum& right) {
+  static const float kStep =
+      1.0f - std::exp(-1000.0f * kHopFrames * kHopsPerLong / (kSampleRateHz * kAverageMs));
+  const float step = kStep;
+  const auto follow = [step](float& mean, float now) {
+    const float next = mean + step * (now - mean);
+    mean = std::fabs(next) < kTinyPower ? 0.0f : next;
+  };
+#pragma omp simd
+  for (int k = 0; k < kPaddedLongBins; ++k) {
+    const float l_re = left.re[k], l_im = left.im[k], r_re = right.re[k], r_im = right.im[k];
+    follow(left_[k], l_re * l_re + l_im * l_im);
+    follow(right_[k], r_re * r_re + r_im * r_im);
+    follow(cross_.re[k], l_re * r_re + l_im * r_im);
+    follow(cross_.im[k], l_im * r_re - l_re * r_im);
+  }
+}
+
+void LagSearch::Search() {
+  alignas(kSimdAlignmentBytes) float time[kLongFrames];
+  alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
+#pragma omp simd
+  for (int k = kFirstBin; k < kEndBin; ++k) {
+    const float scale = 1.0f / (std::sqrt(left_[k] * right_[k]) + kQuietPower);
+    coherence_.re[k] = scale * cross_.re[k];
+    coherence_.im[k] = scale * cross_.im[k];
+  }
+  tables_->fft.Inverse(coherence_.re, coherence_.im, time, scratch);
+  // Positive lags: the left channel is late. Negative ones lie at the other end.
+  int lag = kShortestLag;
+  for (int n = kShortestLag; n <= kLongestLag; ++n) {
+    lag = time[n] > time[lag] ? n : lag;
+  }
+  for (int n = kLongFrames - kLongestLag; n <= kLongFrames - kShortestLag; ++n) {
+    lag = time[n] > time[lag] ? n : lag;
+  }
+  const float peak = time[lag] / static_cast<float>(2 * (kEndBin - kFirstBin));
+  Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
+}
+
+void LagSearch::Mark(int lag, float sure) {
+  constexpr float kPerAlike = 1.0f / (kSureAlike - kLeastAlike);
+  for (int k = kFirstBin; k < kEndBin; ++k) {
+    const int turn = k * lag % kLongFrames;
+    const float cosine = tables_->cosine[turn];
+    const float sine = tables_->cosine[(turn + kLongFrames * 3 / 4) % kLongFrames];
+    const float alike = coherence_.re[k] * cosine - coherence_.im[k] * sine;
+    const float target = sure * std::clamp((alike - kLeastAlike) * kPerAlike, 0.0f, 1.0f);
+    const float next = doubled_[k] + kMarkStep * (target - doubled_[k]);
+    doubled_[k] = next < 1e-4f ? 0.0f : next;
+  }
+}
+
+}  // namespace kelda::upmix_lib
