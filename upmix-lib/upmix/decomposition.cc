@@ -67,11 +67,6 @@ void SpreadToLongBins(const BandValues& bands, float* long_bins) {
 
 }  // namespace
 
-float StepForTimeConstant(float milliseconds, int hops) {
-  constexpr float kHopMs = 1000.0f * kHopFrames / static_cast<float>(kSampleRateHz);
-  return 1.0f - std::exp(-kHopMs * static_cast<float>(hops) / milliseconds);
-}
-
 void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float step,
            ExtractionGains& gains) {
   float* centre_left = gains.curve[kCentreLeft];

@@ -101,9 +101,6 @@ class Decomposition {
   int attack_credit_ = 0;  // gains for attacks that may still be decided, see Process
 };
 
-// The one-pole step for a time constant, once in `hops` hops. Control.
-float StepForTimeConstant(float milliseconds, int hops);
-
 }  // namespace kelda::upmix_lib
 
 #endif  // KELDA_UPMIX_LIB_UPMIX_DECOMPOSITION_H_

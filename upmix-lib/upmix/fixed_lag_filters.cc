@@ -14,6 +14,8 @@ constexpr int kFilterTaps = FixedLagFilters::kTaps;
 constexpr int kFadeIn = 80;    // taps of the future that are faded
 constexpr int kFadeOut = 128;  // taps of the distant past that are
 
+alignas(kSimdAlignmentBytes) constexpr float kNoPhase[kPaddedLongBins] = {};
+
 }  // namespace
 
 struct FilterTables {
@@ -43,7 +45,6 @@ FixedLagFilters::FixedLagFilters(const ExtractionGains& gains) {
 }
 
 void FixedLagFilters::Design(const ExtractionGains& gains, FilterSet& set) const {
-  alignas(kSimdAlignmentBytes) static constexpr float kNoPhase[kPaddedLongBins] = {};
   alignas(kSimdAlignmentBytes) float response[kLongFrames];
   alignas(kSimdAlignmentBytes) float taps[kFilterTaps];
   alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];

@@ -68,8 +68,8 @@ class FixedLagFilters {
     float rows[kHopBinGroups * kPartitions * kRowFloats];
   };
 
-  void Design(const ExtractionGains& gains, FilterSet& set) const;
-  void Convolve(const FilterSet& set, Extracted& out) const;
+  void Design(const ExtractionGains& gains, FilterSet& set) const KELDA_NONBLOCKING;
+  void Convolve(const FilterSet& set, Extracted& out) const KELDA_NONBLOCKING;
 
   const FilterTables* tables_ = SharedFilterTables();
   HopSpectra<2, kPartitions> inputs_;

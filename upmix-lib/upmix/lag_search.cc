@@ -44,10 +44,10 @@ const LagTables* SharedLagTables() {
   return &tables;
 }
 
+LagSearch::LagSearch() : step_(StepForTimeConstant(kAverageMs, kHopsPerLong)) {}
+
 void LagSearch::Update(const LongSpectrum& left, const LongSpectrum& right) {
-  static const float kStep =
-      1.0f - std::exp(-1000.0f * kHopFrames * kHopsPerLong / (kSampleRateHz * kAverageMs));
-  const float step = kStep;
+  const float step = step_;
   const auto follow = [step](float& mean, float now) {
     const float next = mean + step * (now - mean);
     mean = std::fabs(next) < kTinyPower ? 0.0f : next;

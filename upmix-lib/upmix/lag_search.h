@@ -24,6 +24,8 @@ const LagTables* SharedLagTables();
 // Constructed on the control thread.
 class LagSearch {
  public:
+  LagSearch();
+
   // Takes the spectra of one hop in kHopsPerLong. Audio.
   void Update(const LongSpectrum& left, const LongSpectrum& right) KELDA_NONBLOCKING;
 
@@ -38,6 +40,7 @@ class LagSearch {
   void Mark(int lag, float sure);
 
   const LagTables* tables_ = SharedLagTables();
+  float step_;
   alignas(kSimdAlignmentBytes) float left_[kPaddedLongBins] = {};
   alignas(kSimdAlignmentBytes) float right_[kPaddedLongBins] = {};
   LongSpectrum cross_ = {};      // left times the conjugate of right

@@ -8,7 +8,6 @@
 namespace kelda::upmix_lib {
 namespace {
 
-constexpr float kHopMs = 1000.0f * kHopFrames / static_cast<float>(kSampleRateHz);
 constexpr float kShortMs = 10.0f;
 // A band whose power of one hop is so many times its mean has an onset.
 constexpr float kOnsetRatio = 4.0f;
@@ -52,8 +51,14 @@ void SmoothAll(BandPowers& powers) {
 
 }  // namespace
 
+float StepForTimeConstant(float milliseconds, int hops) {
+  constexpr float kHopMs = 1000.0f * kHopFrames / static_cast<float>(kSampleRateHz);
+  return 1.0f - std::exp(-kHopMs * static_cast<float>(hops) / milliseconds);
+}
+
+ShortPowers::ShortPowers() : step_(StepForTimeConstant(kShortMs, 1)) {}
+
 void ShortPowers::Update(const ShortSpectrum& left, const ShortSpectrum& right) {
-  static const float short_step = 1.0f - std::exp(-kHopMs / kShortMs);
   alignas(kSimdAlignmentBytes) float ll[kPaddedShortBins], rr[kPaddedShortBins],
       lr[kPaddedShortBins];
   Multiply(left, right, ll, rr, lr);
@@ -61,7 +66,7 @@ void ShortPowers::Update(const ShortSpectrum& left, const ShortSpectrum& right) 
   SumBins(ll, now.left);
   SumBins(rr, now.right);
   SumBins(lr, now.cross);
-  const float steady_step = short_step;
+  const float steady_step = step_;
 #pragma omp simd
   for (int b = 0; b < kBands; ++b) {
     const float before = powers_.left[b] + powers_.right[b];
@@ -82,6 +87,9 @@ BandPowers ShortPowers::Smooth() const {
   return smooth;
 }
 
+LongPowers::LongPowers()
+    : late_step_(StepForTimeConstant(kLateDecayMs, kHopsPerLong * kUpdatesPerSnapshot)) {}
+
 void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, float step) {
 #pragma omp simd
   for (int k = 0; k < kPaddedLongBins; ++k) {
@@ -100,9 +108,7 @@ void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, flo
     return;
   }
   updates_ = 0;
-  static const float late_decay_step =
-      1.0f - std::exp(-kHopMs * kHopsPerLong * kUpdatesPerSnapshot / kLateDecayMs);
-  const float late_step = late_decay_step;
+  const float late_step = late_step_;
   float* snapshot = snapshots_[oldest_];
   oldest_ = (oldest_ + 1) % kSnapshots;
 #pragma omp simd

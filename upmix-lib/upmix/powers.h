@@ -14,6 +14,9 @@ inline constexpr float kTinyPower = 1e-15f;
 // Where gains begin to hold their values: about -110 dB re full scale.
 inline constexpr float kQuietPower = 1e-7f;
 
+// The one-pole step for a time constant, once in `hops` hops. Control.
+float StepForTimeConstant(float milliseconds, int hops);
+
 // Mean powers of left and of right, and of the real part of their product.
 struct BandPowers {
   BandValues left, right, cross;
@@ -27,6 +30,8 @@ struct alignas(kSimdAlignmentBytes) BinPowers {
 // Of the last 10 ms. A band that grows suddenly is followed at once.
 class ShortPowers {
  public:
+  ShortPowers();
+
   // Takes the spectra of one hop. Audio.
   void Update(const ShortSpectrum& left, const ShortSpectrum& right) KELDA_NONBLOCKING;
 
@@ -34,12 +39,15 @@ class ShortPowers {
   BandPowers Smooth() const KELDA_NONBLOCKING;
 
  private:
+  float step_;
   BandPowers powers_ = {};
 };
 
 // Of a longer time, and what of it may still sound as reverberation.
 class LongPowers {
  public:
+  LongPowers();
+
   // Takes the spectra of one hop in kHopsPerLong; `step` is that of the averages, (0, 1].
   // Audio.
   void Update(const LongSpectrum& left, const LongSpectrum& right, float step) KELDA_NONBLOCKING;
@@ -65,6 +73,7 @@ class LongPowers {
   BandPowers bands_ = {};
   alignas(kSimdAlignmentBytes) float snapshots_[kSnapshots][kPaddedLongBins] = {};
   alignas(kSimdAlignmentBytes) float late_[kPaddedLongBins] = {};
+  float late_step_;
   int oldest_ = 0;   // Of snapshots_.
   int updates_ = 0;  // Since the last snapshot.
 };
