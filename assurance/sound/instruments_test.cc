@@ -76,8 +76,9 @@ TEST(SoundInstruments, FindLinesButNoTones) {
 }
 
 TEST(SoundInstruments, HearColourAndSpace) {
-  const tools::HeardNoise wide = tools::Hear(kBypass, tools::Image::kDiffuse);
-  const tools::HeardNoise centre = tools::Hear(kBypass, tools::Image::kCentre);
+  constexpr std::size_t kFrames = 1048576;
+  const tools::HeardNoise wide = tools::Hear(kBypass, tools::Image::kDiffuse, kFrames);
+  const tools::HeardNoise centre = tools::Hear(kBypass, tools::Image::kCentre, kFrames);
   EXPECT_NEAR(tools::ColourDb(centre) + tools::ColourationSone(centre), 0, 0.01);
   EXPECT_NEAR(tools::Coherence(wide.ears, 900, 4000), 0, 0.02);
   EXPECT_NEAR(tools::Coherence(centre.ears, 900, 4000), 1, 1e-6);
@@ -93,11 +94,42 @@ TEST(SoundInstruments, HearColourAndSpace) {
     }
     return out;
   };
-  const tools::HeardNoise dulled = tools::Hear(dull, tools::Image::kCentre);
+  const tools::HeardNoise dulled = tools::Hear(dull, tools::Image::kCentre, kFrames);
+  EXPECT_NEAR(tools::BassDb(dulled), 0.9, 0.5);  // what the treble loses
   EXPECT_NEAR(tools::TrebleDb(dulled), -8, 1.2);
   EXPECT_GT(tools::ColourationSone(dulled), 1);
   EXPECT_NEAR(tools::Phon(60, 1000), 60, 0.1);
   EXPECT_NEAR(tools::Phon(60, 100), 60 - 18.5, 0.5);  // ISO 226: 60 phon are 78.5 dB at 100 Hz
+}
+
+TEST(SoundInstruments, PartTheRoomFromTheDirectSound) {
+  // The louder ear hears 1, and -20 dB of it 10 ms later, both after 1 ms; the other a fifth at
+  // once.
+  Planes response(2, Signal(960));
+  response[0][49] = 1;
+  response[0][49 + 480] = 0.1f;
+  response[1][0] = 0.2f;
+  EXPECT_NEAR(tools::DirectOverReverberantDb(response), 20, 1e-3);
+  const auto decay_db = tools::EnergyDecayDb(response, 5, 4);
+  EXPECT_NEAR(decay_db[0], 0, 1e-3);
+  EXPECT_NEAR(decay_db[1], -20.04, 0.01);
+  EXPECT_LT(decay_db[3], -150);
+  // A copy of the direct sound 1/8 ms later takes 4 kHz away and doubles the bass.
+  const Signal bare = {0, 1};
+  Planes comb(2, Signal(64));
+  comb[0][0] = comb[0][6] = 1;
+  EXPECT_GT(tools::RoomRippleDb(comb, {bare, bare}), 12);
+  EXPECT_NEAR(tools::RoomRippleDb({Scaled(bare, -7), bare}, {bare, bare}), 0, 1e-3);
+}
+
+TEST(SoundInstruments, TellIsolatedPeaksFromNoise) {
+  const Signal noise = PinkNoise(5, 4 * 48000);
+  Signal gated = noise;
+  for (std::size_t n = 0; n < gated.size(); ++n) {
+    gated[n] *= n / 480 % 4 == 0 ? 1.0f : 0.01f;
+  }
+  EXPECT_NEAR(tools::LogKurtosis(Scaled(noise, -30)), std::log(2.0), 0.1);  // of Gaussian noise
+  EXPECT_GT(tools::LogKurtosis(gated), std::log(2.0) + 0.3);
 }
 
 TEST(SoundInstruments, FollowTheGain) {

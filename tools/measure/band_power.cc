@@ -13,11 +13,18 @@ CrossSpectra MeasureCrossSpectra(std::span<const float> first, std::span<const f
   static const SpectrumAnalysis analysis(kSize);
   CrossSpectra mean{Power(analysis.bins()), Power(analysis.bins()), Spectrum(analysis.bins())};
   double count = 0;
+  static const std::vector<double> window = [] {
+    std::vector<double> hann(kSize);
+    for (std::size_t n = 0; n < kSize; ++n) {
+      const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
+      hann[n] = 0.5 - 0.5 * std::cos(phase);
+    }
+    return hann;
+  }();
   const auto windowed = [&](std::span<const float> signal, std::size_t start) {
     std::vector<double> block(kSize);
     for (std::size_t n = 0; n < kSize; ++n) {
-      const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
-      block[n] = (0.5 - 0.5 * std::cos(phase)) * static_cast<double>(signal[start + n]);
+      block[n] = window[n] * static_cast<double>(signal[start + n]);
     }
     return analysis.Forward(block);
   };

@@ -34,8 +34,8 @@ Power SumPower(const Channels& signal) {
 }
 
 Power ThirdOctaveGains(const HeardNoise& heard, const std::vector<double>& centres) {
-  const Power out = ThirdOctavePowers(SumPower(heard.ears), CrossSpectra::kSize, centres);
-  const Power in = ThirdOctavePowers(SumPower(heard.in), CrossSpectra::kSize, centres);
+  const Power out = ThirdOctavePowers(heard.ears_power, CrossSpectra::kSize, centres);
+  const Power in = ThirdOctavePowers(heard.in_power, CrossSpectra::kSize, centres);
   Power gains;
   for (std::size_t i = 0; i < out.size(); ++i) {
     gains.push_back(out[i] / in[i]);
@@ -157,7 +157,11 @@ HeardNoise Hear(const StereoSystem& system, Image image, std::size_t frames) {
     in[1] = noise();
   }
   const Channels ears = system(in);
-  return {Part(in, kSettled, frames - kSettled), Part(ears, kSettled, frames - kSettled)};
+  HeardNoise heard{
+      Part(in, kSettled, frames - kSettled), Part(ears, kSettled, frames - kSettled), {}, {}};
+  heard.in_power = SumPower(heard.in);
+  heard.ears_power = SumPower(heard.ears);
+  return heard;
 }
 
 std::vector<double> GainsDb(const HeardNoise& heard, const std::vector<double>& centres) {
@@ -183,22 +187,22 @@ double TrebleDb(const HeardNoise& heard) {
 }
 
 double BassDb(const HeardNoise& heard) {
-  const Power out = SumPower(heard.ears), in = SumPower(heard.in);
   const auto gain_db = [&](double low_hz, double high_hz) {
-    return PowerToDb(BandSum(out, CrossSpectra::kSize, low_hz, high_hz) /
-                     BandSum(in, CrossSpectra::kSize, low_hz, high_hz));
+    return PowerToDb(BandSum(heard.ears_power, CrossSpectra::kSize, low_hz, high_hz) /
+                     BandSum(heard.in_power, CrossSpectra::kSize, low_hz, high_hz));
   };
   return gain_db(40, 100) - gain_db(40, 16000);
 }
 
 double ColourationSone(const HeardNoise& heard) {
   std::vector<double> freq_hz, out_db, in_db;
-  const Power out = SumPower(heard.ears), in = SumPower(heard.in);
   for (double hz = 21; hz < 19500; hz *= std::exp2(1.0 / 12)) {
     const double low = hz * std::exp2(-1.0 / 24), high = hz * std::exp2(1.0 / 24);
     freq_hz.push_back(hz);
-    out_db.push_back(PowerToDb(BandSum(out, CrossSpectra::kSize, low, high) / (high - low)));
-    in_db.push_back(PowerToDb(BandSum(in, CrossSpectra::kSize, low, high) / (high - low)));
+    out_db.push_back(
+        PowerToDb(BandSum(heard.ears_power, CrossSpectra::kSize, low, high) / (high - low)));
+    in_db.push_back(
+        PowerToDb(BandSum(heard.in_power, CrossSpectra::kSize, low, high) / (high - low)));
   }
   return Colouration(freq_hz, {out_db}, {in_db});
 }

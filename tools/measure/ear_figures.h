@@ -41,6 +41,7 @@ const std::vector<PannedTone>& OrganChord();
 // the figures steady within a few hundredths, and 14 s within a tenth.
 struct HeardNoise {
   Channels in, ears;
+  Power in_power, ears_power;  // of both channels together, by frequency (band_power.h)
 };
 HeardNoise Hear(const StereoSystem& system, Image image, std::size_t frames = 2097152);
 

@@ -64,7 +64,7 @@ const kAxes = {
     scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
   },
   lufs: {
-    title: "Loudness of the input in LUFS", unit: (value) => `${signed(value)} LUFS`, tableAt: [-31, -26, -21, -16, -11],
+    title: "Loudness of the input in LUFS", unit: (value) => `${signed(value)} LUFS`, tableAt: [-31, -21, -11],
     scale: { type: "linear", ticks: { maxRotation: 0, autoSkipPadding: 12 } },
   },
   s: {
@@ -454,7 +454,7 @@ function modeSound(mode) {
       picture({
         of, title: "Loudness against bypass", axis: "lufs", yTitle: "Louder by, in LU", yMin: -6, yMax: 6, xRange: [-32, -10],
         series: kPlaces.map(([key, place, line]) => ({ name: place.toLowerCase(), x: loudness.in_lufs, y: loudness[key], color: line })),
-        words: "Pink noise, 8 to 13 s after the start. A level control that brings all to one loudness makes a line that falls by 1 LU for each LU; without one it is flat.",
+        words: "Pink noise, 8 to 11 s after the start. A level control that brings all to one loudness makes a line that falls by 1 LU for each LU; without one it is flat.",
       })),
   ];
 }

@@ -132,8 +132,8 @@ double LoudnessLufs(const Channels& planes, std::size_t from) {
   return meter.Finish().loudness_lufs.value_or(-200);
 }
 
-Channels AtLoudness(Channels planes, double lufs) {
-  const auto gain = static_cast<float>(std::pow(10.0, (lufs - LoudnessLufs(planes, 0)) / 20));
+Channels Louder(Channels planes, double gain_db) {
+  const auto gain = static_cast<float>(std::pow(10.0, gain_db / 20));
   for (std::vector<float>& plane : planes) {
     for (float& sample : plane) {
       sample *= gain;
@@ -142,17 +142,18 @@ Channels AtLoudness(Channels planes, double lufs) {
   return planes;
 }
 
-// How much louder than bypass, by place and loudness, behind the first 8 s of 13.
+// How much louder than bypass, by place and loudness, behind the first 8 s of 11.
 Json LoudnessJson(const StereoSystem& ears) {
-  constexpr std::size_t kFrames = 13 * kRate, kSettled = 8 * kRate;
-  const std::vector<double> levels_lufs = {-31, -26, -21, -16, -11};
+  constexpr std::size_t kFrames = 11 * kRate, kSettled = 8 * kRate;
+  const std::vector<double> levels_lufs = {-31, -21, -11};
   Json json{{"in_lufs", levels_lufs}};
   for (const auto& [name, image] : kPlaces) {
     const TestSignal noise(image, Waveform::kNoise, 0.05);
+    const Channels in = Programme(noise.frames(), kFrames);
+    const double in_lufs = LoudnessLufs(in, kSettled);
     std::vector<double> over_db;
     for (const double lufs : levels_lufs) {
-      const Channels in = AtLoudness(Programme(noise.frames(), kFrames), lufs);
-      over_db.push_back(LoudnessLufs(ears(in), kSettled) - LoudnessLufs(in, kSettled));
+      over_db.push_back(LoudnessLufs(ears(Louder(in, lufs - in_lufs)), kSettled) - lufs);
     }
     json[name] = Decibels(over_db);
   }
@@ -161,8 +162,9 @@ Json LoudnessJson(const StereoSystem& ears) {
 
 Json HandoverJson(const ModalSystem& system, const std::string& from, const std::string& to) {
   constexpr std::size_t kFrames = 23 * kRate, kFirst = kChangeWindow - 10;
+  const Channels noise = Programme(HalfCentredNoise(0.05), kFrames);
   const std::vector<double> gains_db = HandoverGainsDb(
-      system, AtLoudness(Programme(HalfCentredNoise(0.05), kFrames), -30), from, to);
+      system, Louder(noise, -30 - LoudnessLufs(noise, kFrames - 3 * kRate)), from, to);
   std::vector<double> times_s, shown_db;
   for (std::size_t i = kFirst; i < gains_db.size(); ++i) {
     times_s.push_back((static_cast<double>(i) - kChangeWindow + 0.5) / 10);
