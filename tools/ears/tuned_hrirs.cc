@@ -21,7 +21,7 @@ TunedHrirs TuneHrirs(const std::filesystem::path& sofa, const HrirOptions& optio
                   std::to_string(static_cast<int>(100 * part_done)) + "%");
       });
   CheckHrirs(design, sofa.string());
-  return {upmix_lib::EncodeHrirSet(design.set), DescribeHrirs(design, measured)};
+  return {design.set, upmix_lib::EncodeHrirSet(design.set), DescribeHrirs(design, measured)};
 }
 
 upmix_lib::RoomParameters ReadRoom(const std::filesystem::path& preset) {

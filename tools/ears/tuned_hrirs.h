@@ -12,7 +12,8 @@
 namespace kelda::tools {
 
 struct TunedHrirs {
-  std::vector<std::byte> file;  // *.hki
+  upmix_lib::HrirSet set;
+  std::vector<std::byte> file;  // *.hki, of the set
   std::string report;           // the acceptance report
 };
 

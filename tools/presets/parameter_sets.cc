@@ -66,6 +66,7 @@ constexpr ParameterMeaning kLevelMeanings[] = {
     {"window_s", "s", "length of the programme over which the loudness is measured"},
     {"ceiling_dbtp", "dBTP", "true-peak ceiling of the output"},
     {"limiter_release_ms", "ms", "time constant of the limiter's recovery"},
+    {"gain_db", "dB", "fixed gain ahead of levelling"},
 };
 
 constexpr ParameterMeaning kRoomMeanings[] = {

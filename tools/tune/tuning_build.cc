@@ -1,5 +1,8 @@
 #include "tools/tune/tuning_build.h"
 
+#include <cmath>
+#include <cstring>
+#include <optional>
 #include <span>
 
 #include "settings/tuning_directory.h"
@@ -10,7 +13,10 @@
 #include "tools/presets/parameter_sets.h"
 #include "tools/presets/preset_toml.h"
 #include "tools/tune/app_list_check.h"
+#include "tools/tune/chain_loudness.h"
 #include "upmix-lib/equalizer/equalizer_file.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
 
 namespace kelda::tools {
 namespace {
@@ -31,16 +37,21 @@ class Builder {
       AddText(device == "wired" ? tuning_file::kWiredHki : tuning_file::kBluetoothHki,
               settings.hrtf + ".hki\n");
     }
-    AddUpmix(project.upmixes.at("cinema"), tuning_file::kStandardCinema,
-             tuning_file::kPersonalizedCinema, CinemaParameterSet());
-    AddUpmix(project.upmixes.at("music"), tuning_file::kStandardMusic,
-             tuning_file::kPersonalizedMusic, MusicParameterSet());
-    AddPreset(tuning_file::kCinemaLevel, project.levels.at("cinema"), LevelParameterSet());
-    AddPreset(tuning_file::kMusicLevel, project.levels.at("music"), LevelParameterSet());
+    const Upmix cinema = AddUpmix(project.upmixes.at("cinema"), tuning_file::kStandardCinema,
+                                  tuning_file::kPersonalizedCinema, CinemaParameterSet());
+    const Upmix music = AddUpmix(project.upmixes.at("music"), tuning_file::kStandardMusic,
+                                 tuning_file::kPersonalizedMusic, MusicParameterSet());
+    AddLevel(tuning_file::kCinemaLevel, project, "cinema", cinema);
+    AddLevel(tuning_file::kMusicLevel, project, "music", music);
     return std::move(build_);
   }
 
  private:
+  using Bytes = std::vector<std::byte>;
+  struct Upmix {
+    Bytes standard, personalized;  // parameters
+  };
+
   void Add(const std::string& name, std::vector<std::byte> bytes, const std::string& origin) {
     build_.files.push_back({name, std::move(bytes)});
     build_.report.append("\n== ").append(name).append(": ").append(origin).append("\n");
@@ -72,6 +83,7 @@ class Builder {
     HrirOptions options = ears.options;
     options.room = ReadRoom(ears.room);
     TunedHrirs tuned = TuneHrirs(ears.sofa, options);
+    sets_[name] = std::move(tuned.set);
     Add(name, std::move(tuned.file), ears.sofa.string());
     build_.report += tuned.report;
   }
@@ -101,19 +113,81 @@ class Builder {
     Warn(ClippingWarning(design, path.string()));
     Add(name, upmix_lib::BuildEqualizerFile(design.tuning), path.string());
     build_.report += DescribeEqualizer(design);
+    equalizers_[path] = design.tuning;
   }
 
-  void AddUpmix(const TuningProject::Presets& presets, const kelda::TuningFile& standard,
-                const kelda::TuningFile& personalized, const ParameterSet& set) {
-    AddPreset(standard, presets.standard, set);
-    AddPreset(personalized, presets.personalized, set);
+  Upmix AddUpmix(const TuningProject::Presets& presets, const kelda::TuningFile& standard,
+                 const kelda::TuningFile& personalized, const ParameterSet& set) {
+    return {AddPreset(standard, presets.standard, set),
+            AddPreset(personalized, presets.personalized, set)};
   }
 
-  void AddPreset(const kelda::TuningFile& file, const fs::path& preset, const ParameterSet& set) {
-    Add(file.name, preset.empty() ? DefaultPreset(set) : ReadPreset(preset, set),
-        preset.empty() ? "the defaults" : preset.string());
+  static Bytes Preset(const fs::path& preset, const ParameterSet& set) {
+    return preset.empty() ? DefaultPreset(set) : ReadPreset(preset, set);
   }
 
+  static std::string Origin(const fs::path& preset) {
+    return preset.empty() ? "the defaults" : preset.string();
+  }
+
+  Bytes AddPreset(const kelda::TuningFile& file, const fs::path& preset, const ParameterSet& set) {
+    Bytes parameters = Preset(preset, set);
+    Add(file.name, parameters, Origin(preset));
+    return parameters;
+  }
+
+  void AddLevel(const kelda::TuningFile& file, const TuningProject& project,
+                const std::string& mode, const Upmix& upmix) {
+    const fs::path& preset = project.levels.at(mode);
+    if (!project.level_as_input) {
+      AddPreset(file, preset, LevelParameterSet());
+      return;
+    }
+    const ChainLoudness wired = Measure(project.devices.at("wired"), mode, upmix);
+    const ChainLoudness bluetooth = Measure(project.devices.at("bluetooth"), mode, upmix);
+    const double gain_db = -0.5 * (wired.mix_lu() + bluetooth.mix_lu());
+    auto parameters = Parameters<upmix_lib::LevelParameters>(Preset(preset, LevelParameterSet()));
+    parameters.strength = 0;
+    parameters.gain_db = static_cast<float>(gain_db);
+    const auto bytes = std::as_writable_bytes(std::span(&parameters, 1));
+    upmix_lib::Seal(bytes, upmix_lib::kLevelKind);
+    Add(file.name, {bytes.begin(), bytes.end()}, Origin(preset) + ", as loud as the input");
+    char line[160];
+    std::snprintf(line, sizeof(line),
+                  "gain %+.2f dB\n"
+                  "loudness then, from the centre, the left, all around: wired %+.1f, %+.1f, "
+                  "%+.1f LU; bluetooth %+.1f, %+.1f, %+.1f LU\n",
+                  gain_db, wired.centre_lu + gain_db, wired.left_lu + gain_db,
+                  wired.wide_lu + gain_db, bluetooth.centre_lu + gain_db,
+                  bluetooth.left_lu + gain_db, bluetooth.wide_lu + gain_db);
+    build_.report += line;
+  }
+
+  template <typename T>
+  static T Parameters(const Bytes& bytes) {
+    T parameters;
+    std::memcpy(static_cast<void*>(&parameters), bytes.data(), sizeof(parameters));
+    return parameters;
+  }
+
+  // The chain as it is with the ears that the device starts with.
+  ChainLoudness Measure(const TuningProject::Device& device, const std::string& mode,
+                        const Upmix& upmix) {
+    const bool personalized = device.hrtf == "personalized";
+    const upmix_lib::HrirSet& ears = sets_.at(device.hrtf + ".hki");
+    const upmix_lib::EqualizerTuning* const equalizer =
+        personalized ? &equalizers_.at(device.equalizer) : nullptr;
+    const Bytes& parameters = personalized ? upmix.personalized : upmix.standard;
+    return MeasureChain([&]() {
+      return mode == "music" ? MusicChain(Parameters<upmix_lib::MusicParameters>(parameters), ears,
+                                          equalizer)
+                             : CinemaChain(Parameters<upmix_lib::CinemaParameters>(parameters),
+                                           ears, equalizer);
+    });
+  }
+
+  std::map<std::string, upmix_lib::HrirSet> sets_;  // by the names of their files
+  std::map<fs::path, upmix_lib::EqualizerTuning> equalizers_;
   const WarningReceiver& warn_;
   TuningBuild build_;
 };

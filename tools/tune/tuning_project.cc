@@ -37,6 +37,7 @@ class ProjectReader {
       project.levels[mode] = levels ? File(&*levels, mode) : fs::path();
     }
     if (levels) {
+      project.level_as_input = levels->Flag("as_input").value_or(false);
       levels->RefuseOtherKeys();
     }
     root_.RefuseOtherKeys();
@@ -164,6 +165,7 @@ equalizer = "bluetooth ParametricEQ.txt"
 [level]
 #music = "level.toml"
 #cinema = "level.toml"
+#as_input = false          # true: no levelling, but the gain with which music is as loud as it was
 )";
 }
 

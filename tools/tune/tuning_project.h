@@ -29,6 +29,7 @@ struct TuningProject {
   std::map<std::string, Device> devices;                // wired, bluetooth
   std::map<std::string, Presets> upmixes;               // music, cinema
   std::map<std::string, std::filesystem::path> levels;  // music, cinema
+  bool level_as_input = false;                          // a fixed gain in place of levelling
   std::filesystem::path applications;
 };
 

@@ -25,11 +25,13 @@ void Ramp(float* frames, float from, float to) {
 
 LevelControl::LevelControl(const LevelParameters& parameters)
     : parameters_(parameters),
+      input_gain_(AmplitudeFromDb(parameters.gain_db)),
       meter_(static_cast<double>(parameters.window_s)),
       limiter_(parameters.ceiling_dbtp, parameters.limiter_release_ms) {}
 
 void LevelControl::ContinueWith(const LevelParameters& parameters) {
   parameters_ = parameters;
+  input_gain_ = AmplitudeFromDb(parameters.gain_db);
   meter_.ContinueWith(static_cast<double>(parameters.window_s));
   limiter_ = Limiter(parameters.ceiling_dbtp, parameters.limiter_release_ms);
 }
@@ -91,6 +93,10 @@ void LevelControl::EndHop() {
 void LevelControl::Process(const float* in, float* out) {
   float* frames = limiter_.input();
   GuardSamples(in, frames, 2 * kBlockFrames);
+#pragma omp simd
+  for (std::size_t i = 0; i < 2 * kBlockFrames; ++i) {
+    frames[i] *= input_gain_;
+  }
   if (meter_.Process(frames, kBlockFrames)) {
     EndHop();
   }

@@ -19,9 +19,9 @@ namespace kelda::upmix_lib {
 // "Control" and "Audio" name the calling thread, see base/audio_format.h.
 //
 //
-//   in --guard--+------------ x gain --> limiter --> out, kLevelLatencyFrames later
-//               |                ^
-//               `--loudness--> gain: slow, but quick at the start and after a jump
+//   in --guard, x fixed gain--+------------ x gain --> limiter --> out, kLevelLatencyFrames later
+//                             |                ^
+//                             `--loudness--> gain: slow, but quick at the start and after a jump
 //
 // Allocates nothing and needs no destructor, so that it can live in memory that the caller
 // owns and releases.
@@ -59,6 +59,7 @@ class LevelControl {
   void EndHop();
 
   LevelParameters parameters_;
+  float input_gain_;
   LoudnessMeter meter_;
   LevelGain gain_;
   double wanted_gain_db_ = 0;

@@ -20,7 +20,8 @@ struct LevelParameters {
   float window_s;            // length of the programme that the loudness is measured over
   float ceiling_dbtp;        // true-peak ceiling of the output
   float limiter_release_ms;  // time constant of the limiter's recovery
-  float reserved[2];         // 0
+  float gain_db;             // of all that comes in, before it is measured
+  float reserved;            // 0
 };
 static_assert(sizeof(LevelParameters) == 64);
 
@@ -37,8 +38,8 @@ inline constexpr ParameterField kLevelFields[] = {
     {"window_s", offsetof(LevelParameters, window_s), 3.0f, 60.0f, 30.0f},
     {"ceiling_dbtp", offsetof(LevelParameters, ceiling_dbtp), -20.0f, 0.0f, -1.0f},
     {"limiter_release_ms", offsetof(LevelParameters, limiter_release_ms), 5.0f, 1000.0f, 80.0f},
-    {"reserved[0]", offsetof(LevelParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
-    {"reserved[1]", offsetof(LevelParameters, reserved[1]), 0.0f, 0.0f, 0.0f},
+    {"gain_db", offsetof(LevelParameters, gain_db), -24.0f, 24.0f, 0.0f},
+    {"reserved", offsetof(LevelParameters, reserved), 0.0f, 0.0f, 0.0f},
 };
 
 }  // namespace kelda::upmix_lib
