@@ -34,7 +34,7 @@ void LoudnessMeterBlock(benchmark::State& state) {
   LoudnessMeter meter(30);
   const std::vector<float> in(2 * kBlockFrames, 0.1f);
   for ([[maybe_unused]] auto _ : state) {
-    benchmark::DoNotOptimize(meter.Process(in.data(), kBlockFrames));
+    benchmark::DoNotOptimize(meter.Process(in.data(), kBlockFrames, false));
   }
 }
 BENCHMARK(LoudnessMeterBlock);

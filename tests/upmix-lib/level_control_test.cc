@@ -40,7 +40,7 @@ void Measure(LoudnessMeter& meter, const Planes& stereo) {
     for (std::size_t i = 0; i < frames.size(); ++i) {
       frames[i] = stereo[i % 2][at + i / 2];
     }
-    meter.Process(frames.data(), kBlockFrames);
+    meter.Process(frames.data(), kBlockFrames, false);
   }
 }
 

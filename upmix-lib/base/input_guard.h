@@ -39,15 +39,43 @@ V Guarded(V samples) {
   return sound ? samples : V{};
 }
 
-// Guards `count` samples; in and out are the same buffer or do not overlap.
-inline void GuardSamples(const float* in, float* out, std::size_t count) {
+// Guards `count` samples; in and out are the same buffer or do not overlap. Returns whether there
+// is any sound: whether a sample that is written is not 0.
+inline bool GuardSamples(const float* in, float* out, std::size_t count) {
   const std::size_t whole = count - count % kLanes;
+  auto sound = Vec{} != Vec{};
   for (std::size_t i = 0; i < whole; i += kLanes) {
-    Store(out + i, Guarded(Load<Vec>(in + i)));
+    const Vec guarded = Guarded(Load<Vec>(in + i));
+    sound |= guarded != 0.0f;
+    Store(out + i, guarded);
   }
+  bool any = false;
   for (std::size_t i = whole; i < count; ++i) {
     out[i] = GuardSample(in[i]);
+    any |= out[i] != 0.0f;
   }
+  for (int lane = 0; lane < kLanes; ++lane) {
+    any |= sound[lane] != 0;
+  }
+  return any;
+}
+
+// Whether all of `count` samples are 0. Components skip their work while that and their own state
+// make sure that it would come to nothing.
+inline bool IsSilent(const float* samples, std::size_t count) {
+  const std::size_t whole = count - count % kLanes;
+  auto sound = Vec{} != Vec{};
+  for (std::size_t i = 0; i < whole; i += kLanes) {
+    sound |= Load<Vec>(samples + i) != 0.0f;
+  }
+  bool any = false;
+  for (std::size_t i = whole; i < count; ++i) {
+    any |= samples[i] != 0.0f;
+  }
+  for (int lane = 0; lane < kLanes; ++lane) {
+    any |= sound[lane] != 0;
+  }
+  return !any;
 }
 
 // For recursive state, once per block: ends a decay before it turns denormal.

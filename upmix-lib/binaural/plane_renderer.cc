@@ -29,7 +29,7 @@ void PlaneRenderer::Process(float* left, float* right) {
   for (int plane = 0; plane < kPlanes; ++plane) {
     planes[static_cast<std::size_t>(plane)] = input(plane);
   }
-  room_->AddTo(planes, left, right);
+  room_->AddTo(planes, direct_.silent(), left, right);
 }
 
 }  // namespace kelda::upmix_lib

@@ -30,6 +30,16 @@ class PlaneRenderer {
   // Where a plane takes its kBlockFrames samples of the current block, all finite. Audio.
   float* input(int plane) { return direct_.input(plane); }
 
+  // Moves `centre_share` to another value within the next block. Audio.
+  void MoveCentreShare(float centre_share) KELDA_NONBLOCKING {
+    if (room_) {
+      room_->MoveCentreShare(centre_share);
+    }
+  }
+
+  // Whether more silence would come out as silence and leave everything as it is. Audio.
+  bool at_rest() const { return direct_.at_rest() && (!room_ || room_->at_rest()); }
+
   // Renders the block in the inputs: kBlockFrames samples to either ear. Audio.
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 

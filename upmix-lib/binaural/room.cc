@@ -10,7 +10,9 @@
 namespace kelda::upmix_lib {
 
 Room::Room(const RoomResponses& responses, float centre_share)
-    : convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlockFrames) {
+    : centre_share_(centre_share),
+      next_centre_share_(centre_share),
+      convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlockFrames) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const float azimuth = kPlaneDirections[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
@@ -18,16 +20,22 @@ Room::Room(const RoomResponses& responses, float centre_share)
     side_gains_[0][plane] = std::sqrt(leftness);
     side_gains_[1][plane] = std::sqrt(1.0f - leftness);
   }
-  for (auto& gains : side_gains_) {
-    gains[kFC] *= centre_share;
-  }
 }
 
-void Room::AddTo(const std::array<const float*, kPlanes>& planes, float* left, float* right) {
+void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
+                 float* right) {
+  const float share = centre_share_;
+  const float slope = (next_centre_share_ - centre_share_) / kBlockFrames;
+  centre_share_ = next_centre_share_;
+  if (silent && at_rest()) {
+    return;
+  }
   for (int side = 0; side < kRoomSides; ++side) {
-    const auto& gains = side_gains_[static_cast<std::size_t>(side)];
+    auto gains = side_gains_[static_cast<std::size_t>(side)];
+    const float centre_gain = gains[kFC];
     float* to = convolver_.input(side);
     for (int n = 0; n < kBlockFrames; n += kLanes) {
+      gains[kFC] = centre_gain * (share + slope * static_cast<float>(n));  // in steps of a vector
       Vec sum{};
       for (std::size_t plane = 0; plane < kPlanes; ++plane) {
         sum += gains[plane] * Load<Vec>(planes[plane] + n);

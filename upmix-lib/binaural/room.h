@@ -44,15 +44,25 @@ class Room {
   Room(const RoomResponses& responses, float centre_share);
 
   // Clears the signal history. Control.
-  void Clear() { convolver_.Clear(); }
+  void Clear() {
+    convolver_.Clear();
+    centre_share_ = next_centre_share_;
+  }
+
+  // Moves `centre_share` to another value within the next block. Audio.
+  void MoveCentreShare(float centre_share) KELDA_NONBLOCKING { next_centre_share_ = centre_share; }
 
   // Adds the room's sound to `left` and `right`; all planes have kBlockFrames samples,
-  // all of them finite. Audio.
-  void AddTo(const std::array<const float*, kPlanes>& planes, float* left,
+  // all of them finite, and 0 if `silent`. Audio.
+  void AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
              float* right) KELDA_NONBLOCKING;
 
+  // As Convolver::at_rest. Audio.
+  bool at_rest() const { return convolver_.at_rest(); }
+
  private:
-  std::array<std::array<float, kPlanes>, kRoomSides> side_gains_;
+  std::array<std::array<float, kPlanes>, kRoomSides> side_gains_;  // but for the centre share
+  float centre_share_, next_centre_share_;
   Convolver convolver_;
   AlignedBuffer wet_;  // [ear][kBlockFrames]
 };

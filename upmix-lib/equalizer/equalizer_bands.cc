@@ -116,6 +116,13 @@ void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames)
 }
 
 void BandCascade::Process(float* left, float* right) {
+  if (at_rest_) {
+    const bool left_sounds = GuardSamples(left, left, kBlockFrames);
+    const bool right_sounds = GuardSamples(right, right, kBlockFrames);
+    if (!left_sounds && !right_sounds) {
+      return;
+    }
+  }
   for (std::size_t i = 0; i < kBlockFrames; i += 4) {
     Interleave(left + i, right + i, gain_, &frames_[i / 2]);
   }
@@ -143,8 +150,10 @@ void BandCascade::Process(float* left, float* right) {
     }
     done += count;
   }
+  at_rest_ = true;
   for (Pair& pair : pairs_) {
     DropTiny(pair.s1, pair.s2);
+    at_rest_ &= IsZero(pair.s1) && IsZero(pair.s2);
   }
   for (std::size_t i = 0; i < kBlockFrames; i += 4) {
     Deinterleave(&frames_[i / 2], left + i, right + i);
@@ -155,6 +164,7 @@ void BandCascade::Flush() {
   for (Pair& pair : pairs_) {
     pair.s1 = pair.s2 = DoubleVec4{};
   }
+  at_rest_ = true;
 }
 
 }  // namespace kelda::upmix_lib

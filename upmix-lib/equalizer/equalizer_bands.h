@@ -49,6 +49,7 @@ class BandCascade {
   static void RunPass(Pair* pairs, double* frames);
 
   double gain_;
+  bool at_rest_ = true;  // the state of every section is 0
   std::vector<Pair> pairs_;
   DoubleVec4 frames_[kBlockFrames / 2];  // one block of interleaved stereo
 };

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/transforms/complex_vec.h"
 
 namespace kelda::upmix_lib {
@@ -28,6 +29,7 @@ Convolver::Convolver(int input_count, int taps, std::span<const float> responses
       history_frames_(fft_.size() - kBlockFrames),
       partition_count_((taps + kBlockFrames - 1) / kBlockFrames),
       plane_floats_((fft_.bins() + kLanes - 1) / kLanes * kLanes),
+      silent_blocks_(partition_count_ + 1),
       windows_(Size(input_count * fft_.size())),
       spectra_(Size(partition_count_ * input_count * 2 * plane_floats_)),
       responses_(Size(partition_count_ * input_count * kEars * 2 * plane_floats_)),
@@ -64,9 +66,20 @@ void Convolver::LoadResponses(int taps, std::span<const float> responses) {
 void Convolver::Clear() {
   windows_.Clear();
   spectra_.Clear();
+  silent_blocks_ = partition_count_ + 1;
 }
 
 void Convolver::Process(float* left, float* right) {
+  bool silent = true;
+  for (int i = 0; i < input_count_ && silent; ++i) {
+    silent = IsSilent(input(i), kBlockFrames);
+  }
+  silent_blocks_ = silent ? std::min(silent_blocks_ + 1, partition_count_ + 1) : 0;
+  if (at_rest()) {
+    std::fill_n(left, kBlockFrames, 0.0f);
+    std::fill_n(right, kBlockFrames, 0.0f);
+    return;
+  }
   newest_slot_ = (newest_slot_ + partition_count_ - 1) % partition_count_;
   for (int i = 0; i < input_count_; ++i) {
     float* to = spectrum(newest_slot_, i);

@@ -38,6 +38,11 @@ class Convolver {
   // Writes kBlockFrames samples to either ear. Audio.
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 
+  // Whether the inputs of the last block were silent; and those of so many blocks, that more silence
+  // would come out as silence and leave everything as it is. Audio.
+  bool silent() const { return silent_blocks_ > 0; }
+  bool at_rest() const { return silent_blocks_ > partition_count_; }
+
  private:
   float* window(int index) { return windows_.data() + index * fft_.size(); }
   // `slot`: 0 .. partition_count_-1.
@@ -53,6 +58,7 @@ class Convolver {
   int partition_count_;
   int plane_floats_;         // Bins, up to whole vectors: real or imaginary parts.
   int newest_slot_ = 0;      // Of spectra_; older blocks follow, cyclically.
+  int silent_blocks_;        // So far; the history of the first one still sounds.
   AlignedBuffer windows_;    // [input]: history, current block.
   AlignedBuffer spectra_;    // [slot][input][re, im]: of the last windows.
   AlignedBuffer responses_;  // [group of kLanes bins][partition][input][ear][re, im]

@@ -41,6 +41,11 @@ inline void DropTiny(DoubleVec4& s1, DoubleVec4& s2) {
   s2 = sounds ? s2 : DoubleVec4{};
 }
 
+// Whether every lane is 0.
+inline bool IsZero(const DoubleVec4& v) {
+  return v[0] == 0.0 && v[1] == 0.0 && v[2] == 0.0 && v[3] == 0.0;
+}
+
 }  // namespace kelda::upmix_lib
 
 #endif  // KELDA_UPMIX_LIB_FILTERS_DOUBLE_VEC_H_

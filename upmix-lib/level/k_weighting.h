@@ -26,6 +26,9 @@ class KWeighting {
   // squares of the weighted samples of both channels. Audio.
   double Energy(const float* frames, std::size_t count) KELDA_NONBLOCKING;
 
+  // Whether silence would have no energy, and leave everything as it is. Audio.
+  bool at_rest() const { return IsZero(s1_) && IsZero(s2_) && IsZero(y_); }
+
  private:
   FourBiquads sections_;
   DoubleVec4 s1_{}, s2_{}, y_{};  // lanes: shelf L, R, high pass L, R

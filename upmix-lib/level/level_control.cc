@@ -92,13 +92,17 @@ void LevelControl::EndHop() {
 
 void LevelControl::Process(const float* in, float* out) {
   float* frames = limiter_.input();
-  GuardSamples(in, frames, 2 * kBlockFrames);
+  const bool silent = !GuardSamples(in, frames, 2 * kBlockFrames);
 #pragma omp simd
   for (std::size_t i = 0; i < 2 * kBlockFrames; ++i) {
     frames[i] *= input_gain_;
   }
-  if (meter_.Process(frames, kBlockFrames)) {
+  if (meter_.Process(frames, kBlockFrames, silent)) {
     EndHop();
+  }
+  if (silent && !meter_.sounding() && limiter_.at_rest()) {
+    std::fill_n(out, 2 * kBlockFrames, 0.0f);
+    return;
   }
   const auto before = static_cast<float>(AmplitudeFromDb(gain_.gain_db()));
   if (meter_.sounding()) {

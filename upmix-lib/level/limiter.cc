@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "upmix-lib/base/decibels.h"
+#include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
@@ -62,7 +63,15 @@ double Limiter::Released(double allowed) {
     gain_ = gain_ > kReleased ? 1 : gain_;
   }
   mean_gain_ += sustained_release_ * (gain_ - mean_gain_);
+  mean_gain_ = mean_gain_ > kReleased && gain_ == 1 ? 1 : mean_gain_;
   return gain_;
+}
+
+bool Limiter::at_rest() const {
+  const auto is_one = [](float gain) { return gain == 1.0f; };
+  return gain_ == 1 && mean_gain_ == 1 && std::all_of(allowed_.begin(), allowed_.end(), is_one) &&
+         std::all_of(smoothed_.begin(), smoothed_.end(), is_one) &&
+         IsSilent(signal_.data(), 2 * kLevelLatencyFrames);
 }
 
 void Limiter::Process(float* out) {

@@ -30,6 +30,9 @@ class Limiter {
   // Where the next kBlockFrames interleaved frames go, all finite. Audio.
   float* input() { return &signal_[2 * kLevelLatencyFrames]; }
 
+  // Whether silence in input() would come out as silence and leave everything as it is. Audio.
+  bool at_rest() const KELDA_NONBLOCKING;
+
   // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio.
   void Process(float* out) KELDA_NONBLOCKING;
 

@@ -39,12 +39,15 @@ float PeakOf(const float* samples, std::size_t count) {
 
 LoudnessMeter::LoudnessMeter(double window_s) : window_hops_(HopsOf(window_s)) {}
 
-bool LoudnessMeter::Process(const float* frames, std::size_t count) {
+bool LoudnessMeter::Process(const float* frames, std::size_t count, bool silent) {
   const std::size_t now = std::min(count, kHopFrames - hop_frames_);
-  const auto take = [this](const float* from, std::size_t frame_count) {
+  const auto take = [this, silent](const float* from, std::size_t frame_count) {
+    hop_frames_ += frame_count;
+    if (silent && weighting_.at_rest()) {
+      return;
+    }
     hop_energy_ += weighting_.Energy(from, frame_count);
     hop_peak_ = std::max(hop_peak_, PeakOf(from, 2 * frame_count));
-    hop_frames_ += frame_count;
   };
   take(frames, now);
   const bool hop_ends = hop_frames_ == kHopFrames;

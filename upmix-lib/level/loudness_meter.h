@@ -32,9 +32,9 @@ class LoudnessMeter {
   // `window_s`: 1..kMaxWindowS. Control.
   explicit LoudnessMeter(double window_s);
 
-  // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite. Returns
-  // whether a hop has ended. Audio.
-  bool Process(const float* frames, std::size_t count) KELDA_NONBLOCKING;
+  // Takes in `count` interleaved stereo frames, at most kHopFrames, all finite; all of them 0 if
+  // `silent`. Returns whether a hop has ended. Audio.
+  bool Process(const float* frames, std::size_t count, bool silent) KELDA_NONBLOCKING;
 
   // Goes on with another stream of the same programme: forgets the audio of the running block
   // and keeps the window, of which the newest `window_s` count from now on. Control.
