@@ -41,10 +41,14 @@ BENCHMARK(CinemaDry);
 void CinemaBass(benchmark::State& state) {
   BassSplitter splitter(100.0f);
   const std::vector<float> left = Noise(kBlockFrames, 2), right = Noise(kBlockFrames, 3);
-  std::vector<float> high_left(kBlockFrames), high_right(kBlockFrames), bass(kBlockFrames);
+  std::vector<float> high[2], low[2];
+  for (const int ear : {0, 1}) {
+    high[ear].resize(kBlockFrames);
+    low[ear].resize(kBlockFrames);
+  }
   for ([[maybe_unused]] auto _ : state) {
-    splitter.Process(left.data(), right.data(), kBlockFrames, high_left.data(), high_right.data(),
-                     bass.data());
+    splitter.Process(left.data(), right.data(), kBlockFrames, {high[0].data(), high[1].data()},
+                     {low[0].data(), low[1].data()});
     benchmark::ClobberMemory();
   }
 }

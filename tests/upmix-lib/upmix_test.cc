@@ -1,7 +1,9 @@
 // Both upmixes through their entry points, on mixes whose truth is known.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <numbers>
+#include <numeric>
 
 #include "tests/laboratory/components.h"
 #include "upmix-lib/transforms/fft.h"
@@ -329,13 +331,13 @@ TEST(Cinema, CrossoverIsFlatForCentredSound) {
 TEST(CinemaBass, CrossoverIsHalfWayAtItsFrequencyAndSteepBeyond) {
   const auto gain_db = [](double hz, bool bass) {
     BassSplitter splitter(100.0f);
-    const Signal left = Sine(hz, 2.0, 96000), right(left.size()), mean = Sine(hz, 1.0, 96000);
-    Signal high_left(left.size()), high_right(left.size()), low(left.size());
-    splitter.Process(left.data(), right.data(), static_cast<int>(left.size()), high_left.data(),
-                     high_right.data(), low.data());
-    EXPECT_EQ(high_right, right);
-    return Db(bass ? Power(low, 48000) / Power(mean, 48000)
-                   : Power(high_left, 48000) / Power(left, 48000));
+    const Signal left = Sine(hz, 1.0, 96000), right(left.size());
+    Signal high[2] = {left, left}, low[2] = {left, left};
+    splitter.Process(left.data(), right.data(), static_cast<int>(left.size()),
+                     {high[0].data(), high[1].data()}, {low[0].data(), low[1].data()});
+    EXPECT_EQ(high[1], right);
+    EXPECT_EQ(low[1], right);
+    return Db(Power(bass ? low[0] : high[0], 48000) / Power(left, 48000));
   };
   EXPECT_NEAR(gain_db(100.0, true), -6.02, 0.05);
   EXPECT_NEAR(gain_db(100.0, false), -6.02, 0.05);
@@ -343,6 +345,100 @@ TEST(CinemaBass, CrossoverIsHalfWayAtItsFrequencyAndSteepBeyond) {
   EXPECT_LT(gain_db(20.0, false), -54.0);
   EXPECT_LT(gain_db(400.0, true), -47.0);
   EXPECT_NEAR(gain_db(5000.0, false), 0.0, 0.01);
+}
+
+// The mean of both channels would have half the power of what they do not share.
+TEST(Cinema, WideBassIsAsLoudAsCentredBass) {
+  const Planes wide = {PinkNoise(41, kFrames, 30.0f, 60.0f), PinkNoise(42, kFrames, 30.0f, 60.0f)};
+  const auto gain_db = [](const Planes& in) {
+    const Planes out = CinemaInstance(Dry(), Probe({kFC})).Process(in);
+    return Db((Power(out[0], 48000) + Power(out[1], 48000)) /
+              (Power(in[0], 48000) + Power(in[1], 48000)));
+  };
+  EXPECT_NEAR(gain_db(wide), gain_db({wide[0], wide[0]}), 0.3);
+}
+
+TEST(Cinema, WidthSpreadsAmbienceAndLeavesSourcesInTheirPlace) {
+  CinemaParameters narrow = Dry();
+  narrow.width = 0.0f;
+  const auto powers = [](const CinemaParameters& parameters, const Planes& in) {
+    std::array<double, kPlanes> by_plane{};
+    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+      by_plane[plane] = Power(CinemaInstance(parameters, Probe({plane})).Process(in)[0], 48000);
+    }
+    return by_plane;
+  };
+  const Signal one = PinkNoise(43, kFrames, 300.0f), two = PinkNoise(44, kFrames, 300.0f);
+  const auto left = powers(Dry(), {one, Signal(kFrames)});
+  const double all = std::accumulate(left.begin(), left.end(), 0.0);
+  EXPECT_LT((left[kSL] + left[kSR]) / all, 0.1);
+  EXPECT_NEAR(Db(all / Power(one, 48000)), 0.0, 0.5);
+  const auto wide = powers(Dry(), {one, two}), before = powers(narrow, {one, two});
+  EXPECT_LT(Db(wide[kFL] / before[kFL]), -2.0);
+  EXPECT_GT(wide[kSL], before[kSL]);
+}
+
+// ---- Dialogue.
+
+// A voice: pitch that glides about `hz`, harmonics to 4 kHz, words of 0.35 s, gaps of 0.15 s.
+Signal Voice(double hz, std::size_t frames) {
+  Signal voice(frames);
+  double phase = 0.0;
+  for (std::size_t n = 0; n < frames; ++n) {
+    const double t = static_cast<double>(n) / 48000.0, word = std::fmod(t, 0.5);
+    const double f0 = hz * std::exp2(0.35 * std::sin(2.0 * std::numbers::pi * 0.9 * t));
+    phase += 2.0 * std::numbers::pi * f0 / 48000.0;
+    double sum = 0.0;
+    for (int h = 1; h * f0 < 4000.0; ++h) sum += std::sin(h * phase) / h;
+    const double shape = word < 0.35 ? std::sin(std::numbers::pi * word / 0.35) : 0.0;
+    voice[n] = static_cast<float>(0.2 * shape * sum);
+  }
+  return voice;
+}
+
+// Held notes of the same harmonics, struck as often as the words, dying away in between.
+Signal Notes(std::size_t frames) {
+  Signal notes(frames);
+  for (std::size_t n = 0; n < frames; ++n) {
+    const double t = static_cast<double>(n) / 48000.0, note = std::fmod(t, 0.5);
+    const double f0 = 110.0 * std::exp2(std::floor(std::fmod(t, 2.0) / 0.5) * 4.0 / 12.0);
+    double sum = 0.0;
+    for (int h = 1; h * f0 < 4000.0; ++h) sum += std::sin(2.0 * std::numbers::pi * h * f0 * t) / h;
+    notes[n] = static_cast<float>(0.2 * std::exp(-note / 0.06) * sum);
+  }
+  return notes;
+}
+
+TEST(Cinema, RestIsHeldBackOnlyWhileSomebodySpeaks) {
+  CinemaParameters plain = Dry();
+  plain.dialogue_ducking_db = 0.0f;
+  constexpr std::size_t kLong = 2 * kFrames;  // 8 s: 5 s with sound in the centre
+  const Signal one = PinkNoise(45, kLong, 300.0f), two = PinkNoise(46, kLong, 300.0f);
+  const auto gain_db = [&](const Signal& centre, std::size_t plane, double from_s, double to_s) {
+    Planes in = {one, two};
+    for (Signal& channel : in) {
+      for (std::size_t n = 0; n < kLong; ++n) {
+        channel[n] = 0.01f * channel[n] + (n < 5 * 48000 ? centre[n] : 0.0f);
+      }
+    }
+    const Signal with = CinemaInstance(Dry(), Probe({plane})).Process(in)[0];
+    const Signal without = CinemaInstance(plain, Probe({plane})).Process(in)[0];
+    const auto part = [&](const Signal& signal) {
+      return Power(std::span(signal).subspan(static_cast<std::size_t>(from_s * 48000),
+                                             static_cast<std::size_t>((to_s - from_s) * 48000)));
+    };
+    return Db(part(with) / part(without));
+  };
+  for (const double hz : {110.0, 210.0}) {
+    const Signal voice = Voice(hz, kLong);
+    EXPECT_NEAR(gain_db(voice, kBL, 2.0, 5.0), -10.0, 1.5) << hz;
+    EXPECT_GT(gain_db(voice, kFC, 2.0, 5.0), 2.0) << hz;
+    EXPECT_NEAR(gain_db(voice, kBL, 7.0, 7.9), 0.0, 0.2) << hz;
+  }
+  for (const std::size_t plane : {kBL, kFC}) {
+    EXPECT_EQ(gain_db(Notes(kLong), plane, 0.0, 7.9), 0.0) << plane;
+    EXPECT_EQ(gain_db(Signal(kLong), plane, 0.0, 7.9), 0.0) << plane;
+  }
 }
 
 }  // namespace

@@ -46,13 +46,14 @@ constexpr ParameterMeaning kCinemaMeanings[] = {
     {"surround_amount", "", "share of the ambience that moves to the surround speakers"},
     {"surround_level_db", "dB", "level of the surround speakers"},
     {"back_share", "", "share of the surround power that goes to the back"},
-    {"width", "", "share of the other front sound that moves to the sides"},
-    {"bass_crossover_hz", "Hz", "below it the sound bypasses the HRIRs, in mono"},
+    {"width", "", "share of the ambience left in front that moves to the sides"},
+    {"bass_crossover_hz", "Hz", "below it the sound bypasses the HRIRs"},
     {"bass_level_db", "dB", "level of the sound below the crossover"},
     {"room_level_db", "dB", "level of the room's late tail; -80: no tail"},
     {"room_decay_s", "s", "time in which the tail decays by 60 dB"},
     {"room_early_level_db", "dB", "level of the room's first reflections; -80: none"},
     {"output_gain_db", "dB", "level of the whole output"},
+    {"dialogue_ducking_db", "dB", "attenuation of all else while somebody speaks in the centre"},
 };
 
 constexpr ParameterMeaning kLevelMeanings[] = {

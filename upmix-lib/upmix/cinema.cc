@@ -15,7 +15,7 @@ namespace {
 // A living room fitted for films; level and decay come from the parameters.
 constexpr float kRoomSizeM = 7.0f;
 constexpr float kRoomDampingHz = 4000.0f;
-// Dialogue stays dry: this much of it reaches the room.
+// This much of the centre plane reaches the room, and nothing of it while somebody speaks.
 constexpr float kRoomCentreShare = 0.5f;
 
 // Dialogue moves slowly; steadier gains than music's suit it.
@@ -70,7 +70,7 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   tuning.bass_crossover_hz = 0.0f;  // the splitter has taken it
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = 1.0f;
-  tuning.wide_amount = parameters.width;
+  tuning.wide_amount = 0.0f;  // FrontWidth knows better
 
   const float output = AmplitudeFromDb(parameters.output_gain_db);
   std::fill_n(tuning.plane_gain, kPlanes, output * AmplitudeFromDb(parameters.surround_level_db));
@@ -96,15 +96,73 @@ BassPath MatchBass(const HrirSet& hrirs, float crossover_hz) {
   return path;
 }
 
+// Powers of 64 frames tremble; twice 0.1 s leaves no line beside steady tones.
+constexpr float kWidthSmoothingMs = 100.0f;
+
+float PowerOf(const float* samples) {
+  float sum = 0.0f;
+#pragma omp simd reduction(+ : sum)
+  for (int n = 0; n < kHopFrames; ++n) {
+    sum += samples[n] * samples[n];
+  }
+  return sum;
+}
+
 }  // namespace
+
+FrontWidth::FrontWidth(float width, float surround_gain)
+    : width_(width),
+      surround_gain_(surround_gain),
+      step_(StepForTimeConstant(kWidthSmoothingMs, 1)) {}
+
+void FrontWidth::Clear() { std::fill_n(sides_, kEars, Side{}); }
+
+void FrontWidth::ProcessHop(Side& side, float* front, float* surround, const float* back) const {
+  const float step = step_;
+  const auto follow = [step](float (&mean)[2], float now) {
+    for (float& value : mean) {
+      value += step * (now - value);
+      value = value < kTinyPower ? 0.0f : value;
+      now = value;
+    }
+  };
+  follow(side.front, PowerOf(front));
+  follow(side.surround,
+         (PowerOf(surround) + PowerOf(back)) / (surround_gain_ * surround_gain_));
+  const float before = side.share;
+  side.share = width_ * std::min(1.0f, side.surround[1] / (side.front[1] + kTinyPower));
+  const float slope = (side.share - before) / kHopFrames;
+#pragma omp simd
+  for (int n = 0; n < kHopFrames; ++n) {
+    const float share = before + slope * (static_cast<float>(n) + 1.0f);
+    surround[n] += surround_gain_ * share * front[n];
+    front[n] -= share * front[n];
+  }
+}
+
+void FrontWidth::Process(float* const (&planes)[kPlanes], bool silent) {
+  for (int ear = 0; ear < kEars; ++ear) {
+    Side& side = sides_[ear];
+    if (silent && side.front[1] == 0.0f && side.surround[1] == 0.0f && side.share == 0.0f) {
+      continue;
+    }
+    for (int at = 0; at < kBlockFrames; at += kHopFrames) {
+      ProcessHop(side, planes[kFL + ear] + at, planes[kSL + ear] + at, planes[kBL + ear] + at);
+    }
+  }
+}
 
 Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
     : plane_tuning_(CinemaPlaneTuning(parameters)),
       splitter_(parameters.bass_crossover_hz),
       upmix_(plane_tuning_),
+      width_(parameters.width, plane_tuning_.plane_gain[kSL]),
+      focus_(parameters.dialogue_ducking_db),
       renderer_(hrirs, CinemaRoom(parameters), kRoomCentreShare),
-      bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)),
-      bass_(static_cast<std::size_t>(bass_path_.delay_frames + kBlockFrames)) {
+      bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)) {
+  for (AlignedBuffer& bass : bass_) {
+    bass = AlignedBuffer(static_cast<std::size_t>(bass_path_.delay_frames + kBlockFrames));
+  }
   const float bass_gain = AmplitudeFromDb(parameters.bass_level_db + parameters.output_gain_db);
   for (float& gain : bass_path_.gain) {
     gain *= bass_gain;
@@ -114,17 +172,28 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
 void Cinema::Flush() {
   splitter_.Clear();
   upmix_ = PlaneUpmix(plane_tuning_);
+  width_.Clear();
+  focus_.Clear();
+  renderer_.MoveCentreShare(kRoomCentreShare);
   renderer_.Clear();
-  bass_.Clear();
+  for (AlignedBuffer& bass : bass_) {
+    bass.Clear();
+  }
 }
 
 void Cinema::Process(const float* const* in, float* const* out) {
   for (int at = 0; at < kBlockFrames; at += kHopFrames) {
     alignas(kSimdAlignmentBytes) float high[2][kHopFrames];
-    GuardSamples(in[0] + at, high[0], kHopFrames);
-    GuardSamples(in[1] + at, high[1], kHopFrames);
-    splitter_.Process(high[0], high[1], kHopFrames, high[0], high[1],
-                      bass_.data() + bass_path_.delay_frames + at);
+    const bool left_sounds = GuardSamples(in[0] + at, high[0], kHopFrames);
+    const bool right_sounds = GuardSamples(in[1] + at, high[1], kHopFrames);
+    const int now = bass_path_.delay_frames + at;
+    float* const bass[2] = {bass_[0].data() + now, bass_[1].data() + now};
+    if (left_sounds || right_sounds || !splitter_.at_rest()) {
+      splitter_.Process(high[0], high[1], kHopFrames, {high[0], high[1]}, bass);
+    } else {
+      std::fill_n(bass[0], kHopFrames, 0.0f);
+      std::fill_n(bass[1], kHopFrames, 0.0f);
+    }
     const float* stereo[2] = {high[0], high[1]};
     float* planes[kPlanes];
     for (int plane = 0; plane < kPlanes; ++plane) {
@@ -132,18 +201,30 @@ void Cinema::Process(const float* const* in, float* const* out) {
     }
     upmix_.Process(stereo, planes);
   }
+  float* planes[kPlanes];
+  bool silent = true;
+  for (int plane = 0; plane < kPlanes; ++plane) {
+    planes[plane] = renderer_.input(plane);
+    silent = silent && IsSilent(planes[plane], kBlockFrames);
+  }
+  width_.Process(planes, silent);
+  focus_.Process(planes, silent);
+  renderer_.MoveCentreShare(kRoomCentreShare * (1.0f - focus_.focus()));
   renderer_.Process(out[0], out[1]);
-  AddBass(out[0], out[1]);
+  AddBass(out);
 }
 
-void Cinema::AddBass(float* left, float* right) {
-  float* bass = bass_.data();
+void Cinema::AddBass(float* const* out) {
+  for (int ear = 0; ear < kEars; ++ear) {
+    float* bass = bass_[ear].data();
+    float* to = out[ear];
+    const float gain = bass_path_.gain[ear];
 #pragma omp simd
-  for (int n = 0; n < kBlockFrames; ++n) {
-    left[n] += bass_path_.gain[0] * bass[n];
-    right[n] += bass_path_.gain[1] * bass[n];
+    for (int n = 0; n < kBlockFrames; ++n) {
+      to[n] += gain * bass[n];
+    }
+    std::copy_n(bass + kBlockFrames, bass_path_.delay_frames, bass);
   }
-  std::copy_n(bass + kBlockFrames, bass_path_.delay_frames, bass);
 }
 
 }  // namespace kelda::upmix_lib

@@ -1,12 +1,15 @@
 // The cinema upmix: stereo to the two ears, with dialogue ahead, a wide surround field
 // and a room.
 //
-//   L, R --guard--> BassSplitter --above--> PlaneUpmix --7 planes--> PlaneRenderer --+
-//                        |               64 frames at a time       HRIRs and room    +--> L, R
-//                        +--below, in mono--> delay --> gain per ear ----------------+
+//   L, R --guard--> BassSplitter --above--> PlaneUpmix --7 planes--> FrontWidth, DialogueFocus
+//                        |               64 frames at a time                 |
+//                        |                                            PlaneRenderer --+
+//                        |                                            HRIRs and room  +--> L, R
+//                        +--below--> delay --> gain, each channel to its ear ---------+
 //
 // Bass goes past HRIRs, decorrelation and room, which would only colour it. At the crossover
-// it has the level and the phase that the centre plane's HRIRs give the sound above.
+// it has the level and the phase that the centre plane's HRIRs give the sound above. It stays
+// stereo: the mean of both channels would lose half the power of what they do not share.
 //
 //   Cinema cinema(parameters, hrirs);  // control thread
 //   cinema.Process(in, out);           // audio thread, 1024 frames of 2 planes
@@ -22,6 +25,7 @@
 #include "upmix-lib/binaural/plane_renderer.h"
 #include "upmix-lib/upmix/cinema_bass.h"
 #include "upmix-lib/upmix/cinema_parameters.h"
+#include "upmix-lib/upmix/dialogue.h"
 #include "upmix-lib/upmix/plane_upmix.h"
 
 namespace kelda::upmix_lib {
@@ -30,6 +34,32 @@ namespace kelda::upmix_lib {
 struct BassPath {
   float gain[kEars];
   int delay_frames;  // the upmix's latency included
+};
+
+// Moves what is left in FL and FR to the sides, as far as it is ambience: a side whose front is
+// much louder than its surrounds has a source there, which stays in its place.
+class FrontWidth {
+ public:
+  // `width`: the share that moves, 0..1; `surround_gain`: of the surround planes. Control.
+  FrontWidth(float width, float surround_gain);
+
+  // Clears the signal history. Control.
+  void Clear();
+
+  // kBlockFrames frames of each plane; nothing to do if they are `silent`, and its memory is.
+  // Audio.
+  void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
+
+ private:
+  struct Side {
+    float front[2] = {}, surround[2] = {};  // mean powers, smoothed once and twice
+    float share = 0.0f;                     // that moves now
+  };
+
+  void ProcessHop(Side& side, float* front, float* surround, const float* back) const;
+
+  float width_, surround_gain_, step_;
+  Side sides_[kEars];
 };
 
 class Cinema {
@@ -45,14 +75,16 @@ class Cinema {
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
  private:
-  void AddBass(float* left, float* right);
+  void AddBass(float* const* out);
 
   PlaneTuning plane_tuning_;
   BassSplitter splitter_;
   PlaneUpmix upmix_;
+  FrontWidth width_;
+  DialogueFocus focus_;
   PlaneRenderer renderer_;  // Holds the planes as its inputs.
   BassPath bass_path_;
-  AlignedBuffer bass_;  // The last delay_frames, then kBlockFrames new ones.
+  AlignedBuffer bass_[2];  // The last delay_frames, then kBlockFrames new ones.
 };
 
 }  // namespace kelda::upmix_lib

@@ -17,14 +17,16 @@ class BassSplitter {
   // Clears the signal history. Control.
   void Clear();
 
-  // Writes the part of `left` and `right` above the crossover, and the part of their mean
-  // below it. `frames` frames each, finite; outputs may be the inputs. Audio.
-  void Process(const float* left, const float* right, int frames, float* high_left,
-               float* high_right, float* bass) KELDA_NONBLOCKING;
+  // Whether silence would come out as silence and leave everything as it is. Audio.
+  bool at_rest() const KELDA_NONBLOCKING;
+
+  // Writes the parts of `left` and `right` above the crossover and those below it. `frames`
+  // frames each, finite; outputs may be the inputs. Audio.
+  void Process(const float* left, const float* right, int frames, float* const (&high)[2],
+               float* const (&low)[2]) KELDA_NONBLOCKING;
 
  private:
-  // Left and right through the high-pass, their mean through the low-pass; the last lane
-  // only fills the vector.
+  // Left and right through the high-pass, then through the low-pass.
   typedef double Lanes __attribute__((vector_size(32)));
   static constexpr int kSections = 2;  // The same section twice.
 

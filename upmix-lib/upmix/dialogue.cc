@@ -1,0 +1,195 @@
+#include "upmix-lib/upmix/dialogue.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "upmix-lib/base/decibels.h"
+#include "upmix-lib/base/math_constants.h"
+#include "upmix-lib/transforms/fft.h"
+
+namespace kelda::upmix_lib {
+namespace {
+
+constexpr int kPoints = 2 * kBlockFrames;
+constexpr int kBins = kPoints / 2 + 1;
+constexpr float kBlockS = static_cast<float>(kBlockFrames) / kSampleRateHz;
+
+constexpr int Bin(float hz) { return static_cast<int>(hz * kPoints / kSampleRateHz + 0.5f); }
+
+// Pitch is heard from the harmonics of a voice, above bass and drums.
+constexpr int kPitchLowBin = Bin(200.0f), kPitchHighBin = Bin(1200.0f);
+constexpr int kShortestPeriod = kSampleRateHz / 400, kLongestPeriod = kSampleRateHz / 75;
+// Loudness is that of the range of speech.
+constexpr int kSpeechLowBin = Bin(300.0f), kSpeechHighBin = Bin(4000.0f);
+
+constexpr float kClear = 0.7f;         // clarity of a pitch that counts
+constexpr float kGlideLeast = 0.004f;  // octaves a block: less is a held note,
+constexpr float kGlideMost = 0.06f;    // more another one
+constexpr float kHeldWeight = 0.5f;    // of held notes against gliding ones
+constexpr float kGap = 0.06f;          // of the mean power: a gap between words, -12 dB
+
+// Shares of time: where speech begins and where it ends.
+constexpr float kGlideOn = 0.14f, kGlideOff = 0.07f;
+constexpr float kGapsOn = 0.3f, kGapsOff = 0.12f;
+constexpr float kEvidenceS = 1.0f;  // time constant of these and of the mean power
+constexpr int kFewestBlocks = 28;   // of sound before anything counts as speech: 0.6 s
+constexpr int kAllBlocks = 1000;
+constexpr int kHoldBlocks = 19;     // 0.4 s
+
+constexpr float kAttackS = 0.01f, kReleaseS = 0.3f;
+constexpr float kFocusSlack = 1e-4f;
+constexpr float kLift = 1.0f / 3.0f;  // of the centre, re the ducking in decibels
+
+constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; about -90 dBFS
+
+float StepOf(float seconds) { return 1.0f - std::exp(-kBlockS / seconds); }
+
+// Ends a decay.
+float Settled(float value, float target, float slack) {
+  return std::fabs(value - target) < slack ? target : value;
+}
+
+}  // namespace
+
+struct SpeechTables {
+  alignas(kSimdAlignmentBytes) float window[kPoints];
+  float per_overlap[kLongestPeriod + 2];  // 1 over the window's own autocorrelation
+  float evidence_step = StepOf(kEvidenceS);
+  const RealFft& fft = SharedRealFft<kPoints>();
+
+  SpeechTables() {
+    for (int n = 0; n < kPoints; ++n) {
+      window[n] = static_cast<float>(0.5 - 0.5 * std::cos(2.0 * kPi * (n + 0.5) / kPoints));
+    }
+    double all = 0.0;
+    for (int lag = 0; lag < kLongestPeriod + 2; ++lag) {
+      double sum = 0.0;
+      for (int n = lag; n < kPoints; ++n) {
+        sum += static_cast<double>(window[n]) * static_cast<double>(window[n - lag]);
+      }
+      all = lag == 0 ? sum : all;
+      per_overlap[lag] = static_cast<float>(all / sum);
+    }
+  }
+};
+
+const SpeechTables* SharedSpeechTables() {
+  static const SpeechTables tables;
+  return &tables;
+}
+
+// Periodicity by the autocorrelation, the window's own divided out (P. Boersma, "Accurate
+// short-term analysis of the fundamental frequency", IFA Proceedings 17, 1993).
+SpeechDetector::Pitch SpeechDetector::Listen(const float* block, float& power) {
+  std::copy_n(frames_ + kBlockFrames, kBlockFrames, frames_);
+  std::copy_n(block, kBlockFrames, frames_ + kBlockFrames);
+  alignas(kSimdAlignmentBytes) float time[kPoints];
+  alignas(kSimdAlignmentBytes) float re[kBins + kLanes], im[kBins + kLanes];
+  alignas(kSimdAlignmentBytes) float scratch[2 * kPoints + 2 * 16];
+#pragma omp simd
+  for (int n = 0; n < kPoints; ++n) {
+    time[n] = tables_->window[n] * frames_[n];
+  }
+  tables_->fft.Forward(time, re, im, scratch);
+  for (int k = 0; k < kBins; ++k) {
+    re[k] = re[k] * re[k] + im[k] * im[k];
+    im[k] = 0.0f;
+  }
+  power = 0.0f;
+  for (int k = kSpeechLowBin; k < kSpeechHighBin; ++k) {
+    power += re[k];
+  }
+  if (power < kSilence) {
+    power = 0.0f;
+    return {};
+  }
+  std::fill(re, re + kPitchLowBin, 0.0f);
+  std::fill(re + kPitchHighBin, re + kBins, 0.0f);
+  tables_->fft.Inverse(re, im, time, scratch);
+  const float scale = 1.0f / (time[0] + kSilence);
+  for (int lag = kShortestPeriod - 1; lag <= kLongestPeriod + 1; ++lag) {
+    time[lag] *= scale * tables_->per_overlap[lag];
+  }
+  const float* const best = std::max_element(time + kShortestPeriod, time + kLongestPeriod + 1);
+  const float before = best[-1], after = best[1];
+  const float bend = before - 2.0f * *best + after;
+  const float beside = bend < 0.0f ? 0.5f * (before - after) / bend : 0.0f;
+  return {std::log2(static_cast<float>(best - time) + beside), *best};
+}
+
+bool SpeechDetector::Process(const float* block, bool silent) {
+  silent_blocks_ = silent ? std::min(silent_blocks_ + 1, kFrames / kBlockFrames) : 0;
+  // Without power to remember, the shares have come to rest, too.
+  if (silent_blocks_ == kFrames / kBlockFrames && mean_power_ == 0.0f && blocks_ == 0 &&
+      hold_blocks_ == 0) {
+    return false;
+  }
+  float power;
+  const Pitch pitch = Listen(block, power);
+  // Averages of what there was since the last silence, until they last kEvidenceS.
+  blocks_ = mean_power_ + power > 0.0f ? std::min(blocks_ + 1, kAllBlocks) : 0;
+  const float step =
+      std::max(tables_->evidence_step, 1.0f / static_cast<float>(std::max(blocks_, 1)));
+  mean_power_ = Settled(mean_power_ + step * (power - mean_power_), 0.0f, kSilence);
+  const bool gap = power < kGap * mean_power_;
+  const bool clear = !gap && pitch.clarity > kClear && last_.clarity > kClear;
+  const float moved = std::fabs(pitch.octaves - last_.octaves);
+  last_ = pitch;
+  const auto follow = [step](float& share, bool now) {
+    share = Settled(share + step * ((now ? 1.0f : 0.0f) - share), 0.0f, 1e-4f);
+  };
+  follow(gliding_, clear && moved > kGlideLeast && moved < kGlideMost);
+  follow(steady_, clear && moved <= kGlideLeast);
+  follow(gaps_, gap);
+  const float glides = gliding_ - kHeldWeight * steady_;
+  speech_ = blocks_ >= kFewestBlocks && glides > (speech_ ? kGlideOff : kGlideOn) &&
+            gaps_ > (speech_ ? kGapsOff : kGapsOn);
+  if (speech_ && !gap) {
+    hold_blocks_ = kHoldBlocks;
+  } else if (hold_blocks_ > 0) {
+    --hold_blocks_;
+  }
+  return hold_blocks_ > 0;
+}
+
+DialogueFocus::DialogueFocus(float ducking_db)
+    : attack_(StepOf(kAttackS)),
+      release_(StepOf(kReleaseS)),
+      ducking_(AmplitudeFromDb(-ducking_db) - 1.0f),
+      lift_(AmplitudeFromDb(kLift * ducking_db) - 1.0f) {}
+
+void DialogueFocus::Clear() {
+  detector_ = {};
+  focus_ = 0.0f;
+}
+
+void DialogueFocus::Process(float* const (&planes)[kPlanes], bool silent) {
+  const float before = focus_;
+  const float target = detector_.Process(planes[kFC], silent) ? 1.0f : 0.0f;
+  focus_ = Settled(before + (target > before ? attack_ : release_) * (target - before), target,
+                   kFocusSlack);
+  if (before == 0.0f && focus_ == 0.0f) {
+    return;
+  }
+  const float slope = (focus_ - before) / kBlockFrames;
+  float *left = planes[kFL], *right = planes[kFR], *centre = planes[kFC];
+#pragma omp simd
+  for (int n = 0; n < kBlockFrames; ++n) {
+    const float focus = before + slope * (static_cast<float>(n) + 1.0f);
+    const float middle = 0.5f * focus * (left[n] + right[n]);
+    const float ducked = 1.0f + focus * ducking_;
+    left[n] = ducked * (left[n] - middle);
+    right[n] = ducked * (right[n] - middle);
+    centre[n] = (1.0f + focus * lift_) * (centre[n] + static_cast<float>(kSqrt2) * middle);
+  }
+  for (const int plane : {kSL, kSR, kBL, kBR}) {
+    float* samples = planes[plane];
+#pragma omp simd
+    for (int n = 0; n < kBlockFrames; ++n) {
+      const float focus = before + slope * (static_cast<float>(n) + 1.0f);
+      samples[n] *= 1.0f + focus * ducking_;
+    }
+  }
+}
+
+}  // namespace kelda::upmix_lib
