@@ -188,4 +188,36 @@ std::vector<Figure> MadeFigures(const tools::Upmix& upmix, const Signal& guitar)
   return figures;
 }
 
+std::vector<Figure> CinemaPlaneFigures(const tools::Upmix& cinema, const std::vector<Mix>& mixes) {
+  std::vector<Figure> figures;
+  // Above the crossover: what is below goes past the planes.
+  const Signal source = PinkNoise(1, 8 * kSecond, 300.0f);
+  const Planes planes = cinema(Panned(source, 1, 0));
+  double power = 0;
+  for (const Signal& plane : planes) {
+    power += Power(plane, kSecond);
+  }
+  figures.push_back({"cinema: lone source, left: in the side planes",
+                     100 * (Power(planes[kSL], kSecond) + Power(planes[kSR], kSecond)) / power, "%",
+                     kLower});
+  figures.push_back({"cinema: lone source, left: level of all planes",
+                     Db(power / Power(source, kSecond)), "dB", kNearZero});
+  for (const Mix& mix : mixes) {
+    double in_sides = 0, in_all = 0;
+    for (const Stem& stem : mix.stems) {
+      if (stem.place != Place::kLeft && stem.place != Place::kRight) {
+        continue;
+      }
+      const Planes by_plane = tools::StemByPlane(cinema, mix.Sum(), stem.signal);
+      for (const Signal& plane : by_plane) {
+        in_all += Power(plane);
+      }
+      in_sides += Power(by_plane[kSL]) + Power(by_plane[kSR]);
+    }
+    figures.push_back({"cinema: " + mix.name + ": stems hard at a side, in the side planes",
+                       100 * in_sides / in_all, "%", kLower});
+  }
+  return figures;
+}
+
 }  // namespace kelda::sound

@@ -15,6 +15,10 @@ std::vector<Figure> MixFigures(const tools::Upmix& upmix, const Mix& mix);
 // Of signals that are made: doubled guitars (`guitar` is mono), ambience, attacks, lone sources.
 std::vector<Figure> MadeFigures(const tools::Upmix& upmix, const Signal& guitar);
 
+// Of the planes of cinema: a lone source hard left, and stems hard to a side in a mix. The figures'
+// names begin with "cinema: ".
+std::vector<Figure> CinemaPlaneFigures(const tools::Upmix& cinema, const std::vector<Mix>& mixes);
+
 }  // namespace kelda::sound
 
 #endif  // KELDA_ASSURANCE_SOUND_PLANE_TABLE_H_

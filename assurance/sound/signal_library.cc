@@ -1,12 +1,18 @@
 #include "assurance/sound/signal_library.h"
 
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <span>
 #include <utility>
 
 #include "settings/tuning_directory.h"
+#include "tests/laboratory/temporary_folder.h"
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
 
 namespace kelda::sound {
 namespace {
@@ -101,15 +107,54 @@ Planes SignalLibrary::Virtualize(const Planes& seven) const {
 
 Planes SignalLibrary::Cinema(const Planes& stereo) const {
   uint32_t param_bytes = 0;
-  Require(entries_.A0244() == 0 && entries_.A0333(&param_bytes) == 0, "set-up");
-  const auto params = Parameters(tuning_ / tuning_file::kStandardCinema.name, param_bytes);
-  void* instance = entries_.A0218(params.data(), tuning_.c_str(), tuning_file::kWiredHki.name);
+  Require(entries_.A0333(&param_bytes) == 0, "A0333");
+  return Cinema(stereo, Parameters(tuning_ / tuning_file::kStandardCinema.name, param_bytes),
+                tuning_);
+}
+
+Planes SignalLibrary::CinemaPlanes(const Planes& stereo) const {
+  uint32_t param_bytes = 0;
+  Require(entries_.A0333(&param_bytes) == 0, "A0333");
+  auto params = Parameters(tuning_ / tuning_file::kStandardCinema.name, param_bytes);
+  for (const std::size_t field : {offsetof(upmix_lib::CinemaParameters, room_level_db),
+                                  offsetof(upmix_lib::CinemaParameters, room_early_level_db)}) {
+    std::memcpy(&params[field], &upmix_lib::kRoomOffDb, sizeof(upmix_lib::kRoomOffDb));
+  }
+  upmix_lib::DataKind kind = upmix_lib::kCinemaKind;
+  std::memcpy(&kind.version, &params[offsetof(upmix_lib::DataHeader, version)],
+              sizeof(kind.version));  // of this library, which may be an older one
+  upmix_lib::Seal(std::as_writable_bytes(std::span(params)), kind);
+  Planes planes;
+  for (std::size_t plane = 0; plane < upmix_lib::kPlanes; plane += 2) {
+    upmix_lib::HrirSet ears;
+    ears.taps = 1;
+    ears.room = {upmix_lib::kRoomOffDb, upmix_lib::kRoomOffDb, 0.1f, 3.0f, 5000.0f, {}};
+    ears.responses.resize(upmix_lib::kPlanes * upmix_lib::kEars);
+    ears.responses[plane * upmix_lib::kEars] = 1;
+    if (plane + 1 < upmix_lib::kPlanes) {
+      ears.responses[(plane + 1) * upmix_lib::kEars + 1] = 1;
+    }
+    const TemporaryFolder folder;
+    folder.Write("probe.hki", std::span<const std::byte>(upmix_lib::EncodeHrirSet(ears)));
+    folder.Write(tuning_file::kWiredHki.name, "probe.hki\n");
+    for (Signal& ear : Cinema(stereo, params, folder.path())) {
+      planes.push_back(std::move(ear));
+    }
+  }
+  planes.resize(upmix_lib::kPlanes);
+  return planes;
+}
+
+Planes SignalLibrary::Cinema(const Planes& stereo, const std::vector<char>& params,
+                             const std::filesystem::path& ears) const {
+  Require(entries_.A0244() == 0, "set-up");
+  void* instance = entries_.A0218(params.data(), ears.c_str(), tuning_file::kWiredHki.name);
   Require(instance != nullptr, "A0218");
-  Planes ears = InBlocks(
+  Planes out = InBlocks(
       stereo, upmix_lib::kEars, kBlockFrames, upmix_lib::kUpmixLatencyFrames,
-      [&](const float* const* in, float* const* out) { return entries_.A0238(in, out, instance); });
+      [&](const float* const* in, float* const* to) { return entries_.A0238(in, to, instance); });
   entries_.A0213(&instance);
-  return ears;
+  return out;
 }
 
 }  // namespace kelda::sound

@@ -140,6 +140,8 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
   AddPlanes(
       options, mixes, [&](const Planes& in) { return library.Upmix(in); }, report);
   if (options.Wants("planes")) {
+    report->Add(
+        CinemaPlaneFigures([&](const Planes& in) { return library.CinemaPlanes(in); }, mixes));
     report->Add(RoomFigures([&](const Planes& in) { return library.Virtualize(in); }, hki));
   }
   for (const std::string mode : {"music", "cinema"}) {
