@@ -62,8 +62,34 @@ TEST_P(Components, AreExactlySilentAfterTheTail) {
   }
 }
 
-// Denormals make every operation slow. The processor's flag tells of each that arises, even where
-// it is quick with them; the few that arise by chance are allowed.
+// What comes to rest in a long silence, and skips its work then, goes on as if it had not: as it
+// does where clicks of the smallest sample that counts keep it from resting, which leave nothing
+// behind.
+TEST_P(Components, SoundAfterALongSilenceIsAsWithoutRest) {
+  constexpr std::size_t kLoud = 30 * kBlock, kSilent = 2300 * kBlock;  // 49 s
+  const std::size_t last_click = kLoud + kSilent - GetParam().tail_frames - kBlock;
+  const auto one = Make(), other = Make();
+  Planes in = Sound(*one, (kLoud + kSilent) / kBlock + 20, 12);
+  for (Signal& plane : in) {
+    std::fill_n(plane.begin() + kLoud, kSilent, 0.0f);
+  }
+  Planes clicks = in;
+  for (std::size_t n = kLoud + 10 * kBlock; n <= last_click; n += kBlock) {
+    clicks[0][n] = 2e-10f;
+  }
+  const Planes rested = one->Process(in), awake = other->Process(clicks);
+  for (std::size_t p = 0; p < rested.size(); ++p) {
+    const std::ptrdiff_t from = kLoud + kSilent;
+    EXPECT_TRUE(std::equal(rested[p].begin() + from, rested[p].end(), awake[p].begin() + from))
+        << p;
+    EXPECT_TRUE(std::all_of(rested[p].begin() + from - 1000 * kBlock, rested[p].begin() + from,
+                            [](float sample) { return sample == 0.0f; }))
+        << p;
+  }
+}
+
+// Denormals make every operation slow. The flag tells of each that arises, on processors
+// that are quick with them, too; by chance one is left over here and there.
 TEST_P(Components, MeetNoDenormalsInAFadeOrBesideSilence) {
   const auto component = Make();
   Planes in = Sound(*component, 400, 7);

@@ -119,7 +119,7 @@ void FrontWidth::Clear() { std::fill_n(sides_, kEars, Side{}); }
 
 void FrontWidth::ProcessHop(Side& side, float* front, float* surround, const float* back) const {
   const float step = step_;
-  const auto follow = [step](float (&mean)[2], float now) {
+  const auto follow = [step](float(&mean)[2], float now) {
     for (float& value : mean) {
       value += step * (now - value);
       value = value < kTinyPower ? 0.0f : value;
@@ -127,8 +127,7 @@ void FrontWidth::ProcessHop(Side& side, float* front, float* surround, const flo
     }
   };
   follow(side.front, PowerOf(front));
-  follow(side.surround,
-         (PowerOf(surround) + PowerOf(back)) / (surround_gain_ * surround_gain_));
+  follow(side.surround, (PowerOf(surround) + PowerOf(back)) / (surround_gain_ * surround_gain_));
   const float before = side.share;
   side.share = width_ * std::min(1.0f, side.surround[1] / (side.front[1] + kTinyPower));
   const float slope = (side.share - before) / kHopFrames;

@@ -82,7 +82,8 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
   for (int k = 0; k < kPaddedLongBins; ++k) {
     // In units of the bin's power: the eigenvalues are (1 +- contrast) / 2, and
     // (balance, 2 cross) / contrast is (cos, sin) of twice the panning angle.
-    const float power = evidence.powers.left[k] + evidence.powers.right[k] + kTinyPower;
+    const float sound = evidence.powers.left[k] + evidence.powers.right[k];
+    const float power = sound + kTinyPower;
     const float scale = 1.0f / power;
     const float left = evidence.powers.left[k] * scale, right = evidence.powers.right[k] * scale;
     const float most = std::sqrt(left * right);
@@ -125,7 +126,7 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
     bound = bound < 1.0f ? bound : 1.0f;
     const float amount = bound * (1.0f - evidence.doubled[k]) * tuning.ambience_amount[k];
 
-    const float presence = power / (power + kQuietPower);
+    const float presence = sound / (power + kQuietPower);  // none in silence: gains rest
     const float late = evidence.late[k] * scale * 2.0f;
     const float alike = late < 1.0f ? late : 1.0f / late;
     const float calm = step - step * kSteadyHold * alike * alike;
@@ -242,6 +243,20 @@ Decomposition::Decomposition(const DecompositionTuning& tuning)
   std::fill_n(mid.powers.cross, kPaddedLongBins, 1.0f);
   gains_ = {};
   Steer(mid, tuning_, 1.0f, gains_);
+}
+
+bool Decomposition::silent() const { return short_.silent() && long_.silent() && lags_.silent(); }
+
+void Decomposition::ProcessSilent() {
+  if (hop_ % kHopsPerLong == 0) {
+    long_.UpdateSilent();
+  }
+  ++hops_since_gains_;
+  if (hop_ == 0) {
+    attack_credit_ = std::min(attack_credit_ + 1, kMaxAttackCredit);
+    hops_since_gains_ = 0;
+  }
+  hop_ = (hop_ + 1) % kHopsPerGains;
 }
 
 int Decomposition::Process(const Analysis& left, const Analysis& right) {

@@ -79,6 +79,13 @@ class Decomposition {
   // have not changed. Audio.
   int Process(const Analysis& left, const Analysis& right) KELDA_NONBLOCKING;
 
+  // What Process would do in silence once silent(): the gains rest, and only the grid of hops goes
+  // on. Audio.
+  void ProcessSilent() KELDA_NONBLOCKING;
+
+  // Whether no power is left, present or past. Audio.
+  bool silent() const KELDA_NONBLOCKING;
+
   // Any thread while Process does not run.
   const ExtractionGains& gains() const { return gains_; }
 

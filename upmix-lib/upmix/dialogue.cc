@@ -34,7 +34,7 @@ constexpr float kGapsOn = 0.3f, kGapsOff = 0.12f;
 constexpr float kEvidenceS = 1.0f;  // time constant of these and of the mean power
 constexpr int kFewestBlocks = 28;   // of sound before anything counts as speech: 0.6 s
 constexpr int kAllBlocks = 1000;
-constexpr int kHoldBlocks = 19;     // 0.4 s
+constexpr int kHoldBlocks = 19;  // 0.4 s
 
 constexpr float kAttackS = 0.01f, kReleaseS = 0.3f;
 constexpr float kFocusSlack = 1e-4f;

@@ -43,7 +43,7 @@ class SpeechDetector {
   Pitch last_ = {};
   float mean_power_ = 0.0f;
   float gliding_ = 0.0f, steady_ = 0.0f, gaps_ = 0.0f;  // shares of the last second
-  int blocks_ = 0;  // of sound since the last silence
+  int blocks_ = 0;                                      // of sound since the last silence
   int silent_blocks_ = 2;  // so far, at most the two that frames_ holds
   bool speech_ = false;
   int hold_blocks_ = 0;  // that a gap between words may still last

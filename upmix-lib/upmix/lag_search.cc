@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/upmix/powers.h"
 
@@ -82,6 +83,12 @@ void LagSearch::Search() {
   }
   const float peak = time[lag] / static_cast<float>(2 * (kEndBin - kFirstBin));
   Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
+}
+
+bool LagSearch::silent() const {
+  return IsSilent(left_, kPaddedLongBins) && IsSilent(right_, kPaddedLongBins) &&
+         IsSilent(cross_.re, kPaddedLongBins) && IsSilent(cross_.im, kPaddedLongBins) &&
+         IsSilent(doubled_, kPaddedLongBins);
 }
 
 void LagSearch::Mark(int lag, float sure) {

@@ -38,12 +38,32 @@ PlaneUpmix::PlaneUpmix(const PlaneTuning& tuning)
   std::copy_n(tuning.plane_gain, kPlanes, plane_gain_);
 }
 
+// Asked after every hop of silence. Once everything that ends has ended, gains that moved within
+// the last kHopsPerGains hops have arrived, too: both sets of filters are alike.
+bool PlaneUpmix::AtRest() {
+  if (silent_hops_ < kSilentHops) {
+    ++silent_hops_;
+    return false;
+  }
+  return bass_[0] == 0.0f && bass_[1] == 0.0f && decomposition_.silent();
+}
+
 void PlaneUpmix::Process(const float* const* in, float* const* out) {
-  alignas(kSimdAlignmentBytes) float guarded[kHopFrames];
-  GuardSamples(in[0], guarded, kHopFrames);
-  left_.Append(guarded);
-  GuardSamples(in[1], guarded, kHopFrames);
-  right_.Append(guarded);
+  alignas(kSimdAlignmentBytes) float guarded[2][kHopFrames];
+  const bool left_sounds = GuardSamples(in[0], guarded[0], kHopFrames);
+  const bool right_sounds = GuardSamples(in[1], guarded[1], kHopFrames);
+  if (left_sounds || right_sounds) {
+    silent_hops_ = 0;
+    at_rest_ = false;
+  } else if (at_rest_ || (at_rest_ = AtRest())) {
+    decomposition_.ProcessSilent();
+    for (int plane = 0; plane < kPlanes; ++plane) {
+      std::fill_n(out[plane], kHopFrames, 0.0f);
+    }
+    return;
+  }
+  left_.Append(guarded[0]);
+  right_.Append(guarded[1]);
 
   if (const int hops = decomposition_.Process(left_, right_); hops > 0) {
     filters_.MoveTo(decomposition_.gains(), hops);

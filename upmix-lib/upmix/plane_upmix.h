@@ -56,6 +56,13 @@ class PlaneUpmix {
   const ExtractionGains& gains() const { return decomposition_.gains(); }
 
  private:
+  // Hops of silence after which no finite memory sounds: those of the analysis, then of the filters
+  // and of the diffuser.
+  static constexpr int kSilentHops =
+      kLongFrames / kHopFrames + FixedLagFilters::kPartitions + Diffuser::kPartitions + 4;
+
+  bool AtRest();
+
   Analysis left_, right_;
   Decomposition decomposition_;
   FixedLagFilters filters_;
@@ -64,6 +71,8 @@ class PlaneUpmix {
   float bass_step_, bass_[2] = {};
   float back_share_, decorrelation_, wide_amount_;
   float plane_gain_[kPlanes];
+  int silent_hops_ = 0;   // so far, at most kSilentHops
+  bool at_rest_ = false;  // silence comes out as silence and leaves all but the grid as it is
 };
 
 }  // namespace kelda::upmix_lib

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/base/input_guard.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -12,8 +13,6 @@ constexpr float kShortMs = 10.0f;
 // A band whose power of one hop is so many times its mean has an onset.
 constexpr float kOnsetRatio = 4.0f;
 
-// Snapshots for late() are taken this often; the oldest is some 60 ms old when it counts.
-constexpr int kUpdatesPerSnapshot = 4;
 constexpr float kLateDecayMs = 1000.0f;
 
 template <int kPadded>
@@ -81,6 +80,11 @@ void ShortPowers::Update(const ShortSpectrum& left, const ShortSpectrum& right) 
   }
 }
 
+bool ShortPowers::silent() const {
+  return IsSilent(powers_.left.value, kBands) && IsSilent(powers_.right.value, kBands) &&
+         IsSilent(powers_.cross.value, kBands);
+}
+
 BandPowers ShortPowers::Smooth() const {
   BandPowers smooth = powers_;
   SmoothAll(smooth);
@@ -117,6 +121,16 @@ void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, flo
     late_[k] = late < kTinyPower ? 0.0f : late;
     snapshot[k] = 0.5f * (powers_.left[k] + powers_.right[k]);
   }
+}
+
+bool LongPowers::silent() const {
+  bool silent = IsSilent(late_, kPaddedLongBins) && IsSilent(powers_.left, kPaddedLongBins) &&
+                IsSilent(powers_.right, kPaddedLongBins) &&
+                IsSilent(powers_.cross, kPaddedLongBins);
+  for (const auto& snapshot : snapshots_) {
+    silent = silent && IsSilent(snapshot, kPaddedLongBins);
+  }
+  return silent;
 }
 
 void LongPowers::SumBands() {

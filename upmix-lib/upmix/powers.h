@@ -35,6 +35,9 @@ class ShortPowers {
   // Takes the spectra of one hop. Audio.
   void Update(const ShortSpectrum& left, const ShortSpectrum& right) KELDA_NONBLOCKING;
 
+  // Whether all powers are 0. Audio.
+  bool silent() const KELDA_NONBLOCKING;
+
   // Each band mixed with its neighbours, so that none is narrower than 190 Hz. Audio.
   BandPowers Smooth() const KELDA_NONBLOCKING;
 
@@ -52,6 +55,12 @@ class LongPowers {
   // Audio.
   void Update(const LongSpectrum& left, const LongSpectrum& right, float step) KELDA_NONBLOCKING;
 
+  // What Update would do in silence once silent(): only the times of snapshots go on. Audio.
+  void UpdateSilent() { updates_ = (updates_ + 1) % kUpdatesPerSnapshot; }
+
+  // Whether all powers, present and past, are 0. Audio.
+  bool silent() const KELDA_NONBLOCKING;
+
   // Audio.
   const BinPowers& powers() const { return powers_; }
 
@@ -65,6 +74,9 @@ class LongPowers {
   const float* late() const { return late_; }
 
  private:
+  // Snapshots for late() are taken every so many updates; the oldest is some 60 ms old when it
+  // counts.
+  static constexpr int kUpdatesPerSnapshot = 4;
   static constexpr int kSnapshots = 3;
 
   void SumBands();
