@@ -146,9 +146,9 @@ Planes SignalLibrary::CinemaPlanes(const Planes& stereo) const {
 }
 
 Planes SignalLibrary::Cinema(const Planes& stereo, const std::vector<char>& params,
-                             const std::filesystem::path& ears) const {
+                             const std::filesystem::path& folder) const {
   Require(entries_.A0244() == 0, "set-up");
-  void* instance = entries_.A0218(params.data(), ears.c_str(), tuning_file::kWiredHki.name);
+  void* instance = entries_.A0218(params.data(), folder.c_str(), tuning_file::kWiredHki.name);
   Require(instance != nullptr, "A0218");
   Planes out = InBlocks(
       stereo, upmix_lib::kEars, kBlockFrames, upmix_lib::kUpmixLatencyFrames,

@@ -25,7 +25,7 @@ class SignalLibrary {
 
  private:
   Planes Cinema(const Planes& stereo, const std::vector<char>& params,
-                const std::filesystem::path& ears) const;
+                const std::filesystem::path& folder) const;
 
   std::filesystem::path tuning_;
   tools::UpmixLibEntries entries_;
