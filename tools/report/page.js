@@ -407,7 +407,7 @@ function soundTable(modes) {
     }],
   ];
   return table("The figures. The column better says which way is better",
-    ["What", "Better", ...modes.map((mode) => titled(mode.mode))], rows.map(([what, better, value]) => [what, better, ...modes.map(value)]));
+    ["What", "Better", ...modes.map((mode) => titled(mode.mode))], rows.map(([what, better, value]) => [what, better, ...modes.map((mode) => value(mode).replace(/ (?=dB|sone|LU)/g, "\u00a0"))]));
 }
 
 function modeSound(mode) {
@@ -415,7 +415,8 @@ function modeSound(mode) {
   const of = titled(mode.mode);
   const spectrum = (one) => [
     { name: "the tones", x: one.freq_hz, y: one.tones_db, color: "s1" },
-    { name: "beside the tones", x: one.freq_hz, y: one.rest_db, color: "s2" },
+    // Below the picture's edge where it is silent, and no point where there is nothing but tones.
+    { name: "beside the tones", x: one.freq_hz, y: one.rest_db.map((y, i) => (y === null && one.tones_db[i] !== null ? null : Math.max(y ?? -140, -140))), color: "s2" },
   ];
   const lineNote = (one) => `The highest line more than 30 Hz from every tone is at ${decibel(one.worst_db)}, relative to the loudest tone. Twelfths of an octave, the highest line of each.`;
   return [
