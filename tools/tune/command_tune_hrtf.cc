@@ -55,7 +55,7 @@ void AddTuneHrtfCommand(CLI::App* tune) {
                     "Make the left and the right half of the head alike");
   command
       ->add_option("--less-colour", options.colour_removed,
-                   "Share of the colour common to both ears to remove, 0 to 1 (0); about 0.5 for\n"
+                   "Share of the colour common to both ears to remove, 0 to 1 (0); about 0.9 for\n"
                    "ears that are not the listener's own")
       ->type_name("SHARE")
       ->check(CLI::Range(0.0, 1.0));
