@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/base/simd.h"
 
@@ -12,7 +13,9 @@ namespace kelda::upmix_lib {
 Room::Room(const RoomResponses& responses, float centre_share)
     : centre_share_(centre_share),
       next_centre_share_(centre_share),
-      convolver_(kRoomSides, responses.taps, responses.responses), wet_(kEars * kBlockFrames) {
+      convolver_(kRoomSides, responses.taps, responses.responses),
+      centre_(kRoomCentreDelayFrames + kBlockFrames),
+      wet_(kEars * kBlockFrames) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const float azimuth = kPlaneDirections[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
@@ -20,6 +23,10 @@ Room::Room(const RoomResponses& responses, float centre_share)
     side_gains_[0][plane] = std::sqrt(leftness);
     side_gains_[1][plane] = std::sqrt(1.0f - leftness);
   }
+}
+
+bool Room::at_rest() const {
+  return convolver_.at_rest() && IsSilent(centre_.data(), kRoomCentreDelayFrames);
 }
 
 void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
@@ -30,6 +37,9 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, f
   if (silent && at_rest()) {
     return;
   }
+  std::copy_n(planes[kFC], kBlockFrames, centre_.data() + kRoomCentreDelayFrames);
+  std::array<const float*, kPlanes> sources = planes;
+  sources[kFC] = centre_.data();
   for (int side = 0; side < kRoomSides; ++side) {
     auto gains = side_gains_[static_cast<std::size_t>(side)];
     const float centre_gain = gains[kFC];
@@ -38,11 +48,12 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, f
       gains[kFC] = centre_gain * (share + slope * static_cast<float>(n));  // in steps of a vector
       Vec sum{};
       for (std::size_t plane = 0; plane < kPlanes; ++plane) {
-        sum += gains[plane] * Load<Vec>(planes[plane] + n);
+        sum += gains[plane] * Load<Vec>(sources[plane] + n);
       }
       Store(to + n, sum);
     }
   }
+  std::copy_n(centre_.data() + kBlockFrames, kRoomCentreDelayFrames, centre_.data());
   float* wet_left = wet_.data();
   float* wet_right = wet_.data() + kBlockFrames;
   convolver_.Process(wet_left, wet_right);

@@ -18,6 +18,10 @@ namespace kelda::upmix_lib {
 // The planes reach the room on two sides, left and right.
 inline constexpr int kRoomSides = 2;
 
+// The centre reaches it 25 ms late: early reflections of a voice are heard as colour, later ones as
+// a room. As late as that, they change no third octave of it by more than half a decibel.
+inline constexpr int kRoomCentreDelayFrames = 1200;
+
 // What the room adds at the ears to an impulse on either side, without the direct sound:
 //
 //   0      first reflection                   decay_s
@@ -46,6 +50,7 @@ class Room {
   // Clears the signal history. Control.
   void Clear() {
     convolver_.Clear();
+    centre_.Clear();
     centre_share_ = next_centre_share_;
   }
 
@@ -57,14 +62,15 @@ class Room {
   void AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
              float* right) KELDA_NONBLOCKING;
 
-  // As Convolver::at_rest. Audio.
-  bool at_rest() const { return convolver_.at_rest(); }
+  // Whether silence comes out as silence and leaves everything as it is. Audio.
+  bool at_rest() const KELDA_NONBLOCKING;
 
  private:
   std::array<std::array<float, kPlanes>, kRoomSides> side_gains_;  // but for the centre share
   float centre_share_, next_centre_share_;
   Convolver convolver_;
-  AlignedBuffer wet_;  // [ear][kBlockFrames]
+  AlignedBuffer centre_;  // The last kRoomCentreDelayFrames of the plane, then the block.
+  AlignedBuffer wet_;     // [ear][kBlockFrames]
 };
 
 }  // namespace kelda::upmix_lib

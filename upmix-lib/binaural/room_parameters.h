@@ -22,8 +22,8 @@ static_assert(sizeof(RoomParameters) == 32);
 inline constexpr float kRoomOffDb = -80.0f;
 
 inline constexpr ParameterField kRoomFields[] = {
-    {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -15.0f},
-    {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -20.0f},
+    {"early_level_db", offsetof(RoomParameters, early_level_db), kRoomOffDb, 0.0f, -18.0f},
+    {"late_level_db", offsetof(RoomParameters, late_level_db), kRoomOffDb, 0.0f, -12.0f},
     {"decay_s", offsetof(RoomParameters, decay_s), 0.05f, 2.0f, 0.2f},
     {"size_m", offsetof(RoomParameters, size_m), 2.5f, 20.0f, 5.0f},
     {"damping_hz", offsetof(RoomParameters, damping_hz), 500.0f, 20000.0f, 5000.0f},

@@ -117,13 +117,15 @@ std::vector<double> Damped(std::span<const float> taps, double corner_hz, int or
 
 using Responses = std::vector<double>;  // [side][ear][tap]
 
-// The room adds nothing below this. Reflections arrive in phase there and would boom, and the
-// listener could not tell whether room or headphone booms.
-constexpr float kLowCutHz = 250.0f;
+// The room adds nothing below these. The tail would boom there, and the listener could not tell
+// whether room or headphone booms. The few early reflections are as late as a period of 300 Hz is
+// long: below 500 Hz they would colour the direct sound by more than 2 dB.
+constexpr float kLateLowCutHz = 250.0f;
+constexpr float kEarlyLowCutHz = 500.0f;
 
 // A Butterworth high-pass of the second order.
-void CutLows(double* taps, int count) {
-  const Biquad section = DesignBiquad({BandType::kHighPass, kLowCutHz, 0.0f, 0.70710678f});
+void CutEarlyLows(double* taps, int count) {
+  const Biquad section = DesignBiquad({BandType::kHighPass, kEarlyLowCutHz, 0.0f, 0.70710678f});
   double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
   for (int n = 0; n < count; ++n) {
     const double x = taps[n];
@@ -166,7 +168,7 @@ Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int t
       }
     }
     for (int ear = 0; ear < kEars; ++ear) {
-      CutLows(&early[(side * kEars + ear) * taps], taps);
+      CutEarlyLows(&early[(side * kEars + ear) * taps], taps);
     }
   }
   return early;
@@ -213,7 +215,7 @@ std::vector<LateBin> LateBins(const RoomParameters& room) {
   for (int bin = 1; bin < kGrainFrames / 2; ++bin) {
     const double freq_hz = static_cast<double>(bin) * kSampleRateHz / kGrainFrames;
     const double decay_s = room.decay_s / (1.0 + freq_hz / room.damping_hz);
-    const double gain = 1.0 / std::hypot(1.0, kLowCutHz / freq_hz);
+    const double gain = 1.0 / std::hypot(1.0, kLateLowCutHz / freq_hz);
     const double angle = 0.5 * std::acos(DiffuseCoherence(freq_hz));
     bins.push_back({gain * std::cos(angle), gain * std::sin(angle),
                     std::pow(10.0, -3.0 * kGrainHopFrames / kSampleRateHz / decay_s)});
