@@ -1,11 +1,12 @@
 // The default ears and the room around them: level differences between the ears, colour,
-// the room's share.
+// the room's share, and what both make of whole sounds behind either upmix.
 #include <gtest/gtest.h>
 
 #include <complex>
 
 #include "tests/laboratory/components.h"
 #include "tools/measure/band_power.h"
+#include "tools/measure/ear_figures.h"
 #include "tools/measure/frequency_response.h"
 #include "upmix-lib/binaural/plane_renderer.h"
 
@@ -99,7 +100,7 @@ TEST(Localisation, LevelDifferencesStayInTheRoom) {
   }
 }
 
-// What the ears hear of an impulse in the centre, or of one in another plane.
+// What the ears hear of an impulse in a plane.
 Planes ImpulseInCinema(std::size_t plane, const RoomParameters& room) {
   PlaneRenderer renderer(DefaultEars(), room, 0.5f);
   renderer.input(static_cast<int>(plane))[0] = 1.0f;
@@ -137,6 +138,34 @@ TEST(Room, SurroundsTheSidesAndLeavesTheCentreItsColour) {
       const double whole = Power(nearer) * static_cast<double>(nearer.size());
       const double direct_db = Db(direct(nearer) / (whole - direct(nearer)));
       EXPECT_NEAR(direct_db, film ? 9.5 : 13.5, 1.5) << plane;
+    }
+  }
+}
+
+// Pink noise from places of the image, behind either upmix, ears and room of the default tuning.
+TEST(DefaultTuning, ColoursNoPlaceAndMakesWideSoundDiffuse) {
+  constexpr std::size_t kFrames = 350 * kBlock, kSettled = kSampleRateHz;
+  const Signal one = PinkNoise(51, kFrames, 20.0f, 20000.0f);
+  const Signal two = PinkNoise(52, kFrames, 20.0f, 20000.0f);
+  const Planes kImages[] = {{one, one}, {one, Signal(kFrames)}, {one, two}};
+  for (const bool film : {false, true}) {
+    for (const Planes& image : kImages) {
+      tools::Heard heard{
+          image, film ? CinemaInstance(DefaultCinema(), DefaultEars()).Process(image)
+                      : VirtualizerInstance(DefaultEars()).Process(MusicInstance().Process(image))};
+      for (tools::Channels* channels : {&heard.in, &heard.ears}) {
+        for (Signal& channel : *channels) {
+          channel.erase(channel.begin(), channel.begin() + kSettled);
+        }
+      }
+      const auto place = (film ? "cinema " : "music ") + std::to_string(&image - kImages);
+      EXPECT_LT(tools::ColourDb(heard), 4.0) << place;
+      EXPECT_NEAR(tools::TrebleDb(heard), 0.0, 2.0) << place;
+      if (&image == &kImages[2]) {  // 0.02 by chance, in 6 s
+        EXPECT_LT(tools::OffDiffuseField(heard.ears), 0.12) << place;
+      } else {
+        EXPECT_LT(tools::ColourationSone(heard), film ? 0.8 : 0.6) << place;
+      }
     }
   }
 }

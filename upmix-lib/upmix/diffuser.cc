@@ -19,16 +19,24 @@ constexpr int kDesignFrames = 4096;
 constexpr int kDesignBins = kDesignFrames / 2 + 1;
 constexpr int kDesignTurns = 40;
 
-constexpr uint32_t kSeeds[2] = {442, 1319};
-constexpr double kLongestLowMs = 17.0, kLongestHighMs = 4.0;
+// Of 700, the pair that colours wide sound least at the ears, beside what stays in front.
+constexpr uint32_t kSeeds[2] = {128, 618};
+constexpr double kLongestLowMs = 11.0, kLongestHighMs = 4.0;
 constexpr double kLowHz = 300.0, kHighHz = 3000.0;  // between these the longest delay falls
 
-// How much the planes of the two sides are to have in common: correlation up to the first
-// frequency, none from the second. Chosen by the coherence at the ears of the default HRIRs.
-constexpr double kLowCorrelation = 0.4, kCorrelatedHz = 600.0, kUncorrelatedHz = 1300.0;
-// Bins of HopSpectrum in which sides are exchanged.
-constexpr int kMixedBins = 8;
-constexpr int kMixedGroups = kMixedBins / kLanes;
+// How much the planes of the two sides have in common, straight between these points over the
+// logarithm of the frequency, as at the last ones beyond. Without it the ears would hear them at
+// 90 and 135 degrees almost in phase around 1.3 and 2.8 kHz and in opposite phase around 0.6 and
+// 1.9 kHz, since a head is 0.7 ms wide. With it, independent ambience has the coherence of a
+// diffuse field at the default ears. Up to 1 kHz the curve also makes up for what stays in front.
+struct Correlation {
+  double hz, of_sides;
+};
+constexpr Correlation kCorrelations[] = {{250, 0.18},   {315, 0.34},   {400, -0.20},  {500, 0.32},
+                                         {630, 0.25},   {800, -0.09},  {950, -0.17},  {1060, -0.36},
+                                         {1190, -0.61}, {1335, -0.39}, {1500, -0.08}, {1680, 0.62},
+                                         {1890, 0.93},  {2120, 0.63},  {2380, -0.08}, {2670, -0.70},
+                                         {3000, -0.70}, {3360, -0.03}, {3780, -0.10}, {4240, 0.00}};
 
 // Uniform in [0, 1) (W. H. Press et al., "Numerical Recipes", quick and dirty generator).
 double Random(uint32_t& state) {
@@ -136,30 +144,41 @@ std::array<float, kFilterTaps> Designer::Taps(const Response& response, const Ga
   return taps;
 }
 
-// Half of the arc sine of the correlation that two sides mixed by this angle have.
-double MixAngle(double hz) {
-  const double at = std::clamp(
-      std::log(std::max(hz, 1.0) / kCorrelatedHz) / std::log(kUncorrelatedHz / kCorrelatedHz), 0.0,
-      1.0);
-  return 0.5 * std::asin(kLowCorrelation * (0.5 + 0.5 * std::cos(kPi * at)));
+double CorrelationAt(double hz) {
+  const Correlation* above = kCorrelations;
+  for (const Correlation& point : kCorrelations) {
+    above = &point;
+    if (hz < point.hz) {
+      break;
+    }
+  }
+  if (above == kCorrelations || hz >= above->hz) {
+    return above->of_sides;
+  }
+  const Correlation& below = above[-1];
+  const double at = std::log(hz / below.hz) / std::log(above->hz / below.hz);
+  return below.of_sides + at * (above->of_sides - below.of_sides);
 }
+
+// Two sides mixed by this angle have the correlation that they are to have.
+double MixAngle(double hz) { return 0.5 * std::asin(CorrelationAt(hz)); }
 
 }  // namespace
 
 struct DiffuserTables {
-  // [group of kLanes bins][partition][side left, side right, back left, back right][re, im]
-  static constexpr int kRowFloats = 4 * 2 * kLanes;
-  alignas(kSimdAlignmentBytes) float own[kHopBinGroups * kPartitions * kRowFloats];
-  // The same: what each side's ambience gives to the other.
-  alignas(kSimdAlignmentBytes) float other[kMixedGroups * kPartitions * kRowFloats];
+  // What a plane takes from the ambience of its own side, then what the plane of the other side
+  // takes from the same ambience: [group of kLanes bins][partition][own, other]
+  // [side left, side right, back left, back right][re, im]
+  static constexpr int kPlaneFloats = 2 * kLanes;
+  static constexpr int kRowFloats = 2 * 4 * kPlaneFloats;
+  alignas(kSimdAlignmentBytes) float filters[kHopBinGroups * kPartitions * kRowFloats];
   const RealFft& fft = SharedRealFft<kHopTransform>();
 
   DiffuserTables();
-  void Load(const std::array<float, kFilterTaps>& taps, int row, int groups, float* to) const;
+  void Load(const std::array<float, kFilterTaps>& taps, int plane);
 };
 
-void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int row, int groups,
-                          float* to) const {
+void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int plane) {
   float padded[kHopTransform] = {}, scratch[kHopScratchFloats];
   HopSpectrum spectrum = {};
   for (int partition = 0; partition < kPartitions; ++partition) {
@@ -167,8 +186,8 @@ void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int row, i
       padded[n] = taps[static_cast<std::size_t>(partition * kHopFrames + n)] / kHopTransform;
     }
     fft.Forward(padded, spectrum.re, spectrum.im, scratch);
-    for (int group = 0; group < groups; ++group) {
-      float* at = to + (group * kPartitions + partition) * kRowFloats + row * 2 * kLanes;
+    for (int group = 0; group < kHopBinGroups; ++group) {
+      float* at = filters + (group * kPartitions + partition) * kRowFloats + plane * kPlaneFloats;
       std::copy_n(spectrum.re + group * kLanes, kLanes, at);
       std::copy_n(spectrum.im + group * kLanes, kLanes, at + kLanes);
     }
@@ -184,10 +203,10 @@ DiffuserTables::DiffuserTables() {
     designer.MakeAllPass(response);
     Response turned = Designer::Quadrature(response);
     designer.MakeAllPass(turned);
-    Load(designer.Taps(response, own_gain), side, kHopBinGroups, own);
-    Load(designer.Taps(turned, own_gain), 2 + side, kHopBinGroups, own);
-    Load(designer.Taps(response, other_gain), side, kMixedGroups, other);
-    Load(designer.Taps(turned, other_gain), 2 + side, kMixedGroups, other);
+    Load(designer.Taps(response, own_gain), side);
+    Load(designer.Taps(turned, own_gain), 2 + side);
+    Load(designer.Taps(response, other_gain), 4 + side);
+    Load(designer.Taps(turned, other_gain), 6 + side);
   }
 }
 
@@ -203,33 +222,28 @@ void Diffuser::Process(const float (&ambience)[2][kHopFrames], Diffused& out) {
                  {histories_[0].newest() - kHopFrames, histories_[1].newest() - kHopFrames});
 
   HopSpectrum sums[4];
-  const float* own = tables_->own;
-  const float* other = tables_->other;
+  const float* filter = tables_->filters;
   for (int group = 0; group < kHopBinGroups; ++group) {
     const int bin = group * kLanes;
     Complex<Vec> sum[4] = {};
-    const auto add = [&](int plane, const Complex<Vec>& x, const float* row) {
-      const auto h = Complex<Vec>::LoadFrom(row);
+    const auto add = [&](int plane, const Complex<Vec>& x) {
+      const auto h = Complex<Vec>::LoadFrom(filter);
+      filter += DiffuserTables::kPlaneFloats;
       sum[plane].re += x.re * h.re;
       sum[plane].re -= x.im * h.im;
       sum[plane].im += x.re * h.im;
       sum[plane].im += x.im * h.re;
     };
-    const bool mixed = group < kMixedGroups;
     for (int partition = 0; partition < kPartitions; ++partition) {
       const HopSpectrum(&input)[2] = inputs_[partition];
       const Complex<Vec> x[2] = {
           {upmix_lib::Load<Vec>(input[0].re + bin), upmix_lib::Load<Vec>(input[0].im + bin)},
           {upmix_lib::Load<Vec>(input[1].re + bin), upmix_lib::Load<Vec>(input[1].im + bin)}};
       for (int plane = 0; plane < 4; ++plane) {
-        add(plane, x[plane % 2], own + plane * 2 * kLanes);
+        add(plane, x[plane % 2]);
       }
-      own += DiffuserTables::kRowFloats;
-      if (mixed) {
-        for (int plane = 0; plane < 4; ++plane) {
-          add(plane ^ 1, x[plane % 2], other + plane * 2 * kLanes);
-        }
-        other += DiffuserTables::kRowFloats;
+      for (int plane = 0; plane < 4; ++plane) {
+        add(plane ^ 1, x[plane % 2]);
       }
     }
     for (int plane = 0; plane < 4; ++plane) {

@@ -2,7 +2,7 @@
 // it and are unlike each other, without colouring any:
 //
 //   left ambience ---> all-pass pair --+--> side left, back left
-//                                      X  low frequencies partly exchanged
+//                                      X  each gets some of the other
 //   right ambience --> all-pass pair --+--> side right, back right
 //
 // Each side has an all-pass response of its own, so that a source that leaves the same ambience
@@ -14,8 +14,10 @@
 // correlation with the sides, and together the two have a flat power response (F. Zotter, M.
 // Frank, "Efficient phantom source widening", Archives of Acoustics 38, 2013).
 //
-// At the ears a diffuse field is coherent at low frequencies, more than planes of no
-// correlation would be. So each side gets some of the other there.
+// At the ears a diffuse field is coherent at low frequencies and incoherent above. Planes of no
+// correlation at the sides are not: their sounds reach the two ears with the delay of a head, and
+// beat in and out of phase up to 4 kHz. So each side gets as much of the other, of either sign, as
+// evens that out.
 #ifndef KELDA_UPMIX_LIB_UPMIX_DIFFUSER_H_
 #define KELDA_UPMIX_LIB_UPMIX_DIFFUSER_H_
 
