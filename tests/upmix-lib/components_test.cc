@@ -14,7 +14,7 @@ namespace {
 
 using Limits = std::numeric_limits<float>;
 
-// Something of its own on each input, something common to all.
+// A part of its own on each input, and a part that all inputs share.
 Planes Sound(const Component& component, std::size_t blocks, uint32_t seed) {
   const Signal common = PinkNoise(seed, blocks * kBlock);
   Planes sound;
@@ -88,8 +88,8 @@ TEST_P(Components, SoundAfterALongSilenceIsAsWithoutRest) {
   }
 }
 
-// Denormals make every operation slow. The flag tells of each that arises, on processors
-// that are quick with them, too; by chance one is left over here and there.
+// Denormals make every operation slow. The processor's flag tells of each that arises, even where
+// it is quick with them; the few that arise by chance are allowed.
 TEST_P(Components, MeetNoDenormalsInAFadeOrBesideSilence) {
   const auto component = Make();
   Planes in = Sound(*component, 400, 7);
