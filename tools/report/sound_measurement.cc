@@ -152,6 +152,7 @@ Json LoudnessJson(const StereoSystem& ears) {
     const Channels in = Programme(noise.frames(), kFrames);
     const double in_lufs = LoudnessLufs(in, kSettled);
     std::vector<double> over_db;
+    over_db.reserve(levels_lufs.size());
     for (const double lufs : levels_lufs) {
       over_db.push_back(LoudnessLufs(ears(Louder(in, lufs - in_lufs)), kSettled) - lufs);
     }
@@ -220,7 +221,8 @@ Json MeasureSound(const EffectLibrary& library, const DecisionTable& decisions,
       const bool loads =
           from == "off" || std::find(whole.begin(), whole.end(), from) != whole.end();
       if (from != to && loads) {
-        progress("measuring how the level goes on from " + from + " to " + to);
+        progress(std::string("measuring how the level goes on from ").append(from).append(" to ") +
+                 to);
         handovers.push_back(HandoverJson(system, from, to));
       }
     }
