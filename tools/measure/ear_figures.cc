@@ -144,6 +144,7 @@ HeardNoise Hear(const StereoSystem& system, Image image, std::size_t frames) {
       power += sample * sample / static_cast<double>(frames);
     }
     std::vector<float> scaled;
+    scaled.reserve(signal.size());
     for (const double sample : signal) {
       scaled.push_back(static_cast<float>(0.05 * sample / std::sqrt(power)));
     }
