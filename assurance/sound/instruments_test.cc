@@ -52,8 +52,10 @@ TEST(SoundInstruments, FindAStemAgainInItsPlane) {
     upmix_lib::AddTo(planes[1], in[1]);
     return planes;
   };
-  const auto shares =
-      tools::Shares(tools::StemByPlane(upmix, {Plus(stem, other), other}, {stem, Signal(96000)}));
+  const Planes by_plane =
+      tools::StemByPlane(upmix, {Plus(stem, other), other}, {stem, Signal(96000)});
+  EXPECT_NEAR(upmix_lib::Power(by_plane[0]) / upmix_lib::Power(stem), 0.75, 1e-4);
+  const auto shares = tools::Shares(by_plane);
   EXPECT_NEAR(shares[0], 0.75, 1e-4);
   EXPECT_NEAR(shares[3], 0.25, 1e-4);
   EXPECT_NEAR(shares[1], 0, 1e-9);
