@@ -273,7 +273,7 @@ void AddLateSide(std::vector<LateBin> late, int grains, std::mt19937* generator,
 }
 
 Responses LateResponses(const RoomParameters& room, int taps) {
-  constexpr uint32_t kSeed = 4;  // of five, the one that colours the front planes least
+  constexpr uint32_t kSeed = 2;  // of three, the one that keeps the ears nearest to a diffuse field
   std::mt19937 generator(kSeed);
   Responses late(static_cast<std::size_t>(kRoomSides * kEars * taps));
   const int start = LateStart(room);
@@ -281,6 +281,16 @@ Responses LateResponses(const RoomParameters& room, int taps) {
   for (int side = 0; side < kRoomSides; ++side) {
     double* left = late.data() + side * kEars * taps + start;
     AddLateSide(LateBins(room), grains, &generator, left, left + taps);
+  }
+  // Half of the right side's power is the left side's, mirrored and turned: what both sides hear
+  // alike, the centre, is then wide in the room rather than louder or softer by chance.
+  const double half = std::sqrt(0.5);
+  for (int ear = 0; ear < kEars; ++ear) {
+    const double* mirrored = late.data() + (1 - ear) * taps;
+    double* to = late.data() + (kEars + ear) * taps;
+    for (int n = 0; n < taps; ++n) {
+      to[n] = half * (to[n] - mirrored[n]);
+    }
   }
   return late;
 }

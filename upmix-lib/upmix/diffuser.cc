@@ -32,8 +32,8 @@ constexpr double kLowHz = 300.0, kHighHz = 3000.0;  // between these the longest
 struct Correlation {
   double hz, of_sides;
 };
-constexpr Correlation kCorrelations[] = {{250, 0.18},   {315, 0.34},   {400, -0.20},  {500, 0.32},
-                                         {630, 0.25},   {800, -0.09},  {950, -0.17},  {1060, -0.36},
+constexpr Correlation kCorrelations[] = {{250, 0.28},   {315, 0.44},   {400, -0.10},  {500, 0.42},
+                                         {630, 0.35},   {800, 0.01},   {950, -0.07},  {1060, -0.31},
                                          {1190, -0.61}, {1335, -0.39}, {1500, -0.08}, {1680, 0.62},
                                          {1890, 0.93},  {2120, 0.63},  {2380, -0.08}, {2670, -0.70},
                                          {3000, -0.70}, {3360, -0.03}, {3780, -0.10}, {4240, 0.00}};
@@ -182,8 +182,9 @@ void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int plane)
   float padded[kHopTransform] = {}, scratch[kHopScratchFloats];
   HopSpectrum spectrum = {};
   for (int partition = 0; partition < kPartitions; ++partition) {
+    const float* from = taps.data() + partition * kHopFrames;
     for (int n = 0; n < kHopFrames; ++n) {
-      padded[n] = taps[static_cast<std::size_t>(partition * kHopFrames + n)] / kHopTransform;
+      padded[n] = from[n] / kHopTransform;
     }
     fft.Forward(padded, spectrum.re, spectrum.im, scratch);
     for (int group = 0; group < kHopBinGroups; ++group) {
