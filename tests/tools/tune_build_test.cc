@@ -4,6 +4,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <map>
 
@@ -12,6 +13,7 @@
 #include "tests/tools/program.h"
 #include "tests/tools/sofa_writer.h"
 #include "tools/tune/app_list_check.h"
+#include "upmix-lib/level/level_parameters.h"
 
 namespace kelda::tools {
 namespace {
@@ -131,6 +133,25 @@ TEST_F(TuneBuild, MakesEveryFileOfADirectory) {
     EXPECT_EQ("", rendered.err);
     EXPECT_NEAR(0.5 * std::pow(10, gain_db / 20), ReadAudio(folder_ / "out.wav").samples[0], 1e-5);
   }
+}
+
+// Only the level files differ: no levelling, and a gain, which an equalizer that is quieter by 6 dB
+// raises by as much.
+TEST_F(TuneBuild, MeasuresTheGainWithWhichMusicIsAsLoudAsTheInput) {
+  const auto gain_db = [&](const char* preamp) {
+    folder_.Write("eq.txt", preamp);
+    folder_.Write("eq2.txt", preamp);
+    folder_.Write("asinput.toml", folder_.Read("project.toml") + "level.as_input = true\n");
+    Succeed({"tune", "build", folder_ / "asinput.toml", "-o", folder_ / "as", "--quiet"});
+    upmix_lib::LevelParameters parameters;
+    const std::string file = folder_.Read("as/upl.music.bin");
+    std::memcpy(static_cast<void*>(&parameters), file.data(), sizeof(parameters));
+    EXPECT_EQ(parameters.strength, 0.0f);
+    return double{parameters.gain_db};
+  };
+  const double loud_db = gain_db("Preamp: 0 dB\n");
+  // Of the two devices only wired starts with personalized ears, and so with its equalizer.
+  EXPECT_NEAR(gain_db("Preamp: -6 dB\n") - loud_db, 3.0, 0.01);
 }
 
 TEST_F(TuneBuild, ReplacesADirectoryWholeOrNotAtAll) {

@@ -209,6 +209,16 @@ TEST(LevelControl, TheGainKeepsItsSpeedAndComesToRest) {
 
 // ---- The limiter.
 
+TEST(LevelControl, WithoutLevellingOnlyTheFixedGainIsLeft) {
+  LevelParameters parameters = LimiterOnly(-1);
+  parameters.gain_db = -6.0f;
+  const Planes in = AtLoudness(Music(5, 6), -20);
+  const Planes out = LevelInstance(parameters).Process(in), late = Delayed(in, kLatency);
+  Signal expected(late[0].size());
+  AddTo(expected, late[0], std::pow(10.0f, -6.0f / 20.0f));
+  EXPECT_LT(ErrorDb(out[0], expected), -120.0);
+}
+
 TEST(LevelControl, BelowTheCeilingTheLimiterIsADelay) {
   Planes in = AtLoudness(Music(12, 6), -30);
   ASSERT_LT(TruePeakDb(in), -2);

@@ -179,10 +179,10 @@ class Builder {
         personalized ? &equalizers_.at(device.equalizer) : nullptr;
     const Bytes& parameters = personalized ? upmix.personalized : upmix.standard;
     return MeasureChain([&]() {
-      return mode == "music" ? MusicChain(Parameters<upmix_lib::MusicParameters>(parameters), ears,
-                                          equalizer)
-                             : CinemaChain(Parameters<upmix_lib::CinemaParameters>(parameters),
-                                           ears, equalizer);
+      return mode == "music"
+                 ? MusicChain(Parameters<upmix_lib::MusicParameters>(parameters), ears, equalizer)
+                 : CinemaChain(Parameters<upmix_lib::CinemaParameters>(parameters), ears,
+                               equalizer);
     });
   }
 

@@ -38,8 +38,8 @@ class Convolver {
   // Writes kBlockFrames samples to either ear. Audio.
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 
-  // Whether the inputs of the last block were silent; and those of so many blocks, that more silence
-  // would come out as silence and leave everything as it is. Audio.
+  // Whether the inputs of the last block were silent; and those of so many blocks, that more
+  // silence would come out as silence and leave everything as it is. Audio.
   bool silent() const { return silent_blocks_ > 0; }
   bool at_rest() const { return silent_blocks_ > partition_count_; }
 
