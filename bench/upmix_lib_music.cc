@@ -91,7 +91,7 @@ void MusicFilters(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) {
     for (int i = 0; i < kHops; ++i) {
       if (i % kHopsPerGains == 0) {
-        filters->MoveTo(decomposition.gains(), kHopsPerGains);
+        filters->MoveTo(decomposition.gains(), kHopsPerMove);
       }
       filters->Process(noise.data(), noise.data() + kHopTransform, out);
       benchmark::ClobberMemory();

@@ -24,7 +24,6 @@ using enum upmix_lib::Plane;
 using tools::HeardNoise;
 using tools::Image;
 using upmix_lib::Db;
-using upmix_lib::Power;
 
 constexpr std::size_t kRate = 48000;
 
@@ -81,7 +80,8 @@ const upmix_lib::HrirSet& SetAt(const std::filesystem::path& sofa, double azimut
 upmix_lib::HrirSet AsSet(const Planes& responses, int taps) {
   upmix_lib::HrirSet set;
   set.taps = taps;
-  set.responses.resize(static_cast<std::size_t>(upmix_lib::kPlanes * upmix_lib::kEars * taps));
+  set.responses.resize(std::size_t{upmix_lib::kPlanes * upmix_lib::kEars} *
+                       static_cast<std::size_t>(taps));
   std::size_t first = responses[0].size();
   for (const Signal& ear : responses) {
     float peak = 0;
@@ -108,7 +108,7 @@ std::vector<double> LevelDifferences(const upmix_lib::HrirSet& set, int plane) {
   const tools::Power left = analysis.PowerOf(set.response(plane, 0));
   const tools::Power right = analysis.PowerOf(set.response(plane, 1));
   std::vector<double> differences;
-  for (double hz = 500; hz < 8100; hz *= 2) {
+  for (const double hz : {500.0, 1000.0, 2000.0, 4000.0, 8000.0}) {
     const double low = hz / std::sqrt(2.0), high = hz * std::sqrt(2.0);
     const double db =
         Db(tools::BandSum(left, 8192, low, high)) - Db(tools::BandSum(right, 8192, low, high));

@@ -16,7 +16,6 @@
 namespace kelda::sound {
 namespace {
 
-using upmix_lib::Noise;
 using upmix_lib::PinkNoise;
 
 Signal Scaled(Signal signal, double gain_db) {

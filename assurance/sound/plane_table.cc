@@ -169,10 +169,11 @@ std::vector<Figure> MadeFigures(const tools::Upmix& upmix, const Signal& guitar)
       before += Power(std::span(plane).subspan(start - 480, 480));
     }
   }
-  const auto bursts = static_cast<double>(frames / kEvery - 1);
+  constexpr double kBurstsPerBlock = double{kEvery} / kBurst;
+  const std::size_t bursts = frames / kEvery - 1;
   add("attacks: in their plane", 100 * tools::Shares(attack)[kFL], "%", kHigher);
-  add("attacks: pre-echo, 10 ms before", Db(before / bursts / (Power(burst[0]) * kEvery / kBurst)),
-      "dB", kLower);
+  add("attacks: pre-echo, 10 ms before",
+      Db(before / static_cast<double>(bursts) / (Power(burst[0]) * kBurstsPerBlock)), "dB", kLower);
 
   for (const auto& [name, left, right] :
        {std::tuple("centre", std::sqrt(0.5), std::sqrt(0.5)), std::tuple("left", 1.0, 0.0),

@@ -28,7 +28,7 @@ void Require(bool succeeded, const std::string& what) {
 
 std::vector<char> Parameters(const std::filesystem::path& file, uint32_t bytes) {
   std::ifstream stream(file, std::ios::binary);
-  const std::vector<char> data{std::istreambuf_iterator<char>(stream), {}};
+  std::vector<char> data{std::istreambuf_iterator<char>(stream), {}};
   Require(data.size() == bytes, file.string() + " has the wrong length");
   return data;
 }

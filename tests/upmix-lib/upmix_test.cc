@@ -389,7 +389,9 @@ Signal Voice(double hz, std::size_t frames) {
     const double f0 = hz * std::exp2(0.35 * std::sin(2.0 * std::numbers::pi * 0.9 * t));
     phase += 2.0 * std::numbers::pi * f0 / 48000.0;
     double sum = 0.0;
-    for (int h = 1; h * f0 < 4000.0; ++h) sum += std::sin(h * phase) / h;
+    for (int h = 1; h * f0 < 4000.0; ++h) {
+      sum += std::sin(h * phase) / h;
+    }
     const double shape = word < 0.35 ? std::sin(std::numbers::pi * word / 0.35) : 0.0;
     voice[n] = static_cast<float>(0.2 * shape * sum);
   }
@@ -403,7 +405,9 @@ Signal Notes(std::size_t frames) {
     const double t = static_cast<double>(n) / 48000.0, note = std::fmod(t, 0.5);
     const double f0 = 110.0 * std::exp2(std::floor(std::fmod(t, 2.0) / 0.5) * 4.0 / 12.0);
     double sum = 0.0;
-    for (int h = 1; h * f0 < 4000.0; ++h) sum += std::sin(2.0 * std::numbers::pi * h * f0 * t) / h;
+    for (int h = 1; h * f0 < 4000.0; ++h) {
+      sum += std::sin(2.0 * std::numbers::pi * h * f0 * t) / h;
+    }
     notes[n] = static_cast<float>(0.2 * std::exp(-note / 0.06) * sum);
   }
   return notes;

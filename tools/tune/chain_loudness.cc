@@ -18,7 +18,7 @@ namespace {
 using upmix_lib::kBlockFrames;
 using upmix_lib::kPlanes;
 
-constexpr double kLevel_db = -23;
+constexpr double kLevelDb = -23;
 constexpr std::size_t kSettlingPeriods = 3, kMeasuredPeriods = 3;
 
 std::shared_ptr<upmix_lib::Equalizer> MakeEqualizer(const upmix_lib::EqualizerTuning* tuning) {
@@ -35,7 +35,8 @@ class MusicSystem {
       const float* const in[2] = {left + at, right + at};
       float* out[kPlanes];
       for (int plane = 0; plane < kPlanes; ++plane) {
-        out[plane] = &planes_[static_cast<std::size_t>(plane * kBlockFrames + at)];
+        out[plane] =
+            &planes_[static_cast<std::size_t>(plane) * kBlockFrames + static_cast<std::size_t>(at)];
       }
       upmix_.Process(in, out);
     }
@@ -82,7 +83,7 @@ Chain MakeChain(const Parameters& parameters, const upmix_lib::HrirSet& ears,
 
 // K-weighted energy of both channels of what comes out over that of what goes in.
 double GainLu(const Chain& chain, Image image) {
-  const TestSignal signal(image, Waveform::kNoise, upmix_lib::AmplitudeFromDb(kLevel_db));
+  const TestSignal signal(image, Waveform::kNoise, upmix_lib::AmplitudeFromDb(kLevelDb));
   const std::vector<float>& frames = signal.frames();
   static_assert(TestSignal::kPeriod % kBlockFrames == 0);
   upmix_lib::KWeighting weigh_in, weigh_out;

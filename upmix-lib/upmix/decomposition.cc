@@ -297,7 +297,7 @@ int Decomposition::Process(const Analysis& left, const Analysis& right) {
     --attack_credit_;
     return 1;
   }
-  return kHopsPerGains;
+  return kHopsPerMove;
 }
 
 }  // namespace kelda::upmix_lib

@@ -29,8 +29,9 @@
 
 namespace kelda::upmix_lib {
 
-// New gains every so many hops; at an attack at once.
+// New gains every so many hops; at an attack at once. Within how many hops the filters follow.
 inline constexpr int kHopsPerGains = 16;
+inline constexpr int kHopsPerMove = 12;
 
 struct DecompositionTuning {
   float centre_amount[kPaddedLongBins];    // 0..1: share of the common part

@@ -14,13 +14,13 @@ constexpr int kPoints = 2 * kBlockFrames;
 constexpr int kBins = kPoints / 2 + 1;
 constexpr float kBlockS = static_cast<float>(kBlockFrames) / kSampleRateHz;
 
-constexpr int Bin(float hz) { return static_cast<int>(hz * kPoints / kSampleRateHz + 0.5f); }
+constexpr int Bin(int hz) { return (hz * kPoints + kSampleRateHz / 2) / kSampleRateHz; }
 
 // Pitch is heard from the harmonics of a voice, above bass and drums.
-constexpr int kPitchLowBin = Bin(200.0f), kPitchHighBin = Bin(1200.0f);
+constexpr int kPitchLowBin = Bin(200), kPitchHighBin = Bin(1200);
 constexpr int kShortestPeriod = kSampleRateHz / 400, kLongestPeriod = kSampleRateHz / 75;
 // Loudness is that of the range of speech.
-constexpr int kSpeechLowBin = Bin(300.0f), kSpeechHighBin = Bin(4000.0f);
+constexpr int kSpeechLowBin = Bin(300), kSpeechHighBin = Bin(4000);
 
 constexpr float kClear = 0.7f;         // clarity of a pitch that counts
 constexpr float kGlideLeast = 0.004f;  // octaves a block: less is a held note,

@@ -82,17 +82,19 @@ void LagSearch::Search() {
     lag = time[n] > time[lag] ? n : lag;
   }
   const float peak = time[lag] / static_cast<float>(2 * (kEndBin - kFirstBin));
-  Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
+  if (peak > kLeastPeak || marked_) {
+    Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
+  }
 }
 
 bool LagSearch::silent() const {
   return IsSilent(left_, kPaddedLongBins) && IsSilent(right_, kPaddedLongBins) &&
-         IsSilent(cross_.re, kPaddedLongBins) && IsSilent(cross_.im, kPaddedLongBins) &&
-         IsSilent(doubled_, kPaddedLongBins);
+         IsSilent(cross_.re, kPaddedLongBins) && IsSilent(cross_.im, kPaddedLongBins) && !marked_;
 }
 
 void LagSearch::Mark(int lag, float sure) {
   constexpr float kPerAlike = 1.0f / (kSureAlike - kLeastAlike);
+  marked_ = false;
   for (int k = kFirstBin; k < kEndBin; ++k) {
     const int turn = k * lag % kLongFrames;
     const float cosine = tables_->cosine[turn];
@@ -101,6 +103,7 @@ void LagSearch::Mark(int lag, float sure) {
     const float target = sure * std::clamp((alike - kLeastAlike) * kPerAlike, 0.0f, 1.0f);
     const float next = doubled_[k] + kMarkStep * (target - doubled_[k]);
     doubled_[k] = next < 1e-4f ? 0.0f : next;
+    marked_ |= doubled_[k] > 0.0f;
   }
 }
 

@@ -49,6 +49,7 @@ class LagSearch {
   LongSpectrum cross_ = {};      // left times the conjugate of right
   LongSpectrum coherence_ = {};  // of the last search
   alignas(kSimdAlignmentBytes) float doubled_[kPaddedLongBins] = {};
+  bool marked_ = false;  // Whether any of doubled_ is not 0.
 };
 
 }  // namespace kelda::upmix_lib
