@@ -14,8 +14,6 @@
 namespace kelda::tools {
 namespace {
 
-constexpr std::size_t kRate = 48000;
-
 double Coherence(const CrossSpectra& spectra, double low_hz, double high_hz) {
   constexpr std::size_t kSize = CrossSpectra::kSize;
   const double powers = BandSum(spectra.first, kSize, low_hz, high_hz) *
@@ -46,18 +44,18 @@ Power ThirdOctaveGains(const HeardNoise& heard, const std::vector<double>& centr
 }  // namespace
 
 LineSpectrum MeasureLines(const StereoSystem& system, std::span<const PannedTone> tones) {
-  constexpr std::size_t kSize = 131072, kSettled = 8 * kRate;
+  constexpr std::size_t kSize = 131072, kSettled = 8 * kSoundRate;
   Channels in(2, std::vector<float>(kSettled + kSize));
   for (const PannedTone& tone : tones) {
     for (std::size_t n = 0; n < in[0].size(); ++n) {
       const double sine =
-          std::sin(2 * std::numbers::pi * tone.freq_hz * static_cast<double>(n) / kRate);
+          std::sin(2 * std::numbers::pi * tone.freq_hz * static_cast<double>(n) / kSoundRate);
       in[0][n] += static_cast<float>(tone.left * sine);
       in[1][n] += static_cast<float>(tone.right * sine);
     }
   }
   const SpectrumAnalysis analysis(kSize);
-  constexpr double kNearHz = 30, kBinHz = double{kRate} / kSize;
+  constexpr double kNearHz = 30, kBinHz = double{kSoundRate} / kSize;
   const double half_band = std::exp2(1.0 / 24);
   LineSpectrum worst;
   for (const std::vector<float>& ear : system(in)) {
@@ -82,7 +80,7 @@ LineSpectrum MeasureLines(const StereoSystem& system, std::span<const PannedTone
       }
       return sizes;
     };
-    const auto [tone, line] = highest(0, kRate / 2.0);
+    const auto [tone, line] = highest(0, kSoundRate / 2.0);
     const double scale = 1 / std::max(tone, 1e-12);
     if (ToDb(line * scale) < worst.worst_db) {
       continue;
@@ -125,14 +123,14 @@ const std::vector<PannedTone>& OrganChord() {
 }
 
 HeardNoise Hear(const StereoSystem& system, Image image, std::size_t frames) {
-  constexpr std::size_t kSettled = 8 * kRate;
+  constexpr std::size_t kSettled = 8 * kSoundRate;
   const SpectrumAnalysis analysis(frames);
   std::mt19937 random(1);
   std::normal_distribution<double> normal;
   const auto noise = [&] {
     Spectrum spectrum(analysis.bins());
     const auto bin = [frames](double hz) {
-      return static_cast<std::size_t>(hz * static_cast<double>(frames) / kRate);
+      return static_cast<std::size_t>(hz * static_cast<double>(frames) / kSoundRate);
     };
     for (std::size_t k = bin(20); k < bin(20000); ++k) {
       spectrum[k] =

@@ -7,19 +7,12 @@
 
 #include "tools/core/decibels.h"
 #include "tools/measure/frequency_response.h"
+#include "tools/measure/stereo_system.h"
 
 namespace kelda::tools {
 namespace {
 
 using Response = std::span<const float>;
-
-double Energy(Response response) {
-  double sum = 0;
-  for (const float tap : response) {
-    sum += static_cast<double>(tap) * static_cast<double>(tap);
-  }
-  return sum;
-}
 
 double DelayUs(Response left, Response right) {
   constexpr int kStepHz = 20;

@@ -8,8 +8,6 @@
 namespace kelda::tools {
 namespace {
 
-constexpr std::size_t kRate = 48000;
-
 // The sum of all channels' powers from frame `first` on.
 double MeanPower(const Channels& signal, std::size_t first, std::size_t count) {
   double sum = 0;
@@ -31,7 +29,7 @@ void Append(Channels* to, const Channels& from, double gain) {
 
 // Windows of 0.1 s of `out` over those of `settled`, in dB: what the gain is off.
 std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
-  constexpr std::size_t kWindow = kRate / 10;
+  constexpr std::size_t kWindow = kSoundRate / 10;
   std::vector<double> gains_db;
   for (std::size_t at = 0; at + kWindow <= std::min(out[0].size(), settled[0].size());
        at += kWindow) {
@@ -45,7 +43,7 @@ std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
 
 std::vector<double> HandoverGainsDb(const ModalSystem& system, const Channels& programme,
                                     const std::string& from, const std::string& to) {
-  constexpr std::size_t kChange = 20 * kRate;
+  constexpr std::size_t kChange = 20 * kSoundRate;
   return GainsOffDb(system(programme, from, to, kChange), system(programme, to, to, kChange));
 }
 

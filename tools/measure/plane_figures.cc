@@ -20,14 +20,6 @@ void Add(const Channels& from, float gain, Channels* to) {
   }
 }
 
-double Energy(std::span<const float> signal) {
-  double sum = 0;
-  for (const float sample : signal) {
-    sum += double{sample} * double{sample};
-  }
-  return sum;
-}
-
 }  // namespace
 
 Channels StemByPlane(const Upmix& upmix, const Channels& mix, const Channels& stem) {

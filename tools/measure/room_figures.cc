@@ -14,14 +14,6 @@ namespace {
 
 constexpr std::size_t kDirectFrames = 144;  // 3 ms
 
-double Energy(std::span<const float> signal) {
-  double sum = 0;
-  for (const float sample : signal) {
-    sum += double{sample} * double{sample};
-  }
-  return sum;
-}
-
 // From the begin of the direct sound on.
 std::span<const float> FromBegin(std::span<const float> ear) {
   float peak = 0;

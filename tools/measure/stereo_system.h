@@ -7,10 +7,14 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace kelda::tools {
+
+// Frames a second.
+inline constexpr std::size_t kSoundRate = 48000;
 
 using Channels = std::vector<std::vector<float>>;
 using StereoSystem = std::function<Channels(const Channels& in)>;
@@ -18,6 +22,15 @@ using StereoSystem = std::function<Channels(const Channels& in)>;
 // A system whose mode changes while it plays: `from` before frame `change`, `to` from there on.
 using ModalSystem = std::function<Channels(const Channels& in, const std::string& from,
                                            const std::string& to, std::size_t change)>;
+
+// The sum of the squares.
+inline double Energy(std::span<const float> signal) {
+  double sum = 0;
+  for (const float sample : signal) {
+    sum += double{sample} * double{sample};
+  }
+  return sum;
+}
 
 // `count` frames from frame `first` on, which the signal has.
 inline Channels Part(const Channels& signal, std::size_t first, std::size_t count) {

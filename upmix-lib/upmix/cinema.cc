@@ -16,15 +16,15 @@ namespace {
 constexpr float kRoomSizeM = 7.0f;
 constexpr float kRoomDampingHz = 4000.0f;
 // This much of the centre plane reaches the room, and nothing of it while somebody speaks.
-constexpr float kRoomCentreShare = 0.5f;
+constexpr float kDialogueRoomShare = 0.5f;
 
 // Dialogue moves slowly; steadier gains than music's suit it.
 constexpr float kPowerSmoothingMs = 40.0f;
 constexpr float kGainSmoothingMs = 15.0f;
 constexpr float kDirectEmphasis = 6.0f;
-constexpr float kCentreCaution = 0.25f;
-constexpr float kChance = 0.05f;
-constexpr float kLateShare = 0.8f;
+constexpr float kCinemaCentreCaution = 0.25f;
+constexpr float kCinemaChance = 0.05f;
+constexpr float kCinemaLateShare = 0.8f;
 // Lower ambience stays in front, in phase with the bass that goes past the planes. With 0 wide bass
 // is 0.6 dB too low; with more than 60 Hz wide sound has a dip at the crossover.
 constexpr float kFrontAmbienceHz = 50.0f;
@@ -67,9 +67,9 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   decomposition.power_ms = kPowerSmoothingMs;
   decomposition.gain_ms = kGainSmoothingMs;
   decomposition.direct_emphasis = kDirectEmphasis;
-  decomposition.centre_caution = kCentreCaution;
-  decomposition.chance = kChance;
-  decomposition.late_share = kLateShare;
+  decomposition.centre_caution = kCinemaCentreCaution;
+  decomposition.chance = kCinemaChance;
+  decomposition.late_share = kCinemaLateShare;
   tuning.bass_crossover_hz = kFrontAmbienceHz;
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = 1.0f;
@@ -160,7 +160,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
       upmix_(plane_tuning_),
       width_(parameters.width, plane_tuning_.plane_gain[kSL]),
       focus_(parameters.dialogue_ducking_db),
-      renderer_(hrirs, CinemaRoom(parameters), kRoomCentreShare),
+      renderer_(hrirs, CinemaRoom(parameters), kDialogueRoomShare),
       bass_path_(MatchBass(hrirs, parameters.bass_crossover_hz)) {
   for (AlignedBuffer& bass : bass_) {
     bass = AlignedBuffer(static_cast<std::size_t>(bass_path_.delay_frames + kBlockFrames));
@@ -176,7 +176,7 @@ void Cinema::Flush() {
   upmix_ = PlaneUpmix(plane_tuning_);
   width_.Clear();
   focus_.Clear();
-  renderer_.MoveCentreShare(kRoomCentreShare);
+  renderer_.MoveCentreShare(kDialogueRoomShare);
   renderer_.Clear();
   for (AlignedBuffer& bass : bass_) {
     bass.Clear();
@@ -211,7 +211,7 @@ void Cinema::Process(const float* const* in, float* const* out) {
   }
   width_.Process(planes, silent);
   focus_.Process(planes, silent);
-  renderer_.MoveCentreShare(kRoomCentreShare * (1.0f - focus_.focus()));
+  renderer_.MoveCentreShare(kDialogueRoomShare * (1.0f - focus_.focus()));
   renderer_.Process(out[0], out[1]);
   AddBass(out);
 }

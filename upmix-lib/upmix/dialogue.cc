@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kPoints = 2 * kBlockFrames;
 constexpr int kBins = kPoints / 2 + 1;
-constexpr float kBlockS = static_cast<float>(kBlockFrames) / kSampleRateHz;
+constexpr float kDialogueBlockS = static_cast<float>(kBlockFrames) / kSampleRateHz;
 
 constexpr int Bin(int hz) { return (hz * kPoints + kSampleRateHz / 2) / kSampleRateHz; }
 
@@ -42,7 +42,7 @@ constexpr float kLift = 1.0f / 3.0f;  // of the centre, re the ducking in decibe
 
 constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; about -90 dBFS
 
-float StepOf(float seconds) { return 1.0f - std::exp(-kBlockS / seconds); }
+float StepOf(float seconds) { return 1.0f - std::exp(-kDialogueBlockS / seconds); }
 
 // Ends a decay.
 float Settled(float value, float target, float slack) {

@@ -14,7 +14,7 @@ namespace {
 
 // Filters are designed on a finer grid than they are long, to be flat between its bins.
 constexpr int kPartitions = Diffuser::kPartitions;
-constexpr int kFilterTaps = Diffuser::kTaps;
+constexpr int kAllPassTaps = Diffuser::kTaps;
 constexpr int kDesignFrames = 4096;
 constexpr int kDesignBins = kDesignFrames / 2 + 1;
 constexpr int kDesignTurns = 40;
@@ -59,11 +59,11 @@ class Designer {
   Response Random(uint32_t seed) const;
   // Shifted by a quarter of a period.
   static Response Quadrature(const Response& response);
-  // Makes `response` one of kFilterTaps taps and magnitude 1.
+  // Makes `response` one of kAllPassTaps taps and magnitude 1.
   void MakeAllPass(Response& response);
   // The taps of `response`, each frequency times `gain`(hz).
   template <typename Gain>
-  std::array<float, kFilterTaps> Taps(const Response& response, const Gain& gain);
+  std::array<float, kAllPassTaps> Taps(const Response& response, const Gain& gain);
 
  private:
   void Truncate(Response& response);
@@ -110,10 +110,10 @@ Response Designer::Quadrature(const Response& response) {
 void Designer::Truncate(Response& response) {
   float* taps = time_.data();
   fft_.Inverse(response.re.data(), response.im.data(), taps, scratch_.data());
-  for (int n = 0; n < kFilterTaps; ++n) {
+  for (int n = 0; n < kAllPassTaps; ++n) {
     taps[n] *= 1.0f / kDesignFrames;
   }
-  std::fill(taps + kFilterTaps, taps + kDesignFrames, 0.0f);
+  std::fill(taps + kAllPassTaps, taps + kDesignFrames, 0.0f);
   fft_.Forward(taps, response.re.data(), response.im.data(), scratch_.data());
 }
 
@@ -131,7 +131,7 @@ void Designer::MakeAllPass(Response& response) {
 }
 
 template <typename Gain>
-std::array<float, kFilterTaps> Designer::Taps(const Response& response, const Gain& gain) {
+std::array<float, kAllPassTaps> Designer::Taps(const Response& response, const Gain& gain) {
   Response shaped;
   for (int k = 0; k < kDesignBins; ++k) {
     const auto g = static_cast<float>(gain(DesignHz(k)));
@@ -139,8 +139,8 @@ std::array<float, kFilterTaps> Designer::Taps(const Response& response, const Ga
     shaped.im.data()[k] = g * response.im.data()[k];
   }
   Truncate(shaped);
-  std::array<float, kFilterTaps> taps;
-  std::copy_n(time_.data(), kFilterTaps, taps.begin());
+  std::array<float, kAllPassTaps> taps;
+  std::copy_n(time_.data(), kAllPassTaps, taps.begin());
   return taps;
 }
 
@@ -175,10 +175,10 @@ struct DiffuserTables {
   const RealFft& fft = SharedRealFft<kHopTransform>();
 
   DiffuserTables();
-  void Load(const std::array<float, kFilterTaps>& taps, int plane);
+  void Load(const std::array<float, kAllPassTaps>& taps, int plane);
 };
 
-void DiffuserTables::Load(const std::array<float, kFilterTaps>& taps, int plane) {
+void DiffuserTables::Load(const std::array<float, kAllPassTaps>& taps, int plane) {
   float padded[kHopTransform] = {}, scratch[kHopScratchFloats];
   HopSpectrum spectrum = {};
   for (int partition = 0; partition < kPartitions; ++partition) {
