@@ -1,4 +1,4 @@
-// The Fourier transform, the filter bank around it, and the bands of its spectra.
+// The Fourier transform, the filters of the upmix, and the bands of its spectra.
 #include <gtest/gtest.h>
 
 #include <algorithm>
