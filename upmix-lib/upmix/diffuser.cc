@@ -76,7 +76,7 @@ class Designer {
 Response Designer::Random(uint32_t seed) const {
   uint32_t state = seed * 2654435769u;
   const int bands = static_cast<int>(ErbNumber(0.5 * kSampleRateHz)) + 2;
-  double share[64];
+  double share[64] = {};
   for (int b = 0; b < bands; ++b) {
     share[b] = upmix_lib::Random(state);
   }
