@@ -15,6 +15,7 @@
 #include "tools/measure/level_figures.h"
 #include "tools/measure/room_figures.h"
 #include "upmix-lib/base/audio_format.h"
+#include "upmix-lib/level/limiter.h"
 
 namespace kelda::sound {
 namespace {
@@ -56,6 +57,25 @@ Planes Programme(const std::vector<Mix>& mixes, double lufs, std::size_t seconds
     channel.resize(seconds * kRate);
   }
   return music;
+}
+
+// As it would be published: a limiter has taken off the peaks beyond -1 dBTP, which a stream cannot
+// carry and which bypass would clip.
+Planes Mastered(const Planes& mix) {
+  upmix_lib::Limiter limiter(-1, 80);
+  std::array<float, 2 * std::size_t{upmix_lib::kBlockFrames}> out;
+  Planes mastered(2);
+  for (std::size_t at = 0; at + upmix_lib::kBlockFrames <= mix[0].size();
+       at += upmix_lib::kBlockFrames) {
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      limiter.input()[i] = mix[i % 2][at + i / 2];
+    }
+    limiter.Process(out.data());
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      mastered[i % 2].push_back(out[i]);
+    }
+  }
+  return mastered;
 }
 
 // The set as the tuning makes it of `sofa`, of seven directions turned by `azimuth_deg`: its centre
@@ -178,7 +198,7 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
       if (mix.name == "hall") {
         continue;
       }
-      const Planes in = upmix_lib::AtLoudness(mix.Sum(), lufs);
+      const Planes in = Mastered(upmix_lib::AtLoudness(mix.Sum(), lufs));
       const double change =
           upmix_lib::LoudnessLufs(ears(in), 8 * kRate) - upmix_lib::LoudnessLufs(in, 8 * kRate);
       lowest = std::min(lowest, change);
@@ -278,6 +298,24 @@ std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virt
     }
   }
   table.Add("surround planes, direct over reverberant", surround_db, "dB", kLower);
+  return table.figures;
+}
+
+std::vector<Figure> CinemaRoomFigures(const tools::StereoSystem& with_room,
+                                      const tools::StereoSystem& room) {
+  Table table{"room: cinema, ", {}};
+  // Above what the room leaves out, and behind the first second.
+  const Signal noise = upmix_lib::PinkNoise(1, 8 * kRate, 500.0f);
+  for (const auto& [name, right] : {std::pair("hard left", 0.0f), {"opposite polarity", -1.0f}}) {
+    Planes in = {noise, Signal(noise.size())};
+    upmix_lib::AddTo(in[1], noise, right);
+    const Planes added = room(in);
+    Planes direct = with_room(in);
+    AddTo(direct, added, -1);
+    table.Add(std::string(name) + ", direct over reverberant",
+              upmix_lib::Db(upmix_lib::Power(direct[0], kRate) / upmix_lib::Power(added[0], kRate)),
+              "dB", kLower);
+  }
   return table.figures;
 }
 

@@ -36,6 +36,12 @@ std::vector<Figure> DirectionFigures(const tools::StereoSystem& ears, const std:
 std::vector<Figure> RoomFigures(const std::function<Planes(const Planes&)>& virtualize,
                                 const std::filesystem::path& hki);
 
+// The room of cinema: power at the nearer ear of what comes straight from a source hard left and
+// from ambience that is left alone, of opposite polarity, over what the room adds to it.
+// `with_room` and `room` take left and right; the former includes the latter.
+std::vector<Figure> CinemaRoomFigures(const tools::StereoSystem& with_room,
+                                      const tools::StereoSystem& room);
+
 }  // namespace kelda::sound
 
 #endif  // KELDA_ASSURANCE_SOUND_EAR_TABLE_H_

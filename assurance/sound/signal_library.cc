@@ -112,7 +112,7 @@ Planes SignalLibrary::Cinema(const Planes& stereo) const {
                 tuning_);
 }
 
-Planes SignalLibrary::CinemaPlanes(const Planes& stereo) const {
+std::vector<char> SignalLibrary::CinemaWithoutRoom() const {
   uint32_t param_bytes = 0;
   Require(entries_.A0333(&param_bytes) == 0, "A0333");
   auto params = Parameters(tuning_ / tuning_file::kStandardCinema.name, param_bytes);
@@ -124,6 +124,17 @@ Planes SignalLibrary::CinemaPlanes(const Planes& stereo) const {
   std::memcpy(&kind.version, &params[offsetof(upmix_lib::DataHeader, version)],
               sizeof(kind.version));  // of this library, which may be an older one
   upmix_lib::Seal(std::as_writable_bytes(std::span(params)), kind);
+  return params;
+}
+
+Planes SignalLibrary::CinemaRoom(const Planes& stereo) const {
+  Planes room = Cinema(stereo);
+  AddTo(room, Cinema(stereo, CinemaWithoutRoom(), tuning_), -1);
+  return room;
+}
+
+Planes SignalLibrary::CinemaPlanes(const Planes& stereo) const {
+  const std::vector<char> params = CinemaWithoutRoom();
   Planes planes;
   for (std::size_t plane = 0; plane < upmix_lib::kPlanes; plane += 2) {
     upmix_lib::HrirSet ears;

@@ -20,10 +20,13 @@ class SignalLibrary {
   Planes Upmix(const Planes& stereo) const;      // of music, seven planes
   Planes Virtualize(const Planes& seven) const;  // with the ears of wired outputs
   Planes Cinema(const Planes& stereo) const;
+  // What its room adds to that.
+  Planes CinemaRoom(const Planes& stereo) const;
   // Cinema's seven planes, without its room: through ears that hear one plane each.
   Planes CinemaPlanes(const Planes& stereo) const;
 
  private:
+  std::vector<char> CinemaWithoutRoom() const;  // parameters
   Planes Cinema(const Planes& stereo, const std::vector<char>& params,
                 const std::filesystem::path& folder) const;
 

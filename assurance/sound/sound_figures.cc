@@ -143,6 +143,8 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
     report->Add(
         CinemaPlaneFigures([&](const Planes& in) { return library.CinemaPlanes(in); }, mixes));
     report->Add(RoomFigures([&](const Planes& in) { return library.Virtualize(in); }, hki));
+    report->Add(CinemaRoomFigures([&](const Planes& in) { return library.Cinema(in); },
+                                  [&](const Planes& in) { return library.CinemaRoom(in); }));
   }
   for (const std::string mode : {"music", "cinema"}) {
     AddEars(

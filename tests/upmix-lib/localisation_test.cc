@@ -158,6 +158,7 @@ TEST(DefaultTuning, ColoursNoPlaceAndMakesWideSoundDiffuse) {
       EXPECT_NEAR(tools::TrebleDb(heard), 0.0, 2.0) << place;
       if (image == tools::Image::kDiffuse) {  // 0.02 by chance, in 14 s
         EXPECT_LT(tools::MeasureCoherence(heard.ears).Off(), 0.12) << place;
+        EXPECT_LT(tools::ColourationSone(heard), 1.1) << place;
       } else {
         EXPECT_LT(tools::ColourationSone(heard), film ? 0.8 : 0.6) << place;
       }

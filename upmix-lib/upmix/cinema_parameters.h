@@ -42,7 +42,7 @@ inline constexpr ParameterField kCinemaFields[] = {
     {"room_decay_s", offsetof(CinemaParameters, room_decay_s), 0.05f, 2.0f, 0.25f},
     {"room_early_level_db", offsetof(CinemaParameters, room_early_level_db), -80.0f, 0.0f, -12.0f},
     {"output_gain_db", offsetof(CinemaParameters, output_gain_db), -24.0f, 12.0f, 0.0f},
-    {"dialogue_ducking_db", offsetof(CinemaParameters, dialogue_ducking_db), 0.0f, 12.0f, 9.0f},
+    {"dialogue_ducking_db", offsetof(CinemaParameters, dialogue_ducking_db), 0.0f, 12.0f, 12.0f},
     {"reserved[0]", offsetof(CinemaParameters, reserved[0]), 0.0f, 0.0f, 0.0f},
     {"reserved[1]", offsetof(CinemaParameters, reserved[1]), 0.0f, 0.0f, 0.0f},
     {"reserved[2]", offsetof(CinemaParameters, reserved[2]), 0.0f, 0.0f, 0.0f},

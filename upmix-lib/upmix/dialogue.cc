@@ -38,11 +38,25 @@ constexpr int kHoldBlocks = 19;  // 0.4 s
 
 constexpr float kAttackS = 0.01f, kReleaseS = 0.3f;
 constexpr float kFocusSlack = 1e-4f;
-constexpr float kLift = 1.0f / 3.0f;  // of the centre, re the ducking in decibels
+// A front plane of this share of the voice's power is held back by half as much: what is louder, an
+// effect or an instrument, would be heard to be turned down, and the voice gained nothing.
+constexpr float kLoudFront = 0.3f;
+constexpr float kMostLift = 1.26f;  // of the centre: 2 dB
+constexpr float kBalanceS = 1.0f;   // time constant of the powers that the lift balances
+constexpr float kNoPower = 1e-10f;  // of a plane; -100 dBFS
 
 constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; about -90 dBFS
 
 float StepOf(float seconds) { return 1.0f - std::exp(-kDialogueBlockS / seconds); }
+
+float MeanPower(const float* plane) {
+  float sum = 0.0f;
+#pragma omp simd reduction(+ : sum)
+  for (int n = 0; n < kBlockFrames; ++n) {
+    sum += plane[n] * plane[n];
+  }
+  return sum / kBlockFrames;
+}
 
 // Ends a decay.
 float Settled(float value, float target, float slack) {
@@ -155,12 +169,37 @@ bool SpeechDetector::Process(const float* block, bool silent) {
 DialogueFocus::DialogueFocus(float ducking_db)
     : attack_(StepOf(kAttackS)),
       release_(StepOf(kReleaseS)),
-      ducking_(AmplitudeFromDb(-ducking_db) - 1.0f),
-      lift_(AmplitudeFromDb(kLift * ducking_db) - 1.0f) {}
+      balance_step_(StepOf(kBalanceS)),
+      ducking_(AmplitudeFromDb(-ducking_db) - 1.0f) {}
 
 void DialogueFocus::Clear() {
   detector_ = {};
-  focus_ = 0.0f;
+  focus_ = voice_power_ = lost_power_ = 0.0f;
+  quiet_[0] = quiet_[1] = 1.0f;
+  gains_ = {};
+}
+
+DialogueFocus::Gains DialogueFocus::Balance(const float* const (&planes)[kPlanes]) {
+  Gains gains;
+  float lost = 0.0f;
+  const auto hold_back = [&](float& gain, int plane, float share) {
+    gain = 1.0f + focus_ * share * ducking_;
+    lost += (1.0f - gain * gain) * MeanPower(planes[plane]);
+  };
+  for (int ear = 0; ear < kEars; ++ear) {
+    const float loud = MeanPower(planes[kFL + ear]) / (kLoudFront * voice_power_ + kNoPower);
+    const float quiet = 1.0f / (1.0f + loud * loud);
+    quiet_[ear] = std::min(quiet, quiet_[ear] + release_ * (quiet - quiet_[ear]));
+    hold_back(gains.front[ear], kFL + ear, quiet_[ear]);
+  }
+  for (const int plane : {kSL, kSR, kBL, kBR}) {
+    hold_back(gains.surround, plane, 1.0f);
+  }
+  gains.shared = focus_ * std::min(quiet_[0], quiet_[1]);
+  lost_power_ += balance_step_ * (lost - lost_power_);
+  const float lift = std::sqrt(1.0f + lost_power_ / (voice_power_ + kNoPower));
+  gains.centre = 1.0f + focus_ * (std::min(lift, kMostLift) - 1.0f);
+  return gains;
 }
 
 void DialogueFocus::Process(float* const (&planes)[kPlanes], bool silent) {
@@ -168,26 +207,34 @@ void DialogueFocus::Process(float* const (&planes)[kPlanes], bool silent) {
   const float target = detector_.Process(planes[kFC], silent) ? 1.0f : 0.0f;
   focus_ = Settled(before + (target > before ? attack_ : release_) * (target - before), target,
                    kFocusSlack);
+  const float voice = silent ? 0.0f : MeanPower(planes[kFC]);
+  voice_power_ = Settled(voice_power_ + balance_step_ * (voice - voice_power_), 0.0f, kNoPower);
   if (before == 0.0f && focus_ == 0.0f) {
+    quiet_[0] = quiet_[1] = 1.0f;
+    lost_power_ = 0.0f;
     return;
   }
-  const float slope = (focus_ - before) / kBlockFrames;
+  const Gains from = gains_;
+  gains_ = Balance(planes);
+  const Gains& to = gains_;
+  constexpr float kStep = 1.0f / kBlockFrames;
   float *left = planes[kFL], *right = planes[kFR], *centre = planes[kFC];
 #pragma omp simd
   for (int n = 0; n < kBlockFrames; ++n) {
-    const float focus = before + slope * (static_cast<float>(n) + 1.0f);
-    const float middle = 0.5f * focus * (left[n] + right[n]);
-    const float ducked = 1.0f + focus * ducking_;
-    left[n] = ducked * (left[n] - middle);
-    right[n] = ducked * (right[n] - middle);
-    centre[n] = (1.0f + focus * lift_) * (centre[n] + static_cast<float>(kSqrt2) * middle);
+    const float at = kStep * (static_cast<float>(n) + 1.0f);
+    const float shared = 0.5f * (from.shared + at * (to.shared - from.shared));
+    const float middle = shared * (left[n] + right[n]);
+    left[n] = (from.front[0] + at * (to.front[0] - from.front[0])) * (left[n] - middle);
+    right[n] = (from.front[1] + at * (to.front[1] - from.front[1])) * (right[n] - middle);
+    centre[n] = (from.centre + at * (to.centre - from.centre)) *
+                (centre[n] + static_cast<float>(kSqrt2) * middle);
   }
   for (const int plane : {kSL, kSR, kBL, kBR}) {
     float* samples = planes[plane];
 #pragma omp simd
     for (int n = 0; n < kBlockFrames; ++n) {
-      const float focus = before + slope * (static_cast<float>(n) + 1.0f);
-      samples[n] *= 1.0f + focus * ducking_;
+      const float at = kStep * (static_cast<float>(n) + 1.0f);
+      samples[n] *= from.surround + at * (to.surround - from.surround);
     }
   }
 }

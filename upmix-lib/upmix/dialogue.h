@@ -51,24 +51,37 @@ class SpeechDetector {
 
 class DialogueFocus {
  public:
-  // `ducking_db`: by how much the other planes are held back, 0 or more. Control.
+  // `ducking_db`: by how much the other planes are held back, 0 or more; FL and FR less, where they
+  // are not much softer than the voice. Control.
   explicit DialogueFocus(float ducking_db);
 
   // Clears the signal history. Control.
   void Clear();
 
-  // Scales kBlockFrames frames of each plane; what FL and FR share moves to FC meanwhile, since it
-  // is speech, too. `silent`: they are all 0. Audio.
+  // Scales kBlockFrames frames of each plane. Meanwhile what FL and FR share moves to FC, since it
+  // is speech, too, and FC gets back the power that the others lose, as far as 2 dB go. `silent`:
+  // they are all 0. Audio.
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
 
   // 0 without speech, 1 with it, as of the end of the last block. Audio.
   float focus() const { return focus_; }
 
  private:
+  struct Gains {
+    float front[kEars] = {1.0f, 1.0f}, surround = 1.0f, centre = 1.0f;
+    float shared = 0.0f;  // part of what FL and FR share that moves to FC
+  };
+  // For the end of this block of `planes`.
+  Gains Balance(const float* const (&planes)[kPlanes]);
+
   SpeechDetector detector_;
   float attack_, release_;  // shares of the way that a block takes
-  float ducking_, lift_;    // gains of the others and of the centre while somebody speaks, less 1
-  float focus_ = 0.0f;      // 0: no speech, 1: speech
+  float balance_step_;
+  float ducking_;                      // gain of the others while somebody speaks, less 1
+  float focus_ = 0.0f;                 // 0: no speech, 1: speech
+  float quiet_[kEars] = {1.0f, 1.0f};  // how much softer than the voice the fronts are, 0 to 1
+  float voice_power_ = 0.0f, lost_power_ = 0.0f;  // of FC, and of what the others lost; means
+  Gains gains_;                                   // as of the end of the last block
 };
 
 }  // namespace kelda::upmix_lib

@@ -4,8 +4,10 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <span>
 
 #include "upmix-lib/base/aligned_buffer.h"
+#include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/transforms/complex_vec.h"
 
@@ -24,19 +26,31 @@ constexpr uint32_t kSeeds[2] = {128, 618};
 constexpr double kLongestLowMs = 11.0, kLongestHighMs = 4.0;
 constexpr double kLowHz = 300.0, kHighHz = 3000.0;  // between these the longest delay falls
 
-// How much the planes of the two sides have in common, straight between these points over the
-// logarithm of the frequency, as at the last ones beyond. Without it the ears would hear them at
+// Straight between these points over the logarithm of the frequency, as at the last ones beyond.
+struct CurvePoint {
+  double hz, value;
+};
+
+// How much the planes of the two sides have in common. Without it the ears would hear them at
 // 90 and 135 degrees almost in phase around 1.3 and 2.8 kHz and in opposite phase around 0.6 and
 // 1.9 kHz, since a head is 0.7 ms wide. With it, independent ambience has the coherence of a
 // diffuse field at the default ears. Up to 1 kHz the curve also makes up for what stays in front.
-struct Correlation {
-  double hz, of_sides;
-};
-constexpr Correlation kCorrelations[] = {{250, 0.28},   {315, 0.44},   {400, -0.10},  {500, 0.42},
-                                         {630, 0.35},   {800, 0.01},   {950, -0.07},  {1060, -0.31},
-                                         {1190, -0.61}, {1335, -0.39}, {1500, -0.08}, {1680, 0.62},
-                                         {1890, 0.93},  {2120, 0.63},  {2380, -0.08}, {2670, -0.70},
-                                         {3000, -0.70}, {3360, -0.03}, {3780, -0.10}, {4240, 0.00}};
+constexpr CurvePoint kCorrelations[] = {{250, 0.28},   {315, 0.44},   {400, -0.10},  {500, 0.42},
+                                        {630, 0.35},   {800, 0.01},   {950, -0.07},  {1060, -0.31},
+                                        {1190, -0.61}, {1335, -0.39}, {1500, -0.08}, {1680, 0.62},
+                                        {1890, 0.93},  {2120, 0.63},  {2380, -0.08}, {2670, -0.70},
+                                        {3000, -0.70}, {3360, -0.03}, {3780, -0.10}, {4240, 0.00}};
+
+// Decibels against the colour that wide sound has at the default ears where the ambience meets what
+// stays of it in front. Sixths of an octave, no more than 2.5 dB off the mean, and half way between
+// what music and what cinema ask for: so it suits reverberation in mixes as well as it suits the
+// noise that it was fitted to.
+constexpr CurvePoint kColoursDb[] = {
+    {157, 0.2},  {280, 0.2},   {314, -0.6},  {352, -1.2},  {396, 0.4},   {444, -2.2},
+    {498, -2.2}, {559, 1.6},   {628, 1.6},   {705, -2.4},  {791, 0.0},   {888, 1.6},
+    {997, -2.0}, {1119, 1.6},  {1256, 1.4},  {1410, -1.9}, {1582, -0.1}, {1776, 1.6},
+    {1994, 1.6}, {2238, -2.2}, {2512, 0.1},  {2820, 1.6},  {3165, 0.7},  {3553, -2.4},
+    {3988, 0.3}, {4476, -0.5}, {6330, -0.4}, {7975, 0.2},  {11278, 0.0}};
 
 // Uniform in [0, 1) (W. H. Press et al., "Numerical Recipes", quick and dirty generator).
 double Random(uint32_t& state) {
@@ -144,24 +158,19 @@ std::array<float, kAllPassTaps> Designer::Taps(const Response& response, const G
   return taps;
 }
 
-double CorrelationAt(double hz) {
-  const Correlation* above = kCorrelations;
-  for (const Correlation& point : kCorrelations) {
-    above = &point;
-    if (hz < point.hz) {
-      break;
-    }
+double ValueAt(std::span<const CurvePoint> curve, double hz) {
+  const auto above = std::find_if(curve.begin(), curve.end(),
+                                  [hz](const CurvePoint& point) { return hz < point.hz; });
+  if (above == curve.begin() || above == curve.end()) {
+    return above == curve.begin() ? curve.front().value : curve.back().value;
   }
-  if (above == kCorrelations || hz >= above->hz) {
-    return above->of_sides;
-  }
-  const Correlation& below = above[-1];
+  const CurvePoint& below = above[-1];
   const double at = std::log(hz / below.hz) / std::log(above->hz / below.hz);
-  return below.of_sides + at * (above->of_sides - below.of_sides);
+  return below.value + at * (above->value - below.value);
 }
 
 // Two sides mixed by this angle have the correlation that they are to have.
-double MixAngle(double hz) { return 0.5 * std::asin(CorrelationAt(hz)); }
+double MixAngle(double hz) { return 0.5 * std::asin(ValueAt(kCorrelations, hz)); }
 
 }  // namespace
 
@@ -197,8 +206,9 @@ void DiffuserTables::Load(const std::array<float, kAllPassTaps>& taps, int plane
 
 DiffuserTables::DiffuserTables() {
   Designer designer;
-  const auto own_gain = [](double hz) { return std::cos(MixAngle(hz)); };
-  const auto other_gain = [](double hz) { return std::sin(MixAngle(hz)); };
+  const auto colour = [](double hz) { return AmplitudeFromDb(ValueAt(kColoursDb, hz)); };
+  const auto own_gain = [&](double hz) { return colour(hz) * std::cos(MixAngle(hz)); };
+  const auto other_gain = [&](double hz) { return colour(hz) * std::sin(MixAngle(hz)); };
   for (int side = 0; side < 2; ++side) {
     Response response = designer.Random(kSeeds[side]);
     designer.MakeAllPass(response);

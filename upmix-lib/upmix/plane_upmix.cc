@@ -11,7 +11,7 @@ namespace kelda::upmix_lib {
 namespace {
 
 // Ambience that no longer adds up in phase with what stays in front needs so much more power.
-constexpr float kDiffuseGain = 1.16f;
+constexpr float kDiffuseGain = 1.17f;
 
 }  // namespace
 
