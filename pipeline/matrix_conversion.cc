@@ -1,7 +1,10 @@
 #include "pipeline/matrix_conversion.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 namespace kelda {
 namespace {
@@ -76,6 +79,26 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   }
 }
 
+// Silence looks alike in every layout. If all bits of `count` samples are 0, fills as many with it
+// and returns true: several times as fast as moving squares. Looks no further than the first sound.
+bool MoveSilence(float* to, const float* from, std::size_t count) {
+  constexpr std::size_t kAtOnce = 64;
+  for (std::size_t i = 0; i < count; i += kAtOnce) {
+    const std::size_t end = std::min(i + kAtOnce, count);
+    uint32_t any = 0;
+    for (std::size_t j = i; j < end; ++j) {
+      uint32_t bits;
+      std::memcpy(&bits, from + j, sizeof(bits));
+      any |= bits;
+    }
+    if (any != 0) {
+      return false;
+    }
+  }
+  std::fill_n(to, count, 0.0f);
+  return true;
+}
+
 // More channels than any layout has; blocks with more are converted sample by sample.
 constexpr int kMostChannels = 32;
 
@@ -111,6 +134,10 @@ void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* in
     StereoToPlanar(planar, planar + plane_frames, interleaved, frames);
     return;
   }
+  const std::size_t samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels);
+  if (table == nullptr && plane_frames == frames && MoveSilence(planar, interleaved, samples)) {
+    return;
+  }
   if (channels >= kSquare && frames >= kSquare) {
     ForEachSquare(frames, channels, [=](int c, int f) {
       const float* from[kSquare];
@@ -143,6 +170,10 @@ void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int
   }
   if (channels == 2 && table == nullptr) {
     StereoToInterleave(interleaved, planar, planar + frames, frames);
+    return;
+  }
+  const std::size_t samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels);
+  if (table == nullptr && MoveSilence(interleaved, planar, samples)) {
     return;
   }
   int planes[kMostChannels];

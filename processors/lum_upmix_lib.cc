@@ -37,7 +37,7 @@ bool LumUpmixLib::LoadConfig(const std::string& path) {
 }
 
 bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned* out_count) {
-  float in_block[kStereoPlanes * kChunkFrames] = {};
+  float in_block[kStereoPlanes * kChunkFrames];
   float out_block[kSurroundPlanes * kChunkFrames] = {};
   const float* const in_planes[kStereoPlanes] = {in_block, in_block + kChunkFrames};
   float* out_planes[kSurroundPlanes];

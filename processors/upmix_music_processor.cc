@@ -44,7 +44,7 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames),
                                  kStereoPlanes, nullptr);
 
-  float surround[kSurroundPlanes * kPeriodFrames] = {};
+  float surround[kSurroundPlanes * kPeriodFrames];
   const unsigned chunks = std::min(frames, unsigned{kPeriodFrames}) / kChunkFrames;
   for (unsigned k = 0; k < chunks; ++k) {
     unsigned out_count = 0;
@@ -54,6 +54,7 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   }
 
   const unsigned upmixed_frames = kChunkFrames * chunks;
+  std::fill(surround + std::size_t{kSurroundPlanes} * upmixed_frames, std::end(surround), 0.0f);
   std::fill(stereo_scratch_.begin(), stereo_scratch_.end(), 0.0f);
   unsigned out_frames = 0;
   virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);

@@ -7,6 +7,8 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "upmix-lib/base/simd.h"
 
@@ -39,6 +41,18 @@ V Guarded(V samples) {
   return sound ? samples : V{};
 }
 
+// Whether any lane of what a comparison of vectors of floats gave is true.
+template <typename Mask>
+bool AnyLane(const Mask& mask) {
+  uint64_t pairs[sizeof(Mask) / sizeof(uint64_t)];
+  std::memcpy(pairs, &mask, sizeof(mask));
+  uint64_t any = 0;
+  for (const uint64_t pair : pairs) {
+    any |= pair;
+  }
+  return any != 0;
+}
+
 // Guards `count` samples; in and out are the same buffer or do not overlap. Returns whether there
 // is any sound: whether a sample that is written is not 0.
 inline bool GuardSamples(const float* in, float* out, std::size_t count) {
@@ -54,28 +68,29 @@ inline bool GuardSamples(const float* in, float* out, std::size_t count) {
     out[i] = GuardSample(in[i]);
     any |= out[i] != 0.0f;
   }
-  for (int lane = 0; lane < kLanes; ++lane) {
-    any |= sound[lane] != 0;
-  }
-  return any;
+  return any || AnyLane(sound);
 }
 
 // Whether all of `count` samples are 0. Components skip their work while that and their own state
 // make sure that it would come to nothing.
 inline bool IsSilent(const float* samples, std::size_t count) {
-  const std::size_t whole = count - count % kLanes;
-  auto sound = Vec{} != Vec{};
-  for (std::size_t i = 0; i < whole; i += kLanes) {
-    sound |= Load<Vec>(samples + i) != 0.0f;
+  constexpr std::size_t kGroup = 64;
+  const std::size_t whole = count - count % kGroup;
+  for (std::size_t i = 0; i < whole; i += kGroup) {
+    auto sound = Vec{} != Vec{};
+    for (std::size_t j = 0; j < kGroup; j += kLanes) {
+      sound |= Load<Vec>(samples + i + j) != 0.0f;
+    }
+    if (AnyLane(sound)) {
+      return false;
+    }
   }
-  bool any = false;
   for (std::size_t i = whole; i < count; ++i) {
-    any |= samples[i] != 0.0f;
+    if (samples[i] != 0.0f) {
+      return false;
+    }
   }
-  for (int lane = 0; lane < kLanes; ++lane) {
-    any |= sound[lane] != 0;
-  }
-  return !any;
+  return true;
 }
 
 // For recursive state, once per block: ends a decay before it turns denormal.

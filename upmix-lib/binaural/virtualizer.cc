@@ -67,6 +67,15 @@ void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted
 
 void Virtualizer::Process(int frames, const float* planes, const int32_t* channel_flags,
                           float* left, float* right) {
+  const bool flags_rest =
+      std::equal(muted_.begin(), muted_.end(), channel_flags,
+                 [](bool was_muted, int32_t flag) { return was_muted == (flag != 0); });
+  if (running_ && !fading_ && flags_rest && renderer_->at_rest() &&
+      IsSilent(planes, std::size_t{kPlanes} * kBlockFrames)) {
+    std::fill_n(left, kBlockFrames, 0.0f);
+    std::fill_n(right, kBlockFrames, 0.0f);
+    return;
+  }
   for (int plane = 0; plane < kPlanes; ++plane) {
     FillInput(plane, frames, planes + plane * kBlockFrames, channel_flags[plane] != 0);
     if (fading_) {

@@ -93,9 +93,11 @@ void LevelControl::EndHop() {
 void LevelControl::Process(const float* in, float* out) {
   float* frames = limiter_.input();
   const bool silent = !GuardSamples(in, frames, 2 * kBlockFrames);
+  if (!silent) {
 #pragma omp simd
-  for (std::size_t i = 0; i < 2 * kBlockFrames; ++i) {
-    frames[i] *= input_gain_;
+    for (std::size_t i = 0; i < 2 * kBlockFrames; ++i) {
+      frames[i] *= input_gain_;
+    }
   }
   if (meter_.Process(frames, kBlockFrames, silent)) {
     EndHop();

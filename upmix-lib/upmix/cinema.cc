@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <iterator>
 
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
@@ -142,10 +143,15 @@ void FrontWidth::ProcessHop(Side& side, float* front, float* surround, const flo
   }
 }
 
+bool FrontWidth::at_rest() const {
+  return std::all_of(std::begin(sides_), std::end(sides_),
+                     [](const Side& side) { return side.at_rest(); });
+}
+
 void FrontWidth::Process(float* const (&planes)[kPlanes], bool silent) {
   for (int ear = 0; ear < kEars; ++ear) {
     Side& side = sides_[ear];
-    if (silent && side.front[1] == 0.0f && side.surround[1] == 0.0f && side.share == 0.0f) {
+    if (silent && side.at_rest()) {
       continue;
     }
     for (int at = 0; at < kBlockFrames; at += kHopFrames) {
@@ -181,9 +187,24 @@ void Cinema::Flush() {
   for (AlignedBuffer& bass : bass_) {
     bass.Clear();
   }
+  at_rest_ = false;
+}
+
+bool Cinema::AtRest() const {
+  return splitter_.at_rest() && upmix_.at_rest() && width_.at_rest() && focus_.at_rest() &&
+         renderer_.at_rest() &&
+         std::all_of(std::begin(bass_), std::end(bass_), [](const AlignedBuffer& bass) {
+           return IsSilent(bass.data(), bass.size());
+         });
 }
 
 void Cinema::Process(const float* const* in, float* const* out) {
+  if (at_rest_ && IsSilent(in[0], kBlockFrames) && IsSilent(in[1], kBlockFrames)) {
+    upmix_.ProcessSilentBlock();
+    std::fill_n(out[0], kBlockFrames, 0.0f);
+    std::fill_n(out[1], kBlockFrames, 0.0f);
+    return;
+  }
   for (int at = 0; at < kBlockFrames; at += kHopFrames) {
     alignas(kSimdAlignmentBytes) float high[2][kHopFrames];
     const bool left_sounds = GuardSamples(in[0] + at, high[0], kHopFrames);
@@ -214,6 +235,7 @@ void Cinema::Process(const float* const* in, float* const* out) {
   renderer_.MoveCentreShare(kDialogueRoomShare * (1.0f - focus_.focus()));
   renderer_.Process(out[0], out[1]);
   AddBass(out);
+  at_rest_ = silent && AtRest();
 }
 
 void Cinema::AddBass(float* const* out) {

@@ -46,6 +46,9 @@ class FrontWidth {
   // Clears the signal history. Control.
   void Clear();
 
+  // Whether silence would leave everything as it is. Audio.
+  bool at_rest() const KELDA_NONBLOCKING;
+
   // kBlockFrames frames of each plane; nothing to do if they are `silent`, and its memory is.
   // Audio.
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
@@ -54,6 +57,11 @@ class FrontWidth {
   struct Side {
     float front[2] = {}, surround[2] = {};  // mean powers, smoothed once and twice
     float share = 0.0f;                     // that moves now
+
+    bool at_rest() const {
+      return front[0] == 0.0f && front[1] == 0.0f && surround[0] == 0.0f && surround[1] == 0.0f &&
+             share == 0.0f;
+    }
   };
 
   void ProcessHop(Side& side, float* front, float* surround, const float* back) const;
@@ -75,6 +83,7 @@ class Cinema {
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
  private:
+  bool AtRest() const KELDA_NONBLOCKING;
   void AddBass(float* const* out);
 
   PlaneTuning plane_tuning_;
@@ -85,6 +94,7 @@ class Cinema {
   PlaneRenderer renderer_;  // Holds the planes as its inputs.
   BassPath bass_path_;
   AlignedBuffer bass_[2];  // The last delay_frames, then kBlockFrames new ones.
+  bool at_rest_ = false;   // Silence comes out as silence and leaves all but the grid as it is.
 };
 
 }  // namespace kelda::upmix_lib

@@ -133,9 +133,7 @@ SpeechDetector::Pitch SpeechDetector::Listen(const float* block, float& power) {
 
 bool SpeechDetector::Process(const float* block, bool silent) {
   silent_blocks_ = silent ? std::min(silent_blocks_ + 1, kFrames / kBlockFrames) : 0;
-  // Without power to remember, the shares have come to rest, too.
-  if (silent_blocks_ == kFrames / kBlockFrames && mean_power_ == 0.0f && blocks_ == 0 &&
-      hold_blocks_ == 0) {
+  if (at_rest()) {
     return false;
   }
   float power;

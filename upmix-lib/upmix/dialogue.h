@@ -25,6 +25,13 @@ const SpeechTables* SharedSpeechTables();
 // Whether somebody speaks. Constructed on the control thread.
 class SpeechDetector {
  public:
+  // Whether silence would leave everything as it is: without power to remember, the shares have
+  // come to rest, too. Audio.
+  bool at_rest() const {
+    return silent_blocks_ == kFrames / kBlockFrames && mean_power_ == 0.0f && blocks_ == 0 &&
+           hold_blocks_ == 0;
+  }
+
   // Takes the next kBlockFrames frames, all finite, and 0 if `silent`; returns whether somebody
   // speaks in them. Audio.
   bool Process(const float* block, bool silent) KELDA_NONBLOCKING;
@@ -62,6 +69,9 @@ class DialogueFocus {
   // is speech, too, and FC gets back the power that the others lose, as far as 2 dB go. `silent`:
   // they are all 0. Audio.
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
+
+  // Whether silence would leave everything as it is. Audio.
+  bool at_rest() const { return detector_.at_rest() && focus_ == 0.0f; }
 
   // 0 without speech, 1 with it, as of the end of the last block. Audio.
   float focus() const { return focus_; }

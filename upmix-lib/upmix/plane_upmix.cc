@@ -48,6 +48,12 @@ bool PlaneUpmix::AtRest() {
   return bass_[0] == 0.0f && bass_[1] == 0.0f && decomposition_.silent();
 }
 
+void PlaneUpmix::ProcessSilentBlock() {
+  for (int hop = 0; hop < kBlockFrames / kHopFrames; ++hop) {
+    decomposition_.ProcessSilent();
+  }
+}
+
 void PlaneUpmix::Process(const float* const* in, float* const* out) {
   alignas(kSimdAlignmentBytes) float guarded[2][kHopFrames];
   const bool left_sounds = GuardSamples(in[0], guarded[0], kHopFrames);
@@ -57,8 +63,12 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
     at_rest_ = false;
   } else if (at_rest_ || (at_rest_ = AtRest())) {
     decomposition_.ProcessSilent();
-    for (int plane = 0; plane < kPlanes; ++plane) {
-      std::fill_n(out[plane], kHopFrames, 0.0f);
+    for (int n = 0; n < kHopFrames; n += kLanes) {
+      // Not a constant, so that compilers do not call seven times what is made for large memory.
+      const Vec silence = Load<Vec>(guarded[0] + n) + Load<Vec>(guarded[1] + n);
+      for (int plane = 0; plane < kPlanes; ++plane) {
+        Store(out[plane] + n, silence);
+      }
     }
     return;
   }

@@ -52,6 +52,11 @@ class PlaneUpmix {
   // (NaN, infinite) counts as silence. Audio.
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
+  // Whether silence comes out as silence and leaves all but the grid of hops as it is; what Process
+  // would then do with kBlockFrames frames of it. Audio.
+  bool at_rest() const { return at_rest_; }
+  void ProcessSilentBlock() KELDA_NONBLOCKING;
+
   // What the filters move to, for measurements. Audio.
   const ExtractionGains& gains() const { return decomposition_.gains(); }
 
