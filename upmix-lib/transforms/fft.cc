@@ -25,9 +25,15 @@ struct VecOf<8> {
 };
 #endif
 
+// Whether whole blocks of bins leave just the last bin of the row transform, size/lanes/2. It is
+// real, so it does without a block.
+bool LeavesLastBin(int size, int lanes) { return lanes > 1 && size / lanes / 2 % lanes == 0; }
+
 // The bins 0 .. size/lanes/2 of the row transform, in blocks of `lanes`; the last block
-// is moved back to end with the last bin, so that every block is whole.
-int BlockCount(int size, int lanes) { return (size / lanes / 2 + lanes) / lanes; }
+// is moved back to end with the last bin, so that every block is whole, unless LeavesLastBin.
+int BlockCount(int size, int lanes) {
+  return (size / lanes / 2 + (LeavesLastBin(size, lanes) ? 0 : lanes)) / lanes;
+}
 
 int BlockStart(int size, int lanes, int block) {
   return std::min(block * lanes, size / lanes / 2 + 1 - lanes);
@@ -80,7 +86,23 @@ RealFft::RealFft(int size)
       lanes_(ChooseLanes(size)),
       row_fft_(size / lanes_),
       lane_twiddles_(
-          static_cast<std::size_t>(BlockCount(size, lanes_) * (lanes_ - 1) * 2 * lanes_)) {
+          static_cast<std::size_t>(BlockCount(size, lanes_) * (lanes_ - 1) * 2 * lanes_)),
+      last_bin_twiddles_(static_cast<std::size_t>(2 * lanes_ * lanes_)) {
+  // For M/2 = size / lanes / 2, over the lanes l: X[M/2 + M j] is the sum of y_l exp(-i a) with
+  // a = pi l (2 j + 1) / lanes; back, y_l is twice the sum over j of X.re cos a - X.im sin a.
+  for (int l = 0; l < lanes_; ++l) {
+    float* join = last_bin_twiddles_.data() + l * lanes_;
+    float* split = last_bin_twiddles_.data() + lanes_ * lanes_ + l;
+    for (int j = 0; j < lanes_ / 2; ++j) {
+      const double angle = kPi * l * (2 * j + 1) / lanes_;
+      // A quarter of a turn has no cosine: the 6e-17 of rounding would make denormal products.
+      join[j] =
+          2 * l * (2 * j + 1) % (2 * lanes_) == lanes_ ? 0.0f : static_cast<float>(std::cos(angle));
+      join[lanes_ / 2 + j] = static_cast<float>(-std::sin(angle));
+      split[j * lanes_] = 2.0f * join[j];
+      split[(lanes_ / 2 + j) * lanes_] = 2.0f * join[lanes_ / 2 + j];
+    }
+  }
   float* out = lane_twiddles_.data();
   for (int block = 0; block < BlockCount(size_, lanes_); ++block) {
     for (int l = 1; l < lanes_; ++l, out += 2 * lanes_) {
@@ -125,6 +147,19 @@ void RealFft::JoinLanes(const float* rows, float* re, float* im) const {
       Store(im + mirrored, Reverse(-x[j].im));
     }
   }
+  if (LeavesLastBin(size_, kCount)) {
+    const float* last = rows + std::ptrdiff_t{row_count / 2} * 2 * kCount;
+    V bins{};  // real parts, imaginary parts
+    for (int l = 0; l < kCount; ++l) {
+      bins += last[l] * Load<V>(last_bin_twiddles_.data() + l * kCount);
+    }
+    float parts[kCount];
+    Store(parts, bins);
+    for (int j = 0; j < kCount / 2; ++j) {
+      re[row_count / 2 + row_count * j] = parts[j];
+      im[row_count / 2 + row_count * j] = parts[kCount / 2 + j];
+    }
+  }
 }
 
 template <typename V>
@@ -154,6 +189,15 @@ void RealFft::SplitLanes(const float* re, const float* im, float* rows) const {
     float* to = rows + std::ptrdiff_t{k} * 2 * kCount;
     StoreTransposed(lane_re, to, 2 * kCount);
     StoreTransposed(lane_im, to + kCount, 2 * kCount);
+  }
+  if (LeavesLastBin(size_, kCount)) {
+    const float* split = last_bin_twiddles_.data() + kCount * kCount;
+    V last{};
+    for (int j = 0; j < kCount / 2; ++j, split += kCount) {
+      last += re[row_count / 2 + row_count * j] * Load<V>(split) +
+              im[row_count / 2 + row_count * j] * Load<V>(split + kCount / 2 * kCount);
+    }
+    Store(rows + std::ptrdiff_t{row_count / 2} * 2 * kCount, last);
   }
 }
 

@@ -62,7 +62,8 @@ class RealFft {
   int size_;
   int lanes_;
   RowFft row_fft_;
-  AlignedBuffer lane_twiddles_;  // Per block of lanes_ bins: lanes_-1 complex vectors.
+  AlignedBuffer lane_twiddles_;      // Per block of lanes_ bins: lanes_-1 complex vectors.
+  AlignedBuffer last_bin_twiddles_;  // Per lane, then per real and imaginary part: a vector.
 };
 
 // The library's one transform of a size. The first call builds it (control thread;
