@@ -176,28 +176,30 @@ double MixAngle(double hz) { return 0.5 * std::asin(ValueAt(kCorrelations, hz));
 
 struct DiffuserTables {
   // What a plane takes from the ambience of its own side, then what the plane of the other side
-  // takes from the same ambience: [group of kLanes bins][partition][own, other]
-  // [side left, side right, back left, back right][re, im]
-  static constexpr int kPlaneFloats = 2 * kLanes;
-  static constexpr int kRowFloats = 2 * 4 * kPlaneFloats;
-  alignas(kSimdAlignmentBytes) float filters[kHopBinGroups * kPartitions * kRowFloats];
+  // takes from the same ambience: [group of kLanes bins][sides, backs][partition][own, other]
+  // [left, right][re, im]
+  static constexpr int kFilterFloats = 2 * kLanes;
+  static constexpr int kRowFloats = 2 * 2 * kFilterFloats;
+  alignas(kSimdAlignmentBytes) float filters[kHopBinGroups * 2 * kPartitions * kRowFloats];
   const RealFft& fft = SharedRealFft<kHopTransform>();
 
   DiffuserTables();
-  void Load(const std::array<float, kAllPassTaps>& taps, int plane);
+  void Load(const std::array<float, kAllPassTaps>& taps, bool back, bool other, int side);
 };
 
-void DiffuserTables::Load(const std::array<float, kAllPassTaps>& taps, int plane) {
-  float padded[kHopTransform] = {}, scratch[kHopScratchFloats];
-  HopSpectrum spectrum = {};
+void DiffuserTables::Load(const std::array<float, kAllPassTaps>& taps, bool back, bool other,
+                          int side) {
+  float padded[kHopTransform] = {};
+  HopSpectrum spectrum;
   for (int partition = 0; partition < kPartitions; ++partition) {
     const float* from = taps.data() + partition * kHopFrames;
     for (int n = 0; n < kHopFrames; ++n) {
       padded[n] = from[n] / kHopTransform;
     }
-    fft.Forward(padded, spectrum.re, spectrum.im, scratch);
+    spectrum.TransformOf(fft, padded);
     for (int group = 0; group < kHopBinGroups; ++group) {
-      float* at = filters + (group * kPartitions + partition) * kRowFloats + plane * kPlaneFloats;
+      const int row = (2 * group + (back ? 1 : 0)) * kPartitions + partition;
+      float* at = filters + row * kRowFloats + ((other ? 2 : 0) + side) * kFilterFloats;
       std::copy_n(spectrum.re + group * kLanes, kLanes, at);
       std::copy_n(spectrum.im + group * kLanes, kLanes, at + kLanes);
     }
@@ -214,10 +216,10 @@ DiffuserTables::DiffuserTables() {
     designer.MakeAllPass(response);
     Response turned = Designer::Quadrature(response);
     designer.MakeAllPass(turned);
-    Load(designer.Taps(response, own_gain), side);
-    Load(designer.Taps(turned, own_gain), 2 + side);
-    Load(designer.Taps(response, other_gain), 4 + side);
-    Load(designer.Taps(turned, other_gain), 6 + side);
+    Load(designer.Taps(response, own_gain), false, false, side);
+    Load(designer.Taps(turned, own_gain), true, false, side);
+    Load(designer.Taps(response, other_gain), false, true, side);
+    Load(designer.Taps(turned, other_gain), true, true, side);
   }
 }
 
@@ -232,42 +234,29 @@ void Diffuser::Process(const float (&ambience)[2][kHopFrames], Diffused& out) {
   inputs_.Append(tables_->fft,
                  {histories_[0].newest() - kHopFrames, histories_[1].newest() - kHopFrames});
 
-  HopSpectrum sums[4];
-  const float* filter = tables_->filters;
+  HopSpectrum sums[2][2];  // [sides, backs][left, right]
+  const float* row = tables_->filters;
   for (int group = 0; group < kHopBinGroups; ++group) {
     const int bin = group * kLanes;
-    Complex<Vec> sum[4] = {};
-    const auto add = [&](int plane, const Complex<Vec>& x) {
-      const auto h = Complex<Vec>::LoadFrom(filter);
-      filter += DiffuserTables::kPlaneFloats;
-      sum[plane].re += x.re * h.re;
-      sum[plane].re -= x.im * h.im;
-      sum[plane].im += x.re * h.im;
-      sum[plane].im += x.im * h.re;
-    };
-    for (int partition = 0; partition < kPartitions; ++partition) {
-      const HopSpectrum(&input)[2] = inputs_[partition];
-      const Complex<Vec> x[2] = {
-          {upmix_lib::Load<Vec>(input[0].re + bin), upmix_lib::Load<Vec>(input[0].im + bin)},
-          {upmix_lib::Load<Vec>(input[1].re + bin), upmix_lib::Load<Vec>(input[1].im + bin)}};
-      for (int plane = 0; plane < 4; ++plane) {
-        add(plane, x[plane % 2]);
+    for (HopSpectrum(&sum)[2] : sums) {
+      HopProducts left_plane, right_plane;
+      for (int partition = 0; partition < kPartitions;
+           ++partition, row += DiffuserTables::kRowFloats) {
+        const HopSpectrum(&input)[2] = inputs_[partition];
+        const Complex<Vec> left = {Load<Vec>(input[0].re + bin), Load<Vec>(input[0].im + bin)};
+        const Complex<Vec> right = {Load<Vec>(input[1].re + bin), Load<Vec>(input[1].im + bin)};
+        left_plane.Add(left, row);
+        right_plane.Add(right, row + DiffuserTables::kFilterFloats);
+        right_plane.Add(left, row + 2 * DiffuserTables::kFilterFloats);
+        left_plane.Add(right, row + 3 * DiffuserTables::kFilterFloats);
       }
-      for (int plane = 0; plane < 4; ++plane) {
-        add(plane ^ 1, x[plane % 2]);
-      }
-    }
-    for (int plane = 0; plane < 4; ++plane) {
-      Store(sums[plane].re + bin, sum[plane].re);
-      Store(sums[plane].im + bin, sum[plane].im);
+      left_plane.StoreTo(sum[0], group);
+      right_plane.StoreTo(sum[1], group);
     }
   }
-  float* const to[4] = {out.side[0], out.side[1], out.back[0], out.back[1]};
-  for (int plane = 0; plane < 4; ++plane) {
-    alignas(kSimdAlignmentBytes) float time[kHopTransform];
-    alignas(kSimdAlignmentBytes) float scratch[kHopScratchFloats];
-    tables_->fft.Inverse(sums[plane].re, sums[plane].im, time, scratch);
-    std::copy_n(time + kHopFrames, kHopFrames, to[plane]);
+  for (int side = 0; side < 2; ++side) {
+    sums[0][side].LastHop(tables_->fft, out.side[side]);
+    sums[1][side].LastHop(tables_->fft, out.back[side]);
   }
 }
 

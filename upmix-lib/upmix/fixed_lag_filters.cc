@@ -49,22 +49,23 @@ void FixedLagFilters::Design(const ExtractionGains& gains, FilterSet& set) const
   alignas(kSimdAlignmentBytes) float taps[kFilterTaps];
   alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
   alignas(kSimdAlignmentBytes) float padded[kHopTransform] = {};
-  HopSpectrum spectrum = {};
+  HopSpectrum spectrum;
   for (int curve = 0; curve < kCurves; ++curve) {
     tables_->long_fft.Inverse(gains.curve[curve], kNoPhase, response, scratch);
+    const float sign = curve == kAmbienceCross ? -1.0f : 1.0f;
     const float* window = tables_->window;
     const float* future = response + kLongFrames - kUpmixLatencyFrames;
 #pragma omp simd
     for (int n = 0; n < kUpmixLatencyFrames; ++n) {
-      taps[n] = window[n] * future[n];
+      taps[n] = sign * window[n] * future[n];
     }
 #pragma omp simd
     for (int n = kUpmixLatencyFrames; n < kFilterTaps; ++n) {
-      taps[n] = window[n] * response[n - kUpmixLatencyFrames];
+      taps[n] = sign * window[n] * response[n - kUpmixLatencyFrames];
     }
     for (int partition = 0; partition < kPartitions; ++partition) {
       std::copy_n(taps + partition * kHopFrames, kHopFrames, padded);
-      tables_->hop_fft.Forward(padded, spectrum.re, spectrum.im, scratch);
+      spectrum.TransformOf(tables_->hop_fft, padded);
       float* to = set.rows + partition * kRowFloats + curve * 2 * kLanes;
       for (int group = 0; group < kHopBinGroups; ++group, to += kPartitions * kRowFloats) {
         Store(to, Load<Vec>(spectrum.re + group * kLanes));
@@ -95,45 +96,26 @@ void FixedLagFilters::Convolve(const FilterSet& set, Extracted& out) const {
   const float* row = set.rows;
   for (int group = 0; group < kHopBinGroups; ++group) {
     const int bin = group * kLanes;
-    Complex<Vec> common = {}, left_ambience = {}, right_ambience = {};
+    HopProducts common, left_ambience, right_ambience;
     for (int partition = 0; partition < kPartitions; ++partition, row += kRowFloats) {
       const HopSpectrum(&input)[2] = inputs_[partition];
       const Complex<Vec> left = {Load<Vec>(input[0].re + bin), Load<Vec>(input[0].im + bin)};
       const Complex<Vec> right = {Load<Vec>(input[1].re + bin), Load<Vec>(input[1].im + bin)};
-      const auto add = [row](Complex<Vec>& sum, const Complex<Vec>& x, Curve curve) {
-        const auto h = Complex<Vec>::LoadFrom(row + curve * 2 * kLanes);
-        sum.re += x.re * h.re;
-        sum.re -= x.im * h.im;
-        sum.im += x.re * h.im;
-        sum.im += x.im * h.re;
-      };
-      const auto subtract = [row](Complex<Vec>& sum, const Complex<Vec>& x, Curve curve) {
-        const auto h = Complex<Vec>::LoadFrom(row + curve * 2 * kLanes);
-        sum.re -= x.re * h.re;
-        sum.re += x.im * h.im;
-        sum.im -= x.re * h.im;
-        sum.im -= x.im * h.re;
-      };
-      add(common, left, kCentreLeft);
-      add(common, right, kCentreRight);
-      add(left_ambience, left, kAmbienceLeft);
-      add(right_ambience, right, kAmbienceRight);
-      subtract(left_ambience, right, kAmbienceCross);
-      subtract(right_ambience, left, kAmbienceCross);
+      const auto filter = [row](Curve curve) { return row + curve * 2 * kLanes; };
+      common.Add(left, filter(kCentreLeft));
+      common.Add(right, filter(kCentreRight));
+      left_ambience.Add(left, filter(kAmbienceLeft));
+      left_ambience.Add(right, filter(kAmbienceCross));
+      right_ambience.Add(right, filter(kAmbienceRight));
+      right_ambience.Add(left, filter(kAmbienceCross));
     }
-    const Complex<Vec> all[3] = {common, left_ambience, right_ambience};
-    for (int i = 0; i < 3; ++i) {
-      Store(sums[i].re + bin, all[i].re);
-      Store(sums[i].im + bin, all[i].im);
-    }
+    common.StoreTo(sums[0], group);
+    left_ambience.StoreTo(sums[1], group);
+    right_ambience.StoreTo(sums[2], group);
   }
-  float* const to[3] = {out.common, out.ambience[0], out.ambience[1]};
-  for (int i = 0; i < 3; ++i) {
-    alignas(kSimdAlignmentBytes) float time[kHopTransform];
-    alignas(kSimdAlignmentBytes) float scratch[kHopScratchFloats];
-    tables_->hop_fft.Inverse(sums[i].re, sums[i].im, time, scratch);
-    std::copy_n(time + kHopFrames, kHopFrames, to[i]);
-  }
+  sums[0].LastHop(tables_->hop_fft, out.common);
+  sums[1].LastHop(tables_->hop_fft, out.ambience[0]);
+  sums[2].LastHop(tables_->hop_fft, out.ambience[1]);
 }
 
 void FixedLagFilters::Process(const float* left, const float* right, Extracted& out) {

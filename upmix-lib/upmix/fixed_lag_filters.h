@@ -62,7 +62,7 @@ class FixedLagFilters {
   void Process(const float* left, const float* right, Extracted& out) KELDA_NONBLOCKING;
 
  private:
-  // [group of kLanes bins][partition][curve][re, im][kLanes]
+  // [group of kLanes bins][partition][curve][re, im][kLanes]; kAmbienceCross with its minus sign
   static constexpr int kRowFloats = kCurves * 2 * kLanes;
   struct alignas(kSimdAlignmentBytes) FilterSet {
     float rows[kHopBinGroups * kPartitions * kRowFloats];
