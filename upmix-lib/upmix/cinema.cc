@@ -193,9 +193,8 @@ void Cinema::Flush() {
 bool Cinema::AtRest() const {
   return splitter_.at_rest() && upmix_.at_rest() && width_.at_rest() && focus_.at_rest() &&
          renderer_.at_rest() &&
-         std::all_of(std::begin(bass_), std::end(bass_), [](const AlignedBuffer& bass) {
-           return IsSilent(bass.data(), bass.size());
-         });
+         std::all_of(std::begin(bass_), std::end(bass_),
+                     [](const AlignedBuffer& bass) { return IsSilent(bass.data(), bass.size()); });
 }
 
 void Cinema::Process(const float* const* in, float* const* out) {

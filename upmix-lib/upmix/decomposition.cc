@@ -43,14 +43,25 @@ float Beyond(float ratio, float slack) {
 
 float Positive(float value) { return value > 0.0f ? value : 0.0f; }
 
-// Raises each band to what the short window leaks into it from its neighbours.
+// Raises each band to what the short window leaks into it from its neighbours, kLeakage of the
+// next one, kLeakage squared of the one after that: from 1 band away, then from up to 3, from up to
+// 7, so that no band waits for the one before.
 void SpreadLeakage(BandValues& bands) {
-  for (int b = 1; b < kBands; ++b) {
-    bands[b] = std::max(bands[b], kLeakage * bands[b - 1]);
+  constexpr int kFarthest = 16;  // then products of the least powers would be denormal
+  alignas(kSimdAlignmentBytes) float padded[kFarthest + kBands + kFarthest] = {};
+  alignas(kSimdAlignmentBytes) float spread[kBands];
+  float* at = padded + kFarthest;
+  std::copy_n(bands.value, kBands, at);
+  float leakage = kLeakage;
+  for (int away = 1; away <= kFarthest; away *= 2, leakage *= leakage) {
+#pragma omp simd
+    for (int b = 0; b < kBands; ++b) {
+      const float beside = at[b - away] > at[b + away] ? at[b - away] : at[b + away];
+      spread[b] = at[b] > leakage * beside ? at[b] : leakage * beside;
+    }
+    std::copy_n(spread, kBands, at);
   }
-  for (int b = kBands - 2; b >= 0; --b) {
-    bands[b] = std::max(bands[b], kLeakage * bands[b + 1]);
-  }
+  std::copy_n(at, kBands, bands.value);
 }
 
 // Straight lines between the bands' centres, on the grid of the long spectrum.

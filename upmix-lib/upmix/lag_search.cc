@@ -74,15 +74,19 @@ void LagSearch::Search() {
   }
   tables_->fft.Inverse(coherence_.re, coherence_.im, time, scratch);
   // Positive lags: the left channel is late. Negative ones lie at the other end.
-  int lag = kShortestLag;
-  for (int n = kShortestLag; n <= kLongestLag; ++n) {
-    lag = time[n] > time[lag] ? n : lag;
+  constexpr int kLags = kLongestLag + 1 - kShortestLag;
+  const float* late_left = time + kShortestLag;
+  const float* late_right = time + kLongFrames - kLongestLag;
+  float highest = 0.0f;
+#pragma omp simd reduction(max : highest)
+  for (int n = 0; n < kLags; ++n) {
+    highest = std::max(highest, std::max(late_left[n], late_right[n]));
   }
-  for (int n = kLongFrames - kLongestLag; n <= kLongFrames - kShortestLag; ++n) {
-    lag = time[n] > time[lag] ? n : lag;
-  }
-  const float peak = time[lag] / static_cast<float>(2 * (kEndBin - kFirstBin));
+  const float peak = highest / static_cast<float>(2 * (kEndBin - kFirstBin));
   if (peak > kLeastPeak || marked_) {
+    const float* found = std::find(late_left, late_left + kLags, highest);
+    found = found != late_left + kLags ? found : std::find(late_right, late_right + kLags, highest);
+    const int lag = static_cast<int>(found - time) % kLongFrames;
     Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
   }
 }
@@ -94,17 +98,22 @@ bool LagSearch::silent() const {
 
 void LagSearch::Mark(int lag, float sure) {
   constexpr float kPerAlike = 1.0f / (kSureAlike - kLeastAlike);
-  marked_ = false;
+  alignas(kSimdAlignmentBytes) float cosine[kEndBin], sine[kEndBin];
   for (int k = kFirstBin; k < kEndBin; ++k) {
-    const int turn = k * lag % kLongFrames;
-    const float cosine = tables_->cosine[turn];
-    const float sine = tables_->cosine[(turn + kLongFrames * 3 / 4) % kLongFrames];
-    const float alike = coherence_.re[k] * cosine - coherence_.im[k] * sine;
-    const float target = sure * std::clamp((alike - kLeastAlike) * kPerAlike, 0.0f, 1.0f);
-    const float next = doubled_[k] + kMarkStep * (target - doubled_[k]);
-    doubled_[k] = next < 1e-4f ? 0.0f : next;
-    marked_ |= doubled_[k] > 0.0f;
+    const unsigned turn = static_cast<unsigned>(k) * static_cast<unsigned>(lag);
+    cosine[k] = tables_->cosine[turn % kLongFrames];
+    sine[k] = tables_->cosine[(turn + kLongFrames * 3 / 4) % kLongFrames];
   }
+#pragma omp simd
+  for (int k = kFirstBin; k < kEndBin; ++k) {
+    const float alike = coherence_.re[k] * cosine[k] - coherence_.im[k] * sine[k];
+    float target = (alike - kLeastAlike) * kPerAlike;
+    target = target > 0.0f ? target : 0.0f;
+    target = target < 1.0f ? target : 1.0f;
+    const float next = doubled_[k] + kMarkStep * (sure * target - doubled_[k]);
+    doubled_[k] = next < 1e-4f ? 0.0f : next;
+  }
+  marked_ = !IsSilent(doubled_, kPaddedLongBins);
 }
 
 }  // namespace kelda::upmix_lib

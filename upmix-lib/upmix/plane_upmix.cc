@@ -80,14 +80,21 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   }
   Extracted extracted;
   filters_.Process(left_.Last(2 * kHopFrames), right_.Last(2 * kHopFrames), extracted);
-  for (int ear = 0; ear < 2; ++ear) {
-    float bass = bass_[ear];
-    for (float& sample : extracted.ambience[ear]) {
-      bass += bass_step_ * (sample - bass);
-      sample -= bass;
+  {
+    // Both ears in one loop, since each waits for the frame before.
+    float *left = extracted.ambience[0], *right = extracted.ambience[1];
+    float left_bass = bass_[0], right_bass = bass_[1];
+    const float step = bass_step_, keep = 1.0f - bass_step_;
+    for (int n = 0; n < kHopFrames; ++n) {
+      left_bass = keep * left_bass + step * left[n];
+      right_bass = keep * right_bass + step * right[n];
+      left[n] -= left_bass;
+      right[n] -= right_bass;
     }
-    bass_[ear] = DropTiny(bass);
-    GuardSamples(extracted.ambience[ear], extracted.ambience[ear], kHopFrames);
+    bass_[0] = DropTiny(left_bass);
+    bass_[1] = DropTiny(right_bass);
+    GuardSamples(left, left, kHopFrames);
+    GuardSamples(right, right, kHopFrames);
   }
   Diffused diffused;
   diffuser_.Process(extracted.ambience, diffused);
