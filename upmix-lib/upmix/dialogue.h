@@ -71,7 +71,7 @@ class DialogueFocus {
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
 
   // Whether silence would leave everything as it is. Audio.
-  bool at_rest() const { return detector_.at_rest() && focus_ == 0.0f; }
+  bool at_rest() const { return detector_.at_rest() && focus_ == 0.0f && voice_power_ == 0.0f; }
 
   // 0 without speech, 1 with it, as of the end of the last block. Audio.
   float focus() const { return focus_; }
