@@ -179,6 +179,14 @@ TEST(LevelControl, CutsAJumpAtOnceAndForgivesABurst) {
   for (std::size_t block = BlocksOf(0.5); block < gains.size(); ++block) {
     EXPECT_LT(gains[block], gains.back() + 3) << block << " blocks after the jump";
   }
+  // The cut is a slope, not a step, which would click: two frames of a sine determine the next.
+  LevelInstance again;
+  again.Process(quiet);
+  const Signal heard = again.Process(loud)[0];
+  const float turn = 2 * std::cos(2 * std::numbers::pi_v<float> * 997 / 48000);
+  for (std::size_t n = 480; n + 1 < heard.size(); ++n) {
+    ASSERT_NEAR(heard[n - 1] + heard[n + 1], turn * heard[n], 0.01) << n;
+  }
   LevelInstance other;
   Gains(other, quiet);
   Gains(other, Tone(997, -14, 0.3));
