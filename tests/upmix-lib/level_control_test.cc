@@ -54,18 +54,24 @@ TEST(LoudnessMeter, ReadsWhatLibebur128Reads) {
   }
 }
 
-// A second of sound after a pause: blocks that reach into the pause do not count.
+// A second of sound after a pause: blocks that reach into the pause do not count. A flush within
+// the pause does not join the two programmes.
 TEST(LoudnessMeter, MeasuresAfreshAfterAPause) {
-  LoudnessMeter meter(30);
-  Measure(meter, Tone(997, -10, 5));
-  Measure(meter, Planes(2, Signal(FramesOf(3))));
-  EXPECT_FALSE(meter.sounding());
-  EXPECT_GT(meter.programme_s(), 4) << "the pause itself freezes the measure";
-  const Planes quiet = Tone(997, -35, 1.5);
-  Measure(meter, quiet);
-  EXPECT_LT(meter.programme_s(), 1.5);
-  EXPECT_NEAR(meter.LoudnessLufs(), LoudnessLufs(quiet), 0.1);
-  EXPECT_NEAR(20 * std::log10(meter.Peak()), -35, 0.1);
+  for (const bool flushed : {false, true}) {
+    LoudnessMeter meter(30);
+    Measure(meter, Tone(997, -10, 5));
+    Measure(meter, Planes(2, Signal(FramesOf(3))));
+    EXPECT_FALSE(meter.sounding());
+    EXPECT_GT(meter.programme_s(), 4) << "the pause itself freezes the measure";
+    if (flushed) {
+      meter.ContinueWith(30);
+    }
+    const Planes quiet = Tone(997, -35, 1.5);
+    Measure(meter, quiet);
+    EXPECT_LT(meter.programme_s(), 1.5) << flushed;
+    EXPECT_NEAR(meter.LoudnessLufs(), LoudnessLufs(quiet), 0.1) << flushed;
+    EXPECT_NEAR(20 * std::log10(meter.Peak()), -35, 0.1) << flushed;
+  }
 }
 
 // Tones of full scale whose tops lie between two frames.
