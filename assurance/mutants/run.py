@@ -68,13 +68,14 @@ def source_files():
     return [path for path in listed if (ROOT / path).is_file()]
 
 
-def copy_tree(target, mutants):
-    """Copies the tree with the mutants in it, touching only what changed. Returns each mutant's
-    room."""
-    files = source_files()
-    product = [path for path in files if path.endswith((".cc", ".h"))
+def read_tree():
+    return {path: (ROOT / path).read_bytes() for path in source_files()}
+
+
+def find_rows(mutants, texts):
+    """Each mutant's room, and by file where its mutants are and what stands there instead."""
+    product = [path for path in texts if path.endswith((".cc", ".h"))
                and not NOT_PRODUCT & set(pathlib.PurePath(path).parts)]
-    texts = {path: (ROOT / path).read_bytes() for path in files}
     rooms, changes = {}, collections.defaultdict(list)
     for mutant in mutants:
         # Blanks and line ends may differ.
@@ -92,6 +93,14 @@ def copy_tree(target, mutants):
         changes[path].append((*span, both(mutant)))
     if len(rooms) != len(mutants):
         sys.exit(1)
+    return rooms, changes
+
+
+def copy_tree(target, mutants):
+    """Copies the tree with the mutants in it, touching only what changed. Returns each mutant's
+    room."""
+    texts = read_tree()
+    rooms, changes = find_rows(mutants, texts)
     for path, spans in changes.items():
         text = texts[path].decode()
         for begin, end, replacement in sorted(spans, reverse=True):
@@ -195,12 +204,17 @@ def main():
     parser.add_argument("--scratch", type=pathlib.Path, default=ROOT / "build" / "mutants",
                         help="where it builds (build/mutants)")
     parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--check", action="store_true",
+                        help="only look for the text of each row, which takes a second")
     arguments = parser.parse_args()
     scratch, jobs = arguments.scratch.absolute(), arguments.jobs
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_FSIZE, (8 << 30, 8 << 30))  # of a mutant that never ends
 
     mutants, before = read_mutants(), read_outcome()
+    if arguments.check:
+        find_rows(mutants, read_tree())
+        return
     rooms = copy_tree(scratch, mutants)
     build(scratch, jobs)
     tests = find_tests(scratch)

@@ -35,7 +35,11 @@ Signal DryStem(const std::filesystem::path& path) {
   for (const Signal& channel : ReadPlanes(path)) {
     AddTo(mono, {channel});
   }
-  Scale(mono, -LevelDb(mono));
+  const double level_db = LevelDb(mono);
+  if (level_db < -120) {
+    throw std::runtime_error(path.string() + ": silent");
+  }
+  Scale(mono, -level_db);
   return mono[0];
 }
 

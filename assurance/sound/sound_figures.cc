@@ -57,8 +57,8 @@ class Report {
     }
   }
   void Save(const std::filesystem::path& path) const {
-    if (!path.empty()) {
-      std::ofstream(path) << tools::ToText(json_);
+    if (!path.empty() && !(std::ofstream(path) << tools::ToText(json_) << std::flush)) {
+      throw std::runtime_error(path.string() + ": cannot be written");
     }
   }
 
@@ -168,16 +168,20 @@ int main(int argc, char** argv) try {
   CLI::Option* const library = app.add_option("--library", options.library,
                                               "its signal library; its tuning, and the effect, "
                                               "are where an installation has them");
-  app.add_option("--peer", options.peer,
-                 "in its place: surround, crossfeed, loudnorm or bypass, "
-                 "with the ears of --tuning")
-      ->excludes(library);
+  CLI::Option* const peer = app.add_option("--peer", options.peer,
+                                           "in its place: surround, crossfeed, loudnorm or bypass, "
+                                           "with the ears of --tuning")
+                                ->excludes(library);
   app.add_option("--tuning", options.tuning, "another tuning directory");
   app.add_option("--mixes", options.mixes, "what make_mixes wrote")->required();
   app.add_option("--json", options.json, "also write the figures to this file");
   app.add_option("--sofa", options.sofa, "the measured ears of the tuning")->capture_default_str();
-  app.add_option("--only", options.groups, "planes, ears, levels");
+  app.add_option("--only", options.groups, "planes, ears, levels")
+      ->check(CLI::IsMember(options.groups));
   CLI11_PARSE(app, argc, argv);
+  if (library->empty() && peer->empty()) {
+    throw std::runtime_error("needs --library or --peer");
+  }
   kelda::sound::Report report;
   const auto mixes = kelda::sound::LoadMixes(options.mixes);
   if (options.peer.empty()) {

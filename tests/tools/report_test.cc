@@ -202,6 +202,7 @@ TEST_F(Report, FailsWhole) {
   ExpectRefused(2, "", {"report", "--tuning", folder_ / "none"});
   ExpectRefused(5, "", {"report", "--library", folder_ / "none.so"});
   ExpectRefused(4, "", {"report", "-o", folder_ / "none/report.html"});
+  ExpectRefused(2, "name one file", {"report", "-o", folder_ / "one", "--json", folder_ / "./one"});
 }
 
 }  // namespace

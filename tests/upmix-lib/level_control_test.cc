@@ -54,18 +54,24 @@ TEST(LoudnessMeter, ReadsWhatLibebur128Reads) {
   }
 }
 
-// A second of sound after a pause: blocks that reach into the pause do not count.
+// A second of sound after a pause: blocks that reach into the pause do not count. A flush within
+// the pause does not join the two programmes.
 TEST(LoudnessMeter, MeasuresAfreshAfterAPause) {
-  LoudnessMeter meter(30);
-  Measure(meter, Tone(997, -10, 5));
-  Measure(meter, Planes(2, Signal(FramesOf(3))));
-  EXPECT_FALSE(meter.sounding());
-  EXPECT_GT(meter.programme_s(), 4) << "the pause itself freezes the measure";
-  const Planes quiet = Tone(997, -35, 1.5);
-  Measure(meter, quiet);
-  EXPECT_LT(meter.programme_s(), 1.5);
-  EXPECT_NEAR(meter.LoudnessLufs(), LoudnessLufs(quiet), 0.1);
-  EXPECT_NEAR(20 * std::log10(meter.Peak()), -35, 0.1);
+  for (const bool flushed : {false, true}) {
+    LoudnessMeter meter(30);
+    Measure(meter, Tone(997, -10, 5));
+    Measure(meter, Planes(2, Signal(FramesOf(3))));
+    EXPECT_FALSE(meter.sounding());
+    EXPECT_GT(meter.programme_s(), 4) << "the pause itself freezes the measure";
+    if (flushed) {
+      meter.ContinueWith(30);
+    }
+    const Planes quiet = Tone(997, -35, 1.5);
+    Measure(meter, quiet);
+    EXPECT_LT(meter.programme_s(), 1.5) << flushed;
+    EXPECT_NEAR(meter.LoudnessLufs(), LoudnessLufs(quiet), 0.1) << flushed;
+    EXPECT_NEAR(20 * std::log10(meter.Peak()), -35, 0.1) << flushed;
+  }
 }
 
 // Tones of full scale whose tops lie between two frames.
@@ -178,6 +184,14 @@ TEST(LevelControl, CutsAJumpAtOnceAndForgivesABurst) {
   EXPECT_GT(quiet_db, gains.back() + 10);
   for (std::size_t block = BlocksOf(0.5); block < gains.size(); ++block) {
     EXPECT_LT(gains[block], gains.back() + 3) << block << " blocks after the jump";
+  }
+  // The cut is a slope, not a step, which would click: two frames of a sine determine the next.
+  LevelInstance again;
+  again.Process(quiet);
+  const Signal heard = again.Process(loud)[0];
+  const float turn = 2 * std::cos(2 * std::numbers::pi_v<float> * 997 / 48000);
+  for (std::size_t n = 480; n + 1 < heard.size(); ++n) {
+    ASSERT_NEAR(heard[n - 1] + heard[n + 1], turn * heard[n], 0.01) << n;
   }
   LevelInstance other;
   Gains(other, quiet);

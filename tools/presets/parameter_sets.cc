@@ -34,9 +34,10 @@ constexpr ParameterMeaning kMusicMeanings[] = {
     {"surround_level_db", "dB", "level of the surround speakers"},
     {"back_share", "", "share of the surround power that goes to the back"},
     {"decorrelation", "", "decorrelation of the surround speakers from each other"},
-    {"coherence_smoothing_ms", "ms", "time constant of the direct-ambient estimate, at 1 kHz"},
-    {"gain_smoothing_ms", "ms", "time constant of the gains of each band"},
-    {"bass_crossover_hz", "Hz", "below it all ambience stays in front; 0: no limit"},
+    {"coherence_smoothing_ms", "ms",
+     "time constant of the powers that tell direct sound from ambience"},
+    {"gain_smoothing_ms", "ms", "time constant of the gains"},
+    {"bass_crossover_hz", "Hz", "half of the ambience an octave below it stays in front; 0: none"},
     {"output_gain_db", "dB", "level of the whole output"},
 };
 

@@ -28,6 +28,12 @@ struct ReportArguments {
 };
 
 void Run(const ReportArguments& arguments) {
+  const auto whole = [](const std::filesystem::path& path) {
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+  };
+  if (!arguments.json.empty() && whole(arguments.json) == whole(arguments.output)) {
+    throw Failure(ExitCode::kUsage, "-o and --json name one file: " + arguments.output.string());
+  }
   SetProperty("vendor.kelda.effect=1");
   const std::filesystem::path tuning = UseTuningDirectory(arguments.tuning);
   const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()

@@ -99,6 +99,7 @@ void LevelControl::Process(const float* in, float* out) {
       frames[i] *= input_gain_;
     }
   }
+  const auto before = static_cast<float>(AmplitudeFromDb(gain_.gain_db()));  // of a jump, too
   if (meter_.Process(frames, kBlockFrames, silent)) {
     EndHop();
   }
@@ -106,7 +107,6 @@ void LevelControl::Process(const float* in, float* out) {
     std::fill_n(out, 2 * kBlockFrames, 0.0f);
     return;
   }
-  const auto before = static_cast<float>(AmplitudeFromDb(gain_.gain_db()));
   if (meter_.sounding()) {
     gain_.Approach(wanted_gain_db_, kBlockS, CurrentPace());
   }

@@ -93,7 +93,6 @@ void LoudnessMeter::ContinueWith(double window_s) {
   hop_peak_ = 0;
   hops_.fill(0);
   sounding_ = false;
-  silent_hops_ = 0;
   incomplete_blocks_ = kHopsPerBlock - 1;
   window_hops_ = HopsOf(window_s);
   size_ = std::min(size_, window_hops_);

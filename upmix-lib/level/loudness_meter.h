@@ -37,7 +37,8 @@ class LoudnessMeter {
   bool Process(const float* frames, std::size_t count, bool silent) KELDA_NONBLOCKING;
 
   // Goes on with another stream of the same programme: forgets the audio of the running block
-  // and keeps the window, of which the newest `window_s` count from now on. Control.
+  // and keeps the window, of which the newest `window_s` count from now on, and how long a pause
+  // has lasted. Control.
   void ContinueWith(double window_s);
 
   // Measures from here on, without the blocks that reach back. What was measured is kept aside,

@@ -18,9 +18,9 @@ struct MusicParameters {
   float surround_level_db;       // of the surround planes
   float back_share;              // of the surround power that goes to BL and BR
   float decorrelation;           // of the surround planes from each other
-  float coherence_smoothing_ms;  // time constant of the direct-ambient estimate, at 1 kHz
-  float gain_smoothing_ms;       // time constant of the per-band gains
-  float bass_crossover_hz;       // below it no ambience leaves the front; 0: none stays
+  float coherence_smoothing_ms;  // time constant of the powers that all is decided by
+  float gain_smoothing_ms;       // time constant of the gains
+  float bass_crossover_hz;       // an octave below it half of the ambience stays in front; 0: none
   float output_gain_db;
 };
 static_assert(sizeof(MusicParameters) == 64);
