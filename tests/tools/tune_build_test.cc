@@ -152,6 +152,10 @@ TEST_F(TuneBuild, MeasuresTheGainWithWhichMusicIsAsLoudAsTheInput) {
   const double loud_db = gain_db("Preamp: 0 dB\n");
   // Of the two devices only wired starts with personalized ears, and so with its equalizer.
   EXPECT_NEAR(gain_db("Preamp: -6 dB\n") - loud_db, 3.0, 0.01);
+  folder_.Write("eq.txt", "Preamp: -60 dB\n");
+  ExpectRefused(3, "to be as loud as the input",
+                {"tune", "build", folder_ / "asinput.toml", "-o", folder_ / "no", "--quiet"});
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "no"));
 }
 
 TEST_F(TuneBuild, ReplacesADirectoryWholeOrNotAtAll) {

@@ -150,6 +150,15 @@ class Builder {
     parameters.strength = 0;
     parameters.gain_db = static_cast<float>(gain_db);
     const auto bytes = std::as_writable_bytes(std::span(&parameters, 1));
+    if (upmix_lib::CheckFields(bytes, upmix_lib::kLevelFields) != upmix_lib::kOk) {
+      char reason[160];
+      std::snprintf(
+          reason, sizeof(reason),
+          "level.as_input: the chain of %s would need %+.1f dB to be as loud as the input; "
+          "a level control gives -24 to 24 dB",
+          mode.c_str(), gain_db);
+      throw Failure(ExitCode::kInput, reason);
+    }
     upmix_lib::Seal(bytes, upmix_lib::kLevelKind);
     Add(file.name, {bytes.begin(), bytes.end()}, Origin(preset) + ", as loud as the input");
     char line[160];
