@@ -45,7 +45,7 @@ constexpr float kMostLift = 1.26f;  // of the centre: 2 dB
 constexpr float kBalanceS = 1.0f;   // time constant of the powers that the lift balances
 constexpr float kNoPower = 1e-10f;  // of a plane; -100 dBFS
 
-constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; about -90 dBFS
+constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; -83 dBFS for a sine
 
 float StepOf(float seconds) { return 1.0f - std::exp(-kDialogueBlockS / seconds); }
 
@@ -126,6 +126,9 @@ SpeechDetector::Pitch SpeechDetector::Listen(const float* block, float& power) {
   }
   const float* const best = std::max_element(time + kShortestPeriod, time + kLongestPeriod + 1);
   const float before = best[-1], after = best[1];
+  if (before > *best || after > *best) {
+    return {};  // The maximum lies outside of the lags.
+  }
   const float bend = before - 2.0f * *best + after;
   const float beside = bend < 0.0f ? 0.5f * (before - after) / bend : 0.0f;
   return {std::log2(static_cast<float>(best - time) + beside), *best};
