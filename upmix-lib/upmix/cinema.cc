@@ -5,6 +5,7 @@
 #include <cmath>
 #include <complex>
 #include <iterator>
+#include <new>
 
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
@@ -179,7 +180,7 @@ Cinema::Cinema(const CinemaParameters& parameters, const HrirSet& hrirs)
 
 void Cinema::Flush() {
   splitter_.Clear();
-  upmix_ = PlaneUpmix(plane_tuning_);
+  new (&upmix_) PlaneUpmix(plane_tuning_);  // In place: it is large for a stack.
   width_.Clear();
   focus_.Clear();
   renderer_.MoveCentreShare(kDialogueRoomShare);
