@@ -1,7 +1,7 @@
 // Gains over frequency, applied with little delay: filters that are long towards the past and
 // short towards the future.
 //
-//   gains --> zero-phase response --> 95 taps of the future, faded in,
+//   gains --> zero-phase response --> 96 taps of the future, faded in,
 //                                     928 of the past                  --> 16 partitions of 64
 //   L, R --> spectra of the last 16 hops --x partitions, summed--> three outputs
 //

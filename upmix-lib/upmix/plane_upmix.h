@@ -12,9 +12,10 @@
 //
 //   L = FL + sqrt(1/2) FC + A_left,   R = FR + sqrt(1/2) FC + A_right
 //
-// (each plane divided by its plane_gain), and the four surround planes have together the power
-// of the ambience A at every frequency. Bass leaves A by a filter of its own, of first order: what
-// it keeps in front and what it lets through have together the power of what comes in.
+// (each plane divided by its plane_gain), and the four surround planes have together 1.4 times the
+// power of the ambience A, which makes up for what no longer adds in phase. Bass leaves A by a
+// filter of its own, of first order: what it keeps in front and what it lets through have together
+// the power of what comes in.
 //
 // "Control" and "Audio" name the calling thread, see base/audio_format.h.
 #ifndef KELDA_UPMIX_LIB_UPMIX_PLANE_UPMIX_H_
@@ -65,6 +66,9 @@ class PlaneUpmix {
   // and of the diffuser.
   static constexpr int kSilentHops =
       kLongFrames / kHopFrames + FixedLagFilters::kPartitions + Diffuser::kPartitions + 4;
+  // Hops of silence after which the past counts no longer, so that it costs no longer: 5 s. It
+  // would take 40 to fade out by itself.
+  static constexpr int kForgetHops = 5 * kSampleRateHz / kHopFrames;
 
   bool AtRest();
 
@@ -76,7 +80,7 @@ class PlaneUpmix {
   float bass_step_, bass_[2] = {};
   float back_share_, decorrelation_, wide_amount_;
   float plane_gain_[kPlanes];
-  int silent_hops_ = 0;   // so far, at most kSilentHops
+  int silent_hops_ = 0;   // so far, at most kForgetHops
   bool at_rest_ = false;  // silence comes out as silence and leaves all but the grid as it is
 };
 
