@@ -173,6 +173,27 @@ double RippleDb(const std::vector<double>& a, const std::vector<double>& b) {
   return high - low;
 }
 
+// Else a pause would cost as much as music for as long as powers take to fade out.
+TEST(MusicUpmix, RestsSoonAfterTheSound) {
+  PlaneUpmix upmix(MusicTuning(MusicDefaults()));
+  const Planes in = MakePannedMix(PinkNoise(31, kFrames), 20.0f, 0.0f, 32).mix;
+  const Signal silence(kHopFrames);
+  Planes out(kPlanes, Signal(kHopFrames));
+  float* planes[kPlanes];
+  for (std::size_t p = 0; p < kPlanes; ++p) {
+    planes[p] = out[p].data();
+  }
+  for (std::size_t at = 0; at < kFrames; at += kHopFrames) {
+    const float* const sound[] = {in[0].data() + at, in[1].data() + at};
+    upmix.Process(sound, planes);
+  }
+  const float* const nothing[] = {silence.data(), silence.data()};
+  for (int hop = 0; hop < 6 * kSampleRateHz / kHopFrames; ++hop) {
+    upmix.Process(nothing, planes);
+  }
+  EXPECT_TRUE(upmix.at_rest());
+}
+
 // Gains that follow the beats of steady tones would put lines beside them, 30 Hz away and more: a
 // line is 25 Hz wide here. Each row: tones, and where each of them is panned.
 TEST(MusicUpmix, SteadyTonesGetNoOtherLines) {

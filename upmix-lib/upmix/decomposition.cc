@@ -258,6 +258,11 @@ Decomposition::Decomposition(const DecompositionTuning& tuning)
 
 bool Decomposition::silent() const { return short_.silent() && long_.silent() && lags_.silent(); }
 
+void Decomposition::ForgetPast() {
+  long_.ForgetLate();
+  lags_.Forget();
+}
+
 void Decomposition::ProcessSilent() {
   if (hop_ % kHopsPerLong == 0) {
     long_.UpdateSilent();

@@ -80,6 +80,9 @@ class Decomposition {
   // have not changed. Audio.
   int Process(const Analysis& left, const Analysis& right) KELDA_NONBLOCKING;
 
+  // After a long silence: forgets what is remembered longest, reverberation and lags. Audio.
+  void ForgetPast() KELDA_NONBLOCKING;
+
   // What Process would do in silence once silent(): the gains rest, and only the grid of hops goes
   // on. Audio.
   void ProcessSilent() KELDA_NONBLOCKING;

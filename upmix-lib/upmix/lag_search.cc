@@ -91,6 +91,13 @@ void LagSearch::Search() {
   }
 }
 
+void LagSearch::Forget() {
+  for (float* mean : {left_, right_, cross_.re, cross_.im, doubled_}) {
+    std::fill_n(mean, kPaddedLongBins, 0.0f);
+  }
+  marked_ = false;
+}
+
 bool LagSearch::silent() const {
   return IsSilent(left_, kPaddedLongBins) && IsSilent(right_, kPaddedLongBins) &&
          IsSilent(cross_.re, kPaddedLongBins) && IsSilent(cross_.im, kPaddedLongBins) && !marked_;

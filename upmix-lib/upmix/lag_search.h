@@ -32,6 +32,9 @@ class LagSearch {
   // Looks for a lag, once in kHopsPerGains hops. Audio.
   void Search() KELDA_NONBLOCKING;
 
+  // Forgets all sound. Audio.
+  void Forget() KELDA_NONBLOCKING;
+
   // Whether there is nothing left to search in, and no mark. Audio.
   bool silent() const KELDA_NONBLOCKING;
 

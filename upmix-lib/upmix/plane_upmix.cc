@@ -41,11 +41,11 @@ PlaneUpmix::PlaneUpmix(const PlaneTuning& tuning)
 // Asked after every hop of silence. Once everything that ends has ended, gains that moved within
 // the last kHopsPerGains hops have arrived, too: both sets of filters are alike.
 bool PlaneUpmix::AtRest() {
-  if (silent_hops_ < kSilentHops) {
-    ++silent_hops_;
-    return false;
+  if (silent_hops_ < kForgetHops && ++silent_hops_ == kForgetHops) {
+    decomposition_.ForgetPast();
   }
-  return bass_[0] == 0.0f && bass_[1] == 0.0f && decomposition_.silent();
+  return silent_hops_ >= kSilentHops && bass_[0] == 0.0f && bass_[1] == 0.0f &&
+         decomposition_.silent();
 }
 
 void PlaneUpmix::ProcessSilentBlock() {

@@ -123,6 +123,11 @@ void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, flo
   }
 }
 
+void LongPowers::ForgetLate() {
+  std::fill_n(late_, kPaddedLongBins, 0.0f);
+  std::fill_n(&snapshots_[0][0], kSnapshots * kPaddedLongBins, 0.0f);
+}
+
 bool LongPowers::silent() const {
   bool silent = IsSilent(late_, kPaddedLongBins) && IsSilent(powers_.left, kPaddedLongBins) &&
                 IsSilent(powers_.right, kPaddedLongBins) &&

@@ -58,6 +58,9 @@ class LongPowers {
   // What Update would do in silence once silent(): only the times of snapshots go on. Audio.
   void UpdateSilent() { updates_ = (updates_ + 1) % kUpdatesPerSnapshot; }
 
+  // Forgets what late() was made from. Audio.
+  void ForgetLate() KELDA_NONBLOCKING;
+
   // Whether all powers, present and past, are 0. Audio.
   bool silent() const KELDA_NONBLOCKING;
 
