@@ -192,6 +192,15 @@ std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::str
     table.Add("programme of -30 LUFS, loudness 10 to 20 s after the start, off the target",
               upmix_lib::LoudnessLufs(heard, 10 * kRate) - *target_lufs, "LU", kNearZero);
   }
+  for (const Figure& figure : LoudnessFigures(ears, mode, mixes)) {
+    table.figures.push_back(figure);
+  }
+  return table.figures;
+}
+
+std::vector<Figure> LoudnessFigures(const tools::StereoSystem& ears, const std::string& system,
+                                    const std::vector<Mix>& mixes) {
+  Table table{system + ": ", {}};
   double lowest = 1e9, highest = -1e9;
   for (const Mix& mix : mixes) {
     for (const double lufs : {-11.0, -16.0, -21.0}) {

@@ -21,6 +21,11 @@ std::vector<Figure> EarFigures(const tools::StereoSystem& ears, const std::strin
 std::vector<Figure> LevelFigures(const tools::StereoSystem& ears, const std::string& mode,
                                  const std::vector<Mix>& mixes, std::optional<double> target_lufs);
 
+// By how much `system`, a mode or one that does not level, is louder than what goes in, over pop,
+// rock and film at three loudnesses, mastered to -1 dBTP.
+std::vector<Figure> LoudnessFigures(const tools::StereoSystem& ears, const std::string& system,
+                                    const std::vector<Mix>& mixes);
+
 // The dip after each change of mode between off, music and cinema.
 std::vector<Figure> HandoverFigures(const tools::ModalSystem& system,
                                     const std::vector<Mix>& mixes);

@@ -27,6 +27,7 @@ struct Options {
   std::string peer;
   std::filesystem::path sofa = "/usr/share/libmysofa/MIT_KEMAR_normal_pinna.sofa";
   std::vector<std::string> groups = {"planes", "ears", "levels"};
+  bool as_input = false;
 
   bool Wants(const std::string& group) const {
     return std::find(groups.begin(), groups.end(), group) != groups.end();
@@ -147,6 +148,11 @@ void MeasureEffect(const Options& options, const std::vector<Mix>& mixes, Report
                                   [&](const Planes& in) { return library.CinemaRoom(in); }));
   }
   for (const std::string mode : {"music", "cinema"}) {
+    if (options.as_input) {
+      report->Add(LoudnessFigures([&](const Planes& in) { return chain.Render(in, mode); },
+                                  mode + ": as the input", mixes));
+      continue;
+    }
     AddEars(
         options, mixes, mode, [&](const Planes& in) { return chain.Render(in, mode); }, hki,
         TargetLufs(tuning, mode), report);
@@ -173,6 +179,8 @@ int main(int argc, char** argv) try {
                                            "with the ears of --tuning")
                                 ->excludes(library);
   app.add_option("--tuning", options.tuning, "another tuning directory");
+  app.add_flag("--as-input", options.as_input,
+               "measure the loudness over bypass alone: its tuning has level.as_input");
   app.add_option("--mixes", options.mixes, "what make_mixes wrote")->required();
   app.add_option("--json", options.json, "also write the figures to this file");
   app.add_option("--sofa", options.sofa, "the measured ears of the tuning")->capture_default_str();
@@ -181,6 +189,9 @@ int main(int argc, char** argv) try {
   CLI11_PARSE(app, argc, argv);
   if (library->empty() && peer->empty()) {
     throw std::runtime_error("needs --library or --peer");
+  }
+  if (options.as_input) {
+    options.groups.clear();
   }
   kelda::sound::Report report;
   const auto mixes = kelda::sound::LoadMixes(options.mixes);
