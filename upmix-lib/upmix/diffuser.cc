@@ -42,9 +42,9 @@ constexpr CurvePoint kCorrelations[] = {{250, 0.28},   {315, 0.44},   {400, -0.1
                                         {3000, -0.70}, {3360, -0.03}, {3780, -0.10}, {4240, 0.00}};
 
 // Decibels against the colour that wide sound has at the default ears where the ambience meets what
-// stays of it in front. Sixths of an octave above 280 Hz, no more than 2.5 dB off the mean, and half
-// way between what music and what cinema ask for: finer or larger, it would suit the noise that it was
-// fitted to and not the reverberation in mixes.
+// stays of it in front. Sixths of an octave above 280 Hz, no more than 2.5 dB off the mean, and
+// half way between what music and what cinema ask for: finer or larger, it would suit the noise
+// that it was fitted to and not the reverberation in mixes.
 constexpr CurvePoint kColoursDb[] = {
     {157, 0.2},  {280, 0.2},   {314, -0.6},  {352, -1.2},  {396, 0.4},   {444, -2.2},
     {498, -2.2}, {559, 1.6},   {628, 1.6},   {705, -2.4},  {791, 0.0},   {888, 1.6},
