@@ -78,7 +78,6 @@ void LagSearch::Search() {
   const float* late_left = time + kShortestLag;
   const float* late_right = time + kLongFrames - kLongestLag;
   float highest = 0.0f;
-#pragma omp simd reduction(max : highest)
   for (int n = 0; n < kLags; ++n) {
     highest = std::max(highest, std::max(late_left[n], late_right[n]));
   }
