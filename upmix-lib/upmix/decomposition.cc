@@ -54,7 +54,6 @@ void SpreadLeakage(BandValues& bands) {
   std::copy_n(bands.value, kBands, at);
   float leakage = kLeakage;
   for (int away = 1; away <= kFarthest; away *= 2, leakage *= leakage) {
-#pragma omp simd
     for (int b = 0; b < kBands; ++b) {
       const float beside = at[b - away] > at[b + away] ? at[b - away] : at[b + away];
       spread[b] = at[b] > leakage * beside ? at[b] : leakage * beside;
