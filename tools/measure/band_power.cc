@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "tools/core/decibels.h"
 
@@ -13,14 +12,7 @@ CrossSpectra MeasureCrossSpectra(std::span<const float> first, std::span<const f
   static const SpectrumAnalysis analysis(kSize);
   CrossSpectra mean{Power(analysis.bins()), Power(analysis.bins()), Spectrum(analysis.bins())};
   double count = 0;
-  static const std::vector<double> window = [] {
-    std::vector<double> hann(kSize);
-    for (std::size_t n = 0; n < kSize; ++n) {
-      const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
-      hann[n] = 0.5 - 0.5 * std::cos(phase);
-    }
-    return hann;
-  }();
+  static const std::vector<double> window = HannWindow(kSize);
   const auto windowed = [&](std::span<const float> signal, std::size_t start) {
     std::vector<double> block(kSize);
     for (std::size_t n = 0; n < kSize; ++n) {

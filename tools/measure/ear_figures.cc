@@ -233,6 +233,7 @@ double CoherenceCurve::Off() const {
 Externalisation MeasureExternalisation(const Channels& ears) {
   constexpr std::size_t kSize = 1024;  // Hann windows, as long as 20 ms of full weight
   static const SpectrumAnalysis analysis(kSize);
+  static const std::vector<double> window = HannWindow(kSize);
   const std::vector<double> centres = ThirdOctaves(500, 4000);
   const CrossSpectra mean = MeasureCrossSpectra(ears[0], ears[1]);
   const double edge = std::exp2(1.0 / 6);
@@ -252,8 +253,7 @@ Externalisation MeasureExternalisation(const Channels& ears) {
     for (std::size_t ear = 0; ear < 2; ++ear) {
       std::vector<float> block(kSize);
       for (std::size_t n = 0; n < kSize; ++n) {
-        const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
-        block[n] = static_cast<float>(0.5 - 0.5 * std::cos(phase)) * ears[ear][start + n];
+        block[n] = static_cast<float>(window[n]) * ears[ear][start + n];
       }
       powers[ear] = ThirdOctavePowers(analysis.PowerOf(block), kSize, centres);
     }

@@ -47,25 +47,27 @@ std::vector<double> AtTenKilohertz(std::span<const float> signal) {
   return out;
 }
 
+// `from` in the window of a frame, from `start` on.
+std::vector<double> FrameAt(const std::vector<double>& from, std::size_t start) {
+  std::vector<double> frame(kFrame);
+  for (std::size_t n = 0; n < kFrame; ++n) {
+    const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
+    frame[n] = from[start + n] * (0.5 - 0.5 * std::cos(phase));
+  }
+  return frame;
+}
+
 // Windowed frames; those where `speech` is 40 dB below its loudest are left out.
 Frames Spoken(const std::vector<double>& signal, const std::vector<double>& speech) {
-  const auto frame_at = [](const std::vector<double>& from, std::size_t start) {
-    std::vector<double> frame(kFrame);
-    for (std::size_t n = 0; n < kFrame; ++n) {
-      const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
-      frame[n] = from[start + n] * (0.5 - 0.5 * std::cos(phase));
-    }
-    return frame;
-  };
   std::vector<double> energies;
   Frames frames;
   for (std::size_t start = 0; start + kFrame <= speech.size(); start += kHop) {
     double energy = 0;
-    for (const double sample : frame_at(speech, start)) {
+    for (const double sample : FrameAt(speech, start)) {
       energy += sample * sample;
     }
     energies.push_back(energy);
-    frames.push_back(frame_at(signal, start));
+    frames.push_back(FrameAt(signal, start));
   }
   const double least = *std::max_element(energies.begin(), energies.end()) * 1e-4;
   Frames kept;
@@ -88,12 +90,7 @@ Frames BandMagnitudes(const Frames& frames) {
   }
   Frames rows(kBands);
   for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
-    std::vector<double> block(kFrame);
-    for (std::size_t n = 0; n < kFrame; ++n) {
-      const double phase = 2 * std::numbers::pi * static_cast<double>(n + 1) / (kFrame + 1);
-      block[n] = joined[i * kHop + n] * (0.5 - 0.5 * std::cos(phase));
-    }
-    const Spectrum spectrum = analysis.Forward(block);
+    const Spectrum spectrum = analysis.Forward(FrameAt(joined, i * kHop));
     for (std::size_t band = 0; band < kBands; ++band) {
       const double centre = 150 * std::exp2(static_cast<double>(band) / 3);
       const auto bin = [&](double octaves) {

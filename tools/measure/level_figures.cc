@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <span>
 
 #include "tools/core/decibels.h"
 
@@ -39,6 +41,31 @@ std::vector<double> GainsOffDb(const Channels& out, const Channels& settled) {
   return gains_db;
 }
 
+// `programme` is played as often as `gains` says, each time with its gain; the last time counts as
+// settled. For how long from turn `first` on, in s, `off` holds for what the level is off it, in
+// dB.
+double SecondsOff(const StereoSystem& system, const Channels& programme,
+                  std::span<const double> gains, std::size_t first,
+                  const std::function<bool(double)>& off) {
+  Channels in(2);
+  for (const double gain : gains) {
+    Append(&in, programme, gain);
+  }
+  const Channels out = system(in);
+  const std::size_t length = programme[0].size(), last = gains.size() - 1;
+  const Channels settled = Part(out, last * length, length);
+  double seconds = 0;
+  for (std::size_t turn = first; turn < last; ++turn) {
+    const std::vector<double> gains_db = GainsOffDb(Part(out, turn * length, length), settled);
+    for (std::size_t i = 0; i < gains_db.size(); ++i) {
+      if (off(gains_db[i])) {
+        seconds = static_cast<double>((turn - first) * gains_db.size() + i + 1) / 10;
+      }
+    }
+  }
+  return seconds;
+}
+
 }  // namespace
 
 std::vector<double> HandoverGainsDb(const ModalSystem& system, const Channels& programme,
@@ -53,44 +80,15 @@ double HandoverDb(const std::vector<double>& gains_db) {
 }
 
 double SettlingSeconds(const StereoSystem& system, const Channels& programme, double within_db) {
-  Channels in(2);
-  for (int i = 0; i < 8; ++i) {
-    Append(&in, programme, 1);
-  }
-  const std::size_t length = programme[0].size();
-  const Channels out = system(in);
-  // What follows is compared with the last time that the programme was played.
-  double settled = 0;
-  for (std::size_t turn = 0; turn < 7; ++turn) {
-    const std::vector<double> gains_db =
-        GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (std::size_t i = 0; i < gains_db.size(); ++i) {
-      if (std::abs(gains_db[i]) > within_db) {
-        settled = static_cast<double>(turn * gains_db.size() + i + 1) / 10;
-      }
-    }
-  }
-  return settled;
+  constexpr double kEven[] = {1, 1, 1, 1, 1, 1, 1, 1};
+  return SecondsOff(system, programme, kEven, 0,
+                    [within_db](double db) { return std::abs(db) > within_db; });
 }
 
 double JumpSeconds(const StereoSystem& system, const Channels& programme) {
-  Channels in(2);
-  for (int i = 0; i < 8; ++i) {
-    Append(&in, programme, i < 4 ? 1 : std::pow(10.0, 18.0 / 20));
-  }
-  const std::size_t length = programme[0].size();
-  const Channels out = system(in);
-  double high = 0;
-  for (std::size_t turn = 4; turn < 7; ++turn) {
-    const std::vector<double> gains_db =
-        GainsOffDb(Part(out, turn * length, length), Part(out, 7 * length, length));
-    for (std::size_t i = 0; i < gains_db.size(); ++i) {
-      if (gains_db[i] > 3) {
-        high = static_cast<double>((turn - 4) * gains_db.size() + i + 1) / 10;
-      }
-    }
-  }
-  return high;
+  const double high = std::pow(10.0, 18.0 / 20);
+  const double gains[] = {1, 1, 1, 1, high, high, high, high};
+  return SecondsOff(system, programme, gains, 4, [](double db) { return db > 3; });
 }
 
 }  // namespace kelda::tools

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <numbers>
 #include <numeric>
 
 #include "tools/measure/spectrum.h"
@@ -50,13 +49,13 @@ std::array<double, 7> Shares(const Channels& by_plane) {
 double LogKurtosis(std::span<const float> signal) {
   constexpr std::size_t kSize = 512;
   static const SpectrumAnalysis analysis(kSize);
+  static const std::vector<double> window = HannWindow(kSize);
   std::vector<double> second(analysis.bins()), fourth(analysis.bins());
   double count = 0;
   for (std::size_t start = kSecond; start + kSize <= signal.size(); start += kSize / 2, ++count) {
     std::vector<double> block(kSize);
     for (std::size_t n = 0; n < kSize; ++n) {
-      const double phase = 2 * std::numbers::pi * (static_cast<double>(n) + 0.5) / kSize;
-      block[n] = (0.5 - 0.5 * std::cos(phase)) * double{signal[start + n]};
+      block[n] = window[n] * double{signal[start + n]};
     }
     const Spectrum spectrum = analysis.Forward(block);
     for (std::size_t k = 0; k < spectrum.size(); ++k) {

@@ -54,6 +54,15 @@ Spectrum SpectrumAnalysis::MinimumPhase(const Power& power) const {
   return spectrum;
 }
 
+std::vector<double> HannWindow(std::size_t size) {
+  std::vector<double> window(size);
+  for (std::size_t n = 0; n < size; ++n) {
+    const double turn = (static_cast<double>(n) + 0.5) / static_cast<double>(size);
+    window[n] = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * turn);
+  }
+  return window;
+}
+
 double FadeOut(std::size_t n, std::size_t count) {
   const std::size_t fade = count / 8;
   const std::size_t left = count - n;  // 1 at the last

@@ -39,6 +39,9 @@ class SpectrumAnalysis {
   kissfft<double> inverse_;
 };
 
+// Of `size` values, symmetric: 0 would be half a sample before the first and after the last one.
+std::vector<double> HannWindow(std::size_t size);
+
 // The gain of sample `n` of a response that is cut to `count` samples: 1, and over the last eighth
 // a fall to 0 by a raised cosine.
 double FadeOut(std::size_t n, std::size_t count);
