@@ -78,8 +78,8 @@ Planes Mastered(const Planes& mix) {
   return mastered;
 }
 
-// The set as the tuning makes it of `sofa`, of seven directions turned by `azimuth_deg`: its centre
-// is the direction that is asked for.
+// The ears of `sofa` themselves, nothing of their colour removed, turned by `azimuth_deg`: the
+// set's centre is the direction that is asked for.
 const upmix_lib::HrirSet& SetAt(const std::filesystem::path& sofa, double azimuth_deg, int taps) {
   static std::map<double, upmix_lib::HrirSet> made;  // by angle: one process measures one tuning
   if (made.count(azimuth_deg) > 0) {
@@ -92,7 +92,6 @@ const upmix_lib::HrirSet& SetAt(const std::filesystem::path& sofa, double azimut
   }
   tools::HrirOptions options;
   options.taps = taps;
-  options.colour_removed = 0.5;
   return made[azimuth_deg] = tools::DesignHrirs(ears, sofa.string(), options, [](double) {}).set;
 }
 
