@@ -79,21 +79,15 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   }
 }
 
-// Silence looks alike in every layout. If all bits of `count` samples are 0, fills as many with it
-// and returns true: several times as fast as moving squares. Looks no further than the first sound.
+// Silence looks alike in every layout. If all bits of `count` samples, at least one, are 0, fills
+// as many with it and returns true: several times as fast as moving squares. Looks no further than
+// the first sound.
 bool MoveSilence(float* to, const float* from, std::size_t count) {
-  constexpr std::size_t kAtOnce = 64;
-  for (std::size_t i = 0; i < count; i += kAtOnce) {
-    const std::size_t end = std::min(i + kAtOnce, count);
-    uint32_t any = 0;
-    for (std::size_t j = i; j < end; ++j) {
-      uint32_t bits;
-      std::memcpy(&bits, from + j, sizeof(bits));
-      any |= bits;
-    }
-    if (any != 0) {
-      return false;
-    }
+  uint32_t first;
+  std::memcpy(&first, from, sizeof(first));
+  // Each sample is like the one before it.
+  if (first != 0 || std::memcmp(from, from + 1, (count - 1) * sizeof(float)) != 0) {
+    return false;
   }
   std::fill_n(to, count, 0.0f);
   return true;
