@@ -34,7 +34,7 @@ void ModeChain(benchmark::State& state) {
   std::vector<float> in = kelda::upmix_lib::Noise(2 * kPeriod, 1, 0.2f), out(2 * kPeriod);
   for (int block = 0; state.range(2) != 0 && block < 2800; ++block) {
     for (float& sample : in) {
-      sample *= 0.8f;
+      sample = block < 200 ? 0.8f * sample : 0.0f;
     }
     effect.Process(in.data(), out.data(), kPeriod);
   }
