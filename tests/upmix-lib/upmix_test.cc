@@ -50,7 +50,7 @@ TEST(MusicUpmix, PartsDirectSoundFromAmbience) {
     const Planes planes = Upmix(mix.mix);
     if (angle_deg == 0.0f) {
       const double centre = PowerCausedBy(mix.source, planes[kFC], 96);
-      EXPECT_GT(Db(centre), -2.5);
+      EXPECT_GT(Db(centre), -2.7);
       for (const std::size_t plane : {kFL, kFR, kSL, kSR, kBL, kBR}) {
         EXPECT_LT(Db(PowerCausedBy(mix.source, planes[plane], 96) / centre), -16.0) << plane;
       }

@@ -33,7 +33,7 @@ constexpr float kTinyGain = 1e-6f;
 
 constexpr float kCentreNoise = 0.6f;        // of the smaller eigenvalue, not common
 constexpr float kRegularisation = 1e-3f;    // of the covariance, re its trace
-constexpr float kPannedCentreShare = 0.5f;  // how much less of the common part for hard panning
+constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part for hard panning
 
 // `ratio` less a slack either way.
 float Beyond(float ratio, float slack) {
