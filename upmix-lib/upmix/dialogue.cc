@@ -41,7 +41,9 @@ constexpr float kFocusSlack = 1e-4f;
 // A front plane of this share of the voice's power is held back by half as much: what is louder, an
 // effect or an instrument, would be heard to be turned down, and the voice gained nothing.
 constexpr float kLoudFront = 0.3f;
-constexpr float kMostLift = 1.26f;  // of the centre: 2 dB
+constexpr float kMostLift = 1.5f;  // of the centre: 3.5 dB
+// What the others lose counts twice: they are louder at an ear than the centre of the same power.
+constexpr float kLiftPerLoss = 2.0f;
 constexpr float kBalanceS = 1.0f;   // time constant of the powers that the lift balances
 constexpr float kNoPower = 1e-10f;  // of a plane; -100 dBFS
 
@@ -198,7 +200,7 @@ DialogueFocus::Gains DialogueFocus::Balance(const float* const (&planes)[kPlanes
   }
   gains.shared = focus_ * std::min(quiet_[0], quiet_[1]);
   lost_power_ += balance_step_ * (lost - lost_power_);
-  const float lift = std::sqrt(1.0f + lost_power_ / (voice_power_ + kNoPower));
+  const float lift = std::sqrt(1.0f + kLiftPerLoss * lost_power_ / (voice_power_ + kNoPower));
   gains.centre = 1.0f + focus_ * (std::min(lift, kMostLift) - 1.0f);
   return gains;
 }

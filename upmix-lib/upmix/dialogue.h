@@ -66,8 +66,8 @@ class DialogueFocus {
   void Clear();
 
   // Scales kBlockFrames frames of each plane. Meanwhile what FL and FR share moves to FC, since it
-  // is speech, too, and FC gets back the power that the others lose, as far as 2 dB go. `silent`:
-  // they are all 0. Audio.
+  // is speech, too, and FC makes up for the loudness that the others lose, as far as 3.5 dB go.
+  // `silent`: they are all 0. Audio.
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
 
   // Whether silence would leave everything as it is. Audio.
