@@ -1,5 +1,7 @@
 #include "diagnostics/pcm_dump.h"
 
+#include <cutils/properties.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -25,6 +27,11 @@ std::string PcmDump::GenerateFileName() {
   std::snprintf(name, sizeof(name), "pcmdump_%d_%02d%02d_%02d%02d_%02d.pcm", local.tm_year + 1900,
                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
   return name;
+}
+
+int32_t PcmDump::RequestedSeconds() {
+  const int32_t request = property_get_int32("vendor.kelda.pcmdump", 0);
+  return property_get_int32("ro.debuggable", 0) != 0 ? request : 0;
 }
 
 int PcmDump::Open(const std::string& path, uint32_t channels, uint32_t seconds) {

@@ -28,6 +28,10 @@ class PcmDump {
   // pcmdump_YYYY_MMDD_HHMM_SS.pcm. Control thread.
   static std::string GenerateFileName();
 
+  // Seconds of output that the properties ask to be captured. If it is below 1, nothing begins or
+  // ends a capture. Only debuggable builds capture. Control.
+  static int32_t RequestedSeconds();
+
   // Opens `path` for appending. Returns 1, or 0 if it cannot be opened or is no regular
   // file. Control.
   int Open(const std::string& path, uint32_t channels, uint32_t seconds);

@@ -1,6 +1,5 @@
 // The command function of an instance: checks the sizes of each command, carries it out
 // and replies.
-#include <cutils/properties.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -9,6 +8,7 @@
 #include <exception>
 #include <string>
 
+#include "diagnostics/pcm_dump.h"
 #include "effect/commands.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
@@ -49,13 +49,6 @@ struct Command {
 int32_t Refuse(const char* message) {
   LogError(log_tag::kEffect, "%s", message);
   return -EINVAL;
-}
-
-// Seconds of output to capture. If it is below 1, enable does not start a capture and disable
-// does not stop one. Only debuggable builds capture.
-int32_t PcmDumpRequest() {
-  const int32_t request = property_get_int32("vendor.kelda.pcmdump", 0);
-  return property_get_int32("ro.debuggable", 0) != 0 ? request : 0;
 }
 
 int32_t Init(effect_module_s* module, const Command& command) {
@@ -265,7 +258,7 @@ int32_t Upmix_Command(effect_handle_t self, uint32_t cmdCode, uint32_t cmdSize, 
   if (module->context.state == EffectState::Uninitialized) {
     return Refuse("ERROR: command at uninitialized state");
   }
-  const int32_t dump_request = PcmDumpRequest();
+  const int32_t dump_request = PcmDump::RequestedSeconds();
   try {
     return Dispatch(module, {cmdCode, cmdSize, pCmdData, replySize, pReplyData}, dump_request);
   } catch (const std::exception& exception) {

@@ -1,0 +1,64 @@
+// The last periods of a stream's input, for the worker, and how loud it was before them.
+#ifndef KELDA_CHANGEOVER_HISTORY_H_
+#define KELDA_CHANGEOVER_HISTORY_H_
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "changeover/instance.h"
+#include "platform/nonblocking.h"
+
+namespace kelda::changeover {
+
+// The audio thread publishes period after period; the worker reads those that are not too old,
+// while more are published. A sample has 16 bits, below the largest of its period: so much less
+// than 0.01 % of that is lost. Samples that are not finite are kept as silence.
+class History {
+ public:
+  // How much is rolled in at most, and how much is kept, so that the worker has time.
+  static constexpr uint64_t kRolledIn = 141;  // 3.0 s
+  static constexpr uint64_t kKept = kRolledIn + 47;
+  static constexpr uint64_t kLevels = 1406;  // 30 s: the longest window of the default tuning
+
+  History();
+
+  // Audio.
+  void Publish(const float* period) KELDA_NONBLOCKING;
+
+  // Forgets what was published. While nothing is published.
+  void Forget();
+
+  // Periods published so far, forgotten ones included. Any thread.
+  uint64_t count() const KELDA_NONBLOCKING { return count_.load(std::memory_order_acquire); }
+  // The first that is not forgotten. Any thread.
+  uint64_t begin() const { return begin_.load(std::memory_order_acquire); }
+
+  // Writes period `number`, below count(), interleaved. Returns false if it was overwritten
+  // meanwhile. Any thread.
+  bool Read(uint64_t number, float* period) const KELDA_NONBLOCKING;
+
+  // The gain that makes the periods [first, end) as loud as the programme of the last 30 s, by the
+  // gated mean of ITU-R BS.1770-4, without its frequency weighting. 1 if there is nothing to
+  // compare.
+  float ProgrammeGain(uint64_t first, uint64_t end) const;
+
+ private:
+  using Word = std::uintptr_t;  // which every processor of ours writes at once
+  static constexpr std::size_t kWords = kPeriodSamples * sizeof(int16_t) / sizeof(Word);
+
+  float Power(uint64_t number) const {
+    return powers_[number % kLevels].load(std::memory_order_relaxed);
+  }
+
+  std::atomic<uint64_t> count_{0}, begin_{0};
+  std::unique_ptr<std::atomic<Word>[]> words_;        // kKept periods, cyclic
+  std::array<std::atomic<float>, kKept> steps_{};     // of 16 bits
+  std::array<std::atomic<float>, kLevels> powers_{};  // mean squares
+};
+
+}  // namespace kelda::changeover
+
+#endif  // KELDA_CHANGEOVER_HISTORY_H_

@@ -1,0 +1,121 @@
+#include "changeover/worker.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <utility>
+
+namespace kelda::changeover {
+namespace {
+
+constexpr auto kLook = std::chrono::milliseconds(2);
+
+// About a millisecond of music.
+constexpr int kSlicePeriods = 8;
+
+}  // namespace
+
+std::unique_ptr<Worker> Worker::Make(const audio_effect_library_t& library,
+                                     Threads threads) noexcept try {
+  std::unique_ptr<Worker> worker(new Worker(library));
+  if (threads == Threads::Own) {
+    worker->thread_ = std::thread(&Worker::Run, worker.get());
+  }
+  return worker;
+} catch (const std::exception&) {
+  return nullptr;
+}
+
+Worker::~Worker() {
+  if (thread_.joinable()) {
+    {
+      const std::lock_guard lock(wake_mutex_);
+      ending_ = true;
+    }
+    wake_condition_.notify_one();
+    thread_.join();
+  }
+}
+
+bool Worker::Add(Session* session) {
+  const std::lock_guard lock(mutex_);
+  sessions_.reserve(sessions_.size() + 1);
+  const std::size_t seats = session->options_.keep_warm ? 2 : 1;
+  pool_.AddSeats(seats);
+  session->live_ = pool_.Take();
+  if (session->live_ == nullptr || !session->live_->Set({})) {
+    Leave(session);
+    return false;
+  }
+  session->live_report_ = session->live_->report();
+  sessions_.push_back(session);
+  return true;
+}
+
+void Worker::Remove(Session* session) {
+  const std::lock_guard lock(mutex_);
+  sessions_.erase(std::remove(sessions_.begin(), sessions_.end(), session), sessions_.end());
+  Leave(session);
+}
+
+void Worker::Leave(Session* session) {
+  for (Instance* const instance : {session->live_, session->standby_}) {
+    if (instance != nullptr) {
+      pool_.Return(instance);
+    }
+  }
+  session->live_ = session->standby_ = nullptr;
+  pool_.RemoveSeats(session->options_.keep_warm ? 2 : 1);
+}
+
+void Worker::Wake() {
+  {
+    const std::lock_guard lock(wake_mutex_);
+    woken_ = true;
+  }
+  wake_condition_.notify_one();
+}
+
+void Worker::Run() {
+  for (auto next = Session::Next::Now;;) {
+    {
+      std::unique_lock lock(wake_mutex_);
+      const auto woken = [this] { return woken_ || ending_; };
+      if (next == Session::Next::Rest) {
+        wake_condition_.wait(lock, woken);
+      } else if (next == Session::Next::Soon) {
+        wake_condition_.wait_for(lock, kLook, woken);
+      }
+      if (ending_) {
+        return;
+      }
+      woken_ = false;
+    }
+    next = Advance();
+  }
+}
+
+void Worker::Step() noexcept {
+  while (Advance() == Session::Next::Now) {
+  }
+}
+
+// A slice for each session; for instances that wait, when no session needs one.
+Session::Next Worker::Advance() {
+  const std::lock_guard lock(mutex_);
+  auto next = Session::Next::Rest;
+  bool wanted = false, replays = false;
+  for (Session* const session : sessions_) {
+    next = std::max(next, session->Advance());
+    wanted |= session->wants_instance_;
+    replays |= !session->replay_.empty();  // with whispers of its own
+  }
+  if (wanted && !pool_.HasFree()) {
+    std::any_of(sessions_.begin(), sessions_.end(),
+                [](Session* session) { return session->GiveWay(); });
+  }
+  return next != Session::Next::Now && !replays && pool_.Park(kSlicePeriods) ? Session::Next::Now
+                                                                             : next;
+}
+
+}  // namespace kelda::changeover

@@ -1,0 +1,80 @@
+#include "tools/framework/host_session.h"
+
+#include <algorithm>
+
+#include "tools/core/failure.h"
+
+namespace kelda::tools {
+
+using changeover::Session;
+using changeover::Worker;
+
+HostSession::HostSession(const EffectLibrary& library, changeover::SessionOptions options)
+    : worker_(Worker::Make(library.info(), Worker::Threads::None)),
+      session_(worker_ == nullptr ? nullptr : Session::Open(worker_.get(), options)) {
+  if (session_ == nullptr) {
+    throw Failure(ExitCode::kRefused,
+                  "the effect refused to be created; property vendor.kelda.effect must be 1");
+  }
+}
+
+void HostSession::Enable() {
+  worker_->Step();
+  session_->Start();
+  enabled_ = true;
+}
+
+void HostSession::Disable() {
+  session_->Stop();
+  enabled_ = false;
+}
+
+void HostSession::Reset() { session_->Reset(); }
+
+void HostSession::Apply(const Setting& setting) {
+  using Key = Setting::Key;
+  using Kind = changeover::Setting::Kind;
+  const auto set = [this](Kind kind, uint32_t value = 0, std::string package = {}) {
+    if (session_->Set({kind, value, std::move(package)}) != 0) {
+      throw Failure(ExitCode::kRefused, "there is no memory for a setting");
+    }
+  };
+  switch (setting.key) {
+    case Key::kMode:
+      return set(Kind::Mode, setting.number);
+    case Key::kDevice:
+      return set(Kind::Device, setting.number);
+    case Key::kWiredHrtf:
+      return set(Kind::WiredHrtf, setting.number);
+    case Key::kBluetoothHrtf:
+      return set(Kind::BluetoothHrtf, setting.number);
+    case Key::kApp: {
+      const std::size_t end = setting.text.find('&');
+      return set(Kind::Application, setting.text.compare(end + 1, 1, "1") == 0 ? 1 : 0,
+                 setting.text.substr(0, end));
+    }
+    case Key::kReloadApps:
+      return set(Kind::ReloadApplications);
+    case Key::kReset:
+      return Reset();
+    case Key::kEnable:
+      return Enable();
+    case Key::kDisable:
+      return Disable();
+    case Key::kProperty:
+      return SetProperty(setting.text);
+  }
+}
+
+void HostSession::Process(float* interleaved, std::size_t frames) {
+  // A block may hold many periods; the worker does its part before each.
+  while (enabled_ && frames > 0) {
+    worker_->Step();
+    const std::size_t piece = std::min(frames, std::size_t{kPeriodFrames});
+    session_->Process(interleaved, interleaved, piece);
+    interleaved += kChannels * piece;
+    frames -= piece;
+  }
+}
+
+}  // namespace kelda::tools
