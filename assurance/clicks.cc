@@ -8,9 +8,12 @@
 // out by tens of dB. As a control, the same output is cut off at a hundred places; none of these
 // cuts may count as smooth.
 //
-// Only a change into music or cinema fades, and only in blocks that are not exactly a period,
-// because these skip the ring in which fades are made. Where nothing fades, an abrupt change is
-// reported as one without a fade and is not a fault.
+// The door is the effect's own record, or the host that changes settings by a crossfade. Through
+// the record only a change into music or cinema fades, and only in blocks that are not exactly a
+// period, because these skip the ring in which fades are made. Where nothing fades, an abrupt
+// change is reported as one without a fade and is not a fault. Through the host nothing may be
+// abrupt, and a change that was not made is a fault: after each, the stages that run, with their
+// files, must be those of an instance that got the same settings through the record.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -23,8 +26,11 @@
 #include <string>
 #include <vector>
 
+#include "tools/framework/effect_report.h"
 #include "tools/framework/effect_session.h"
+#include "tools/framework/host_session.h"
 #include "tools/framework/installation.h"
+#include "tools/framework/setting.h"
 
 namespace kelda::tools {
 namespace {
@@ -35,8 +41,10 @@ constexpr std::size_t kWindow = 64;
 constexpr double kSmoothDb = 3;
 
 constexpr const char* kModes[] = {"off", "music", "cinema"};
-constexpr const char* kApplications[] = {"com.example.game&0", "com.example.music&0",
-                                         "com.example.video&0"};
+constexpr const char* kApplications[] = {"com.example.game", "com.example.music",
+                                         "com.example.video"};
+constexpr const char* kDevices[] = {"speaker", "wired", "bluetooth"};
+constexpr const char* kEars[] = {"", "standard", "personalized"};
 
 struct Setup {
   uint32_t mode, device, ears;
@@ -77,17 +85,36 @@ std::vector<Change> AllChanges() {
   return changes;
 }
 
-void Apply(const Setup& setup, bool by_application, EffectSession* session) {
-  constexpr uint32_t kAuto = 3;
-  const audio_devices_t devices[] = {AUDIO_DEVICE_OUT_SPEAKER, AUDIO_DEVICE_OUT_WIRED_HEADPHONE,
-                                     AUDIO_DEVICE_OUT_BLUETOOTH_A2DP};
-  session->SetParam(EffectParam::kWiredHrtf, setup.ears);
-  session->SetParam(EffectParam::kBluetoothHrtf, setup.ears);
+// An instance behind its record.
+class Direct {
+ public:
+  explicit Direct(const EffectLibrary& library) : session_(library) {}
+  void Enable() { session_.Enable(); }
+  void Apply(const Setting& setting) { tools::Apply(setting, &session_); }
+  void Process(float* block, std::size_t frames) { session_.Process(block, frames); }
+  std::string Dump() { return session_.Dump(); }
+
+ private:
+  EffectSession session_;
+};
+
+template <typename Door>
+void Apply(const Setup& setup, bool by_application, Door* door) {
+  const auto set = [&](const std::string& text) { door->Apply(ParseSetting(text)); };
+  set(std::string("wired-hrtf=") + kEars[setup.ears]);
+  set(std::string("bluetooth-hrtf=") + kEars[setup.ears]);
   if (by_application) {
-    session->SetParam(EffectParam::kAppPackage, kApplications[setup.mode]);
+    set(std::string("app=") + kApplications[setup.mode]);
   }
-  session->SetParam(EffectParam::kMode, by_application ? kAuto : setup.mode);
-  session->SetDevice(devices[setup.device]);
+  set(std::string("mode=") + (by_application ? "auto" : kModes[setup.mode]));
+  set(std::string("device=") + kDevices[setup.device]);
+}
+
+std::vector<Stage> Running(const std::string& dump) {
+  std::vector<Stage> stages = ParseStages(dump);
+  stages.erase(std::remove_if(stages.begin(), stages.end(), [](const Stage& s) { return !s.runs; }),
+               stages.end());
+  return stages;
 }
 
 // Interleaved tones, the same in both channels but for one.
@@ -103,29 +130,42 @@ std::vector<float> Tones(std::size_t frames) {
   return tones;
 }
 
+struct Heard {
+  std::vector<float> sound;
+  std::vector<Stage> stages;  // that run at its end
+};
+
 // What is heard in four half seconds; the change comes at the end of the second.
-std::vector<float> Play(const EffectLibrary& library, const Change& change,
-                        std::size_t block_frames) {
-  EffectSession session(library);
-  session.Enable();
-  Apply(change.from, change.by_application(), &session);
+template <typename Door>
+Heard Play(const EffectLibrary& library, const Change& change, std::size_t block_frames) {
+  Door door(library);
+  Apply(change.from, change.by_application(), &door);
+  door.Enable();
   const std::size_t settling = 2 * kHalf / block_frames * block_frames;
   std::vector<float> heard = Tones(settling + 4 * kHalf);
   std::size_t frame = 0;
   const auto play_until = [&](std::size_t end) {
     for (; frame + block_frames <= end; frame += block_frames) {
-      session.Process(&heard[kChannels * frame], block_frames);
+      door.Process(&heard[kChannels * frame], block_frames);
     }
   };
   play_until(settling + 2 * kHalf);
-  Apply(change.to, change.by_application(), &session);
+  Apply(change.to, change.by_application(), &door);
   play_until(settling + 4 * kHalf);
   // The change comes exactly after the second half second.
   const std::size_t changed = (settling + 2 * kHalf) / block_frames * block_frames;
   heard.erase(heard.begin(),
               heard.begin() + static_cast<std::ptrdiff_t>(kChannels * (changed - 2 * kHalf)));
   heard.resize(kChannels * (frame - changed + 2 * kHalf));
-  return heard;
+  return {std::move(heard), Running(door.Dump())};
+}
+
+// The stages that run after the change, in an instance behind its record.
+std::vector<Stage> StagesAfter(const EffectLibrary& library, const Change& change) {
+  Direct direct(library);
+  Apply(change.from, change.by_application(), &direct);
+  Apply(change.to, change.by_application(), &direct);
+  return Running(direct.Dump());
 }
 
 // The largest energy of the second difference in any window that ends in [first, last).
@@ -173,22 +213,24 @@ double Control(std::vector<float> heard) {
 }
 
 struct Group {
-  int changes = 0, smooth = 0, abrupt = 0, clicks = 0;
+  int changes = 0, smooth = 0, abrupt = 0, clicks = 0, not_made = 0;
   double worst_db = -1e9;
 };
 
-// Prints the groups. Whether no fade clicks and no cut goes unnoticed.
-bool Measure(const std::vector<std::size_t>& blocks) {
+// Prints the groups. Whether no fade clicks, no change is missing and no cut goes unnoticed.
+bool Measure(bool host, const std::vector<std::size_t>& blocks) {
   UseTuningDirectory("");
   const EffectLibrary library(DefaultEffectLibrary());
   std::map<std::string, std::map<std::size_t, Group>> groups;
   double control_db = 1e9;
   for (const Change& change : AllChanges()) {
     for (const std::size_t block : blocks) {
-      const std::vector<float> heard = Play(library, change, block);
-      const double figure_db = Figure(heard);
-      control_db = std::min(control_db, Control(heard));
-      const bool fades = change.fades() && block != kPeriod;
+      const Heard heard =
+          host ? Play<HostSession>(library, change, block) : Play<Direct>(library, change, block);
+      const bool made = !host || heard.stages == StagesAfter(library, change);
+      const double figure_db = Figure(heard.sound);
+      control_db = std::min(control_db, Control(heard.sound));
+      const bool fades = host || (change.fades() && block != kPeriod);
       const bool smooth = figure_db <= kSmoothDb;
       std::string name = std::string(change.what) + " within ";
       if (change.to.runs() != change.from.runs()) {
@@ -196,30 +238,37 @@ bool Measure(const std::vector<std::size_t>& blocks) {
       }
       Group& group = groups[name + kModes[change.to.runs()]][block];
       ++group.changes;
-      ++(smooth ? group.smooth : fades ? group.clicks : group.abrupt);
+      ++(!made ? group.not_made : smooth ? group.smooth : fades ? group.clicks : group.abrupt);
       group.worst_db = std::max(group.worst_db, figure_db);
     }
   }
   bool good = control_db > kSmoothDb;
   Group total;
   std::printf(
-      "| change | block | changes | smooth | abrupt, no fade | clicks | worst figure |\n"
-      "|---|---|---|---|---|---|---|\n");
+      "| change | block | changes | smooth | abrupt, no fade | clicks | not made | worst figure |\n"
+      "|---|---|---|---|---|---|---|---|\n");
   for (const auto& [name, by_block] : groups) {
     for (const auto& [block, group] : by_block) {
-      std::printf("| %s | %zu | %d | %d | %d | %d | %.1f dB |\n", name.c_str(), block,
-                  group.changes, group.smooth, group.abrupt, group.clicks, group.worst_db);
-      good &= group.clicks == 0;
+      std::printf("| %s | %zu | %d | %d | %d | %d | %d | %.1f dB |\n", name.c_str(), block,
+                  group.changes, group.smooth, group.abrupt, group.clicks, group.not_made,
+                  group.worst_db);
+      good &= group.clicks == 0 && group.not_made == 0;
       total.changes += group.changes;
       total.smooth += group.smooth;
       total.abrupt += group.abrupt;
       total.clicks += group.clicks;
+      total.not_made += group.not_made;
     }
   }
   std::printf("\nSmooth is up to %.0f dB; the least of all cuts reaches %.1f dB.\n", kSmoothDb,
               control_db);
-  std::printf("\n%s: of %d changes %d smooth, %d abrupt without a fade, %d clicks\n",
-              good ? "pass" : "FAIL", total.changes, total.smooth, total.abrupt, total.clicks);
+  std::printf("\n%s: of %d changes %d smooth, %d abrupt", good ? "pass" : "FAIL", total.changes,
+              total.smooth, host ? total.clicks : total.abrupt);
+  if (host) {
+    std::printf(", %d not made\n", total.not_made);
+  } else {
+    std::printf(" without a fade, %d clicks\n", total.clicks);
+  }
   return good;
 }
 
@@ -229,11 +278,15 @@ bool Measure(const std::vector<std::size_t>& blocks) {
 int main(int argc, char** argv) try {
   CLI::App app("Measures whether changes of mode, application, device and HRTF click.");
   std::vector<std::size_t> blocks = {480, 960, 1024, 1920};
+  std::string door = "aeli";
+  app.add_option("--door", door, "aeli: the effect's record; host: the host over it")
+      ->check(CLI::IsMember({"aeli", "host"}))
+      ->capture_default_str();
   app.add_option("--blocks", blocks, "frames of the host's blocks")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-  return kelda::tools::Measure(blocks) ? 0 : 1;
+  return kelda::tools::Measure(door == "host", blocks) ? 0 : 1;
 } catch (const std::exception& failure) {
   std::printf("FAIL: %s\n", failure.what());
   return 1;

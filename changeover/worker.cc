@@ -10,8 +10,10 @@ namespace {
 
 constexpr auto kLook = std::chrono::milliseconds(2);
 
-// About a millisecond of music.
+// A millisecond of music, and for callers of Step, who play as fast as they can, what a period
+// lasts.
 constexpr int kSlicePeriods = 8;
+constexpr int kStepPeriods = 2;
 
 }  // namespace
 
@@ -91,31 +93,42 @@ void Worker::Run() {
       }
       woken_ = false;
     }
+    const std::lock_guard lock(mutex_);
     next = Advance();
+    if (next != Session::Next::Now && Park(kSlicePeriods)) {
+      next = Session::Next::Now;
+    }
   }
 }
 
 void Worker::Step() noexcept {
+  const std::lock_guard lock(mutex_);
   while (Advance() == Session::Next::Now) {
   }
+  Park(kStepPeriods);
 }
 
-// A slice for each session; for instances that wait, when no session needs one.
+// A slice for each session.
 Session::Next Worker::Advance() {
-  const std::lock_guard lock(mutex_);
   auto next = Session::Next::Rest;
-  bool wanted = false, replays = false;
+  bool wanted = false;
   for (Session* const session : sessions_) {
     next = std::max(next, session->Advance());
     wanted |= session->wants_instance_;
-    replays |= !session->replay_.empty();  // with whispers of its own
   }
   if (wanted && !pool_.HasFree()) {
     std::any_of(sessions_.begin(), sessions_.end(),
                 [](Session* session) { return session->GiveWay(); });
   }
-  return next != Session::Next::Now && !replays && pool_.Park(kSlicePeriods) ? Session::Next::Now
-                                                                             : next;
+  return next;
+}
+
+// Parks instances that wait, when no session needs the worker. Returns whether there is more to do.
+bool Worker::Park(int periods) {
+  const bool replays = std::any_of(sessions_.begin(), sessions_.end(), [](const Session* session) {
+    return !session->replay_.empty();  // which has whispers of its own
+  });
+  return !replays && pool_.Park(periods);
 }
 
 }  // namespace kelda::changeover

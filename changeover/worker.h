@@ -33,7 +33,8 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Does all that can be done without the audio threads. With Threads::None.
+  // Does all that can be done without the audio threads, and a little for instances that wait. With
+  // Threads::None.
   void Step() noexcept;
 
  private:
@@ -47,6 +48,7 @@ class Worker {
   void Wake();
   void Run();
   Session::Next Advance();
+  bool Park(int periods);
 
   const Crossfade crossfade_;
   std::mutex mutex_;
