@@ -283,6 +283,7 @@ Session::Next Session::Repeat() {
   }
   if (!prepared_) {
     standby_->Park(turn.parked - standby_->parked());
+    turn_stream_ = stream_;
     if (!BeginTurn(turn)) {
       replay_.pop_front();
       return Next::Now;

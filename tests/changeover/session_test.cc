@@ -1,0 +1,364 @@
+// Sessions of the host: their audio to the bit, and what becomes of changes that meet trouble.
+#include "changeover/session.h"
+
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "changeover/worker.h"
+#include "tests/laboratory/allocations.h"
+#include "tests/laboratory/effect_client.h"
+#include "tests/laboratory/temporary_folder.h"
+
+namespace kelda::changeover {
+namespace {
+
+using Kind = Setting::Kind;
+using End = Turn::End;
+
+constexpr std::size_t kLatency = Session::kLatencyFrames;
+constexpr uint32_t kOff = 0, kMusic = 1, kCinema = 2, kAuto = 3, kStandard = 1, kPersonalized = 2;
+constexpr uint32_t kSpeaker = AUDIO_DEVICE_OUT_SPEAKER, kWired = AUDIO_DEVICE_OUT_WIRED_HEADPHONE;
+
+class SessionTest : public testing::Test {
+ protected:
+  SessionTest() {
+    std::filesystem::copy(DEFAULT_TUNING, tuning_.path());
+    setenv("KELDA_DATA_DIR", tuning_.path().c_str(), 1);
+    property_set("vendor.kelda.effect", "1");
+    property_set("vendor.kelda.pcmdump", "0");
+    property_set("ro.debuggable", "1");
+    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+  }
+
+  const TemporaryFolder tuning_;
+};
+
+// A session whose worker takes its steps when it is told to, and all that it played and heard.
+struct Stage {
+  explicit Stage(SessionOptions options = {})
+      : worker(Worker::Make(test::Library(), Worker::Threads::None)),
+        session(Session::Open(worker.get(), options)) {}
+
+  void Set(Kind kind, uint32_t value = 0) const { ASSERT_EQ(session->Set({kind, value}), 0); }
+
+  // Noise, in blocks of `most` frames, or of 1 to 8192 at random, now and then in place.
+  void Play(std::size_t frames, std::size_t most = 1024) {
+    for (std::size_t block = 0; frames > 0; frames -= block) {
+      block = std::min(frames, most != 0 ? most : 1 + blocks() % 8192);
+      std::vector<float> in(2 * block), out(2 * block, 9.0f);
+      for (float& sample : in) {
+        sample = 0.1f * (static_cast<float>(noise()) / 0x1p31f - 1.0f);
+      }
+      played.insert(played.end(), in.begin(), in.end());
+      std::vector<float>& to = blocks() % 2 == 0 ? in : out;
+      session->Process(in.data(), to.data(), block);
+      heard.insert(heard.end(), to.begin(), to.end());
+    }
+  }
+  void PlayPeriods(std::size_t periods) { Play(kPeriodFrames * periods); }
+
+  // Whether the last `frames` are the input, to the bit.
+  bool PlaysPlainly(std::size_t frames) const {
+    return std::equal(heard.end() - static_cast<std::ptrdiff_t>(2 * frames), heard.end(),
+                      played.end() - static_cast<std::ptrdiff_t>(2 * (frames + kLatency)));
+  }
+
+  // "music, wired: heard; off: dropped"
+  std::string Turns() const {
+    constexpr const char* kEnds[] = {"heard", "at once", "dropped", "not loaded", "no memory"};
+    std::string text;
+    for (const Turn& turn : session->TakeTurns()) {
+      text += std::string(text.empty() ? "" : "; ") + NameOf(turn.sound).text + ": " +
+              kEnds[static_cast<std::size_t>(turn.outcome)];
+    }
+    return text;
+  }
+
+  std::unique_ptr<Worker> worker;
+  std::unique_ptr<Session> session;
+  std::mt19937 noise{1}, blocks{2};
+  std::vector<float> played, heard;
+};
+
+// Plays a life of many changes, starts and resets, in blocks of one size or, with 0, of any;
+// returns what was heard, and the turns.
+std::vector<float> Live(std::size_t block, bool keep_warm, std::vector<Turn>* turns) {
+  Stage stage({keep_warm});
+  std::mt19937 random(3);
+  stage.session->Start();
+  for (int event = 0; event < 24; ++event) {
+    const Kind kinds[] = {Kind::Mode, Kind::Mode, Kind::Device, Kind::WiredHrtf};
+    const Kind kind = event == 0 ? Kind::Device : kinds[random() % 4];
+    const uint32_t device = event != 0 && random() % 4 == 0 ? kSpeaker : kWired;
+    stage.Set(kind, kind == Kind::Mode     ? static_cast<uint32_t>(random() % 3)
+                    : kind == Kind::Device ? device
+                                           : static_cast<uint32_t>(1 + random() % 2));
+    for (unsigned part = 0; part < 1 + random() % 4; ++part) {
+      stage.worker->Step();
+      stage.Play(random() % 3 * random() % 2500, block);
+    }
+  }
+  stage.worker->Step();
+  *turns = stage.session->TakeTurns();
+  return stage.heard;
+}
+
+TEST_F(SessionTest, AnyBlocksGiveTheSameAudioAndAReplayGivesItAgain) {
+  for (const bool keep_warm : {false, true}) {
+    std::vector<Turn> turns, others;
+    const std::vector<float> heard = Live(1024, keep_warm, &turns);
+    EXPECT_EQ(Live(0, keep_warm, &others), heard);
+    EXPECT_EQ(Live(480, keep_warm, &others), heard);
+    const auto ended = [&](End end) {
+      return std::count_if(turns.begin(), turns.end(),
+                           [end](const Turn& turn) { return turn.outcome == end; });
+    };
+    EXPECT_GT(ended(End::Heard), 5);
+    EXPECT_GT(ended(End::Dropped), 0);
+
+    Stage replay({keep_warm});
+    replay.session->Replay(turns);
+    replay.session->Start();
+    while (replay.heard.size() < heard.size()) {
+      replay.worker->Step();
+      replay.Play(std::min<std::size_t>(kPeriodFrames, (heard.size() - replay.heard.size()) / 2));
+    }
+    EXPECT_EQ(replay.heard, heard) << (keep_warm ? "warm" : "cold");
+  }
+}
+
+TEST_F(SessionTest, OffIsTheInputAndEverySoundIsInStepWithIt) {
+  Stage stage;
+  stage.session->Start();
+  stage.Play(7777, 0);
+  EXPECT_TRUE(stage.PlaysPlainly(7777 - kLatency));
+  EXPECT_EQ(std::count(stage.heard.begin(), stage.heard.begin() + 2 * kLatency, 0.0f),
+            2 * kLatency);
+  for (const uint32_t mode : {kMusic, kCinema}) {
+    stage.Set(Kind::Device, kWired);
+    stage.Set(Kind::Mode, mode);
+    stage.worker->Step();
+    stage.PlayPeriods(40);
+    // The correlation with the input is largest at the same frame as off has it, or the next.
+    const auto correlation = [&](int lag) {
+      double sum = 0;
+      for (std::size_t i = stage.heard.size() - 40000; i < stage.heard.size() - 200; i += 2) {
+        const auto at = static_cast<std::ptrdiff_t>(i) + 2 * lag;
+        sum += double{stage.played[i - 2 * kLatency]} *
+               double{stage.heard[static_cast<std::size_t>(at)]};
+      }
+      return sum;
+    };
+    for (int lag = -90; lag < 100; ++lag) {
+      EXPECT_LE(correlation(lag), std::max(correlation(0), correlation(1))) << lag;
+    }
+    stage.Set(Kind::Mode, kOff);
+    stage.worker->Step();
+    stage.PlayPeriods(5);
+    EXPECT_TRUE(stage.PlaysPlainly(kPeriodFrames));
+    stage.worker->Step();
+  }
+}
+
+TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
+  Stage stage;
+  // Before the start nothing has to fade.
+  stage.Set(Kind::Device, kWired);
+  stage.worker->Step();
+  EXPECT_EQ(stage.Turns(), "");  // nobody hears the device of off
+  stage.Set(Kind::Mode, kMusic);
+  stage.worker->Step();
+  EXPECT_EQ(stage.Turns(), "music, wired: at once");
+  stage.session->Start();
+  stage.PlayPeriods(4);
+  // A storm between two blocks is one change, and one that ends where it began is none.
+  for (int i = 0; i < 100; ++i) {
+    stage.Set(Kind::Mode, static_cast<uint32_t>(i % 3));
+  }
+  stage.Set(Kind::Mode, kCinema);
+  stage.worker->Step();
+  stage.Set(Kind::WiredHrtf, kPersonalized);
+  stage.Set(Kind::WiredHrtf, kStandard);
+  stage.worker->Step();
+  // Ready, not heard yet: it is taken back.
+  stage.Set(Kind::Mode, kOff);
+  stage.worker->Step();
+  stage.PlayPeriods(1);
+  // While it fades: afterwards.
+  stage.Set(Kind::Mode, kMusic);
+  stage.worker->Step();
+  stage.PlayPeriods(3);
+  stage.worker->Step();
+  // Behind: more than two periods came before the audio thread looked.
+  EXPECT_EQ(stage.Turns(), "cinema, wired: dropped; off: heard");
+  stage.PlayPeriods(1);
+  // Stopped in the middle of a crossfade, reset before one.
+  stage.session->Stop();
+  stage.worker->Step();
+  EXPECT_EQ(stage.Turns(), "music, wired: heard");
+  stage.session->Start();
+  stage.PlayPeriods(2);
+  stage.Set(Kind::Mode, kAuto);
+  stage.Set(Kind::Mode, kOff);
+  stage.worker->Step();
+  stage.session->Reset();
+  stage.PlayPeriods(4);
+  EXPECT_TRUE(stage.PlaysPlainly(4 * kPeriodFrames - kLatency));
+  stage.worker->Step();
+  EXPECT_EQ(stage.Turns(), "off: at once");
+  EXPECT_EQ(stage.session->value(Kind::Mode), kOff);
+  EXPECT_EQ(stage.session->value(Kind::Device), kWired);
+}
+
+TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
+  const struct {
+    const char* file;
+    uint32_t mode, hrtf;
+  } kFaults[] = {
+      {"upmix.music.hps.bin", kMusic, kStandard}, {"standard.hki", kMusic, kStandard},
+      {"standard.hki", kCinema, kStandard},       {"upmix.cinema.hps.bin", kCinema, kStandard},
+      {"upl.music.bin", kMusic, kStandard},       {"upl.cinema.bin", kCinema, kStandard},
+      {"personalized.ba", kMusic, kPersonalized}, {"personalized.ba", kOff, kPersonalized}};
+  for (const auto& [file, mode, hrtf] : kFaults) {
+    Stage stage;
+    stage.session->Start();
+    stage.PlayPeriods(3);
+    const std::string content = tuning_.Read(file);
+    tuning_.Write(file, content.substr(0, content.size() / 2));
+    stage.Set(Kind::WiredHrtf, hrtf);
+    stage.Set(Kind::Mode, mode);
+    stage.Set(Kind::Device, kWired);
+    stage.worker->Step();
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    EXPECT_TRUE(stage.PlaysPlainly(4 * kPeriodFrames)) << file;
+    const std::string turns = stage.Turns();
+    EXPECT_NE(turns.find(": not loaded"), std::string::npos) << file << ": " << turns;
+    EXPECT_EQ(turns.find(';'), std::string::npos) << "it was tried again: " << turns;
+    // The next setting tries it again.
+    tuning_.Write(file, content);
+    stage.Set(Kind::ReloadTuning);
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    stage.worker->Step();
+    EXPECT_NE(stage.Turns().find(": heard"), std::string::npos) << file << stage.session->Report();
+    EXPECT_FALSE(stage.PlaysPlainly(kPeriodFrames)) << file;
+  }
+}
+
+TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
+  property_set("vendor.kelda.effect", "0");
+  EXPECT_EQ(Stage().session, nullptr);
+  property_set("vendor.kelda.effect", "1");
+  for (uint64_t failing = 1; failing < 40; ++failing) {
+    Stage stage;
+    stage.Set(Kind::Device, kWired);
+    stage.session->Start();
+    stage.PlayPeriods(2);
+    test::FailNew(failing);
+    const int status = stage.session->Set({Kind::Mode, kMusic});
+    stage.worker->Step();
+    test::FailNew(0);
+    stage.PlayPeriods(1);
+    stage.Set(Kind::Mode, kMusic);
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    stage.worker->Step();
+    EXPECT_NE(stage.Turns().find("music, wired: heard"), std::string::npos) << failing;
+    EXPECT_TRUE(status == 0 || status == -ENOMEM);
+  }
+}
+
+TEST_F(SessionTest, SessionsShareOneStandby) {
+  const auto worker = Worker::Make(test::Library(), Worker::Threads::None);
+  std::vector<std::unique_ptr<Session>> sessions;
+  std::vector<float> block(kPeriodSamples);
+  for (int i = 0; i < 3; ++i) {
+    sessions.push_back(Session::Open(worker.get(), {}));
+    sessions.back()->Start();
+    sessions.back()->Process(block.data(), block.data(), kPeriodFrames);
+    sessions.back()->Set({Kind::Device, kWired});
+    sessions.back()->Set({Kind::Mode, kMusic});
+  }
+  worker->Step();
+  // The first is ready, but gets no audio. After a while the others have their turns, and it has
+  // one again once its audio goes on.
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  const auto play = [&](std::size_t which) {
+    for (int period = 0; period < 5; ++period) {
+      worker->Step();
+      sessions[which]->Process(block.data(), block.data(), kPeriodFrames);
+    }
+  };
+  const auto heard = [&](std::size_t which) {
+    const auto turns = sessions[which]->TakeTurns();
+    return !turns.empty() && turns.back().outcome == End::Heard && turns.back().instance < 4;
+  };
+  for (const std::size_t which : {1u, 2u, 0u}) {
+    play(which);
+    worker->Step();
+    EXPECT_TRUE(heard(which)) << which;
+  }
+}
+
+TEST_F(SessionTest, ACaptureIsWhatWasHeard) {
+  property_set("vendor.kelda.pcmdump", "5");
+  Stage stage;
+  stage.Set(Kind::Device, kWired);
+  stage.session->Start();
+  stage.PlayPeriods(3);
+  stage.Set(Kind::Mode, kMusic);
+  stage.worker->Step();
+  stage.Play(9999, 480);
+  stage.session->Stop();
+  std::string captured;
+  for (const std::string& name : tuning_.Names()) {
+    captured += name.find("pcmdump") == 0 ? tuning_.Read(name) : "";
+  }
+  EXPECT_EQ(captured, std::string(reinterpret_cast<const char*>(stage.heard.data()),
+                                  stage.heard.size() * sizeof(float)));
+}
+
+// A change every 10 ms, while audio plays at its pace.
+TEST_F(SessionTest, ThreadsMeetOnlyInTheStateWord) {
+  const auto worker = Worker::Make(test::Library(), Worker::Threads::Own);
+  const auto session = Session::Open(worker.get(), {});
+  std::atomic<bool> ends{false};
+  session->Set({Kind::Device, kWired});
+  session->Start();
+  std::thread audio([&] {
+    std::vector<float> block(kPeriodSamples);
+    for (auto next = std::chrono::steady_clock::now(); !ends;
+         next += std::chrono::microseconds(21333)) {
+      std::fill(block.begin(), block.end(), 0.1f);
+      session->Process(block.data(), block.data(), kPeriodFrames);
+      EXPECT_LE(*std::max_element(block.begin(), block.end()), 2.0f);
+      std::this_thread::sleep_until(next);
+    }
+  });
+  std::size_t heard = 0;
+  for (uint32_t change = 0; change < 150; ++change) {
+    session->Set({change % 5 == 4 ? Kind::WiredHrtf : Kind::Mode,
+                  change % 5 == 4 ? 1 + change / 5 % 2 : change / 5 % 3});
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    session->Report();
+    heard += session->TakeTurns().size();
+  }
+  ends = true;
+  audio.join();
+  session->Stop();
+  EXPECT_GT(heard, 0u);
+}
+
+}  // namespace
+}  // namespace kelda::changeover
