@@ -111,7 +111,8 @@ class ChangeoverTest : public test::DataDirTest {
 };
 
 TEST_F(ChangeoverTest, AStandbyAgreesWithAnInstanceThatGotTheCommandsInTheirOrder) {
-  WriteTuning();
+  WriteTuning("personalized.hki");
+  Write("bluetooth.hki.config", "standard.hki\n");
   for (const Setting& first : kSettings) {
     SCOPED_TRACE("after " + std::to_string(&first - kSettings));
     ASSERT_NO_FATAL_FAILURE(TryOrders(first));
