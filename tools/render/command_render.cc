@@ -43,6 +43,7 @@ struct RenderArguments {
   std::vector<std::pair<std::string, std::string>> changes;
   std::filesystem::path scenario;
   bool raw_timing = false;
+  bool host = false;
   bool dump = false;
   bool replace = false;
   bool quiet = false;
@@ -115,6 +116,7 @@ void Run(const RenderArguments& arguments) {
   job.timeline = Timeline(arguments);
   job.block = ParseBlockRange(arguments.block);
   job.raw_timing = arguments.raw_timing;
+  job.host = arguments.host;
   job.dump = arguments.dump;
   static_cast<void>(AudioFormat(job.output));  // refuses a wrong ending before anything is loaded
   CheckReplacement(job.input, job.output, arguments.replace);
@@ -189,6 +191,9 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
          "Lines of SECONDS KEY=VALUE, as for --at; # begins a comment");
   command->add_flag("--raw-timing", arguments->raw_timing,
                     "Keep the latency at the start and the tail at the end, as the host gets them");
+  command->add_flag(
+      "--host", arguments->host,
+      "Change settings by a crossfade, as doors do that own their side of the effect");
   command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
   command->add_flag("-q,--quiet", arguments->quiet, "Do not sum up the result at the end");
   command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");

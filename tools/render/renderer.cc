@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <memory>
 
 #include "tools/audio/audio_sink.h"
 #include "tools/audio/audio_source.h"
@@ -11,8 +12,7 @@
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
 #include "tools/framework/effect_session.h"
-#include "tools/framework/frame_tracker.h"
-#include "tools/framework/processor_latency.h"
+#include "tools/render/door.h"
 #include "tools/render/realigner.h"
 #include "tools/render/stage_watch.h"
 
@@ -34,11 +34,9 @@ class Renderer {
  public:
   Renderer(const EffectLibrary& library, const RenderJob& job)
       : job_(job),
-        library_(library),
         source_(job.input),
         sink_(job.output, source_.stated_frames()),
-        session_(library),
-        tracker_(library),
+        door_(OpenDoor(library, job.host)),
         watch_(library),
         sizes_(job.block, job.seed) {}
 
@@ -47,8 +45,8 @@ class Renderer {
     for (const Setting& setting : job_.settings) {
       Change(setting);
     }
-    session_.Enable();
-    latency_frames_ = MeasureProcessorLatency(library_, SettingsAtStart(job_));
+    door_->Enable();
+    latency_frames_ = door_->LatencyFrames(SettingsAtStart(job_));
     realigner_ = Realigner(latency_frames_);
     Progress progress(source_.stated_frames());
     while (!Complete()) {
@@ -59,10 +57,10 @@ class Renderer {
     }
     RenderResult result;
     if (job_.dump) {
-      result.dump = session_.Dump();
+      result.dump = door_->Dump();
     }
-    if (session_.enabled()) {
-      session_.Disable();
+    if (door_->enabled()) {
+      door_->Disable();
     }
     CheckInterruption();
     sink_.Finish();
@@ -82,8 +80,7 @@ class Renderer {
 
  private:
   void Change(const Setting& setting) {
-    Apply(setting, &session_);
-    tracker_.Apply(setting);
+    door_->Apply(setting);
     watch_.Follow(setting, input_frames_);
   }
 
@@ -110,8 +107,7 @@ class Renderer {
     if (input_frames_ == 0) {
       return;
     }
-    session_.Process(block_.data(), frames);
-    const std::vector<int64_t>& delivered = tracker_.Advance(frames);
+    const std::vector<int64_t>& delivered = door_->Process(block_.data(), frames);
     if (job_.raw_timing) {
       Write(block_.data(), frames);
     } else {
@@ -149,11 +145,9 @@ class Renderer {
   }
 
   const RenderJob& job_;
-  const EffectLibrary& library_;
   AudioSource source_;
   AudioSink sink_;
-  EffectSession session_;
-  FrameTracker tracker_;
+  std::unique_ptr<Door> door_;
   StageWatch watch_;
   LoudnessMeter input_meter_;
   LoudnessMeter output_meter_;

@@ -1,9 +1,7 @@
 // Runs an audio file through the effect.
 //
-//   AudioSource --> host blocks --> EffectSession --> Realigner --> AudioSink
-//                        |                                ^
-//                        +---------> FrameTracker --------+
-//                                    finds the input frame of each delivered frame
+//   AudioSource --> host blocks --> Door --> Realigner --> AudioSink
+//                                    tells the input frame of each delivered frame
 #ifndef KELDA_TOOLS_RENDER_RENDERER_H_
 #define KELDA_TOOLS_RENDER_RENDERER_H_
 
@@ -33,6 +31,7 @@ struct RenderJob {
   // last frame of the input has come out. That includes the silence while the effect gathers its
   // first periods.
   bool raw_timing = false;
+  bool host = false;  // through the host that changes settings without a click
   bool dump = false;  // ask for the effect's report at the end
 };
 

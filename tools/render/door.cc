@@ -1,0 +1,90 @@
+#include "tools/render/door.h"
+
+#include <numeric>
+
+#include "tools/framework/effect_session.h"
+#include "tools/framework/frame_tracker.h"
+#include "tools/framework/host_session.h"
+#include "tools/framework/processor_latency.h"
+
+namespace kelda::tools {
+namespace {
+
+class RecordDoor : public Door {
+ public:
+  explicit RecordDoor(const EffectLibrary& library)
+      : library_(library), session_(library), tracker_(library) {}
+
+  void Apply(const Setting& setting) override {
+    tools::Apply(setting, &session_);
+    tracker_.Apply(setting);
+  }
+  void Enable() override { session_.Enable(); }
+  void Disable() override { session_.Disable(); }
+  bool enabled() const override { return session_.enabled(); }
+  const std::vector<int64_t>& Process(float* interleaved, std::size_t frames) override {
+    session_.Process(interleaved, frames);
+    return tracker_.Advance(frames);
+  }
+  int64_t LatencyFrames(const std::vector<Setting>& settings) const override {
+    return MeasureProcessorLatency(library_, settings);
+  }
+  std::string Dump() override { return session_.Dump(); }
+
+ private:
+  const EffectLibrary& library_;
+  EffectSession session_;
+  FrameTracker tracker_;
+};
+
+// Its latency is always the same, whatever the settings and the blocks.
+class HostDoor : public Door {
+ public:
+  explicit HostDoor(const EffectLibrary& library) : session_(library) {}
+
+  void Apply(const Setting& setting) override {
+    session_.Apply(setting);
+    if (TouchesBuffering(setting)) {
+      begin_ = frame_;
+    }
+  }
+  void Enable() override {
+    session_.Enable();
+    begin_ = frame_;
+  }
+  void Disable() override { session_.Disable(); }
+  bool enabled() const override { return session_.enabled(); }
+  const std::vector<int64_t>& Process(float* interleaved, std::size_t frames) override {
+    constexpr int64_t kGathered = kPeriodFrames - 1;
+    session_.Process(interleaved, frames);
+    delivered_.resize(frames);
+    for (int64_t& delivered : delivered_) {
+      delivered = !session_.enabled()           ? frame_
+                  : frame_ - begin_ < kGathered ? FrameTracker::kSilence
+                                                : frame_ - kGathered;
+      ++frame_;
+    }
+    return delivered_;
+  }
+  int64_t LatencyFrames(const std::vector<Setting>&) const override {
+    return changeover::kChainFrames;
+  }
+  std::string Dump() override { return session_.Dump(); }
+
+ private:
+  HostSession session_;
+  int64_t frame_ = 0;
+  int64_t begin_ = 0;  // frame at which the host began to gather
+  std::vector<int64_t> delivered_;
+};
+
+}  // namespace
+
+std::unique_ptr<Door> OpenDoor(const EffectLibrary& library, bool host) {
+  if (host) {
+    return std::make_unique<HostDoor>(library);
+  }
+  return std::make_unique<RecordDoor>(library);
+}
+
+}  // namespace kelda::tools
