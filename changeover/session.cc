@@ -19,8 +19,9 @@ constexpr int kSlicePeriods = 8;
 // What the audio thread feeds at most before a crossfade, beside its own period.
 constexpr uint64_t kCatchUpPeriods = 2;
 
-// The level control hears this much twice: first as loud as the whole programme.
-constexpr uint64_t kLeadPeriods = 70;  // 1.5 s
+// From the first part of the history, made as loud as the whole programme, the level control finds
+// its level.
+constexpr uint64_t kLeadPeriods = 94;  // 2.0 s
 
 // What is rolled in where no level control has to find its level: filters, rooms and equalizers.
 constexpr uint64_t kShortPeriods = 24;  // 0.5 s
@@ -335,7 +336,8 @@ bool Session::Prepare(const Sound& sound, bool warm) {
   const bool levels = sound.mode != UpmixMode::Off && !warm;
   const uint64_t most = levels ? History::kRolledIn : kShortPeriods;
   turn.first = std::max(history_.begin(), turn.begun - std::min(turn.begun, most));
-  turn.lead_end = levels ? std::min(turn.first + kLeadPeriods, turn.begun) : turn.first;
+  const uint64_t last = std::max(turn.first, turn.begun - std::min(turn.begun, kShortPeriods));
+  turn.lead_end = levels ? std::min(turn.first + kLeadPeriods, last) : turn.first;
   turn.lead_gain = history_.ProgrammeGain(turn.first, turn.lead_end);
   turn_stream_ = stream;
   return BeginTurn(turn);
@@ -347,7 +349,7 @@ bool Session::BeginTurn(const Turn& turn) {
     EndTurn(Turn::End::Dropped);
   }
   turn_ = turn;
-  next_ = lead_next_ = turn.first;
+  next_ = turn.first;
   prepared_ = standby_->Set(turn.sound);
   turn_report_ = standby_->report();
   if (!prepared_) {
@@ -378,17 +380,15 @@ void Session::EndTurn(Turn::End outcome) noexcept {
 // all.
 bool Session::Feed(uint64_t end, int periods) {
   float period[kPeriodSamples];
-  for (; periods > 0 && next_ < end; --periods) {
-    const bool leads = lead_next_ < turn_.lead_end;
-    if (!history_.Read(leads ? lead_next_ : next_, period)) {
+  for (; periods > 0 && next_ < end; --periods, ++next_) {
+    if (!history_.Read(next_, period)) {
       EndTurn(Turn::End::Dropped);  // too late; it begins again
       return false;
     }
-    if (leads) {
+    if (next_ < turn_.lead_end) {
       std::transform(period, period + kPeriodSamples, period,
                      [this](float sample) { return turn_.lead_gain * sample; });
     }
-    ++(leads ? lead_next_ : next_);
     standby_->Process(period);
   }
   return next_ == end;

@@ -43,7 +43,7 @@ struct Turn {
   unsigned instance = 0;  // in the order in which they were made
   int parked = 0;         // Instance::parked() before it
   uint64_t begun = 0;     // periods processed when it was set
-  // It was fed the input's periods [first, lead_end) times lead_gain, then [first, end).
+  // It was fed the input's periods [first, lead_end) times lead_gain, then [lead_end, end).
   uint64_t first = 0, lead_end = 0, end = 0;
   float lead_gain = 0;
   End outcome = End::Dropped;
@@ -180,7 +180,7 @@ class Session {
   Turn turn_;
   std::string turn_report_;
   uint64_t turn_stream_ = 0;
-  uint64_t next_ = 0, lead_next_ = 0;  // periods to be fed
+  uint64_t next_ = 0;  // period to be fed
   bool wants_instance_ = false;
   bool gave_way_ = false;
   uint64_t stalled_at_ = 0;  // periods when it gave way to another session

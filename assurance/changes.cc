@@ -1,0 +1,276 @@
+// What is heard of a change through the host, beside an instance behind the effect's record that
+// ran in the new sound all along: level, what else differs, whether the crossfade combs, how long a
+// change takes, and what its roll-in costs.
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <time.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tools/framework/effect_session.h"
+#include "tools/framework/host_session.h"
+#include "tools/framework/installation.h"
+
+namespace kelda::tools {
+namespace {
+
+using changeover::Session;
+using changeover::Turn;
+using changeover::Worker;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kPeriod = kPeriodFrames;
+// The host's audio is so much later than that of whole periods through the record.
+constexpr std::size_t kLater = Session::kLatencyFrames - changeover::kChainFrames;
+constexpr double kLevelGoalDb = 1;
+
+double Db(double power) { return 10 * std::log10(power + 1e-30); }
+
+// Interleaved noise whose spectrum falls as that of music does, half of it common to both channels,
+// at the given level in dBFS, second by second.
+std::vector<float> Programme(const std::vector<double>& levels_db) {
+  std::vector<float> sound(kChannels * kSampleRateHz * levels_db.size());
+  uint32_t state = 1;
+  const auto noise = [&] {
+    state = 1664525 * state + 1013904223;  // Numerical Recipes' generator
+    return static_cast<double>(state >> 8) / 0x1p23 - 1;
+  };
+  double smooth[3] = {};
+  for (std::size_t i = 0; i < sound.size(); i += 2) {
+    for (double& part : smooth) {
+      part += 0.15 * (noise() - part);
+    }
+    // The mean square of each channel is 2 * (1 / 3) * 0.15 / 1.85.
+    const double gain = std::pow(10, levels_db[i / 2 / kSampleRateHz] / 20) / std::sqrt(0.05405);
+    sound[i] = static_cast<float>(gain * (smooth[0] + smooth[1]));
+    sound[i + 1] = static_cast<float>(gain * (smooth[0] + smooth[2]));
+  }
+  return sound;
+}
+
+struct Comparison {
+  double level_db = 0;    // worst of tenths of a second
+  double residue_db = 0;  // what is left of the difference at equal level
+};
+
+// The host's sound from frame `first` of the input on, for a second, beside that of the other.
+Comparison Compare(const std::vector<float>& host, const std::vector<float>& other,
+                   std::size_t first) {
+  constexpr std::size_t kTenth = kChannels * kSampleRateHz / 10;
+  Comparison result;
+  double both = 0, mine = 0, its = 0;
+  for (std::size_t part = 0; part < 10; ++part) {
+    double mine_now = 0, its_now = 0;
+    for (std::size_t i = 0; i < kTenth; ++i) {
+      const std::size_t at = kChannels * first + part * kTenth + i;
+      const double a = host[at + kChannels * kLater], b = other[at];
+      mine_now += a * a, its_now += b * b, both += a * b;
+    }
+    mine += mine_now, its += its_now;
+    const double level_db = Db(mine_now) - Db(its_now);
+    result.level_db = std::fabs(level_db) > std::fabs(result.level_db) ? level_db : result.level_db;
+  }
+  result.residue_db = Db(1 - both * both / (mine * its));
+  return result;
+}
+
+void Set(HostSession* host, const char* setting) { host->Apply(ParseSetting(setting)); }
+
+// A session in `from`, changed to `to` after `seconds`; the direct instance is in `to` from the
+// start.
+Comparison Changed(const EffectLibrary& library, const std::vector<float>& sound,
+                   std::size_t seconds, const char* from, const char* to) {
+  EffectSession direct(library);
+  Apply(ParseSetting("device=wired"), &direct);
+  Apply(ParseSetting(std::string("mode=") + to), &direct);
+  direct.Enable();
+  HostSession host(library);
+  Set(&host, "device=wired");
+  // One that has served before, for a loud programme, and waited since.
+  Set(&host, "mode=music");
+  host.Enable();
+  std::vector<float> heard = sound, other = sound;
+  std::size_t fade = 0;
+  const std::size_t change = seconds * kSampleRateHz / kPeriod;
+  for (std::size_t period = 0; kChannels * kPeriod * (period + 1) <= sound.size(); ++period) {
+    if (period == 5 * kSampleRateHz / kPeriod) {
+      Set(&host, (std::string("mode=") + from).c_str());
+    }
+    if (period == change) {
+      Set(&host, (std::string("mode=") + to).c_str());
+    }
+    host.Process(&heard[kChannels * kPeriod * period], kPeriod);
+    direct.Process(&other[kChannels * kPeriod * period], kPeriod);
+    for (const Turn& turn : host.session().TakeTurns()) {
+      fade = turn.end;
+    }
+  }
+  return Compare(heard, other, kPeriod * fade + changeover::Crossfade::kFrames);
+}
+
+bool MeasureLevels(const EffectLibrary& library) {
+  bool good = true;
+  std::printf(
+      "| change | programme | level, worst tenth of a second | residue at equal level |\n"
+      "|---|---|---:|---:|\n");
+  const auto row = [&](const char* from, const char* to, const std::string& name,
+                       const std::vector<double>& levels, std::size_t seconds) {
+    const Comparison figures = Changed(library, Programme(levels), seconds, from, to);
+    std::printf("| %s to %s | %s | %+.2f dB | %.0f dB |\n", from, to, name.c_str(),
+                figures.level_db, figures.residue_db);
+    std::fflush(stdout);
+    good &= std::fabs(figures.level_db) <= kLevelGoalDb;
+  };
+  const auto levels = [](double first, std::size_t seconds, double then, std::size_t more) {
+    std::vector<double> all(seconds, first);
+    all.insert(all.end(), more + 3, then);
+    return all;
+  };
+  for (const auto& [from, to] :
+       {std::pair{"off", "music"}, {"off", "cinema"}, {"cinema", "music"}}) {
+    for (const double level_db : {-12.0, -23.0, -33.0}) {
+      char name[32];
+      std::snprintf(name, sizeof(name), "%.0f dBFS", level_db);
+      row(from, to, name, levels(level_db, 20, level_db, 0), 20);
+    }
+    for (const std::size_t after : {2u, 6u, 12u}) {
+      row(from, to, "-12, then " + std::to_string(after) + " s of -33 dBFS",
+          levels(-12, 20, -33, after), 20 + after);
+    }
+  }
+  return good;
+}
+
+// The largest correlation of off with the new sound; a comb would have it elsewhere than at 0.
+void MeasureComb(const EffectLibrary& library) {
+  const std::vector<float> sound = Programme(std::vector<double>(3, -20));
+  for (const char* const mode : {"mode=music", "mode=cinema"}) {
+    HostSession host(library);
+    Set(&host, "device=wired");
+    Set(&host, mode);
+    host.Enable();
+    std::vector<float> heard = sound;
+    host.Process(heard.data(), heard.size() / kChannels);
+    double largest = -1e9;
+    int at = 0;
+    for (int lag = -200; lag <= 200; ++lag) {
+      double sum = 0;
+      for (std::size_t frame = kSampleRateHz; frame < 2 * kSampleRateHz; ++frame) {
+        const std::size_t later = frame + Session::kLatencyFrames + static_cast<std::size_t>(lag);
+        sum += double{sound[kChannels * frame]} * double{heard[kChannels * later]};
+      }
+      if (sum > largest) {
+        largest = sum;
+        at = lag;
+      }
+    }
+    std::printf("%s beside off: largest correlation at lag %d\n", mode, at);
+  }
+}
+
+double ThreadMs() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
+}
+
+// Changes at the pace of audio, with the worker on its own thread: from the call to the end of the
+// crossfade. And what the worker's part takes of a processor.
+void MeasureTime(const EffectLibrary& library, bool warm) {
+  const auto worker = Worker::Make(library.info(), Worker::Threads::Own);
+  const auto session = Session::Open(worker.get(), {warm});
+  const auto set = [&](changeover::Setting::Kind kind, uint32_t value) {
+    session->Set({kind, value});
+  };
+  set(changeover::Setting::Kind::Device, AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
+  set(changeover::Setting::Kind::Mode, 1);
+  session->Start();
+  const std::vector<float> sound = Programme(std::vector<double>(1, -20));
+  std::vector<float> block(kChannels * kPeriod);
+  std::vector<double> times_ms;
+  Clock::time_point called;
+  std::vector<Clock::time_point> processed;  // by period
+  bool waits = false;
+  const auto start = Clock::now();
+  for (uint64_t period = 0; times_ms.size() < 12 && period < 2000; ++period) {
+    std::copy_n(&sound[kChannels * kPeriod * (period % 46)], block.size(), block.begin());
+    session->Process(block.data(), block.data(), kPeriod);
+    processed.push_back(Clock::now());
+    for (const Turn& turn : session->TakeTurns()) {
+      if (waits && turn.outcome == Turn::End::Heard) {
+        times_ms.push_back(
+            std::chrono::duration<double, std::milli>(Clock::now() - called).count());
+        waits = false;
+      }
+    }
+    if (!waits && period % 40 == 39 && period > 150) {
+      // A knob: the ears of the output, or the mode.
+      const auto count = static_cast<uint32_t>(times_ms.size());
+      warm ? set(changeover::Setting::Kind::WiredHrtf, 1 + (count + 1) % 2)
+           : set(changeover::Setting::Kind::Mode, 1 + (count + 1) % 2);
+      called = Clock::now();
+      waits = true;
+    }
+    std::this_thread::sleep_until(start + (period + 1) * std::chrono::microseconds(21333));
+  }
+  session->Stop();
+  std::sort(times_ms.begin(), times_ms.end());
+  if (!times_ms.empty()) {
+    std::printf("%s: %zu changes, %.0f ms in the median, %.0f ms at worst\n",
+                warm ? "kept warm, ears within music" : "music and cinema", times_ms.size(),
+                times_ms[times_ms.size() / 2], times_ms.back());
+  }
+}
+
+void MeasureCost(const EffectLibrary& library) {
+  HostSession host(library);
+  Set(&host, "device=wired");
+  host.Enable();
+  std::vector<float> sound = Programme(std::vector<double>(4, -20));
+  host.Process(sound.data(), sound.size() / kChannels);
+  for (const char* const mode : {"mode=music", "mode=cinema"}) {
+    const auto instance = changeover::Instance::Make(library.info(), 0);
+    changeover::Outcome outcome;
+    outcome.Follow({changeover::Setting::Kind::Device, AUDIO_DEVICE_OUT_WIRED_HEADPHONE});
+    outcome.Follow({changeover::Setting::Kind::Mode, mode == std::string("mode=music") ? 1u : 2u});
+    double set_ms = ThreadMs();
+    instance->Set(outcome.sound());
+    set_ms = ThreadMs() - set_ms;
+    double feed_ms = ThreadMs();
+    for (std::size_t period = 0; period < 141; ++period) {
+      instance->Process(&sound[kChannels * kPeriod * period]);
+    }
+    feed_ms = ThreadMs() - feed_ms;
+    std::printf("%s: set and probed in %.1f ms, rolled in at %.2f ms a second of history\n", mode,
+                set_ms, feed_ms / (141.0 * kPeriod / kSampleRateHz));
+  }
+}
+
+}  // namespace
+}  // namespace kelda::tools
+
+int main(int argc, char** argv) try {
+  CLI::App app("Measures what is heard of a change through the host, and how soon.");
+  CLI11_PARSE(app, argc, argv);
+  property_set("vendor.kelda.effect", "1");
+  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  kelda::tools::UseTuningDirectory("");
+  const kelda::tools::EffectLibrary library(kelda::tools::DefaultEffectLibrary());
+  const bool good = kelda::tools::MeasureLevels(library);
+  kelda::tools::MeasureComb(library);
+  kelda::tools::MeasureCost(library);
+  kelda::tools::MeasureTime(library, /*warm=*/false);
+  kelda::tools::MeasureTime(library, /*warm=*/true);
+  std::printf("\n%s\n", good ? "pass" : "FAIL: a level is off by more than 1 dB");
+  return good ? 0 : 1;
+} catch (const std::exception& failure) {
+  std::printf("FAIL: %s\n", failure.what());
+  return 1;
+}
