@@ -9,6 +9,7 @@ namespace {
 
 constexpr float kLargest = 32767.0f;
 constexpr float kLoudest = 1e6f;  // what is beyond is no audio
+constexpr float kQuietest = 1e-20f;
 
 // Mean squares: the gates of ITU-R BS.1770-4, -70 LUFS and 10 LU below the mean.
 constexpr float kAbsoluteGate = 1e-7f;
@@ -19,30 +20,44 @@ constexpr float kRelativeGate = 0.1f;
 History::History() : words_(new std::atomic<Word>[kKept * kWords]()) {}
 
 void History::Publish(const float* period) {
-  float largest = 0, energy = 0;
+  // Magnitudes compare as their bits do, and sums of integers in any order are the same: so a
+  // compiler makes vectors of both loops.
+  uint32_t largest_bits = 0;
   for (std::size_t i = 0; i < kPeriodSamples; ++i) {
-    const float magnitude = std::fabs(period[i]);
-    largest = magnitude > largest ? magnitude : largest;
-    energy += period[i] * period[i];
+    uint32_t bits;
+    std::memcpy(&bits, period + i, sizeof(bits));
+    largest_bits = std::max(largest_bits, bits & 0x7FFFFFFF);
   }
-  const uint64_t number = count_.load(std::memory_order_relaxed);
-  // A sum that is not finite has a sample in it that is not, or that is no audio.
-  const bool audio = energy < kLoudest * kLoudest && largest > 0;
+  float largest;
+  std::memcpy(&largest, &largest_bits, sizeof(largest));
+  const bool audio = largest > kQuietest && largest < kLoudest;  // not if it is no number
   const float scale = audio ? kLargest / largest : 0.0f;
-  int16_t samples[kPeriodSamples];
-  for (std::size_t i = 0; i < kPeriodSamples; ++i) {
-    const float scaled = audio ? period[i] * scale : 0.0f;
-    samples[i] = static_cast<int16_t>(static_cast<int>(scaled + std::copysign(0.5f, scaled)));
+  const uint64_t number = count_.load(std::memory_order_relaxed);
+  std::atomic<Word>* to = &words_[number % kKept * kWords];
+  int64_t energy = 0;
+  constexpr std::size_t kPiece = 128;
+  for (std::size_t first = 0; first < kPeriodSamples; first += kPiece) {
+    int16_t samples[kPiece] = {};
+    if (audio) {
+      int32_t sum = 0;  // of 128 squares of 30 bits, without their lowest
+      for (std::size_t i = 0; i < kPiece; ++i) {
+        const float scaled = period[first + i] * scale;
+        const int sample = static_cast<int>(scaled + (scaled < 0 ? -0.5f : 0.5f));
+        samples[i] = static_cast<int16_t>(sample);
+        sum += (sample * sample) >> 7;
+      }
+      energy += sum;
+    }
+    Word words[kPiece * sizeof(int16_t) / sizeof(Word)];
+    std::memcpy(words, samples, sizeof(words));
+    for (const Word word : words) {
+      to++->store(word, std::memory_order_relaxed);
+    }
   }
-  Word words[kWords];
-  std::memcpy(words, samples, sizeof(words));
-  std::atomic<Word>* const to = &words_[number % kKept * kWords];
-  for (std::size_t i = 0; i < kWords; ++i) {
-    to[i].store(words[i], std::memory_order_relaxed);
-  }
-  steps_[number % kKept].store(audio ? largest / kLargest : 0.0f, std::memory_order_relaxed);
-  powers_[number % kLevels].store(audio ? energy / kPeriodSamples : 0.0f,
-                                  std::memory_order_relaxed);
+  const float step = audio ? largest / kLargest : 0.0f;
+  const float mean = static_cast<float>(energy) * 128 / kPeriodSamples;
+  steps_[number % kKept].store(step, std::memory_order_relaxed);
+  powers_[number % kLevels].store(step * step * mean, std::memory_order_relaxed);
   count_.store(number + 1, std::memory_order_release);
 }
 
