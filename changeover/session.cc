@@ -38,7 +38,8 @@ std::unique_ptr<Session> Session::Open(Worker* worker, SessionOptions options) n
   return nullptr;
 }
 
-Session::Session(Worker* worker, SessionOptions options) : worker_(worker), options_(options) {
+Session::Session(Worker* worker, SessionOptions options)
+    : worker_(worker), options_(options), follows_(options.keep_warm) {
   turns_.reserve(kMostTurns);
   values_[static_cast<std::size_t>(Setting::Kind::WiredHrtf)] =
       static_cast<uint32_t>(outcome_.hrtf(AudioDeviceType::Wired));
@@ -231,6 +232,7 @@ void Session::TakeSettings() {
     outcome_.Follow(taken_.front());
     taken_.erase(taken_.begin());
     failed_.reset();
+    follows_ = options_.keep_warm;
   }
 }
 
@@ -238,7 +240,7 @@ void Session::TakeSettings() {
 Session::Next Session::Pursue() {
   const Sound wanted = outcome_.sound();
   const bool arrived = wanted == playing_ || wanted == failed_;
-  if (arrived && !options_.keep_warm) {
+  if (arrived && !follows_) {
     DropStandby();
     return Next::Rest;
   }
@@ -321,6 +323,7 @@ bool Session::TakeStandby() {
     turn_.sound = outcome_.sound();
     turn_.begun = next_ = history_.count();
     failed_ = turn_.sound;
+    follows_ = false;
     EndTurn(Turn::End::NoMemory);
   }
   return standby_ != nullptr;
@@ -355,6 +358,7 @@ bool Session::BeginTurn(const Turn& turn) {
   if (!prepared_) {
     EndTurn(Turn::End::NotLoaded);
     failed_ = turn.sound;
+    follows_ = follows_ && turn.sound != playing_;
     DropStandby();
   }
   return prepared_;
