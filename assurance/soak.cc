@@ -1,9 +1,10 @@
 // A day of use, faster than real time: hosts, each on a thread of its own, that create and release
-// the effect, plug headphones in and out, take calls, and change applications, modes and HRTFs,
-// with the block sizes of real hosts, the signal library and the default tuning that ship. Checks
-// the answers, the frame counters, the memory and the log, and that what a host hears does not
-// depend on the others. In the build with RealtimeSanitizer the program ends at the first call of
-// the audio path that may block, in the one with ThreadSanitizer at the first race.
+// the effect, behind its record or behind the host that changes settings without a click, plug
+// headphones in and out, take calls, and change applications, modes and HRTFs, with the block sizes
+// of real hosts, the signal library and the default tuning that ship. Checks the answers, the frame
+// counters, the memory and the log, and that what a host hears does not depend on the others. In
+// the build with RealtimeSanitizer the program ends at the first call of the audio path that may
+// block, in the one with ThreadSanitizer at the first race.
 #include <android/log.h>
 #include <cutils/properties.h>
 
@@ -23,6 +24,8 @@
 #include <string_view>
 #include <vector>
 
+#include "changeover/session.h"
+#include "changeover/worker.h"
 #include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
 #include "platform/may_block.h"
@@ -225,7 +228,70 @@ class Host {
   std::size_t waiting_ = 0;  // frames that do not fill a period yet
 };
 
-Life Live(uint64_t seed) { return Host(seed).Live(); }
+Life LiveBehindTheRecord(uint64_t seed) { return Host(seed).Live(); }
+
+// The same day behind the host that changes settings without a click: its worker takes a step
+// before each block, so that the same seed is the same life.
+Life LiveBehindTheHost(uint64_t seed) {
+  using changeover::Session;
+  using changeover::Setting;
+  std::mt19937_64 random(seed);
+  const auto below = [&](std::size_t limit) { return random() % limit; };
+  const auto worker = changeover::Worker::Make(test::Library(), changeover::Worker::Threads::None);
+  const auto session = Session::Open(worker.get(), {.keep_warm = seed % 4 == 0});
+  Require(session != nullptr, "there is no session");
+  Life life;
+  life.engines = life.levelled = 3;  // one that is heard, a standby, one to be safe
+  std::vector<float> in(std::size_t{2} * 8192), out = in;
+  std::size_t frames = 480;
+  float level = 1.2f;
+  session->Start();
+  for (; life.events < 30; ++life.events) {
+    constexpr Setting::Kind kKinds[] = {
+        Setting::Kind::Mode,         Setting::Kind::Mode,
+        Setting::Kind::Device,       Setting::Kind::Device,
+        Setting::Kind::WiredHrtf,    Setting::Kind::BluetoothHrtf,
+        Setting::Kind::ReloadTuning, Setting::Kind::ReloadApplications};
+    const Setting::Kind kind = kKinds[below(std::size(kKinds))];
+    Require(session->Set({kind, kind == Setting::Kind::Mode ? static_cast<uint32_t>(below(4))
+                                : kind == Setting::Kind::Device
+                                    ? kDevices[below(std::size(kDevices))]
+                                    : 1 + static_cast<uint32_t>(below(2))}) == 0,
+            "a setting is refused");
+    const std::size_t what = below(8);
+    frames = what < 3 ? kBlocks[below(std::size(kBlocks))] : frames;
+    if (what == 3) {
+      session->Reset();
+    } else if (what == 4) {
+      session->Stop();
+      worker->Step();
+      session->Start();
+    }
+    const std::size_t until = static_cast<std::size_t>(kSampleRateHz) * (1 + below(30)) / 10;
+    for (std::size_t played = 0; played < until; played += frames) {
+      level = below(64) == 0 ? kLevels[below(std::size(kLevels))] : level;
+      for (std::size_t i = 0; i < 2 * frames; ++i) {
+        in[i] = level * (static_cast<float>(random()) / 0x1p63f - 1.0f);
+      }
+      std::vector<float>& heard = below(2) == 0 ? in : out;
+      worker->Step();
+      session->Process(in.data(), heard.data(), frames);
+      life.frames += frames;
+      Require(std::all_of(heard.begin(), heard.begin() + static_cast<std::ptrdiff_t>(2 * frames),
+                          [](float sample) { return std::abs(sample) <= 1.5f; }),
+              "a sample that is not a number, or louder than anything that was played");
+      const std::string_view bytes(reinterpret_cast<const char*>(heard.data()),
+                                   2 * frames * sizeof(float));
+      life.heard = 31 * life.heard + std::hash<std::string_view>()(bytes);
+    }
+  }
+  return life;
+}
+
+// Every other host uses the record.
+Life Live(uint64_t seed) {
+  return seed % 2 == 0 ? LiveBehindTheHost(seed) : LiveBehindTheRecord(seed);
+}
 
 // The memory that engines leave on purpose, as the allocator rounds it: their level controls, with
 // work memory, parameter data and the path of the file.
@@ -325,7 +391,9 @@ int main(int argc, char** argv) try {
   property_set("vendor.kelda.effect", "1");
   property_set("ro.debuggable", "1");
   __android_log_set_logger([](const __android_log_message* message) {
-    const bool capture = std::string_view(message->tag) == "KelApsPcmd";  // goes beyond its limit
+    // A capture goes beyond its limit; the host ends the one that a standby has begun.
+    const bool capture = std::string_view(message->tag) == "KelApsPcmd" ||
+                         message->message == std::string_view("ERROR: disable with invalid param");
     if (message->priority < ANDROID_LOG_WARN || capture) {
       return;
     }
