@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <new>
 #include <utility>
 
 #include "changeover/worker.h"
@@ -78,10 +77,10 @@ void Session::Start() noexcept {
   if (seconds < 1) {
     return;
   }
-  capture_.reset(new (std::nothrow) PcmDump);
   try {
-    if (capture_ != nullptr && capture_->Open(DataPath(PcmDump::GenerateFileName()), kChannels,
-                                              static_cast<uint32_t>(seconds)) == 0) {
+    capture_ = std::make_unique<PcmDump>();
+    if (capture_->Open(DataPath(PcmDump::GenerateFileName()), kChannels,
+                       static_cast<uint32_t>(seconds)) == 0) {
       capture_.reset();
     }
   } catch (const std::exception&) {
