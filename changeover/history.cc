@@ -64,8 +64,8 @@ void History::Publish(const float* period) {
 void History::Forget() { begin_.store(count(), std::memory_order_release); }
 
 bool History::Read(uint64_t number, float* period) const {
-  const std::atomic<Word>* const from = &words_[number % kKept * kWords];
-  Word words[kWords];
+  const std::atomic<Word>* const from = words_.get() + number % kKept * kWords;
+  Word words[kWords] = {};
   for (std::size_t i = 0; i < kWords; ++i) {
     words[i] = from[i].load(std::memory_order_acquire);
   }

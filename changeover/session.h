@@ -174,7 +174,7 @@ class Session {
   Outcome outcome_;
   Sound playing_;
   std::optional<Sound> failed_;  // is not tried again before another setting comes
-  bool follows_;  // a standby is kept warm, unless that failed, too
+  bool follows_;                 // a standby is kept warm, unless that failed, too
   std::deque<Turn> replay_;
   bool prepared_ = false;  // the standby is set to turn_.sound
   bool warm_ = false;      // ... and follows what plays

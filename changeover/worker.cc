@@ -117,8 +117,11 @@ Session::Next Worker::Advance() {
     wanted |= session->wants_instance_;
   }
   if (wanted && !pool_.HasFree()) {
-    std::any_of(sessions_.begin(), sessions_.end(),
-                [](Session* session) { return session->GiveWay(); });
+    for (Session* const session : sessions_) {
+      if (session->GiveWay()) {
+        break;
+      }
+    }
   }
   return next;
 }
