@@ -22,6 +22,7 @@ void HostSession::Enable() {
   worker_->Step();
   session_->Start();
   enabled_ = true;
+  filled_ = 0;
 }
 
 void HostSession::Disable() {
@@ -29,7 +30,10 @@ void HostSession::Disable() {
   enabled_ = false;
 }
 
-void HostSession::Reset() { session_->Reset(); }
+void HostSession::Reset() {
+  session_->Reset();
+  filled_ = 0;
+}
 
 void HostSession::Apply(const Setting& setting) {
   using Key = Setting::Key;
@@ -38,6 +42,7 @@ void HostSession::Apply(const Setting& setting) {
     if (session_->Set({kind, value, std::move(package)}) != 0) {
       throw Failure(ExitCode::kRefused, "there is no memory for a setting");
     }
+    set_ = true;
   };
   switch (setting.key) {
     case Key::kMode:
@@ -67,11 +72,16 @@ void HostSession::Apply(const Setting& setting) {
 }
 
 void HostSession::Process(float* interleaved, std::size_t frames) {
-  // A block may hold many periods; the worker does its part before each.
+  // The worker does its part once a period and after a setting, whatever the blocks are: it also
+  // lets instances that wait recover, and that must not depend on how often it is called.
   while (enabled_ && frames > 0) {
-    worker_->Step();
-    const std::size_t piece = std::min(frames, std::size_t{kPeriodFrames});
+    if (filled_ == 0 || set_) {
+      worker_->Step();
+      set_ = false;
+    }
+    const std::size_t piece = std::min(frames, kPeriodFrames - filled_);
     session_->Process(interleaved, interleaved, piece);
+    filled_ = (filled_ + piece) % kPeriodFrames;
     interleaved += kChannels * piece;
     frames -= piece;
   }

@@ -28,7 +28,8 @@ class HostSession {
   // Takes every kind of setting. Throws Failure (refused) if there is no memory for it.
   void Apply(const Setting& setting);
 
-  // `frames` interleaved stereo frames in place; unchanged while disabled.
+  // `frames` interleaved stereo frames in place; unchanged while disabled. Blocks of any size give
+  // the same audio, bit for bit, where settings come at the same frames.
   void Process(float* interleaved, std::size_t frames);
 
   // What plays.
@@ -41,6 +42,8 @@ class HostSession {
   std::unique_ptr<changeover::Worker> worker_;
   std::unique_ptr<changeover::Session> session_;
   bool enabled_ = false;
+  bool set_ = false;        // the worker has not seen the last setting
+  std::size_t filled_ = 0;  // frames of the next period
 };
 
 }  // namespace kelda::tools
