@@ -79,12 +79,12 @@ int32_t Recorded(const char* entry, const Words&... words) {
 template <int kDelay>
 struct DelayLine {
   float held[kDelay];
+  int oldest;
 
   float Next(float sample) {
-    const float oldest = held[0];
-    std::copy(held + 1, held + kDelay, held);
-    held[kDelay - 1] = sample;
-    return oldest;
+    std::swap(held[oldest], sample);
+    oldest = oldest + 1 < kDelay ? oldest + 1 : 0;
+    return sample;
   }
 };
 
@@ -176,12 +176,12 @@ struct HandleComponent {
 };
 
 HandleComponent<3> g_equalizer{1, {}};
-HandleComponent<5> g_virtualizer{1001, {}};
+HandleComponent<142> g_virtualizer{1001, {}};
 
 struct Cinema {
   bool exists;
   int id;
-  StereoDelay<7> delay;
+  StereoDelay<142> delay;
 };
 Cinema g_cinemas[kMaxInstances];
 int g_cinema_created = 0;

@@ -5,8 +5,8 @@
 //   headphone equalizer   0.5 x, 3 frames late
 //   music upmix           plane c is (c + 1) x left for even c, (c + 1) x right for odd c
 //   virtualizer           left  = 1 x plane 0 + 2 x plane 2 + 3 x plane 4 + 4 x plane 6
-//                         right = 1 x plane 1 + 2 x plane 3 + 3 x plane 5, both 5 frames late
-//   cinema upmix          left = 4 x right, right = 2 x left, 7 frames late
+//                         right = 1 x plane 1 + 2 x plane 3 + 3 x plane 5, both 142 frames late
+//   cinema upmix          left = 4 x right, right = 2 x left, 142 frames late
 //   level control         0.25 x, 2 frames late
 //
 // All gains are small, so that small integers pass through a chain exactly. A

@@ -280,8 +280,9 @@ class FaultsTest : public test::DataDirTest {
         CheckPeriods(
             effect, step.stages,
             [&] {
-              // The music upmix works in chunks; the last one's end is looked at.
-              const bool heard = fault.entry != std::string("A0239") || nth % 16 == 0;
+              // The music upmix works in chunks of 64 frames; one of them is looked at, which is
+              // delayed until the block's end.
+              const bool heard = fault.entry != std::string("A0239") || nth % 16 == 14;
               State now = state;
               if (strikes() && heard) {
                 now = fault.stage == 'E' ? State::kCopies : State::kSilent;

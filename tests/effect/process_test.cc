@@ -38,11 +38,11 @@ struct Sound {
 constexpr Sound kSounds[] = {
     {"off", 0, 1, {0, 1}, {1, 1}, 0},
     {"off, equalized", 0, 2, {0, 1}, {0.5f, 0.5f}, 3},
-    {"music", 1, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 5 + 2},
-    {"music, equalized", 1, 2, {0, 1}, {50 * 0.125f, 28 * 0.125f}, 5 + 3 + 2},
-    {"cinema", 2, 1, {1, 0}, {4 * 0.25f, 2 * 0.25f}, 7 + 2},
-    {"cinema, equalized", 2, 2, {1, 0}, {4 * 0.125f, 2 * 0.125f}, 7 + 3 + 2},
-    {"automatic", 3, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 5 + 2},
+    {"music", 1, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 142 + 2},
+    {"music, equalized", 1, 2, {0, 1}, {50 * 0.125f, 28 * 0.125f}, 142 + 3 + 2},
+    {"cinema", 2, 1, {1, 0}, {4 * 0.25f, 2 * 0.25f}, 142 + 2},
+    {"cinema, equalized", 2, 2, {1, 0}, {4 * 0.125f, 2 * 0.125f}, 142 + 3 + 2},
+    {"automatic", 3, 1, {0, 1}, {50 * 0.25f, 28 * 0.25f}, 142 + 2},
 };
 constexpr Sound kOff = kSounds[0], kMusic = kSounds[2], kCinema = kSounds[4];
 
@@ -218,7 +218,7 @@ TEST_F(ProcessTest, FadesIntoMusicAndCinemaAndNotIntoOff) {
           continue;
         }
         for (std::size_t f = 0; f < 480; ++f, ++heard) {
-          if (heard < 16) {
+          if (heard < kSilence) {
             continue;  // the stages' delays fill
           }
           const int p = heard - processed;  // since the change
