@@ -9,13 +9,18 @@
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {
+namespace {
+
+// Of a room's response, not rendered: -86 dB.
+constexpr float kNegligible = 5e-5f;
+
+}  // namespace
 
 Room::Room(const RoomResponses& responses, float centre_share)
     : centre_share_(centre_share),
       next_centre_share_(centre_share),
-      convolver_(kRoomSides, responses.taps, responses.responses),
-      centre_(kRoomCentreDelayFrames + kBlockFrames),
-      wet_(kEars * kBlockFrames) {
+      convolver_(kRoomSides, responses.taps, responses.responses, kNegligible),
+      centre_(kRoomCentreDelayFrames + kBlockFrames) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     const float azimuth = kPlaneDirections[plane].azimuth_deg * static_cast<float>(kPi) / 180.0f;
@@ -54,8 +59,7 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, f
     }
   }
   std::copy_n(centre_.data() + kBlockFrames, kRoomCentreDelayFrames, centre_.data());
-  float* wet_left = wet_.data();
-  float* wet_right = wet_.data() + kBlockFrames;
+  alignas(kSimdAlignmentBytes) float wet_left[kBlockFrames], wet_right[kBlockFrames];
   convolver_.Process(wet_left, wet_right);
 #pragma omp simd
   for (int n = 0; n < kBlockFrames; ++n) {

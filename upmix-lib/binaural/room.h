@@ -70,7 +70,6 @@ class Room {
   float centre_share_, next_centre_share_;
   Convolver convolver_;
   AlignedBuffer centre_;  // The last kRoomCentreDelayFrames of the plane, then the block.
-  AlignedBuffer wet_;     // [ear][kBlockFrames]
 };
 
 }  // namespace kelda::upmix_lib

@@ -1,6 +1,7 @@
 #include "upmix-lib/filters/convolver.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 #include "upmix-lib/base/audio_format.h"
@@ -19,47 +20,87 @@ int FftSize(int taps) {
   return size;
 }
 
+// The longest transform, of partitions of kBlockFrames taps.
+constexpr int kMostPoints = 2 * kBlockFrames;
+constexpr int kMostBins = kMostPoints / 2 + kLanes;  // whole vectors
+constexpr int kScratchFloats = 2 * kMostPoints + 2 * 16;
+
 std::size_t Size(int count) { return static_cast<std::size_t>(count); }
 
 }  // namespace
 
-Convolver::Convolver(int input_count, int taps, std::span<const float> responses)
+struct alignas(kSimdAlignmentBytes) Convolver::Sums {
+  float re[kEars][kMostBins];
+  float im[kEars][kMostBins];
+};
+
+Convolver::Convolver(int input_count, int taps, std::span<const float> responses, float negligible)
     : fft_(FftSize(taps)),
       input_count_(input_count),
       history_frames_(fft_.size() - kBlockFrames),
       partition_count_((taps + kBlockFrames - 1) / kBlockFrames),
-      plane_floats_((fft_.bins() + kLanes - 1) / kLanes * kLanes),
       silent_blocks_(partition_count_ + 1),
-      windows_(Size(input_count * fft_.size())),
-      spectra_(Size(partition_count_ * input_count * 2 * plane_floats_)),
-      responses_(Size(partition_count_ * input_count * kEars * 2 * plane_floats_)),
-      sums_(Size(kEars * 2 * plane_floats_)),
-      time_(Size(fft_.size())),
-      scratch_(Size(fft_.scratch_floats())) {
-  LoadResponses(taps, responses);
+      groups_(Size((fft_.bins() + kLanes - 1) / kLanes)),
+      windows_(Size(input_count * fft_.size())) {
+  LoadResponses(taps, responses, negligible);
 }
 
-void Convolver::LoadResponses(int taps, std::span<const float> responses) {
-  const int partition_taps = std::min(taps, kBlockFrames);
+void Convolver::LoadResponses(int taps, std::span<const float> responses, float negligible) {
+  const int partition_taps = std::min(taps, kBlockFrames), rows = input_count_ * kEars;
+  const int part_floats = static_cast<int>(groups_.size()) * kLanes;
   const float scale = 1.0f / static_cast<float>(fft_.size());
-  AlignedBuffer padded(Size(fft_.size()));
-  AlignedBuffer split(Size(2 * plane_floats_));
+  AlignedBuffer padded(Size(fft_.size())), scratch(Size(fft_.scratch_floats()));
+  AlignedBuffer all(Size(partition_count_ * rows * 2 * part_floats));  // [partition][row][re, im]
+  const auto parts = [&](int partition, int row) {
+    return all.data() + (partition * rows + row) * 2 * part_floats;
+  };
   for (int partition = 0; partition < partition_count_; ++partition) {
     const int first_tap = partition * partition_taps;
     const int count = std::min(partition_taps, taps - first_tap);
-    for (int row = 0; row < input_count_ * kEars; ++row) {
+    for (int row = 0; row < rows; ++row) {
       padded.Clear();
       const float* from = responses.data() + row * taps + first_tap;
       std::transform(from, from + count, padded.data(), [&](float tap) { return scale * tap; });
-      fft_.Forward(padded.data(), split.data(), split.data() + plane_floats_, scratch_.data());
-      for (int bin = 0; bin < fft_.bins(); ++bin) {
-        const int group = bin / kLanes * partition_count_ + partition;
-        float* to =
-            responses_.data() + (group * input_count_ * kEars + row) * 2 * kLanes + bin % kLanes;
-        to[0] = split.data()[bin];
-        to[kLanes] = split.data()[plane_floats_ + bin];
+      float* to = parts(partition, row);
+      fft_.Forward(padded.data(), to, to + part_floats, scratch.data());
+    }
+  }
+  const auto largest = [&](int group, int partition) {
+    float most = 0.0f;
+    for (int part = 0; part < 2 * rows; ++part) {
+      const float* from = parts(partition, 0) + part * part_floats + group * kLanes;
+      for (int lane = 0; lane < kLanes; ++lane) {
+        most = std::max(most, std::fabs(from[lane]));
       }
     }
+    return most;
+  };
+  int first = 0, index = 0;
+  for (Group& group : groups_) {
+    std::vector<float> sizes(Size(partition_count_));
+    for (int partition = 0; partition < partition_count_; ++partition) {
+      sizes[Size(partition)] = largest(index, partition);
+    }
+    const float least = negligible * *std::max_element(sizes.begin(), sizes.end());
+    int partitions = partition_count_;
+    while (partitions > 1 && sizes[Size(partitions - 1)] < least) {
+      --partitions;
+    }
+    group = {partitions, first, 0};
+    first += partitions;
+    ++index;
+  }
+  spectra_ = AlignedBuffer(Size(first * input_count_ * 2 * kLanes));
+  responses_ = AlignedBuffer(Size(first * rows * 2 * kLanes));
+  float* to = responses_.data();
+  index = 0;
+  for (const Group& group : groups_) {
+    for (int partition = 0; partition < group.partitions; ++partition) {
+      for (int part = 0; part < 2 * rows; ++part, to += kLanes) {
+        std::copy_n(parts(partition, 0) + part * part_floats + index * kLanes, kLanes, to);
+      }
+    }
+    ++index;
   }
 }
 
@@ -80,33 +121,48 @@ void Convolver::Process(float* left, float* right) {
     std::fill_n(right, kBlockFrames, 0.0f);
     return;
   }
-  newest_slot_ = (newest_slot_ + partition_count_ - 1) % partition_count_;
+  alignas(kSimdAlignmentBytes) float scratch[kScratchFloats];
+  for (Group& group : groups_) {
+    group.newest = group.newest == 0 ? group.partitions - 1 : group.newest - 1;
+  }
   for (int i = 0; i < input_count_; ++i) {
-    float* to = spectrum(newest_slot_, i);
-    fft_.Forward(window(i), to, to + plane_floats_, scratch_.data());
+    alignas(kSimdAlignmentBytes) float re[kMostBins], im[kMostBins];
+    fft_.Forward(window(i), re, im, scratch);
+    const std::size_t rest = groups_.size() * kLanes - Size(fft_.bins());
+    std::fill_n(re + fft_.bins(), rest, 0.0f);
+    std::fill_n(im + fft_.bins(), rest, 0.0f);
+    StoreSpectrum(i, re, im);
     std::copy_n(window(i) + kBlockFrames, history_frames_, window(i));
   }
-  SumProducts();
+  Sums sums;
+  SumProducts(sums);
   for (int ear = 0; ear < kEars; ++ear) {
-    const float* sum = sums_.data() + ear * 2 * plane_floats_;
-    fft_.Inverse(sum, sum + plane_floats_, time_.data(), scratch_.data());
-    std::copy_n(time_.data() + history_frames_, kBlockFrames, ear == 0 ? left : right);
+    alignas(kSimdAlignmentBytes) float time[kMostPoints];
+    fft_.Inverse(sums.re[ear], sums.im[ear], time, scratch);
+    std::copy_n(time + history_frames_, kBlockFrames, ear == 0 ? left : right);
   }
 }
 
-void Convolver::SumProducts() {
+void Convolver::StoreSpectrum(int index, const float* re, const float* im) {
+  for (const Group& group : groups_) {
+    const int block = (group.first + group.newest) * input_count_ + index;
+    Complex<Vec>{Load<Vec>(re), Load<Vec>(im)}.StoreTo(spectra_.data() + block * 2 * kLanes);
+    re += kLanes;
+    im += kLanes;
+  }
+}
+
+void Convolver::SumProducts(Sums& sums) const {
   const float* response = responses_.data();
-  const std::ptrdiff_t spectrum_floats = 2 * plane_floats_;
-  for (int bin = 0; bin < plane_floats_; bin += kLanes) {
+  int bin = 0;
+  for (const Group& group : groups_) {
     // Sums of re x re and im x im, re x im and im x re, apart: chains half as long.
     Vec left_rr{}, left_ii{}, left_ri{}, left_ir{};
     Vec right_rr{}, right_ii{}, right_ri{}, right_ir{};
-    int slot = newest_slot_;
-    for (int partition = 0; partition < partition_count_; ++partition) {
-      const float* input = spectrum(slot, 0) + bin;
-      slot = slot + 1 == partition_count_ ? 0 : slot + 1;
-      for (int i = 0; i < input_count_; ++i) {
-        const auto x = Complex<Vec>{Load<Vec>(input), Load<Vec>(input + plane_floats_)};
+    const auto add = [&](int from_block, int to_block) {
+      const float* input = spectra_.data() + (group.first + from_block) * input_count_ * 2 * kLanes;
+      for (int i = (to_block - from_block) * input_count_; i > 0; --i) {
+        const auto x = Complex<Vec>::LoadFrom(input);
         const auto left = Complex<Vec>::LoadFrom(response);
         const auto right = Complex<Vec>::LoadFrom(response + 2 * kLanes);
         left_rr += x.re * left.re;
@@ -117,15 +173,17 @@ void Convolver::SumProducts() {
         right_ii += x.im * right.im;
         right_ri += x.re * right.im;
         right_ir += x.im * right.re;
-        input += spectrum_floats;
+        input += 2 * kLanes;
         response += kEars * 2 * kLanes;
       }
-    }
-    float* sum = sums_.data() + bin;
-    Store(sum, left_rr - left_ii);
-    Store(sum + plane_floats_, left_ri + left_ir);
-    Store(sum + spectrum_floats, right_rr - right_ii);
-    Store(sum + spectrum_floats + plane_floats_, right_ri + right_ir);
+    };
+    add(group.newest, group.partitions);
+    add(0, group.newest);
+    Store(sums.re[0] + bin, left_rr - left_ii);
+    Store(sums.im[0] + bin, left_ri + left_ir);
+    Store(sums.re[1] + bin, right_rr - right_ii);
+    Store(sums.im[1] + bin, right_ri + right_ir);
+    bin += kLanes;
   }
 }
 

@@ -3,6 +3,7 @@
 #define KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_
 
 #include <span>
+#include <vector>
 
 #include "platform/nonblocking.h"
 #include "upmix-lib/base/aligned_buffer.h"
@@ -19,14 +20,16 @@ namespace kelda::upmix_lib {
 // One forward transform per input and block and one inverse per ear, however long the
 // responses are. Up to kBlockFrames taps make one partition, with a transform that just
 // holds block and taps (1280 points for 256 taps); longer responses are cut into
-// partitions of kBlockFrames taps.
+// partitions of kBlockFrames taps. Where treble ends long before bass, as in a room, its bins take
+// fewer partitions.
 //
 // Per block: fill every input(i), then call Process.
 class Convolver {
  public:
-  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap.
-  // Control. Throws std::bad_alloc.
-  Convolver(int input_count, int taps, std::span<const float> responses);
+  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap. Partitions at
+  // the end of a bin are left out where all responses are below `negligible` times its largest
+  // value. Control. Throws std::bad_alloc.
+  Convolver(int input_count, int taps, std::span<const float> responses, float negligible = 0.0f);
 
   // Clears the inputs and the signal history. Control.
   void Clear();
@@ -44,27 +47,27 @@ class Convolver {
   bool at_rest() const { return silent_blocks_ > partition_count_; }
 
  private:
+  // kLanes bins: how many partitions they take, the first of these among all groups', and which of
+  // as many blocks is the newest; older ones follow, cyclically.
+  struct Group {
+    int partitions, first, newest;
+  };
+  struct Sums;
+
   float* window(int index) { return windows_.data() + index * fft_.size(); }
-  // `slot`: 0 .. partition_count_-1.
-  float* spectrum(int slot, int index) {
-    return spectra_.data() + (slot * input_count_ + index) * 2 * plane_floats_;
-  }
-  void LoadResponses(int taps, std::span<const float> responses);
-  void SumProducts();
+  void LoadResponses(int taps, std::span<const float> responses, float negligible);
+  void StoreSpectrum(int index, const float* re, const float* im);
+  void SumProducts(Sums& sums) const;
 
   RealFft fft_;
   int input_count_;
   int history_frames_;  // Samples of a window before the current block.
   int partition_count_;
-  int plane_floats_;         // Bins, up to whole vectors: real or imaginary parts.
-  int newest_slot_ = 0;      // Of spectra_; older blocks follow, cyclically.
-  int silent_blocks_;        // So far; the history of the first one still sounds.
+  int silent_blocks_;  // So far; the history of the first one still sounds.
+  std::vector<Group> groups_;
   AlignedBuffer windows_;    // [input]: history, current block.
-  AlignedBuffer spectra_;    // [slot][input][re, im]: of the last windows.
-  AlignedBuffer responses_;  // [group of kLanes bins][partition][input][ear][re, im]
-  AlignedBuffer sums_;       // [ear][re, im]
-  AlignedBuffer time_;       // A window of output: its last block is the result.
-  AlignedBuffer scratch_;
+  AlignedBuffer spectra_;    // [group][block][input][re, im]: of the last windows.
+  AlignedBuffer responses_;  // [group][partition][input][ear][re, im]
 };
 
 }  // namespace kelda::upmix_lib

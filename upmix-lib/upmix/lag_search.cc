@@ -64,15 +64,16 @@ void LagSearch::Update(const LongSpectrum& left, const LongSpectrum& right) {
 }
 
 void LagSearch::Search() {
+  LongSpectrum coherence = {};
   alignas(kSimdAlignmentBytes) float time[kLongFrames];
   alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
 #pragma omp simd
   for (int k = kFirstBin; k < kEndBin; ++k) {
     const float scale = 1.0f / (std::sqrt(left_[k] * right_[k]) + kQuietPower);
-    coherence_.re[k] = scale * cross_.re[k];
-    coherence_.im[k] = scale * cross_.im[k];
+    coherence.re[k] = scale * cross_.re[k];
+    coherence.im[k] = scale * cross_.im[k];
   }
-  tables_->fft.Inverse(coherence_.re, coherence_.im, time, scratch);
+  tables_->fft.Inverse(coherence.re, coherence.im, time, scratch);
   // Positive lags: the left channel is late. Negative ones lie at the other end.
   constexpr int kLags = kLongestLag + 1 - kShortestLag;
   const float* late_left = time + kShortestLag;
@@ -86,7 +87,7 @@ void LagSearch::Search() {
     const float* found = std::find(late_left, late_left + kLags, highest);
     found = found != late_left + kLags ? found : std::find(late_right, late_right + kLags, highest);
     const int lag = static_cast<int>(found - time) % kLongFrames;
-    Mark(lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
+    Mark(coherence, lag, std::clamp((peak - kLeastPeak) / (kSurePeak - kLeastPeak), 0.0f, 1.0f));
   }
 }
 
@@ -102,7 +103,7 @@ bool LagSearch::silent() const {
          IsSilent(cross_.re, kPaddedLongBins) && IsSilent(cross_.im, kPaddedLongBins) && !marked_;
 }
 
-void LagSearch::Mark(int lag, float sure) {
+void LagSearch::Mark(const LongSpectrum& coherence, int lag, float sure) {
   constexpr float kPerAlike = 1.0f / (kSureAlike - kLeastAlike);
   alignas(kSimdAlignmentBytes) float cosine[kEndBin], sine[kEndBin];
   for (int k = kFirstBin; k < kEndBin; ++k) {
@@ -112,7 +113,7 @@ void LagSearch::Mark(int lag, float sure) {
   }
 #pragma omp simd
   for (int k = kFirstBin; k < kEndBin; ++k) {
-    const float alike = coherence_.re[k] * cosine[k] - coherence_.im[k] * sine[k];
+    const float alike = coherence.re[k] * cosine[k] - coherence.im[k] * sine[k];
     float target = (alike - kLeastAlike) * kPerAlike;
     target = target > 0.0f ? target : 0.0f;
     target = target < 1.0f ? target : 1.0f;

@@ -42,15 +42,14 @@ class LagSearch {
   const float* doubled() const { return doubled_; }
 
  private:
-  // Marks the bins that are alike at `lag` frames, as far as `sure`, 0..1, says.
-  void Mark(int lag, float sure);
+  // Marks the bins whose `coherence` is alike at `lag` frames, as far as `sure`, 0..1, says.
+  void Mark(const LongSpectrum& coherence, int lag, float sure);
 
   const LagTables* tables_ = SharedLagTables();
   float step_;
   alignas(kSimdAlignmentBytes) float left_[kPaddedLongBins] = {};
   alignas(kSimdAlignmentBytes) float right_[kPaddedLongBins] = {};
-  LongSpectrum cross_ = {};      // left times the conjugate of right
-  LongSpectrum coherence_ = {};  // of the last search
+  LongSpectrum cross_ = {};  // left times the conjugate of right
   alignas(kSimdAlignmentBytes) float doubled_[kPaddedLongBins] = {};
   bool marked_ = false;  // Whether any of doubled_ is not 0.
 };
