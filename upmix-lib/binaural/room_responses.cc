@@ -55,8 +55,9 @@ struct Reflection {
   int order;
 };
 
+constexpr int kMaxOrder = 2;  // of reflections
+
 std::vector<Reflection> Reflections(double size_m, double source_azimuth_deg) {
-  constexpr int kMaxOrder = 2;
   constexpr double kWallReflection = 0.7;
   const Shoebox box = ShoeboxOf(size_m);
   const double distance = box.speaker_distance;
@@ -154,15 +155,19 @@ void ScaleToEnergy(double energy, Responses* responses) {
 Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int taps) {
   constexpr double kSideAzimuthDeg = 60.0;  // between front and side plane
   Responses early(static_cast<std::size_t>(kRoomSides * kEars * taps));
+  std::vector<double> damped[kPlanes][kEars][kMaxOrder + 1];
   for (int side = 0; side < kRoomSides; ++side) {
     const double azimuth_deg = side == 0 ? kSideAzimuthDeg : -kSideAzimuthDeg;
     for (const Reflection& reflection : Reflections(room.size_m, azimuth_deg)) {
       const int plane = NearestPlane(reflection.azimuth_deg, reflection.elevation_deg);
       const int start = static_cast<int>(std::lround(reflection.delay_s * kSampleRateHz));
       for (int ear = 0; ear < kEars; ++ear) {
+        std::vector<double>& echo = damped[plane][ear][reflection.order];
+        if (echo.empty()) {
+          echo = Damped(hrirs.response(plane, ear), room.damping_hz, reflection.order);
+        }
         double* to = early.data() + (side * kEars + ear) * taps + start;
-        for (const double tap :
-             Damped(hrirs.response(plane, ear), room.damping_hz, reflection.order)) {
+        for (const double tap : echo) {
           *to++ += reflection.gain * tap;
         }
       }
@@ -314,19 +319,24 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
     return {};
   }
 
-  const int taps = std::max(early ? EarlyTaps(room, hrirs) : 0, late ? LateTaps(room) : 0);
+  const int early_taps = early ? EarlyTaps(room, hrirs) : 0, late_taps = late ? LateTaps(room) : 0;
+  const int taps = std::max(early_taps, late_taps);
   RoomResponses made{taps, std::vector<float>(static_cast<std::size_t>(kRoomSides * kEars * taps))};
-  const auto add = [&](Responses part, double level_db) {
+  const auto add = [&](Responses part, int part_taps, double level_db) {
     ScaleToEnergy(direct_energy * PowerFromDb(level_db), &part);
-    for (std::size_t i = 0; i < part.size(); ++i) {
-      made.responses[i] += static_cast<float>(DropTiny(part[i]));
+    for (int row = 0; row < kRoomSides * kEars; ++row) {
+      const double* from = part.data() + row * part_taps;
+      float* to = made.responses.data() + row * taps;
+      for (int n = 0; n < part_taps; ++n) {
+        to[n] += static_cast<float>(DropTiny(from[n]));
+      }
     }
   };
   if (early) {
-    add(EarlyResponses(room, hrirs, taps), room.early_level_db);
+    add(EarlyResponses(room, hrirs, early_taps), early_taps, room.early_level_db);
   }
   if (late) {
-    add(LateResponses(room, taps), room.late_level_db);
+    add(LateResponses(room, late_taps), late_taps, room.late_level_db);
   }
   return made;
 }
