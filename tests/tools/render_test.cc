@@ -126,6 +126,82 @@ TEST_F(Render, KeepsLaterAudioInPlaceAfterAReset) {
   }
 }
 
+// The largest energy of the second difference in any 64 frames of [first, first + frames).
+double Edge(const Audio& audio, std::size_t first, std::size_t frames) {
+  const auto squared = [&](std::size_t frame) {
+    const float* const at = &audio.samples[2 * frame];
+    return std::pow(double{at[0]} - 2 * double{at[2]} + double{at[4]}, 2);
+  };
+  double energy = 0, largest = 0;
+  for (std::size_t frame = first; frame < first + frames; ++frame) {
+    energy += squared(frame) - (frame >= first + 64 ? squared(frame - 64) : 0);
+    largest = std::max(largest, energy);
+  }
+  return largest;
+}
+
+TEST_F(Render, ChangesThroughTheHostAreHeardWithoutAClick) {
+  constexpr std::size_t kSecond = 48000;
+  Audio tones;
+  for (std::size_t frame = 0; frame < 5 * kSecond / 2; ++frame) {
+    const double time = static_cast<double>(frame) / kSecond;
+    for (const double hz : {220.0, 331.0}) {
+      tones.samples.push_back(static_cast<float>(0.2 * std::sin(2 * std::numbers::pi * hz * time)));
+    }
+  }
+  const auto rendered = [&](const std::string& options) {
+    return Rendered(tones, Words(options + " --mode off --at 0.8 mode=music --at 1.28 mode=cinema "
+                                           "--at 1.76 mode=off"));
+  };
+  // Whether a change, which begins within a period, has no more of an edge than what is around it.
+  const auto smooth = [](const Audio& audio, double at_s) {
+    constexpr std::size_t kAround = kSecond / 5, kEarly = 1100;
+    const auto at = static_cast<std::size_t>(at_s * kSecond) - kEarly;
+    const double around =
+        std::max(Edge(audio, at - kAround, kAround), Edge(audio, at + kAround, kAround));
+    return Edge(audio, at, kAround) < 2 * around;
+  };
+  const Audio hosted = rendered("--host --block 960");
+  for (const double at_s : {0.8, 1.28, 1.76}) {
+    EXPECT_TRUE(smooth(hosted, at_s)) << at_s;
+  }
+  EXPECT_FALSE(smooth(rendered("--block 960"), 1.76)) << "the record's own way is abrupt";
+  // As long as the input, in time with it, and the same for any blocks that start at the changes.
+  ASSERT_EQ(hosted.frames(), tones.frames());
+  const auto plain = [&](std::size_t first, std::size_t end) {
+    return std::equal(&tones.samples[2 * first], &tones.samples[2 * end],
+                      &hosted.samples[2 * first]);
+  };
+  EXPECT_TRUE(plain(0, kSecond * 4 / 5 - 1024));
+  EXPECT_FALSE(plain(kSecond, kSecond + 10));
+  EXPECT_TRUE(plain(kSecond * 19 / 10, kSecond * 5 / 2));
+  EXPECT_TRUE(rendered("--host --block 128").samples == hosted.samples);
+  const Audio raw = rendered("--host --block 480 --raw-timing");
+  EXPECT_TRUE(std::equal(hosted.samples.begin(), hosted.samples.end(),
+                         raw.samples.begin() + std::ptrdiff_t{2} * (1023 + 144)));
+
+  // What cannot be loaded is not heard, and is said.
+  std::filesystem::copy(KELDA_DEFAULT_TUNING, folder_ / "tuning");
+  std::filesystem::remove(folder_ / "tuning/upmix.music.hps.bin");
+  const ProgramResult kept =
+      Run("in.wav", "out.wav",
+          Words("--host --mode off --at 1 mode=music --tuning " + (folder_ / "tuning")));
+  EXPECT_TRUE(Holds(kept.err, "The sound does not change to music, wired: not all of its files"));
+  EXPECT_TRUE(ReadAudio(folder_ / "out.wav").samples == tones.samples);
+  const std::vector<std::string> render{"render", "-y", folder_ / "in.wav", folder_ / "out.wav",
+                                        "--host"};
+  const auto refused = [&](int code, const std::string& message, const std::string& more) {
+    std::vector<std::string> arguments = render;
+    for (const std::string& word : Words(more)) {
+      arguments.push_back(word);
+    }
+    ExpectRefused(code, message, arguments);
+  };
+  refused(6, "the effect refused to be created", "--property vendor.kelda.effect=0");
+  refused(2, "mode=loud", "--at 1 mode=loud");
+  refused(2, "not a block size", "--block 0");
+}
+
 TEST_F(Render, WritesFlacOf24Bit) {
   Audio input = Noise(3000);
   WriteAudio(folder_ / "in.wav", input);
