@@ -210,10 +210,9 @@ Session::Next Session::Advance() noexcept try {
   TakeSettings();
   switch (state_.load(std::memory_order_relaxed)) {
     case State::Idle:
-      return replay_.empty() ? Pursue() : Repeat();
+      return replays_ ? Repeat() : Pursue();
     case State::Ready:
-      return turn_.sound != outcome_.sound() && replay_.empty() && Withdraw() ? Next::Now
-                                                                              : Next::Soon;
+      return turn_.sound != outcome_.sound() && !replays_ && Withdraw() ? Next::Now : Next::Soon;
     default:
       return Next::Soon;
   }
@@ -272,6 +271,9 @@ Session::Next Session::Pursue() {
 
 // Does what another session did, at the same periods.
 Session::Next Session::Repeat() {
+  if (replay_.empty()) {
+    return Next::Rest;
+  }
   const Turn turn = replay_.front();
   const uint64_t now = history_.count();
   if (now < turn.begun || turn.outcome == Turn::End::NoMemory) {
@@ -470,6 +472,7 @@ std::vector<Turn> Session::TakeTurns() noexcept try {
 }
 
 void Session::Replay(std::vector<Turn> turns) noexcept {
+  replays_ = true;
   try {
     replay_.assign(turns.begin(), turns.end());
   } catch (const std::exception&) {

@@ -119,8 +119,8 @@ class Session {
   std::vector<Turn> TakeTurns() noexcept;
   static constexpr std::size_t kMostTurns = 1024;
 
-  // Repeats the turns of another session's, as TakeTurns gave them, in the place of settings. The
-  // worker has no thread; Step is called before each period of the same input.
+  // Repeats the turns of another session's, as TakeTurns gave them, from now on in the place of
+  // settings. The worker has no thread; Step is called before each period of the same input.
   void Replay(std::vector<Turn> turns) noexcept;
 
  private:
@@ -175,6 +175,7 @@ class Session {
   Sound playing_;
   std::optional<Sound> failed_;  // is not tried again before another setting comes
   bool follows_;                 // a standby is kept warm, unless that failed, too
+  bool replays_ = false;         // ... whatever is set, and after its last turn, too
   std::deque<Turn> replay_;
   bool prepared_ = false;  // the standby is set to turn_.sound
   bool warm_ = false;      // ... and follows what plays

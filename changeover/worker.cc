@@ -129,7 +129,7 @@ Session::Next Worker::Advance() {
 // Parks instances that wait, when no session needs the worker. Returns whether there is more to do.
 bool Worker::Park(int periods) {
   const bool replays = std::any_of(sessions_.begin(), sessions_.end(), [](const Session* session) {
-    return !session->replay_.empty();  // which has whispers of its own
+    return session->replays_;  // with whispers of its own
   });
   return !replays && pool_.Park(periods);
 }
