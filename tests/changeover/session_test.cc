@@ -45,8 +45,9 @@ class SessionTest : public testing::Test {
 
 // A session whose worker takes its steps when it is told to, and all that it played and heard.
 struct Stage {
-  explicit Stage(SessionOptions options = {})
-      : worker(Worker::Make(test::Library(), Worker::Threads::None)),
+  explicit Stage(SessionOptions options = {},
+                 const audio_effect_library_t& library = test::Library())
+      : worker(Worker::Make(library, Worker::Threads::None)),
         session(Session::Open(worker.get(), options)) {}
 
   void Set(Kind kind, uint32_t value = 0) const { ASSERT_EQ(session->Set({kind, value}), 0); }
@@ -66,6 +67,20 @@ struct Stage {
     }
   }
   void PlayPeriods(std::size_t periods) { Play(kPeriodFrames * periods); }
+
+  // What another session heard, from its turns and its input, which it had in blocks of any size.
+  static std::vector<float> Replay(const std::vector<Turn>& turns, std::vector<float> sound,
+                                   SessionOptions options = {}) {
+    Stage stage(options);
+    stage.session->Replay(turns);
+    stage.session->Start();
+    for (std::size_t at = 0; at < sound.size(); at += kPeriodSamples) {
+      stage.worker->Step();
+      const std::size_t frames = std::min(kPeriodSamples, sound.size() - at) / kChannels;
+      stage.session->Process(&sound[at], &sound[at], frames);
+    }
+    return sound;
+  }
 
   // Whether the last `frames` are the input, to the bit.
   bool PlaysPlainly(std::size_t frames) const {
@@ -92,7 +107,8 @@ struct Stage {
 
 // Plays a life of many changes, starts and resets, in blocks of one size or, with 0, of any;
 // returns what was heard, and the turns.
-std::vector<float> Live(std::size_t block, bool keep_warm, std::vector<Turn>* turns) {
+std::vector<float> Live(std::size_t block, bool keep_warm, std::vector<Turn>* turns,
+                        std::vector<float>* played) {
   Stage stage({keep_warm});
   std::mt19937 random(3);
   stage.session->Start();
@@ -113,29 +129,23 @@ std::vector<float> Live(std::size_t block, bool keep_warm, std::vector<Turn>* tu
   stage.Play(5000, block);  // to the end of the last turn
   stage.worker->Step();
   *turns = stage.session->TakeTurns();
+  *played = stage.played;
   return stage.heard;
 }
 
 TEST_F(SessionTest, AnyBlocksGiveTheSameAudioAndAReplayGivesItAgain) {
   for (const bool keep_warm : {false, true}) {
     std::vector<Turn> turns, others;
-    const std::vector<float> heard = Live(1024, keep_warm, &turns);
-    EXPECT_EQ(Live(0, keep_warm, &others), heard);
+    std::vector<float> played;
+    const std::vector<float> heard = Live(1024, keep_warm, &turns, &played);
+    EXPECT_EQ(Live(0, keep_warm, &others, &played), heard);
     const auto ended = [&](End end) {
       return std::count_if(turns.begin(), turns.end(),
                            [end](const Turn& turn) { return turn.outcome == end; });
     };
     EXPECT_GT(ended(End::Heard), 5);
     EXPECT_GT(ended(End::Dropped), 0);
-
-    Stage replay({keep_warm});
-    replay.session->Replay(turns);
-    replay.session->Start();
-    while (replay.heard.size() < heard.size()) {
-      replay.worker->Step();
-      replay.Play(std::min<std::size_t>(kPeriodFrames, (heard.size() - replay.heard.size()) / 2));
-    }
-    EXPECT_EQ(replay.heard, heard) << (keep_warm ? "warm" : "cold");
+    EXPECT_EQ(Stage::Replay(turns, played, {keep_warm}), heard) << (keep_warm ? "warm" : "cold");
   }
 }
 
@@ -201,7 +211,6 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
   stage.worker->Step();
   stage.PlayPeriods(3);
   stage.worker->Step();
-  // Behind: more than two periods came before the audio thread looked.
   EXPECT_EQ(stage.Turns(), "cinema, wired: dropped; off: heard");
   stage.PlayPeriods(1);
   // Stopped in the middle of a crossfade, reset before one.
@@ -220,6 +229,75 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
   EXPECT_EQ(stage.Turns(), "off: at once");
   EXPECT_EQ(stage.session->value(Kind::Mode), kOff);
   EXPECT_EQ(stage.session->value(Kind::Device), kWired);
+}
+
+// Plays periods while the worker feeds a standby, as an audio thread does that is faster.
+struct Meanwhile {
+  static constexpr std::size_t kMost = 6;
+  static inline const effect_interface_s* effect;
+  static inline effect_interface_s hooked;
+  static inline Session* session;
+  static inline int calls;  // before it happens; 0: it does not
+  static inline std::size_t periods;
+  static inline float played[kMost][kPeriodSamples];
+
+  static int32_t Create(const effect_uuid_t* uuid, int32_t session_id, int32_t io,
+                        effect_handle_t* handle) {
+    const int32_t status = test::Library().create_effect(uuid, session_id, io, handle);
+    if (status == 0) {
+      effect = **handle;
+      hooked = *effect;
+      hooked.process = Process;
+      **handle = &hooked;
+    }
+    return status;
+  }
+  static int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
+    if (calls > 0 && --calls == 0) {
+      for (std::size_t period = 0; period < periods; ++period) {
+        session->Process(played[period], played[period], kPeriodFrames);
+      }
+    }
+    return effect->process(self, in, out);
+  }
+};
+
+TEST_F(SessionTest, AStandbyThatIsBehindCatchesUp) {
+  audio_effect_library_t library = test::Library();
+  library.create_effect = Meanwhile::Create;
+  for (const std::size_t late : {2u, 3u, 6u}) {
+    Stage stage({}, library);
+    stage.session->Start();
+    stage.Set(Kind::Device, kWired);
+    stage.PlayPeriods(5);
+    for (auto& period : Meanwhile::played) {
+      for (float& sample : period) {
+        sample = 0.1f * (static_cast<float>(stage.noise()) / 0x1p31f - 1.0f);
+      }
+    }
+    for (std::size_t period = 0; period < late; ++period) {
+      stage.played.insert(stage.played.end(), std::begin(Meanwhile::played[period]),
+                          std::end(Meanwhile::played[period]));
+    }
+    Meanwhile::session = stage.session.get();
+    Meanwhile::periods = late;
+    Meanwhile::calls = 3;  // a probe, and a period of history
+    stage.Set(Kind::Mode, kMusic);
+    stage.worker->Step();
+    for (std::size_t period = 0; period < late; ++period) {
+      stage.heard.insert(stage.heard.end(), std::begin(Meanwhile::played[period]),
+                         std::end(Meanwhile::played[period]));
+    }
+    stage.PlayPeriods(1);  // two periods the audio thread feeds; if there are more, the worker does
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    stage.worker->Step();
+    const std::vector<Turn> turns = stage.session->TakeTurns();
+    ASSERT_EQ(turns.size(), 1u);
+    EXPECT_EQ(turns[0].outcome, End::Heard);
+    EXPECT_EQ(turns[0].end, 5 + late + (late > 2 ? 1 : 0));
+    EXPECT_EQ(Stage::Replay(turns, stage.played), stage.heard) << late;
+  }
 }
 
 TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
@@ -331,35 +409,56 @@ TEST_F(SessionTest, ACaptureIsWhatWasHeard) {
                                   stage.heard.size() * sizeof(float)));
 }
 
-// A change every 10 ms, while audio plays at its pace.
+// A change every 10 ms, while audio plays at its pace; and once more from the turns that were told.
 TEST_F(SessionTest, ThreadsMeetOnlyInTheStateWord) {
   const auto worker = Worker::Make(test::Library(), Worker::Threads::Own);
   const auto session = Session::Open(worker.get(), {});
   std::atomic<bool> ends{false};
+  std::vector<float> played, heard;
   session->Set({Kind::Device, kWired});
   session->Start();
   std::thread audio([&] {
+    std::mt19937 noise(1);
     std::vector<float> block(kPeriodSamples);
     for (auto next = std::chrono::steady_clock::now(); !ends;
          next += std::chrono::microseconds(21333)) {
-      std::fill(block.begin(), block.end(), 0.1f);
+      for (float& sample : block) {
+        sample = 0.1f * (static_cast<float>(noise()) / 0x1p31f - 1.0f);
+      }
+      played.insert(played.end(), block.begin(), block.end());
       session->Process(block.data(), block.data(), kPeriodFrames);
-      EXPECT_LE(*std::max_element(block.begin(), block.end()), 2.0f);
+      heard.insert(heard.end(), block.begin(), block.end());
       std::this_thread::sleep_until(next);
     }
   });
-  std::size_t heard = 0;
+  std::vector<Turn> turns;
+  const auto take_turns = [&] {
+    for (const Turn& turn : session->TakeTurns()) {
+      turns.push_back(turn);
+    }
+  };
   for (uint32_t change = 0; change < 150; ++change) {
-    session->Set({change % 5 == 4 ? Kind::WiredHrtf : Kind::Mode,
-                  change % 5 == 4 ? 1 + change / 5 % 2 : change / 5 % 3});
+    // In storms, between which there is time for a crossfade.
+    if (change % 50 < 25) {
+      session->Set({change % 5 == 4 ? Kind::WiredHrtf : Kind::Mode,
+                    change % 5 == 4 ? 1 + change / 5 % 2 : (change + change / 50) % 3});
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     session->Report();
-    heard += session->TakeTurns().size();
+    take_turns();
   }
   ends = true;
   audio.join();
   session->Stop();
-  EXPECT_GT(heard, 0u);
+  // The turn that this ended is told before that of another sound, which is live at once.
+  session->Set({Kind::Mode, kMusic});
+  session->Set({Kind::ReloadTuning});
+  while (turns.empty() || turns.back().outcome != End::AtOnce || turns.back().sound.tuning == 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    take_turns();
+  }
+  EXPECT_GT(turns.size(), 3u);
+  EXPECT_EQ(Stage::Replay(turns, played), heard);
 }
 
 }  // namespace
