@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
+#include <numeric>
 #include <vector>
 
 #include "diagnostics/pcm_dump.h"
@@ -138,8 +139,9 @@ bool Instance::SetHeadphone(ParameterSet headphone) const {
 }
 
 // A stage that could not load its files is not in the chain: what comes out then is silence, what
-// an old period left, or the input too early. The equalizer, which adds no latency, has no file in
-// the report then.
+// an old period left, again and again, or the input too early. The equalizer, which adds no
+// latency, has no file in the report then. Not seen is a level control that the last flush here
+// fails to set up: it passes its input on until the next one.
 bool Instance::Carries() {
   if (sound_.plain()) {
     return true;
@@ -152,15 +154,18 @@ bool Instance::Carries() {
   }
   constexpr float kImpulse = 1e-3f, kLeast = 1e-2f * kImpulse;  // too quiet for the level control
   std::vector<float> period(kPeriodSamples);
+  const auto loudest = [this](std::size_t first, std::size_t end) {
+    const auto magnitude = [](float a, float b) { return std::max(a, std::fabs(b)); };
+    return std::accumulate(output_ + kChannels * first, output_ + kChannels * end, 0.0f, magnitude);
+  };
+  Process(period.data());
+  const float silence = loudest(0, kPeriodFrames);
   period[0] = period[1] = kImpulse;
   Process(period.data());
-  float early = 0, largest = 0;
-  for (std::size_t i = 0; i < kPeriodSamples; ++i) {
-    float& peak = i < kChannels * (kChainFrames - 1) ? early : largest;
-    peak = std::max(peak, std::fabs(output_[i]));
-  }
+  const float early = loudest(0, kChainFrames - 1);
+  const float response = loudest(kChainFrames - 1, kPeriodFrames);
   Flush();
-  return largest > kLeast && early < largest;
+  return silence < kLeast && response > kLeast && early < response;
 }
 
 void Instance::Park(int periods) {
