@@ -4,12 +4,17 @@
 #include <android/log.h>
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <random>
 #include <thread>
@@ -309,30 +314,55 @@ TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
       {"standard.hki", kCinema, kStandard},       {"upmix.cinema.hps.bin", kCinema, kStandard},
       {"upl.music.bin", kMusic, kStandard},       {"upl.cinema.bin", kCinema, kStandard},
       {"personalized.ba", kMusic, kPersonalized}, {"personalized.ba", kOff, kPersonalized}};
-  for (const auto& [file, mode, hrtf] : kFaults) {
+  // Every file too short, and each of the other conditions with one of them.
+  const char* const kConditions[] = {"missing",    "empty", "long",          "directory",
+                                     "unreadable", "fifo",  "link to itself"};
+  std::filesystem::permissions(tuning_.path(), std::filesystem::perms(0755));
+  for (std::size_t i = 0; i < std::size(kFaults) + std::size(kConditions); ++i) {
+    const auto& [file, mode, hrtf] = kFaults[i % std::size(kFaults)];
+    const std::string condition =
+        i < std::size(kFaults) ? "short" : kConditions[i - std::size(kFaults)];
+    SCOPED_TRACE(file + (", " + condition));
     Stage stage;
     stage.session->Start();
     stage.PlayPeriods(3);
-    const std::string content = tuning_.Read(file);
-    tuning_.Write(file, content.substr(0, content.size() / 2));
+    const std::string content = tuning_.Read(file), path = tuning_ / file;
+    std::filesystem::remove(path);
+    if (condition == "directory") {
+      std::filesystem::create_directory(path);
+    } else if (condition == "fifo") {
+      mkfifo(path.c_str(), 0644);
+    } else if (condition == "link to itself") {
+      std::filesystem::create_symlink(path, path);
+    } else if (condition != "missing") {
+      const std::size_t kept = condition == "short" ? content.size() / 2 : content.size();
+      tuning_.Write(file, condition == "empty"
+                              ? ""
+                              : content.substr(0, kept) + (condition == "long" ? "x" : ""));
+      std::filesystem::permissions(path,
+                                   std::filesystem::perms(condition == "unreadable" ? 0 : 0644));
+    }
     stage.Set(Kind::WiredHrtf, hrtf);
     stage.Set(Kind::Mode, mode);
     stage.Set(Kind::Device, kWired);
+    setfsuid(65534);  // the superuser may read everything
     stage.worker->Step();
     stage.worker->Step();
+    setfsuid(geteuid());
     stage.PlayPeriods(4);
-    EXPECT_TRUE(stage.PlaysPlainly(4 * kPeriodFrames)) << file;
+    EXPECT_TRUE(stage.PlaysPlainly(4 * kPeriodFrames));
     const std::string turns = stage.Turns();
-    EXPECT_NE(turns.find(": not loaded"), std::string::npos) << file << ": " << turns;
+    EXPECT_NE(turns.find(": not loaded"), std::string::npos) << turns;
     EXPECT_EQ(turns.find(';'), std::string::npos) << "it was tried again: " << turns;
     // The next setting tries it again.
+    std::filesystem::remove(path);
     tuning_.Write(file, content);
     stage.Set(Kind::ReloadTuning);
     stage.worker->Step();
     stage.PlayPeriods(4);
     stage.worker->Step();
-    EXPECT_NE(stage.Turns().find(": heard"), std::string::npos) << file << stage.session->Report();
-    EXPECT_FALSE(stage.PlaysPlainly(kPeriodFrames)) << file;
+    EXPECT_NE(stage.Turns().find(": heard"), std::string::npos) << stage.session->Report();
+    EXPECT_FALSE(stage.PlaysPlainly(kPeriodFrames));
   }
 }
 
@@ -340,13 +370,25 @@ TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
   property_set("vendor.kelda.effect", "0");
   EXPECT_EQ(Stage().session, nullptr);
   property_set("vendor.kelda.effect", "1");
+  for (uint64_t failing = 1, calls = 1; calls >= failing; ++failing) {
+    test::FailNew(failing);
+    const uint64_t before = test::NewCalls();
+    const auto worker = Worker::Make(test::Library(), Worker::Threads::None);
+    const auto session = worker == nullptr ? nullptr : Session::Open(worker.get(), {});
+    calls = test::NewCalls() - before;
+    test::FailNew(0);
+    EXPECT_EQ(session != nullptr, calls < failing) << failing;
+  }
   for (uint64_t failing = 1; failing < 40; ++failing) {
     Stage stage;
     stage.Set(Kind::Device, kWired);
     stage.session->Start();
     stage.PlayPeriods(2);
+    const Setting application{Kind::Application, 1, "an.application.with.a.long.name"};
     test::FailNew(failing);
     const int status = stage.session->Set({Kind::Mode, kMusic});
+    stage.session->Set(application);
+    stage.session->Set({Kind::ReloadApplications});
     stage.worker->Step();
     test::FailNew(0);
     stage.PlayPeriods(1);
@@ -407,6 +449,19 @@ TEST_F(SessionTest, ACaptureIsWhatWasHeard) {
   }
   EXPECT_EQ(captured, std::string(reinterpret_cast<const char*>(stage.heard.data()),
                                   stage.heard.size() * sizeof(float)));
+  // A full disk ends nothing but the capture.
+  stage.session->Start();
+  stage.Set(Kind::Mode, kOff);
+  signal(SIGXFSZ, SIG_IGN);  // so that writes fail
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit full = {0, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  stage.worker->Step();
+  stage.PlayPeriods(20);
+  stage.session->Stop();
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_TRUE(stage.PlaysPlainly(10 * kPeriodFrames));
 }
 
 // A change every 10 ms, while audio plays at its pace; and once more from the turns that were told.
