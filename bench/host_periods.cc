@@ -18,7 +18,7 @@ namespace {
 // Arguments: the mode (0 off, 1 music, 2 cinema); frames of the host's blocks. Counters: the period
 // behind the record, and what the host adds, in microseconds.
 void HostPeriod(benchmark::State& state) {
-  constexpr int kBatch = 32;
+  constexpr int kBatch = 4;
   setenv("KELDA_DATA_DIR", DEFAULT_TUNING, 1);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
