@@ -1,9 +1,8 @@
 #include "effect/commands.h"
 
 #include <bitset>
-#include <cstddef>
 #include <cstring>
-#include <string>
+#include <optional>
 #include <utility>
 
 #include "effect/channel_mask_names.h"
@@ -12,12 +11,6 @@
 
 namespace kelda {
 namespace {
-
-uint32_t ReadWord(const void* bytes) {
-  uint32_t word;
-  std::memcpy(&word, bytes, sizeof(word));
-  return word;
-}
 
 bool IsSupportedChannelMask(uint32_t mask) {
   constexpr uint32_t kRefusedBits = 0xFF000000;  // index masks, haptics, the top byte
@@ -32,55 +25,6 @@ bool IsSupportedChannelMask(uint32_t mask) {
   LogError(log_tag::kEffect, "ERROR: Unsupported input channels: %s",
            audio_channel_out_mask_to_string(mask));
   return false;
-}
-
-int32_t SetMode(KeldaUpmix* engine, uint32_t vsize, const void* value) {
-  if (vsize != sizeof(uint32_t)) {
-    LogError(log_tag::kEffect, "ERROR: Invalid param size %u", vsize);
-    return -EINVAL;
-  }
-  const uint32_t mode = ReadWord(value);
-  if (mode > static_cast<uint32_t>(UpmixMode::Auto)) {
-    LogWarning(log_tag::kEffect, "Invalid upm mode: %u is specified", mode);
-    return 0;
-  }
-  if (const int error = engine->SetMode(UpmixMode{mode})) {
-    LogError(log_tag::kEffect, "ERROR: Failed to set upm mode: %d (ECode: %d)",
-             static_cast<int>(mode), error);
-    return -EINVAL;
-  }
-  return 0;
-}
-
-int32_t SetHrtf(KeldaUpmix* engine, AudioDeviceType device, uint32_t vsize, const void* value) {
-  if (vsize != sizeof(uint32_t)) {
-    LogError(log_tag::kEffect, "ERROR: hrtf param size is Invalid: %u", vsize);
-    return -EINVAL;
-  }
-  const uint32_t word = ReadWord(value);
-  const HrtfType hrtf{word};
-  if (hrtf != HrtfType::Standard && hrtf != HrtfType::Personalized) {
-    LogWarning(log_tag::kEffect, "Invalid HRTF type: %u", word);
-    return 0;
-  }
-  if (device == AudioDeviceType::Bluetooth) {
-    engine->SetBluetoothHrtf(hrtf);
-  } else {
-    engine->SetWiredHrtf(hrtf);
-  }
-  return 0;
-}
-
-int32_t SetAppPackage(KeldaUpmix* engine, uint32_t vsize, const void* value) {
-  const std::string text(static_cast<const char*>(value), vsize);
-  const std::size_t separator = text.find('&');
-  if (separator == std::string::npos) {
-    LogWarning(log_tag::kEffect, "Invalid package format (No \"&\": %s", text.c_str());
-    return 0;
-  }
-  const bool flag = text.compare(separator + 1, 1, "1") == 0;
-  engine->SetAppPackage(text.substr(0, separator), flag);
-  return 0;
 }
 
 }  // namespace
@@ -115,20 +59,32 @@ int32_t UpmixCmd_SetParam(effect_context_s* context, UpmixParam param, uint32_t 
   if (engine == nullptr) {
     return -EINVAL;
   }
-  switch (param) {
+  std::optional<ParamValue> read;
+  const int32_t status = ReadParam(param, vsize, value, &read);
+  if (status != 0 || !read) {
+    return status;
+  }
+  switch (read->param) {
     case UpmixParam::Mode:
-      return SetMode(engine, vsize, value);
+      if (const int error = engine->SetMode(UpmixMode{read->word})) {
+        LogError(log_tag::kEffect, "ERROR: Failed to set upm mode: %d (ECode: %d)",
+                 static_cast<int>(read->word), error);
+        return -EINVAL;
+      }
+      break;
     case UpmixParam::WiredHrtf:
-      return SetHrtf(engine, AudioDeviceType::Wired, vsize, value);
+      engine->SetWiredHrtf(HrtfType{read->word});
+      break;
     case UpmixParam::BluetoothHrtf:
-      return SetHrtf(engine, AudioDeviceType::Bluetooth, vsize, value);
+      engine->SetBluetoothHrtf(HrtfType{read->word});
+      break;
     case UpmixParam::ReloadTunedAppList:
       engine->ReloadTunedAppList();
-      return 0;
+      break;
     case UpmixParam::AppPackage:
-      return SetAppPackage(engine, vsize, value);
+      engine->SetAppPackage(read->package, read->word != 0);
+      break;
   }
-  LogWarning(log_tag::kEffect, "Unknown param is specified: %d", static_cast<int>(param));
   return 0;
 }
 

@@ -9,18 +9,9 @@
 #include <cstdint>
 
 #include "effect/instance.h"
+#include "effect/parameters.h"
 
 namespace kelda {
-
-// The effect's own parameters, by the identifier that the set and get parameter
-// commands carry.
-enum class UpmixParam : uint32_t {
-  Mode = 0,                // UpmixMode, 4 bytes; the only one that can be read
-  WiredHrtf = 1,           // HrtfType, 4 bytes
-  BluetoothHrtf = 2,       // HrtfType, 4 bytes
-  ReloadTunedAppList = 3,  // no value
-  AppPackage = 10,         // text: the package, '&', and '1' for the flag
-};
 
 // Deletes the engine, then makes a new one; there are never two. The instance does not
 // process until it is enabled again. Throws std::bad_alloc, with no engine left.

@@ -12,15 +12,11 @@
 #include "effect/commands.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
+#include "effect/parameters.h"
 #include "platform/log.h"
 
 namespace kelda {
 namespace {
-
-// Layout of the parameter commands: effect_param_t, then the identifier, then the
-// value.
-constexpr std::size_t kParamIdOffset = sizeof(effect_param_t);
-constexpr std::size_t kParamValueOffset = kParamIdOffset + sizeof(uint32_t);
 
 // A device command's reply starts with this many bytes of the command, although
 // both are declared 4 bytes long: callers provide at least 16 of each.
@@ -39,11 +35,7 @@ struct Command {
   bool HasReplyOf(std::size_t bytes) const { return HasReply() && *reply_size == bytes; }
   bool HasStatusReply() const { return HasReplyOf(sizeof(int32_t)); }
   void ReplyStatus(int32_t status) const { std::memcpy(reply, &status, sizeof(status)); }
-  uint32_t Word(std::size_t offset) const {
-    uint32_t word;
-    std::memcpy(&word, static_cast<const char*>(data) + offset, sizeof(word));
-    return word;
-  }
+  uint32_t Word(std::size_t offset) const { return ParamWord(data, offset); }
 };
 
 int32_t Refuse(const char* message) {
@@ -122,9 +114,7 @@ int32_t Disable(effect_context_s* context, const Command& command, int32_t dump_
 }
 
 int32_t SetParam(effect_context_s* context, const Command& command) {
-  if (!command.HasStatusReply() || command.size < kParamValueOffset || command.data == nullptr ||
-      command.Word(offsetof(effect_param_t, psize)) != sizeof(uint32_t) ||
-      command.Word(offsetof(effect_param_t, vsize)) > command.size - kParamValueOffset) {
+  if (!command.HasStatusReply() || !HoldsParam(command.data, command.size)) {
     return Refuse("ERROR: set with invalid param");
   }
   command.ReplyStatus(
