@@ -14,14 +14,12 @@ enum class DeviceType : int32_t {
   None = 0,
   InDefault = 1,
   InDevice = 4,
-  InMicrophone = 9,
   OutDefault = 129,  // values from here on are outputs
   OutAccessory = 130,
   OutCarkit = 132,
   OutDevice = 133,
   OutHeadphone = 136,
   OutHeadset = 137,
-  OutHearingAid = 138,
   OutSpeaker = 140,
   OutSpeakerEarpiece = 141,
   OutDock = 145,
@@ -42,7 +40,7 @@ bool OnlyInputs(std::span<const DeviceDescription> devices);
 
 // The device word (AUDIO_DEVICE_OUT_...) of the outputs that play together; inputs are skipped.
 // changeover::kNoDevice, which is no headphone, for none, for several that differ, and for one
-// that the effect does not know. Any thread.
+// that the effect does not know. Throws std::bad_alloc. Any thread.
 uint32_t DeviceWord(std::span<const DeviceDescription> devices);
 
 }  // namespace kelda::hal

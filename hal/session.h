@@ -185,19 +185,37 @@ class Session {
   std::string Report() const;
 
  private:
-  struct Stream;
+  struct Rate;
 
+  // Control.
+  void Begin();
+  void End();
   Status Store(const changeover::Setting& setting);
+  template <typename Value>
+  Status Keep(Value value, Value* kept) noexcept;
+  template <typename Value>
+  std::optional<Value> WhenOpen(const Value& value) const;
+
+  // Audio.
+  void Play(const float* in, float* out, std::size_t frames) KELDA_NONBLOCKING;
+  void Drain(const float* in, float* out, std::size_t frames) KELDA_NONBLOCKING;
 
   const std::shared_ptr<changeover::Worker> worker_;
   const SessionOptions options_;
   std::atomic<State> state_{State::Init};
-  std::unique_ptr<Stream> stream_;  // null in Init
 
-  std::vector<DeviceDescription> devices_;
+  // Null in Init.
+  std::unique_ptr<changeover::Session> host_;
+  std::unique_ptr<Rate> rate_;
+
   Common common_;
+  std::vector<DeviceDescription> devices_;
   int32_t audio_mode_ = 0, audio_source_ = 0;
   Volume volume_;
+
+  // The audio thread's, while the session processes or drains.
+  std::size_t dry_ = 0;  // frames of the way to the unprocessed input
+  float dry_input_[512] = {};
 };
 
 }  // namespace kelda::hal
