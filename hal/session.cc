@@ -342,7 +342,7 @@ void Session::Drain(const float* in, float* out, std::size_t frames) {
     for (std::size_t frame = 0; frame < piece; ++frame) {
       const float gain = dry_ > 0 ? gains[dry_ - 1] : 0.0f;
       for (std::size_t i = kChannels * frame; i < kChannels * (frame + 1); ++i) {
-        out[i] += gain * (dry_input_[i] - out[i]);
+        out[i] = (1 - gain) * out[i] + gain * dry_input_[i];
       }
       if (draining) {
         dry_ = std::min(dry_ + 1, gains.size());
