@@ -33,7 +33,8 @@ NOT_PRODUCT = {"tests", "fuzz", "bench", "assurance"}
 # The programs with the tests that run. Those that compile the sources once more, need a browser or
 # take minutes are left out.
 TARGETS = ("effect_test", "pipeline_test", "changeover_test", "upmix_lib_test",
-           "upmix_lib_memory_test", "soak", "tools_test", "doctor_test", "clicks", "sound_instruments_test")
+           "upmix_lib_memory_test", "soak", "tools_test", "doctor_test", "clicks", "sound_instruments_test",
+           "hal_test")
 SURVIVED = "survived"
 
 Mutant = collections.namedtuple("Mutant", "number name file before original mutated after")
