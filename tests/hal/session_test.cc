@@ -483,7 +483,7 @@ TEST_F(HalTest, ItsAudioIsTheHostsWhateverTheBlocksAndQueues) {
     stage.Start();
     host.session->Start();
     for (int part = 0; part < 3; ++part) {
-      if (part == static_cast<int>(random() % 3)) {
+      if (sequence % 3 == 0 && part == static_cast<int>(random() % 3)) {
         SetAny(&stage, &host, &random);
       }
       stage.worker->Step();
@@ -609,10 +609,10 @@ TEST_F(HalTest, OtherRatesTakeAnyBlocks) {
         stage.Start();
       }
       std::vector<float> heard;
-      for (uint32_t part = 0; part < 4; ++part) {
-        stage.Set(Param(0, test::Bytes(part % 3)));
+      for (uint32_t part = 0; part < 3; ++part) {
+        stage.Set(Param(0, test::Bytes(part % 2)));
         stage.worker->Step();
-        const std::vector<float> more = stage.Play(Noise(2500, part), block);
+        const std::vector<float> more = stage.Play(Noise(2000, part), block);
         heard.insert(heard.end(), more.begin(), more.end());
       }
       first = first.empty() ? heard : first;
