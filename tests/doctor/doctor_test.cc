@@ -1,4 +1,4 @@
-// kelda doctor on signal libraries that fit, fail and crash, and on damaged tuning.
+// kelda doctor on signal libraries that fit, fail and crash, on damaged tuning, and on devices.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -146,6 +146,102 @@ TEST_F(TuningDoctor, TellsWhatMissingAndDamagedFilesTakeAway) {
   }
   ExpectHeard("music, bluetooth, standard ears", "without music upmix, level control");
   ExpectHeard("cinema, bluetooth, personalized ears", "without cinema upmix, headphone equalizer");
+}
+
+// Four devices, in the shape of what adb shell prints.
+constexpr const char* kLaunchedWith13 =
+    "[ro.build.version.release]: [14]\r\n[ro.build.version.sdk]: [34]\r\n"
+    "[ro.product.first_api_level]: [33]\r\n[ro.vendor.api_level]: [33]\r\n"
+    "[vendor.kelda.effect]: [1]\r\n"
+    "Output thread 0x7b2c9a01c0, name AudioOut_D, tid 1213, type 0 (MIXER):\r\n"
+    "  I/O handle: 13\r\n  Sample rate: 48000 Hz\r\n";
+constexpr const char* kLaunchedWith14 =
+    "[persist.sys.locale]: [de-DE\nor another]\n"
+    "[ro.build.version.release]: [14]\n[ro.build.version.sdk]: [34]\n"
+    "[ro.product.first_api_level]: [34]\n[ro.vendor.api_level]: [34]\n"
+    "SpatializerHelper:\n\tmState:6\n\tmSpatLevel:0\n";
+constexpr const char* kLaunchedWith15 =
+    "Currently running services:\n  activity\n  android.hardware.audio.core.IModule/default\n"
+    "  android.hardware.audio.effect.IFactory/default\n  media.audio_flinger\n"
+    "[ro.build.version.release]: [15]\n[ro.build.version.sdk]: [35]\n"
+    "[ro.product.first_api_level]: [35]\n[ro.vendor.api_level]: [202404]\n"
+    "[vendor.kelda.effect]: [0]\n"
+    "SpatializerHelper:\n\tmState:5\n\tmSpatLevel:1\n"
+    "Output thread 0x7a01, name AudioOut_25, tid 940, type 5 (SPATIALIZER):\n";
+constexpr const char* kLaunchedWith16 =
+    "[ro.audio.stereo_spatialization_enabled]: [true]\n"
+    "[ro.build.version.release]: [16]\n[ro.build.version.sdk]: [36]\n"
+    "[ro.product.first_api_level]: [36]\n[ro.vendor.api_level]: [202504]\n"
+    "Spatializer:\n Supported levels: [ NONE MULTICHANNEL], mLevel: MULTICHANNEL\n";
+
+TEST(DeviceDoctor, NamesTheDoorAndWhatSpatialAudioTakesAway) {
+  struct Case {
+    std::string text;
+    int exit_code;
+    std::vector<const char*> says;
+  };
+  const std::string list = "Currently running services:\n  activity\n";
+  const std::string with_factory = list + "  android.hardware.audio.effect.IFactory/default\n";
+  const Case kCases[] = {
+      {kLaunchedWith13,
+       0,
+       {"Android 14 (API level 34), vendor image of level 33\n",
+        "door           AELI: libkelupmix.so, named in audio_effects.xml\n", "kelda.effect is 1\n",
+        "spatial audio  the device has none\n"}},
+      {kLaunchedWith14,
+       3,
+       {"cannot be told", "dumpsys -l", "after `adb root` only",
+        "spatial audio  off: all media is processed\n"}},
+      {kLaunchedWith14 + list, 0, {"door           AELI", "IFactory does not run"}},
+      {kLaunchedWith14 + with_factory,
+       0,
+       {"door           AIDL", "; interface version 1\n", "refuses all parameters there"}},
+      {kLaunchedWith15,
+       0,
+       {"door           AIDL: libkelupmix-aidl.so", "interface version 1 to 2\n",
+        "is 0, NOT 1: the effect is not offered",
+        "spatial audio  ON: its output rejects effects on the output mix, so "
+        "media in quad, 5.1 or 7.1 bypasses this effect\n"}},
+      {kLaunchedWith16,
+       0,
+       {"interface version 1 to 3\n", "may offer no other\n",
+        "so all media, stereo too, bypasses"}},
+      {kLaunchedWith16 + list, 3, {"door           none\n", "but no such service runs"}},
+      // An older device under the newest system.
+      {"[ro.build.version.sdk]: [36]\n[ro.product.first_api_level]: [31]\n",
+       0,
+       {"vendor image of level 31", "door           AELI", "add the output of `dumpsys audio`"}},
+      {"[ro.build.version.sdk]: [32]\n[ro.vendor.api_level]: [32]\n", 3, {"Android 13 and later"}},
+  };
+  const TemporaryFolder folder;
+  for (const Case& device : kCases) {
+    folder.Write("device.txt", device.text);
+    const std::string report = Doctor(device.exit_code, {"--device", folder / "device.txt"}).out;
+    for (const char* text : device.says) {
+      EXPECT_TRUE(Holds(report, text));
+    }
+  }
+  const ProgramResult typed =
+      RunKelda({"doctor", "--device", "-"},
+               {.terminal = true, .typed = kLaunchedWith16 + std::string("\x04")});
+  EXPECT_EQ(0, typed.exit_code) << typed.err;
+  EXPECT_TRUE(Holds(typed.out, "interface version 1 to 3\n"));
+}
+
+TEST(DeviceDoctor, RefusesWhatIsNoDevicesText) {
+  const TemporaryFolder folder;
+  for (const auto& [text, message] : {
+           std::pair<std::string, const char*>{"", "not the output of `getprop`"},
+           {"[ro.build.version.sdk]: [many]\n", "not the output of `getprop`"},
+           {"[ro.build.version.sdk: 35]\n[ro.build.version.sdk]: [35\n", "not the output of"},
+           {"[ro.build.version.sdk]: [35]\n", "not whole: it has neither ro.vendor.api_level nor"},
+           {"\xFF\xFE[\0r\0", "in UTF-16; save it as UTF-8"},
+           {std::string("[a\0b", 4), ":1: not a text file"},
+       }) {
+    folder.Write("device.txt", text);
+    ExpectRefused(3, message, {"doctor", "--device", folder / "device.txt"});
+  }
+  ExpectRefused(3, "cannot be read: No such file", {"doctor", "--device", folder / "none"});
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "tools/core/file_problems.h"
 #include "tools/core/printable.h"
@@ -61,6 +62,24 @@ class RegularFile {
   std::string problem_;
 };
 
+// What ReadTextFile says of its file's bytes.
+std::string AsText(const std::string& name, std::string text, ExitCode code) {
+  if (text.starts_with("\xEF\xBB\xBF")) {
+    text.erase(0, 3);
+  }
+  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
+    throw Failure(code, name + ": in UTF-16; save it as UTF-8");
+  }
+  if (const std::size_t at = text.find('\0'); at != std::string::npos) {
+    FileProblems problems(name);
+    problems.Add(static_cast<std::size_t>(
+                     1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n')),
+                 "not a text file (it holds a NUL byte)");
+    problems.ThrowIfAny("", code);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string WhyUnreadable(const std::filesystem::path& path) { return RegularFile(path).problem(); }
@@ -79,21 +98,28 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 }
 
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes, ExitCode code) {
-  std::string text = ReadWholeFile(path, max_bytes, code);
-  if (text.starts_with("\xEF\xBB\xBF")) {
-    text.erase(0, 3);
+  return AsText(path.string(), ReadWholeFile(path, max_bytes, code), code);
+}
+
+std::string ReadStandardInput(std::size_t max_bytes, ExitCode code) {
+  const std::string name = "standard input";
+  std::string text;
+  for (char part[1 << 16];;) {
+    const ssize_t count = read(STDIN_FILENO, part, sizeof(part));
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      throw Failure(code, name + ": cannot be read: " + std::strerror(errno));
+    }
+    if (count == 0) {
+      return AsText(name, std::move(text), code);
+    }
+    text.append(part, static_cast<std::size_t>(count));
+    if (text.size() > max_bytes) {
+      throw Failure(code, name + ": too large (at most " + std::to_string(max_bytes) + " bytes)");
+    }
   }
-  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
-    throw Failure(code, path.string() + ": in UTF-16; save it as UTF-8");
-  }
-  if (const std::size_t at = text.find('\0'); at != std::string::npos) {
-    FileProblems problems(path.string());
-    problems.Add(static_cast<std::size_t>(
-                     1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n')),
-                 "not a text file (it holds a NUL byte)");
-    problems.ThrowIfAny("", code);
-  }
-  return text;
 }
 
 std::string_view TakeLine(std::string_view* text) {

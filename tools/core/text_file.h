@@ -23,6 +23,9 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes,
                          ExitCode code = ExitCode::kInput);
 
+// The same of standard input, to its end.
+std::string ReadStandardInput(std::size_t max_bytes, ExitCode code = ExitCode::kInput);
+
 // Removes the first line of `*text`, with its line end, and returns it without the line end. The
 // last line needs no line end. An empty text has no lines.
 std::string_view TakeLine(std::string_view* text);

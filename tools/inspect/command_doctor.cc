@@ -8,6 +8,7 @@
 #include "tools/commands.h"
 #include "tools/core/failure.h"
 #include "tools/core/printable.h"
+#include "tools/device/device_report.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
 #include "tools/framework/setting.h"
@@ -22,6 +23,7 @@ namespace {
 struct DoctorArguments {
   std::filesystem::path library;
   std::filesystem::path tuning;
+  std::string device;
 };
 
 // Returns whether nothing is wrong.
@@ -53,9 +55,10 @@ bool DiagnoseTuning(const std::filesystem::path& directory) {
 }
 
 void Run(const DoctorArguments& arguments) {
-  if (arguments.library.empty() && arguments.tuning.empty()) {
-    throw Failure(ExitCode::kUsage, "doctor needs --library DIR or --tuning DIR");
+  if (arguments.library.empty() && arguments.tuning.empty() && arguments.device.empty()) {
+    throw Failure(ExitCode::kUsage, "doctor needs --library DIR, --tuning DIR or --device FILE");
   }
+  const bool device_fits = arguments.device.empty() || DiagnoseDevice(arguments.device);
   const std::filesystem::path tuning =
       arguments.tuning.empty() ? DefaultTuningDirectory() : arguments.tuning;
   if (!std::filesystem::is_directory(tuning)) {
@@ -68,6 +71,10 @@ void Run(const DoctorArguments& arguments) {
   if (!library_fits) {
     throw Failure(ExitCode::kLibrary, "the signal library does not fit");
   }
+  if (!device_fits) {
+    throw Failure(ExitCode::kInput,
+                  "the effect has no way into this device, or the text is not whole");
+  }
   if (!tuning_fine) {
     throw Failure(ExitCode::kInput, "the tuning is not whole");
   }
@@ -77,7 +84,7 @@ void Run(const DoctorArguments& arguments) {
 
 void AddDoctorCommand(CLI::App* program) {
   CLI::App* const command = program->add_subcommand(
-      "doctor", "Check a signal library, or tuning files pulled from a device");
+      "doctor", "Check a signal library, tuning files pulled from a device, or a device");
   const auto arguments = std::make_shared<DoctorArguments>();
   command
       ->add_option("--library", arguments->library,
@@ -90,14 +97,23 @@ void AddDoctorCommand(CLI::App* program) {
           "Directory of tuning files: report what is missing or damaged and what the listener "
           "hears; the trial of --library uses these files, too")
       ->type_name("DIR");
+  command
+      ->add_option("--device", arguments->device,
+                   "A device's own texts, the output of getprop and dumpsys, or - for standard "
+                   "input: report which library it loads, and whether spatial audio is in the way")
+      ->type_name("FILE");
   command->footer(
       "A library runs in child processes: if it crashes or hangs, that is reported.\n"
       "Files in the closed library's own format are reported as damaged.\n\n"
-      "Example:\n  kelda doctor --library closed/ --tuning pulled/\n\n" +
+      "Examples:\n  kelda doctor --library closed/ --tuning pulled/\n"
+      "  adb shell 'getprop; dumpsys -l; dumpsys audio; dumpsys media.audio_flinger' |\n"
+      "    kelda doctor --device -\n\n" +
       std::string(kExitCodeHelp) +
       "  A tuning file that is missing or damaged, or a mode that is not heard as it should be, "
       "is\n"
-      "  3. Only the list of tuned applications may be missing.\n");
+      "  3. Only the list of tuned applications may be missing. A device that takes the effect by "
+      "no\n"
+      "  door, or whose texts do not tell, is 3, too.\n");
   command->callback([arguments] { Run(*arguments); });
 }
 
