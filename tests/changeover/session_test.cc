@@ -239,31 +239,31 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
 // Plays periods while the worker feeds a standby, as an audio thread does that is faster.
 struct Meanwhile {
   static constexpr std::size_t kMost = 6;
-  static inline const effect_interface_s* effect;
-  static inline effect_interface_s hooked;
-  static inline Session* session;
-  static inline int calls;  // before it happens; 0: it does not
-  static inline std::size_t periods;
-  static inline float played[kMost][kPeriodSamples];
+  static inline const effect_interface_s* g_effect;
+  static inline effect_interface_s g_hooked;
+  static inline Session* g_session;
+  static inline int g_calls;  // before it happens; 0: it does not
+  static inline std::size_t g_periods;
+  static inline float g_played[kMost][kPeriodSamples];
 
   static int32_t Create(const effect_uuid_t* uuid, int32_t session_id, int32_t io,
                         effect_handle_t* handle) {
     const int32_t status = test::Library().create_effect(uuid, session_id, io, handle);
     if (status == 0) {
-      effect = **handle;
-      hooked = *effect;
-      hooked.process = Process;
-      **handle = &hooked;
+      g_effect = **handle;
+      g_hooked = *g_effect;
+      g_hooked.process = Process;
+      **handle = &g_hooked;
     }
     return status;
   }
   static int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
-    if (calls > 0 && --calls == 0) {
-      for (std::size_t period = 0; period < periods; ++period) {
-        session->Process(played[period], played[period], kPeriodFrames);
+    if (g_calls > 0 && --g_calls == 0) {
+      for (std::size_t period = 0; period < g_periods; ++period) {
+        g_session->Process(g_played[period], g_played[period], kPeriodFrames);
       }
     }
-    return effect->process(self, in, out);
+    return g_effect->process(self, in, out);
   }
 };
 
@@ -275,23 +275,23 @@ TEST_F(SessionTest, AStandbyThatIsBehindCatchesUp) {
     stage.session->Start();
     stage.Set(Kind::Device, kWired);
     stage.PlayPeriods(5);
-    for (auto& period : Meanwhile::played) {
+    for (auto& period : Meanwhile::g_played) {
       for (float& sample : period) {
         sample = 0.1f * (static_cast<float>(stage.noise()) / 0x1p31f - 1.0f);
       }
     }
     for (std::size_t period = 0; period < late; ++period) {
-      stage.played.insert(stage.played.end(), std::begin(Meanwhile::played[period]),
-                          std::end(Meanwhile::played[period]));
+      stage.played.insert(stage.played.end(), std::begin(Meanwhile::g_played[period]),
+                          std::end(Meanwhile::g_played[period]));
     }
-    Meanwhile::session = stage.session.get();
-    Meanwhile::periods = late;
-    Meanwhile::calls = 3;  // a probe, and a period of history
+    Meanwhile::g_session = stage.session.get();
+    Meanwhile::g_periods = late;
+    Meanwhile::g_calls = 3;  // a probe, and a period of history
     stage.Set(Kind::Mode, kMusic);
     stage.worker->Step();
     for (std::size_t period = 0; period < late; ++period) {
-      stage.heard.insert(stage.heard.end(), std::begin(Meanwhile::played[period]),
-                         std::end(Meanwhile::played[period]));
+      stage.heard.insert(stage.heard.end(), std::begin(Meanwhile::g_played[period]),
+                         std::end(Meanwhile::g_played[period]));
     }
     stage.PlayPeriods(1);  // two periods the audio thread feeds; if there are more, the worker does
     stage.worker->Step();
