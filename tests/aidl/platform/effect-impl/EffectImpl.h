@@ -183,6 +183,7 @@ struct IEffect {
   static constexpr int32_t version = VERSION;
   struct Status {
     int32_t status = 0, fmqConsumed = 0, fmqProduced = 0;
+    bool operator==(const Status&) const = default;
   };
   virtual ~IEffect() = default;
   virtual binder_status_t dump(int descriptor, const char** arguments, uint32_t count) = 0;
