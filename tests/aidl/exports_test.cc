@@ -127,7 +127,6 @@ TEST_F(AidlTest, OpensOnlyWhatItCanProcess) {
   }
   EXPECT_EQ(instance->commandImpl(CommandId::START).getExceptionCode(), EX_ILLEGAL_STATE);
 
-  // After an opening that failed behind this, too.
   Parameter::Common common;
   ASSERT_NE(instance->createContext(common), nullptr);
   common.input.base.sampleRate = common.output.base.sampleRate = 44100;
@@ -180,6 +179,9 @@ TEST_F(AidlTest, TakesWholeParametersAndNoBareValues) {
   EXPECT_EQ(set(Vendor(cinema), Parameter::Specific::equalizer), EX_ILLEGAL_ARGUMENT);
   EXPECT_EQ(get(Vendor(mode), Parameter::Id::equalizerTag).first, EX_ILLEGAL_ARGUMENT);
   EXPECT_EQ(get(Vendor(mode)), std::pair(EX_NONE, cinema)) << "one of them set something";
+  // An opening begins anew, after one that failed in the base class, too.
+  ASSERT_NE(instance->createContext({}), nullptr);
+  EXPECT_EQ(get(Vendor(mode)), std::pair(EX_NONE, mode));
 }
 
 TEST_F(AidlTest, ProcessesBlocksInTwoInstancesAgainAndAgain) {
