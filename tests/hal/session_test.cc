@@ -538,14 +538,14 @@ TEST_F(HalTest, OtherRatesAreAsRightAs48000Hz) {
                                                   {18000, 20000}, {17000, 22000}, {26000, 30500},
                                                   {33000, 44000}, {47000, 62000}, {78000, 95500}};
     for (const auto& [left, right] : kTonesHz) {
-      if (right > rate / 2) {
+      if (2 * right > rate) {
         continue;
       }
       std::vector<float> sound(2 * (latency + static_cast<std::size_t>(rate) / 50));
       for (std::size_t i = 0; i < sound.size(); ++i) {
-        const double hz = i % 2 == 0 ? left : right;
-        sound[i] =
-            static_cast<float>(0.5 * std::cos(2 * M_PI * hz / rate * static_cast<double>(i / 2)));
+        const std::size_t frame = i / 2;
+        const double turns = (i % 2 == 0 ? left : right) / rate * static_cast<double>(frame);
+        sound[i] = static_cast<float>(0.5 * std::cos(2 * M_PI * turns));
       }
       stage.Start();
       const std::vector<float> heard = stage.Play(sound);
