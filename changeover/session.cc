@@ -12,9 +12,6 @@
 namespace kelda::changeover {
 namespace {
 
-// Periods that the worker feeds before it looks after other sessions; about a millisecond.
-constexpr int kSlicePeriods = 8;
-
 // What the audio thread feeds at most before a crossfade, beside its own period.
 constexpr uint64_t kCatchUpPeriods = 2;
 

@@ -126,6 +126,9 @@ class Session {
  private:
   friend class Worker;
 
+  // What the worker does at a time before it looks after other sessions: some two milliseconds.
+  static constexpr int kSlicePeriods = 8;
+
   enum class State { Idle, Ready, Behind, Fading, Done };
   // How soon the worker looks again.
   enum class Next { Rest, Soon, Now };

@@ -10,9 +10,7 @@ namespace {
 
 constexpr auto kLook = std::chrono::milliseconds(2);
 
-// A millisecond of music, and for callers of Step, who play as fast as they can, what a period
-// lasts.
-constexpr int kSlicePeriods = 8;
+// For callers of Step, who play as fast as they can: what a period lasts.
 constexpr int kStepPeriods = 2;
 
 }  // namespace
@@ -95,7 +93,7 @@ void Worker::Run() {
     }
     const std::lock_guard lock(mutex_);
     next = Advance();
-    if (next != Session::Next::Now && Park(kSlicePeriods)) {
+    if (next != Session::Next::Now && Park(Session::kSlicePeriods)) {
       next = Session::Next::Now;
     }
   }
