@@ -194,10 +194,10 @@ TEST_F(AidlTest, ProcessesBlocksInTwoInstancesAgainAndAgain) {
     // Switched off: what goes in comes out, once, 1167 frames later.
     for (int block = 0; block < 4; ++block) {
       float samples[1024] = {};
-      samples[0] = block == 0 ? 0.5F : 0.0F;
+      samples[0] = block == 0 ? 0.5f : 0.0f;
       EXPECT_EQ(left->effectProcessImpl(samples, samples, 1024), (IEffect::Status{0, 1024, 1024}));
       for (int frame = 0; frame < 512; ++frame) {
-        EXPECT_EQ(samples[2 * frame], block * 512 + frame == 1167 ? 0.5F : 0.0F);
+        EXPECT_EQ(samples[2 * frame], block * 512 + frame == 1167 ? 0.5f : 0.0f);
       }
     }
     float half[3] = {1, 2, 3};
