@@ -109,7 +109,7 @@ Comparison Changed(const EffectLibrary& library, const std::vector<float>& sound
     host.Process(&heard[kChannels * kPeriod * period], kPeriod);
     direct.Process(&other[kChannels * kPeriod * period], kPeriod);
     for (const Turn& turn : host.session().TakeTurns()) {
-      fade = turn.end;
+      fade = static_cast<std::size_t>(turn.end);
     }
   }
   return Compare(heard, other, kPeriod * fade + changeover::Crossfade::kFrames);

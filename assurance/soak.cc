@@ -258,7 +258,7 @@ Life LiveBehindTheHost(uint64_t seed) {
                                     ? kDevices[below(std::size(kDevices))]
                                     : 1 + static_cast<uint32_t>(below(2))}) == 0,
             "a setting is refused");
-    const std::size_t what = below(8);
+    const uint64_t what = below(8);
     frames = what < 3 ? kBlocks[below(std::size(kBlocks))] : frames;
     if (what == 3) {
       session->Reset();
@@ -267,8 +267,8 @@ Life LiveBehindTheHost(uint64_t seed) {
       worker->Step();
       session->Start();
     }
-    const std::size_t until = static_cast<std::size_t>(kSampleRateHz) * (1 + below(30)) / 10;
-    for (std::size_t played = 0; played < until; played += frames) {
+    const uint64_t until = uint64_t{kSampleRateHz} * (1 + below(30)) / 10;
+    for (uint64_t played = 0; played < until; played += frames) {
       level = below(64) == 0 ? kLevels[below(std::size(kLevels))] : level;
       for (std::size_t i = 0; i < 2 * frames; ++i) {
         in[i] = level * (static_cast<float>(random()) / 0x1p63f - 1.0f);
