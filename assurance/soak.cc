@@ -329,6 +329,7 @@ bool Soak(const Limits& limits) {
   for (uint64_t round = 0; all.frames < wanted && minutes() < limits.minutes; ++round) {
     property_set("vendor.kelda.pcmdump", round == 0 ? "2" : "0");
     std::vector<std::future<Life>> together;
+    together.reserve(kHosts);
     for (uint64_t host = 0; host < kHosts; ++host) {
       together.push_back(std::async(std::launch::async, Live, next_seed + host));
     }

@@ -26,6 +26,7 @@ void MayRefuse(const std::function<void()>& read) {
   try {
     read();
   } catch (const Failure&) {
+    return;
   }
 }
 

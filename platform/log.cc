@@ -10,8 +10,6 @@ namespace {
 
 void Print(int priority, const char* tag, const char* format, va_list arguments) {
   char message[1024];
-  // Every caller has called va_start, which the analyser does not see from here.
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   if (std::vsnprintf(message, sizeof(message), format, arguments) < 0) {
     return;
   }

@@ -148,8 +148,6 @@ int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
   char message[kMessageBytes];
   va_list arguments;
   va_start(arguments, fmt);
-  // clang-tidy 14 forgets va_start when it checks several files in one run.
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int length = std::vsnprintf(message, sizeof(message), fmt, arguments);
   va_end(arguments);
   if (length < 0) {

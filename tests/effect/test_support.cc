@@ -53,7 +53,7 @@ void DataDirTest::WriteTuning(const std::string& hrtf) const {
       {"upl.music.bin", fake::kLevelParamBytes},
       {"upl.cinema.bin", fake::kLevelParamBytes},
   };
-  for (auto [name, bytes] : binaries) {
+  for (const auto& [name, bytes] : binaries) {
     std::string content = name;
     content.resize(bytes, '\0');
     Write(name, content);

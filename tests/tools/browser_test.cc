@@ -110,7 +110,7 @@ TEST_P(Browser, DrawsThePage) {
   ASSERT_NE(std::string::npos, begin) << "the page did not finish: " << dom;
   const auto heard = nlohmann::json::parse(dom.substr(begin, dom.find('}', begin) + 1 - begin));
   EXPECT_GE(heard["canvases"], 30);
-  EXPECT_EQ(std::to_string(heard["canvases"].get<int>()), heard["drawn"]);
+  EXPECT_EQ(std::to_string(heard["canvases"].get<int>()), heard["drawn"].get<std::string>());
   EXPECT_EQ(heard["canvases"], heard["tables"]);
   EXPECT_EQ(0, heard["images"]);
   EXPECT_EQ(0, heard["loaded"]);

@@ -186,7 +186,7 @@ void FfmpegStream::Wait() {
 // What ffmpeg printed, as one line without the file's name.
 std::string FfmpegStream::Messages() {
   std::string text(400, '\0');
-  std::rewind(messages_.get());
+  std::fseek(messages_.get(), 0, SEEK_SET);
   text.resize(std::fread(text.data(), 1, text.size(), messages_.get()));
   const std::string name = "file:" + std::filesystem::absolute(path_).string() + ": ";
   for (std::size_t at; (at = text.find(name)) != std::string::npos;) {

@@ -193,9 +193,9 @@ Json ApplicationsJson(const DecisionTable& table) {
 }
 
 Json CurveJson(const LevelCurve& curve) {
-  std::vector<double> times_ms;  // the middles of the windows
-  for (std::size_t i = 0; i < curve.level_db.size(); ++i) {
-    times_ms.push_back(curve.begin_ms + (static_cast<double>(i) + 0.5) * curve.window_ms);
+  std::vector<double> times_ms(curve.level_db.size());  // the middles of the windows
+  for (std::size_t i = 0; i < times_ms.size(); ++i) {
+    times_ms[i] = curve.begin_ms + (static_cast<double>(i) + 0.5) * curve.window_ms;
   }
   return {{"times_ms", Rounded(times_ms, 1)}, {"level_db", Decibels(curve.level_db)}};
 }

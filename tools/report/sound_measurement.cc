@@ -96,9 +96,9 @@ std::optional<Channels> CentreHrirs(const Decision& decision, const std::filesys
 Json RoomJson(const StereoSystem& ears, const std::optional<Channels>& centre_hrirs) {
   constexpr std::size_t kHeard = kRate / 2, kSteps = 100;
   constexpr double kStepMs = 2;
-  std::vector<double> times_ms;
+  std::vector<double> times_ms(kSteps);
   for (std::size_t i = 0; i < kSteps; ++i) {
-    times_ms.push_back(kStepMs * static_cast<double>(i));
+    times_ms[i] = kStepMs * static_cast<double>(i);
   }
   Json json{{"times_ms", times_ms}, {"ripple_db", nullptr}};
   for (const auto& [name, image] : {kPlaces[0], kPlaces[1]}) {

@@ -24,6 +24,7 @@ using Vec = Vec4;
 
 // Floats in a vector of type V.
 template <typename V>
+// NOLINTNEXTLINE(bugprone-sizeof-expression): a float is a vector of one
 inline constexpr int kLanesOf = static_cast<int>(sizeof(V) / sizeof(float));
 
 // Floats in the widest vector of this build: 4 or 8.

@@ -61,7 +61,10 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   if (left_sounds || right_sounds) {
     silent_hops_ = 0;
     at_rest_ = false;
-  } else if (at_rest_ || (at_rest_ = AtRest())) {
+  } else {
+    at_rest_ = at_rest_ || AtRest();
+  }
+  if (at_rest_) {
     decomposition_.ProcessSilent();
     for (int n = 0; n < kHopFrames; n += kLanes) {
       // Not a constant, so that compilers do not call seven times what is made for large memory.
