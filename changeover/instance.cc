@@ -13,13 +13,11 @@
 
 #include "diagnostics/pcm_dump.h"
 #include "effect/commands.h"
+#include "effect/effect_uuid.h"
 #include "platform/data_directory.h"
 
 namespace kelda::changeover {
 namespace {
-
-constexpr effect_uuid_t kUuid = {
-    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
 
 // A device command reads and writes as many bytes, although it declares four.
 constexpr std::size_t kLeastBytes = 16;
@@ -42,22 +40,24 @@ bool IsComplete(ParameterSet set) {
   });
 }
 
-buffer_config_t BufferConfig(uint8_t access_mode) {
-  buffer_config_t config{};
-  config.samplingRate = kSampleRateHz;
-  config.channels = AUDIO_CHANNEL_OUT_STEREO;
-  config.format = AUDIO_FORMAT_PCM_FLOAT;
-  config.accessMode = access_mode;
-  config.mask = EFFECT_CONFIG_ALL;
-  return config;
-}
-
 }  // namespace
+
+effect_config_t StreamConfig() {
+  buffer_config_t in{};
+  in.samplingRate = kSampleRateHz;
+  in.channels = AUDIO_CHANNEL_OUT_STEREO;
+  in.format = AUDIO_FORMAT_PCM_FLOAT;
+  in.accessMode = EFFECT_BUFFER_ACCESS_READ;
+  in.mask = EFFECT_CONFIG_ALL;
+  buffer_config_t out = in;
+  out.accessMode = EFFECT_BUFFER_ACCESS_WRITE;
+  return {in, out};
+}
 
 std::unique_ptr<Instance> Instance::Make(const audio_effect_library_t& library, unsigned number) {
   constexpr int32_t kSession = 0, kOutput = 0;
   effect_handle_t handle = nullptr;
-  if (library.create_effect(&kUuid, kSession, kOutput, &handle) != 0) {
+  if (library.create_effect(&kEffectUuid, kSession, kOutput, &handle) != 0) {
     return nullptr;
   }
   std::unique_ptr<Instance> instance;
@@ -80,8 +80,7 @@ Instance::Instance(const audio_effect_library_t& library, effect_handle_t handle
 Instance::~Instance() { library_.release_effect(handle_); }
 
 bool Instance::Configure() {
-  const effect_config_t config{BufferConfig(EFFECT_BUFFER_ACCESS_READ),
-                               BufferConfig(EFFECT_BUFFER_ACCESS_WRITE)};
+  const effect_config_t config = StreamConfig();
   if (!Command(EFFECT_CMD_SET_CONFIG, &config, sizeof(config)) ||
       !Command(EFFECT_CMD_ENABLE, nullptr, 0)) {
     return false;

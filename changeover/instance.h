@@ -24,6 +24,10 @@ inline constexpr std::size_t kPeriodSamples = kChannels * kPeriodFrames;
 // What the longest chain of processors delays: upmix and level control.
 inline constexpr std::size_t kChainFrames = 144;
 
+// What an instance is configured for: interleaved stereo floats at kSampleRateHz, read from one
+// buffer and written to another, which may be the same.
+effect_config_t StreamConfig();
+
 // It is made, configured and enabled once. For each turn it is set anew, and it never gets a second
 // EFFECT_CMD_INIT, because each engine keeps the memory of its level control for ever.
 //

@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "effect/effect_uuid.h"
 #include "effect/instance.h"
 #include "effect/interface_table.h"
 #include "platform/log.h"
@@ -17,8 +18,8 @@
 namespace kelda {
 
 const effect_descriptor_t kDescriptor = {
-    .type = {0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}},
-    .uuid = {0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}},
+    .type = kEffectUuid,
+    .uuid = kEffectUuid,
     .apiVersion = EFFECT_CONTROL_API_VERSION,
     .flags = EFFECT_FLAG_TYPE_INSERT | EFFECT_FLAG_INSERT_FIRST | EFFECT_FLAG_DEVICE_IND,
     .cpuLoad = 0,

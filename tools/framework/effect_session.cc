@@ -9,14 +9,12 @@
 #include <system_error>
 #include <vector>
 
+#include "changeover/instance.h"
+#include "effect/effect_uuid.h"
 #include "tools/core/failure.h"
 
 namespace kelda::tools {
 namespace {
-
-// 3f8a61c2-9d47-4b1e-8c05-d2e97a4b6f10, the effect's identifier in a device's list of effects.
-constexpr effect_uuid_t kUuid = {
-    0x3f8a61c2, 0x9d47, 0x4b1e, 0x8c05, {0xd2, 0xe9, 0x7a, 0x4b, 0x6f, 0x10}};
 
 void Check(int32_t status, const std::string& what) {
   if (status != 0) {
@@ -25,23 +23,13 @@ void Check(int32_t status, const std::string& what) {
   }
 }
 
-buffer_config_t BufferConfig(uint8_t access_mode) {
-  buffer_config_t config{};
-  config.samplingRate = kSampleRateHz;
-  config.channels = AUDIO_CHANNEL_OUT_STEREO;
-  config.format = AUDIO_FORMAT_PCM_FLOAT;
-  config.accessMode = access_mode;
-  config.mask = EFFECT_CONFIG_ALL;
-  return config;
-}
-
 }  // namespace
 
 EffectSession::EffectSession(const EffectLibrary& library) : library_(library) {
   constexpr int32_t kSession = 1;
   constexpr int32_t kOutput = 1;
   effect_handle_t handle = nullptr;
-  const int32_t status = library.info().create_effect(&kUuid, kSession, kOutput, &handle);
+  const int32_t status = library.info().create_effect(&kEffectUuid, kSession, kOutput, &handle);
   Check(status, status == -ENOMEM ? "to be created for want of memory"
                                   : "to be created; property vendor.kelda.effect must be 1");
   if (handle == nullptr || *handle == nullptr) {
@@ -84,8 +72,7 @@ void EffectSession::Init() {
 }
 
 void EffectSession::Configure() {
-  const effect_config_t config{BufferConfig(EFFECT_BUFFER_ACCESS_READ),
-                               BufferConfig(EFFECT_BUFFER_ACCESS_WRITE)};
+  const effect_config_t config = changeover::StreamConfig();
   Command(EFFECT_CMD_SET_CONFIG, "EFFECT_CMD_SET_CONFIG (48000 Hz, stereo, float)", &config,
           sizeof(config));
 }
@@ -148,7 +135,7 @@ std::string EffectSession::Dump() {
   Check((*handle_)->command(handle_, EFFECT_CMD_DUMP, sizeof(descriptor), &descriptor, nullptr,
                             nullptr),
         "EFFECT_CMD_DUMP");
-  std::rewind(file.get());
+  std::fseek(file.get(), 0, SEEK_SET);
   std::string text;
   char piece[4096];
   while (const std::size_t bytes = std::fread(piece, 1, sizeof(piece), file.get())) {
