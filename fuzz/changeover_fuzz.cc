@@ -5,13 +5,12 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 
 #include "changeover/session.h"
 #include "changeover/worker.h"
+#include "fuzz/begin_effect.h"
 #include "fuzz/byte_reader.h"
-#include "fuzz/quiet_log.h"
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
 #include "tests/laboratory/effect_client.h"
@@ -87,11 +86,7 @@ void Step(Stream* stream, Worker* worker, const kelda::TemporaryFolder& director
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   static const kelda::TemporaryFolder directory;
   constexpr int kMostSteps = 120;
-  QuietLog();
-  setenv("KELDA_DATA_DIR", directory.path().c_str(), 1);
-  property_set("vendor.kelda.effect", "1");
-  property_set("vendor.kelda.pcmdump", "0");
-  WriteTuning(directory);
+  BeginEffect(directory);
   ByteReader input(data, size);
   const auto worker = Worker::Make(kelda::test::Library(), Worker::Threads::None);
   std::array<Stream, 3> streams;

@@ -8,12 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <optional>
 #include <string>
 
+#include "fuzz/begin_effect.h"
 #include "fuzz/byte_reader.h"
-#include "fuzz/quiet_log.h"
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
 #include "tests/laboratory/effect_client.h"
@@ -153,11 +152,7 @@ void Step(Instance* instance, const TemporaryFolder& directory, ByteReader* inpu
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   static const TemporaryFolder directory;
   constexpr int kMostSteps = 200;
-  QuietLog();
-  setenv("KELDA_DATA_DIR", directory.path().c_str(), 1);
-  property_set("vendor.kelda.effect", "1");
-  property_set("vendor.kelda.pcmdump", "0");
-  WriteTuning(directory);
+  BeginEffect(directory);
   ByteReader input(data, size);
   std::array<Instance, 3> instances;
   for (int i = 0; i < kMostSteps && !input.empty(); ++i) {

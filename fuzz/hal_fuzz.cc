@@ -5,12 +5,11 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
+#include "fuzz/begin_effect.h"
 #include "fuzz/byte_reader.h"
-#include "fuzz/quiet_log.h"
 #include "fuzz/samples.h"
 #include "fuzz/tuning.h"
 #include "hal/session.h"
@@ -135,11 +134,7 @@ void Step(Stream* stream, const std::shared_ptr<Worker>& worker, ByteReader* inp
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   static const kelda::TemporaryFolder directory;
   constexpr int kMostSteps = 120;
-  QuietLog();
-  setenv("KELDA_DATA_DIR", directory.path().c_str(), 1);
-  property_set("vendor.kelda.effect", "1");
-  property_set("vendor.kelda.pcmdump", "0");
-  WriteTuning(directory);
+  BeginEffect(directory);
   ByteReader input(data, size);
   const std::shared_ptr<Worker> worker =
       Worker::Make(kelda::test::Library(), Worker::Threads::None);
