@@ -30,9 +30,18 @@ LevelControl::LevelControl(const LevelParameters& parameters)
       limiter_(parameters.ceiling_dbtp, parameters.limiter_release_ms) {}
 
 void LevelControl::ContinueWith(const LevelParameters& parameters) {
+  // What the fixed gain adds, levelling takes back: at once, because it is no change of the
+  // programme.
+  const auto more_db = static_cast<double>(parameters.gain_db - parameters_.gain_db);
+  if (more_db != 0) {
+    gain_.Jump(std::clamp(gain_.gain_db() - static_cast<double>(parameters.strength) * more_db,
+                          -static_cast<double>(parameters.max_cut_db),
+                          static_cast<double>(parameters.max_boost_db)));
+    wanted_gain_db_ = gain_.gain_db();
+  }
   parameters_ = parameters;
   input_gain_ = AmplitudeFromDb(parameters.gain_db);
-  meter_.ContinueWith(static_cast<double>(parameters.window_s));
+  meter_.ContinueWith(static_cast<double>(parameters.window_s), AmplitudeFromDb(more_db));
   limiter_ = Limiter(parameters.ceiling_dbtp, parameters.limiter_release_ms);
 }
 

@@ -34,8 +34,12 @@ class LevelControl {
   // as silence. in and out do not overlap. Audio.
   void Process(const float* in, float* out) KELDA_NONBLOCKING;
 
+  // The limiter's least gain in the last block, for measurements. Audio.
+  float limiter_gain() const { return limiter_.least_gain(); }
+
   // Goes on with other parameters, or in another stream: forgets the audio, and keeps the gain
-  // and the loudness of the programme, so that nobody hears the levelling begin again. Control.
+  // and the loudness of the programme, so that nobody hears the levelling begin again. Where the
+  // fixed gain is another, both are as if it had been so all along. Control.
   void ContinueWith(const LevelParameters& parameters);
 
  private:

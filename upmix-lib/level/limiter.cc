@@ -75,6 +75,7 @@ bool Limiter::at_rest() const {
 }
 
 void Limiter::Process(float* out) {
+  least_gain_ = 1;
   for (std::size_t frame = 0; frame < kBlockFrames; frame += kChunkFrames) {
     // The newest chunk whose following frames the interpolator can see, too.
     const float* seen = input() + 2 * frame - 2 * kChunkFrames;
@@ -85,6 +86,7 @@ void Limiter::Process(float* out) {
     smoothed_[0] = static_cast<float>(
         Released(static_cast<double>(*std::min_element(allowed_.begin(), allowed_.end()))));
 
+    least_gain_ = std::min(least_gain_, smoothed_[0]);
     const float* delayed = &signal_[2 * frame];
     if (*std::min_element(smoothed_.begin(), smoothed_.end()) == 1) {
       std::copy_n(delayed, 2 * kChunkFrames, out + 2 * frame);

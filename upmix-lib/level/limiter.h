@@ -33,6 +33,9 @@ class Limiter {
   // Whether silence in input() would come out as silence and leave everything as it is. Audio.
   bool at_rest() const KELDA_NONBLOCKING;
 
+  // The least gain of the last block, 1 if it had none, for measurements. Audio.
+  float least_gain() const { return least_gain_; }
+
   // Limits what input() holds. Writes kBlockFrames interleaved frames. Audio.
   void Process(float* out) KELDA_NONBLOCKING;
 
@@ -56,6 +59,7 @@ class Limiter {
   double mean_gain_ = 1;                    // over the sustained release
   std::array<float, kHeldChunks> allowed_;  // gains of the last chunks, cyclic
   std::size_t newest_allowed_ = 0;
+  float least_gain_ = 1;
   std::array<float, kSpannedChunks> smoothed_;  // released gains, newest first
   std::array<float, 2 * (kLevelLatencyFrames + kBlockFrames)> signal_{};
 };

@@ -86,7 +86,7 @@ void LoudnessMeter::EndHop() {
   hop_peak_ = 0;
 }
 
-void LoudnessMeter::ContinueWith(double window_s) {
+void LoudnessMeter::ContinueWith(double window_s, double gain) {
   weighting_ = KWeighting();
   hop_frames_ = 0;
   hop_energy_ = 0;
@@ -97,6 +97,12 @@ void LoudnessMeter::ContinueWith(double window_s) {
   window_hops_ = HopsOf(window_s);
   size_ = std::min(size_, window_hops_);
   set_aside_ = 0;
+  if (gain != 1.0) {
+    for (std::size_t i = 0; i < kMaxHops; ++i) {
+      powers_[i] *= gain * gain;
+      peaks_[i] *= static_cast<float>(gain);
+    }
+  }
 }
 
 void LoudnessMeter::StartProgramme() {

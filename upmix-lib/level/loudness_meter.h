@@ -38,8 +38,8 @@ class LoudnessMeter {
 
   // Goes on with another stream of the same programme: forgets the audio of the running block
   // and keeps the window, of which the newest `window_s` count from now on, and how long a pause
-  // has lasted. Control.
-  void ContinueWith(double window_s);
+  // has lasted. The programme comes with `gain` times its amplitude from now on. Control.
+  void ContinueWith(double window_s, double gain = 1.0);
 
   // Measures from here on, without the blocks that reach back. What was measured is kept aside,
   // for TakeBackProgramme. Audio.
