@@ -16,6 +16,11 @@ class Crossfade {
 
   Crossfade();
 
+  // Of the new sound at frame `position`; 1 beyond the end. Any thread.
+  float Gain(std::size_t position) const KELDA_NONBLOCKING {
+    return position < kFrames ? gains_[position] : 1.0f;
+  }
+
   // Mixes `frames` interleaved stereo frames, of which the first is frame `position` of the fade;
   // what lies beyond its end is all `to`. Any thread.
   void Mix(const float* from, const float* to, std::size_t position, std::size_t frames,

@@ -50,6 +50,7 @@ int Session::Set(const Setting& setting) noexcept try {
   {
     const std::lock_guard lock(mutex_);
     settings_.push_back(setting);
+    arrived_ = false;
     if (const auto kind = static_cast<std::size_t>(setting.kind); kind < values_.size()) {
       values_[kind] = setting.value;
     }
@@ -187,6 +188,7 @@ void Session::TakeReadyStandby() {
   }
   fade_period_ = now;
   fade_frame_ = 0;
+  ++crossfades_;
   fading_ = true;
 }
 
@@ -225,6 +227,9 @@ void Session::TakeSettings() {
   // In their order, and none is lost if one of them has to be tried again.
   while (!taken_.empty()) {
     outcome_.Follow(taken_.front());
+    if (taken_.front().kind == Setting::Kind::ReloadTuning && options_.use_tuning) {
+      options_.use_tuning(outcome_.tuning());  // where a list of applications is read next
+    }
     taken_.erase(taken_.begin());
     failed_.reset();
     follows_ = options_.keep_warm;
@@ -235,6 +240,10 @@ void Session::TakeSettings() {
 Session::Next Session::Pursue() {
   const Sound wanted = outcome_.sound();
   const bool arrived = wanted == playing_ || wanted == failed_;
+  if (arrived) {
+    const std::lock_guard lock(mutex_);
+    arrived_ = settings_.empty();
+  }
   if (arrived && !follows_) {
     DropStandby();
     return Next::Rest;
@@ -273,10 +282,12 @@ Session::Next Session::Repeat() {
   }
   const Turn turn = replay_.front();
   const uint64_t now = history_.count();
-  if (now < turn.begun || turn.outcome == Turn::End::NoMemory) {
-    if (now >= turn.begun) {
-      replay_.pop_front();
-    }
+  if (turn.outcome == Turn::End::NoMemory) {
+    replay_.pop_front();
+    return Next::Now;
+  }
+  // What was heard by a crossfade was not ready before the start.
+  if (now < turn.begun || (turn.outcome == Turn::End::Heard && !started())) {
     return Next::Rest;
   }
   if (!TakeStandby()) {
@@ -297,7 +308,7 @@ Session::Next Session::Repeat() {
     return Next::Rest;
   }
   replay_.pop_front();
-  if (turn.outcome == Turn::End::Dropped) {
+  if (turn.outcome == Turn::End::Dropped || turn.outcome == Turn::End::NotLoaded) {
     EndTurn(Turn::End::Dropped);
     return Next::Now;
   }
@@ -351,7 +362,10 @@ bool Session::BeginTurn(const Turn& turn) {
   }
   turn_ = turn;
   next_ = turn.first;
-  prepared_ = standby_->Set(turn.sound);
+  // What passes everything on loads nothing.
+  const bool tuned =
+      turn.sound.plain() || !options_.use_tuning || options_.use_tuning(turn.sound.tuning);
+  prepared_ = tuned && standby_->Set(turn.sound);
   turn_report_ = standby_->report();
   if (!prepared_) {
     EndTurn(Turn::End::NotLoaded);
@@ -468,6 +482,11 @@ std::vector<Turn> Session::TakeTurns() noexcept try {
   return {};
 }
 
+bool Session::started() const {
+  const std::lock_guard lock(mutex_);
+  return started_;
+}
+
 void Session::Replay(std::vector<Turn> turns) noexcept {
   replays_ = true;
   try {
@@ -475,6 +494,11 @@ void Session::Replay(std::vector<Turn> turns) noexcept {
   } catch (const std::exception&) {
     replay_.clear();
   }
+}
+
+bool Session::arrived() const {
+  const std::lock_guard lock(mutex_);
+  return arrived_;
 }
 
 std::string Session::Report() const {

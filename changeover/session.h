@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -53,6 +54,9 @@ struct SessionOptions {
   // The standby is kept ready for the next change, for a listener who turns knobs: faster, at twice
   // the load, and with an instance of its own.
   bool keep_warm = false;
+  // Called before an instance loads files for a sound whose Sound::tuning is this, for a host whose
+  // tunings are in folders of their own. Returns false if that tuning cannot be had. Worker.
+  std::function<bool(uint32_t tuning)> use_tuning{};
 };
 
 // States of a change; the atomic word is where audio thread and worker meet.
@@ -99,9 +103,9 @@ class Session {
   // with a value.
   uint32_t value(Setting::Kind kind) const noexcept;
 
-  // Begin from silence: latency_frames() of zeros, then the sound. Start also begins a capture
-  // where a property asks for one. A change that was on its way is complete then. Flush the live
-  // instance.
+  // Start and Reset begin from silence: kLatencyFrames of zeros, then the sound. Nothing of the
+  // audio before is heard, and a change that was on its way is complete. Start also begins a
+  // capture where a property asks for one.
   void Start() noexcept;
   void Reset() noexcept;
   void Stop() noexcept;
@@ -119,8 +123,20 @@ class Session {
   std::vector<Turn> TakeTurns() noexcept;
   static constexpr std::size_t kMostTurns = 1024;
 
-  // Repeats the turns of another session's, as TakeTurns gave them, from now on in the place of
-  // settings. The worker has no thread; Step is called before each period of the same input.
+  // Whether a standby is ready or fades in, or its turn has not ended yet. Any thread.
+  bool changing() const { return state_.load(std::memory_order_acquire) != State::Idle; }
+
+  // Crossfades begun: where Process raises it, one began with the period that the block completed,
+  // whose first frame is the one heard at that frame of the block. Audio.
+  uint64_t crossfades() const KELDA_NONBLOCKING { return crossfades_; }
+
+  // Whether what is heard is what was set last, or that could not be loaded: no crossfade is under
+  // way or to come. Any thread.
+  bool arrived() const;
+
+  // From now on repeats the turns of another session's, as TakeTurns gave them, in the place of
+  // settings, and after them stays as it is. The worker has no thread; Step is called before Start
+  // and before each period of the same input.
   void Replay(std::vector<Turn> turns) noexcept;
 
  private:
@@ -138,6 +154,7 @@ class Session {
   // Control.
   void Begin();
   void Settle();
+  bool started() const;
 
   // Worker, which holds its own lock.
   Next Advance() noexcept;
@@ -168,6 +185,7 @@ class Session {
   std::vector<Turn> turns_;
   std::string live_report_;
   bool started_ = false;
+  bool arrived_ = false;
   bool settled_ = false;  // the change that is Done was heard without a crossfade
 
   std::atomic<uint64_t> stream_{0};  // counts starts and resets
@@ -202,6 +220,7 @@ class Session {
   const float* heard_ = nullptr;  // of the last period
   std::size_t filled_ = 0;        // frames of the next period
   std::size_t fade_frame_ = 0;
+  uint64_t crossfades_ = 0;
   bool fading_ = false;
   std::unique_ptr<PcmDump> capture_;
   alignas(64) float period_[kPeriodSamples] = {};

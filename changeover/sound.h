@@ -79,6 +79,7 @@ class Outcome {
   void Follow(const Setting& setting);
 
   Sound sound() const;
+  uint32_t tuning() const { return tuning_; }  // as in Sound, if this sound had one
   HrtfType hrtf(AudioDeviceType headphone) const {
     return headphone == AudioDeviceType::Wired ? settings_.wired_hrtf : settings_.bluetooth_hrtf;
   }
