@@ -223,7 +223,8 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
   stage.worker->Step();
   EXPECT_EQ(stage.Turns(), "music, wired: heard");
   stage.session->Start();
-  stage.PlayPeriods(2);
+  stage.PlayPeriods(4);
+  EXPECT_FALSE(stage.PlaysPlainly(kPeriodFrames));
   stage.Set(Kind::Mode, kAuto);
   stage.Set(Kind::Mode, kOff);
   stage.worker->Step();

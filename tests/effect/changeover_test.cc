@@ -1,11 +1,12 @@
 // A standby of the host sounds like an instance that got the host's commands in their order,
-// whatever it did before, for every order of three commands.
+// whatever it did before.
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <random>
 
 #include "changeover/instance.h"
 #include "changeover/session.h"
@@ -71,53 +72,58 @@ const Setting kSettings[] = {
 
 class ChangeoverTest : public test::DataDirTest {
  protected:
-  // Before the orders that begin with `first`, if there are any: an application whose mode changes
-  // with the list.
-  void TryOrders(const Setting& first) {
-    fake::Reset();
-    const auto standby = Instance::Make(test::Library(), 0);
-    ASSERT_NE(standby, nullptr);
-    for (const Setting& second : kSettings) {
-      for (const Setting& third : kSettings) {
-        Write("tunedapp_list", "com.off,OFF\n");
-        test::Effect effect;
-        Outcome outcome;
-        effect.Enable();
-        Write("tunedapp_list", "com.off,CINEMA\n");
-        for (const Setting& setting : {first, second, third}) {
-          Send(setting, &effect);
-          outcome.Follow(setting);
-        }
-        standby->Set(outcome.sound());  // what it returns is for the signal library that ships
-        const std::string order = std::to_string(&second - kSettings) + ", " +
-                                  std::to_string(&third - kSettings) + ": " +
-                                  NameOf(outcome.sound()).text;
-        ASSERT_EQ(Running(standby->report()), Running(effect.Dump())) << order;
-        effect.Reset();
-        std::vector<float> heard, direct;
-        for (unsigned period = 0; period < 2; ++period) {
-          const std::vector<float> in = test::Ramp(1024, 2, 1024 * period);
-          std::vector<float> out;
-          effect.Process(in, &out);
-          direct.insert(direct.end(), out.begin(), out.end());
-          standby->Process(in.data());
-          heard.insert(heard.end(), standby->output(), standby->output() + in.size());
-        }
-        const bool delays = outcome.sound().mode == UpmixMode::Off;
-        direct.insert(direct.begin(), delays ? 2 * changeover::kChainFrames : 0, 0.0f);
-        ASSERT_TRUE(std::equal(heard.begin(), heard.end(), direct.begin())) << order;
-        fake::TakeCalls();
-      }
+  // Sets `standby` to what is heard after the commands `order`, and compares it with an instance
+  // that got them. An application's mode changes with the list.
+  void Try(const std::vector<Setting>& order, Instance* standby) {
+    Write("tunedapp_list", "com.off,OFF\n");
+    test::Effect effect;
+    Outcome outcome;
+    effect.Enable();
+    Write("tunedapp_list", "com.off,CINEMA\n");
+    for (const Setting& setting : order) {
+      Send(setting, &effect);
+      outcome.Follow(setting);
     }
+    SCOPED_TRACE(NameOf(outcome.sound()).text);
+    standby->Set(outcome.sound());  // what it returns is for the signal library that ships
+    ASSERT_EQ(Running(standby->report()), Running(effect.Dump()));
+    effect.Reset();
+    std::vector<float> heard, direct;
+    for (unsigned period = 0; period < 2; ++period) {
+      const std::vector<float> in = test::Ramp(1024, 2, 1024 * period);
+      std::vector<float> out;
+      effect.Process(in, &out);
+      direct.insert(direct.end(), out.begin(), out.end());
+      standby->Process(in.data());
+      heard.insert(heard.end(), standby->output(), standby->output() + in.size());
+    }
+    const bool delays = outcome.sound().mode == UpmixMode::Off;
+    direct.insert(direct.begin(), delays ? 2 * changeover::kChainFrames : 0, 0.0f);
+    ASSERT_TRUE(std::equal(heard.begin(), heard.end(), direct.begin()));
+    fake::TakeCalls();
   }
 };
 
+// Every order of three commands, and long ones at random.
 TEST_F(ChangeoverTest, AStandbyAgreesWithAnInstanceThatGotTheCommandsInTheirOrder) {
   WriteTuning("personalized.hki");
   Write("bluetooth.hki.config", "standard.hki\n");
-  for (const Setting& first : kSettings) {
-    SCOPED_TRACE("after " + std::to_string(&first - kSettings));
-    ASSERT_NO_FATAL_FAILURE(TryOrders(first));
+  fake::Reset();
+  const auto standby = Instance::Make(test::Library(), 0);
+  ASSERT_NE(standby, nullptr);
+  constexpr std::size_t kCount = std::size(kSettings);
+  for (std::size_t order = 0; order < kCount * kCount * kCount; ++order) {
+    const std::size_t first = order / kCount / kCount, second = order / kCount % kCount;
+    SCOPED_TRACE(testing::Message() << first << ", " << second << ", " << order % kCount);
+    ASSERT_NO_FATAL_FAILURE(
+        Try({kSettings[first], kSettings[second], kSettings[order % kCount]}, standby.get()));
+  }
+  std::mt19937 random(1);
+  for (int walk = 0; walk < 200; ++walk) {
+    std::vector<Setting> order(12);
+    std::generate(order.begin(), order.end(), [&] { return kSettings[random() % kCount]; });
+    SCOPED_TRACE(testing::Message() << "walk " << walk);
+    ASSERT_NO_FATAL_FAILURE(Try(order, standby.get()));
   }
 }
 
