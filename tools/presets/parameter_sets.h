@@ -18,6 +18,8 @@ struct ParameterMeaning {
   const char* key;  // the library's name of the field, and the key in a preset
   const char* unit;
   const char* text;
+  const char* advice;      // to a tuner: what to turn it up for, as upmix-lib/README.md says
+  const char* heard = "";  // when a change of it can be heard, where it is not always
 };
 
 // A struct of floats that is tuned as a whole. `meanings` has the order of `fields` and leaves out

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <numeric>
 
 #include "tools/measure/test_signal.h"
 #include "upmix-lib/base/decibels.h"
@@ -43,6 +44,9 @@ class MusicSystem {
     constexpr int32_t kAudible[kPlanes] = {};
     virtualizer_.Process(kBlockFrames, planes_.data(), kAudible, left, right);
   }
+  const float* plane(int plane) const {
+    return &planes_[static_cast<std::size_t>(plane) * kBlockFrames];
+  }
 
  private:
   upmix_lib::PlaneUpmix upmix_;
@@ -62,6 +66,7 @@ class CinemaSystem {
     float* const out[2] = {left, right};
     cinema_.Process(in, out);
   }
+  const float* plane(int plane) { return cinema_.plane(plane); }
 
  private:
   upmix_lib::Cinema cinema_;
@@ -70,11 +75,16 @@ class CinemaSystem {
 
 template <typename System, typename Parameters>
 Chain MakeChain(const Parameters& parameters, const upmix_lib::HrirSet& ears,
-                const upmix_lib::EqualizerTuning* tuning) {
+                const upmix_lib::EqualizerTuning* tuning, PlanePowers* planes) {
   const auto system = std::make_shared<System>(parameters, ears);
   const auto equalizer = MakeEqualizer(tuning);
-  return [system, equalizer](float* left, float* right) {
+  return [system, equalizer, planes](float* left, float* right) {
     system->Process(left, right);
+    for (int plane = 0; planes != nullptr && plane < kPlanes; ++plane) {
+      const float* const samples = system->plane(plane);
+      (*planes)[static_cast<std::size_t>(plane)] =
+          std::inner_product(samples, samples + kBlockFrames, samples, 0.0) / kBlockFrames;
+    }
     if (equalizer) {
       equalizer->Process(left, right);
     }
@@ -115,13 +125,13 @@ double GainLu(const Chain& chain, Image image) {
 }  // namespace
 
 Chain MusicChain(const upmix_lib::MusicParameters& parameters, const upmix_lib::HrirSet& ears,
-                 const upmix_lib::EqualizerTuning* equalizer) {
-  return MakeChain<MusicSystem>(parameters, ears, equalizer);
+                 const upmix_lib::EqualizerTuning* equalizer, PlanePowers* planes) {
+  return MakeChain<MusicSystem>(parameters, ears, equalizer, planes);
 }
 
 Chain CinemaChain(const upmix_lib::CinemaParameters& parameters, const upmix_lib::HrirSet& ears,
-                  const upmix_lib::EqualizerTuning* equalizer) {
-  return MakeChain<CinemaSystem>(parameters, ears, equalizer);
+                  const upmix_lib::EqualizerTuning* equalizer, PlanePowers* planes) {
+  return MakeChain<CinemaSystem>(parameters, ears, equalizer, planes);
 }
 
 ChainLoudness MeasureChain(const std::function<Chain()>& make_chain) {

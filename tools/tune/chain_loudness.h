@@ -2,6 +2,7 @@
 #ifndef KELDA_TOOLS_TUNE_CHAIN_LOUDNESS_H_
 #define KELDA_TOOLS_TUNE_CHAIN_LOUDNESS_H_
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,11 +18,15 @@ namespace kelda::tools {
 // comes out, kBlockFrames frames each.
 using Chain = std::function<void(float* left, float* right)>;
 
-// `equalizer` is null where none runs. Both throw std::bad_alloc.
+// Mean powers of the planes in the last block.
+using PlanePowers = std::array<double, upmix_lib::kPlanes>;
+
+// `equalizer` is null where none runs. If `planes` is not null, each block writes there what went
+// to the virtual loudspeakers. Both throw std::bad_alloc.
 Chain MusicChain(const upmix_lib::MusicParameters& parameters, const upmix_lib::HrirSet& ears,
-                 const upmix_lib::EqualizerTuning* equalizer);
+                 const upmix_lib::EqualizerTuning* equalizer, PlanePowers* planes = nullptr);
 Chain CinemaChain(const upmix_lib::CinemaParameters& parameters, const upmix_lib::HrirSet& ears,
-                  const upmix_lib::EqualizerTuning* equalizer);
+                  const upmix_lib::EqualizerTuning* equalizer, PlanePowers* planes = nullptr);
 
 // Loudness of what comes out over that of what goes in, in LU, by ITU-R BS.1770: of pink noise in
 // the centre, hard left, and all around (uncorrelated), each at -23 dBFS per channel; and the

@@ -16,8 +16,8 @@ constexpr std::size_t kMaxPathShown = 4096;
 
 class ProjectReader {
  public:
-  ProjectReader(const fs::path& path, const toml::table& table)
-      : folder_(path.parent_path()), problems_(path.string()), root_(table, "", &problems_) {}
+  ProjectReader(const fs::path& path, const toml::table& table, FileResolver resolve)
+      : resolve_(std::move(resolve)), problems_(path.string()), root_(table, "", &problems_) {}
 
   TuningProject Read() {
     TuningProject project;
@@ -59,7 +59,11 @@ class ProjectReader {
     if (name.empty()) {
       return {};
     }
-    fs::path path = folder_ / name;
+    fs::path path = resolve_(name);
+    if (path.empty()) {
+      table->Refuse(key, "names a file that it may not name here (" + Quoted(name) + ")");
+      return {};
+    }
     if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
       table->Refuse(key, "cannot be read: " + Quoted(path.string(), kMaxPathShown) + ": " + reason);
     }
@@ -110,16 +114,19 @@ class ProjectReader {
     }
   }
 
-  fs::path folder_;
+  FileResolver resolve_;
   FileProblems problems_;
   TomlReader root_;
 };
 
 }  // namespace
 
-TuningProject ReadTuningProject(const fs::path& path) {
+TuningProject ReadTuningProject(const fs::path& path, const FileResolver& resolve) {
   const toml::table table = ReadToml(path);
-  return ProjectReader(path, table).Read();
+  const FileResolver from_folder = [&](const std::string& name) {
+    return path.parent_path() / name;
+  };
+  return ProjectReader(path, table, resolve ? resolve : from_folder).Read();
 }
 
 std::string ProjectTemplate() {

@@ -3,6 +3,7 @@
 #define KELDA_TOOLS_TUNE_TUNING_PROJECT_H_
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -33,9 +34,14 @@ struct TuningProject {
   std::filesystem::path applications;
 };
 
+// Finds the file that a project names; empty if it may not name that one.
+using FileResolver = std::function<std::filesystem::path(const std::string& name)>;
+
 // Throws FileFailure with every key that is missing, unknown or wrong, or names a file that
-// cannot be opened. Reads none of those files.
-TuningProject ReadTuningProject(const std::filesystem::path& path);
+// cannot be opened. Reads none of those files. Without `resolve` they start at the project's
+// folder.
+TuningProject ReadTuningProject(const std::filesystem::path& path,
+                                const FileResolver& resolve = {});
 
 // A commented project to start from.
 std::string ProjectTemplate();

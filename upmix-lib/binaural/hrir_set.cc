@@ -67,10 +67,11 @@ Status CheckDirection(const HrirPlane& made_for, const HrirPlane& plane) {
 
 Status LoadHrirSet(const std::string& path, HrirSet& set) {
   std::vector<std::byte> file;
-  if (const Status status = ReadDataFile(path, kHrirKind, file); status != kOk) {
-    return status;
-  }
+  const Status status = ReadDataFile(path, kHrirKind, file);
+  return status != kOk ? status : ParseHrirSet(file, set);
+}
 
+Status ParseHrirSet(std::span<const std::byte> file, HrirSet& set) {
   if (file.size() < kTapsOffsetBytes) {
     return kBadCount;
   }

@@ -30,6 +30,9 @@ struct HrirSet {
 // Throws std::bad_alloc.
 Status LoadHrirSet(const std::string& path, HrirSet& set);
 
+// The same of `file`, a whole file whose container was checked.
+Status ParseHrirSet(std::span<const std::byte> file, HrirSet& set);
+
 // The file for `set`, sealed. Longer texts are cut. Checks nothing: whoever makes a set
 // keeps to the ranges of hrir_format.h. Control.
 std::vector<std::byte> EncodeHrirSet(const HrirSet& set);

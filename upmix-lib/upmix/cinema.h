@@ -82,6 +82,10 @@ class Cinema {
   // audio (NaN, infinite) counts as silence. Audio.
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
+  // A plane of the last block, kBlockFrames samples, for measurements. While everything is at rest
+  // it is silent. Audio.
+  const float* plane(int plane) { return renderer_.input(plane); }
+
  private:
   bool AtRest() const KELDA_NONBLOCKING;
   void AddBass(float* const* out);
