@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "tools/audio/sndfile_stream.h"
@@ -87,6 +88,23 @@ void AudioSource::Refill() {
   } catch (const Failure& failure) {
     const std::string reason = failure.what();  // begins with the path
     fault_ = "a later part of it " + reason.substr(path_.string().size() + 2);
+  }
+}
+
+void AudioSource::Skip(int64_t frames) {
+  const int64_t skipped =
+      std::llround(static_cast<double>(frames) * stream_->format().rate_hz / kSampleRateHz);
+  if (links_.size() <= 1 && stream_->Seek(skipped)) {
+    return;
+  }
+  float stereo[kChannels * 1024];
+  while (frames > 0) {
+    const std::size_t read = Read(
+        stereo, static_cast<std::size_t>(std::min<int64_t>(frames, std::size(stereo) / kChannels)));
+    if (read == 0) {
+      return;
+    }
+    frames -= static_cast<int64_t>(read);
   }
 }
 

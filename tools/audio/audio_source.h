@@ -29,6 +29,10 @@ class AudioSource {
   // The length at 48 kHz that the file states; empty if it does not.
   std::optional<int64_t> stated_frames() const { return stated_frames_; }
 
+  // Before the first Read: leaves out the first `frames` at 48 kHz, to the nearest frame of the
+  // file. Fast where the format allows it. Throws Interrupted.
+  void Skip(int64_t frames);
+
   // Reads up to `frames` interleaved stereo frames at 48 kHz and returns how many; fewer only at
   // the end. Throws Interrupted.
   std::size_t Read(float* stereo, std::size_t frames);

@@ -1,6 +1,8 @@
 #include "tools/audio/mp3_stream.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <string>
 
 #include "tools/core/failure.h"
@@ -45,6 +47,11 @@ std::size_t Mp3Stream::Read(float* interleaved, std::size_t frames) {
   }
   frames_read_ += static_cast<int64_t>(done);
   return done;
+}
+
+bool Mp3Stream::Seek(int64_t frame) {
+  frames_read_ = std::max<int64_t>(mpg123_seek(handle_.get(), frame, SEEK_SET), 0);
+  return frames_read_ > 0;
 }
 
 // A tag or a part of a frame after the last whole frame is no fault by itself.

@@ -19,6 +19,7 @@ class Mp3Stream : public SoundStream {
 
   std::optional<int64_t> frames() const override { return stated_frames_; }
   std::size_t Read(float* interleaved, std::size_t frames) override;
+  bool Seek(int64_t frame) override;
   std::string Fault() override;
 
  private:

@@ -122,6 +122,14 @@ std::size_t SndfileStream::Read(float* interleaved, std::size_t frames) {
   return static_cast<std::size_t>(std::max<sf_count_t>(read, 0));
 }
 
+bool SndfileStream::Seek(int64_t frame) {
+  if (info_.seekable == 0 || sf_seek(file_.get(), frame, SEEK_SET) != frame) {
+    return false;
+  }
+  frames_read_ = frame;
+  return true;
+}
+
 std::string SndfileStream::Fault() {
   if (!container_fault_.empty()) {
     return container_fault_;

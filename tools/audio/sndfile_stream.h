@@ -21,6 +21,7 @@ class SndfileStream : public SoundStream {
 
   std::optional<int64_t> frames() const override;
   std::size_t Read(float* interleaved, std::size_t frames) override;
+  bool Seek(int64_t frame) override;
   std::string Fault() override;
 
   // libsndfile's number of the format.

@@ -51,6 +51,10 @@ class SoundStream {
   // Throws Interrupted.
   virtual std::size_t Read(float* interleaved, std::size_t frames) = 0;
 
+  // Before the first Read: goes on at `frame`. Returns false, with nothing changed, if the format
+  // has no way to but reading.
+  virtual bool Seek([[maybe_unused]] int64_t frame) { return false; }
+
   // After the end: why the sound ended early, for a message. Empty if it did not.
   virtual std::string Fault() = 0;
 

@@ -37,4 +37,12 @@ void CheckInterruption() {
   }
 }
 
+SignalsHeldBack::SignalsHeldBack() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before_);
+}
+
+SignalsHeldBack::~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
 }  // namespace kelda::tools

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <mutex>
 
 #include "tools/core/printable.h"
 
@@ -19,6 +20,12 @@ std::string& CurrentText() {
   return *text;
 }
 
+// The effect may log on another thread than that of the status line.
+std::mutex& TheLock() {
+  static auto* const lock = new std::mutex;
+  return *lock;
+}
+
 void Write(const std::string& bytes) {
   std::fwrite(bytes.data(), 1, bytes.size(), stderr);
   std::fflush(stderr);
@@ -28,6 +35,7 @@ constexpr const char* kClearLine = "\r\033[K";
 
 template <typename Printer>
 void PrintAbove(Printer print) {
+  const std::lock_guard lock(TheLock());
   if (CurrentText().empty()) {
     print();
     return;
@@ -80,6 +88,7 @@ StatusLine::~StatusLine() { Show(""); }
 
 void StatusLine::Show(const std::string& text) {
   const std::string shown = Printable(text).substr(0, columns());
+  const std::lock_guard lock(TheLock());
   if (!visible_ || shown == CurrentText()) {
     return;
   }

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <charconv>
 
+#include "tools/core/format.h"
+
 namespace kelda::tools {
 namespace {
 
@@ -102,6 +104,15 @@ std::optional<audio_devices_t> ParseDevice(std::string_view text) {
     }
   }
   return ParseNumber(text);
+}
+
+std::string NameOfDevice(audio_devices_t device) {
+  for (const DeviceName& known : kShortNames) {
+    if (known.device == device) {
+      return std::string(known.name);
+    }
+  }
+  return Format("0x%x", static_cast<unsigned>(device));
 }
 
 std::string ShortDeviceNames() {

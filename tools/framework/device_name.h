@@ -15,6 +15,9 @@ namespace kelda::tools {
 // (decimal, or hexadecimal with 0x). Empty if it is none of these.
 std::optional<audio_devices_t> ParseDevice(std::string_view text);
 
+// The short name of a device, or else its number in hexadecimal: what ParseDevice reads back.
+std::string NameOfDevice(audio_devices_t device);
+
 // The short names, separated by ", ".
 std::string ShortDeviceNames();
 

@@ -9,6 +9,35 @@ namespace kelda::tools {
 using changeover::Session;
 using changeover::Worker;
 
+std::optional<changeover::Setting> HostSetting(const Setting& setting) {
+  using Key = Setting::Key;
+  using Kind = changeover::Setting::Kind;
+  switch (setting.key) {
+    case Key::kMode:
+      return changeover::Setting{Kind::Mode, setting.number};
+    case Key::kDevice:
+      return changeover::Setting{Kind::Device, setting.number};
+    case Key::kWiredHrtf:
+      return changeover::Setting{Kind::WiredHrtf, setting.number};
+    case Key::kBluetoothHrtf:
+      return changeover::Setting{Kind::BluetoothHrtf, setting.number};
+    case Key::kApp: {
+      const std::size_t end = setting.text.find('&');
+      return changeover::Setting{Kind::Application,
+                                 setting.text.compare(end + 1, 1, "1") == 0 ? 1u : 0u,
+                                 setting.text.substr(0, end)};
+    }
+    case Key::kReloadApps:
+      return changeover::Setting{Kind::ReloadApplications};
+    case Key::kReset:
+    case Key::kEnable:
+    case Key::kDisable:
+    case Key::kProperty:
+      break;
+  }
+  return std::nullopt;
+}
+
 HostSession::HostSession(const EffectLibrary& library, changeover::SessionOptions options)
     : worker_(Worker::Make(library.info(), Worker::Threads::None)),
       session_(worker_ == nullptr ? nullptr : Session::Open(worker_.get(), options)) {
@@ -37,36 +66,21 @@ void HostSession::Reset() {
 
 void HostSession::Apply(const Setting& setting) {
   using Key = Setting::Key;
-  using Kind = changeover::Setting::Kind;
-  const auto set = [this](Kind kind, uint32_t value = 0, std::string package = {}) {
-    if (session_->Set({kind, value, std::move(package)}) != 0) {
+  if (const auto host_setting = HostSetting(setting)) {
+    if (session_->Set(*host_setting) != 0) {
       throw Failure(ExitCode::kRefused, "there is no memory for a setting");
     }
     set_ = true;
-  };
+    return;
+  }
   switch (setting.key) {
-    case Key::kMode:
-      return set(Kind::Mode, setting.number);
-    case Key::kDevice:
-      return set(Kind::Device, setting.number);
-    case Key::kWiredHrtf:
-      return set(Kind::WiredHrtf, setting.number);
-    case Key::kBluetoothHrtf:
-      return set(Kind::BluetoothHrtf, setting.number);
-    case Key::kApp: {
-      const std::size_t end = setting.text.find('&');
-      return set(Kind::Application, setting.text.compare(end + 1, 1, "1") == 0 ? 1 : 0,
-                 setting.text.substr(0, end));
-    }
-    case Key::kReloadApps:
-      return set(Kind::ReloadApplications);
     case Key::kReset:
       return Reset();
     case Key::kEnable:
       return Enable();
     case Key::kDisable:
       return Disable();
-    case Key::kProperty:
+    default:
       return SetProperty(setting.text);
   }
 }

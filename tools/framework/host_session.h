@@ -5,7 +5,10 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "changeover/session.h"
 #include "changeover/worker.h"
@@ -13,6 +16,10 @@
 #include "tools/framework/setting.h"
 
 namespace kelda::tools {
+
+// What `setting` sets of a host's session; nothing for those that are calls of their own: reset,
+// enable, disable and property.
+std::optional<changeover::Setting> HostSetting(const Setting& setting);
 
 // As EffectSession. One thread.
 class HostSession {
@@ -24,6 +31,10 @@ class HostSession {
   void Disable();
   bool enabled() const { return enabled_; }
   void Reset();
+
+  // From now on makes the changes of another session, at their periods, and takes no setting of
+  // sound. Before Enable.
+  void Replay(std::vector<changeover::Turn> turns) { session_->Replay(std::move(turns)); }
 
   // Takes every kind of setting. Throws Failure (refused) if there is no memory for it.
   void Apply(const Setting& setting);

@@ -21,6 +21,13 @@ std::filesystem::path DefaultEffectLibrary() {
 
 std::filesystem::path DefaultTuningDirectory() { return Prefix() / "share" / "kelda" / "tuning"; }
 
+void CheckTuningDirectory(const std::filesystem::path& directory) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(directory, error)) {
+    throw Failure(ExitCode::kUsage, directory.string() + ": not a directory of tuning files");
+  }
+}
+
 std::filesystem::path UseTuningDirectory(const std::filesystem::path& directory) {
   std::filesystem::path chosen = directory;
   if (chosen.empty()) {
@@ -28,10 +35,7 @@ std::filesystem::path UseTuningDirectory(const std::filesystem::path& directory)
     chosen = environment != nullptr && *environment != '\0' ? environment
                                                             : DefaultTuningDirectory().string();
   }
-  std::error_code error;
-  if (!std::filesystem::is_directory(chosen, error)) {
-    throw Failure(ExitCode::kUsage, chosen.string() + ": not a directory of tuning files");
-  }
+  CheckTuningDirectory(chosen);
   if (setenv("KELDA_DATA_DIR", chosen.c_str(), 1) != 0) {
     throw std::system_error(errno, std::generic_category(), "setenv");
   }

@@ -13,6 +13,9 @@ namespace kelda::tools {
 std::filesystem::path DefaultEffectLibrary();
 std::filesystem::path DefaultTuningDirectory();
 
+// Throws Failure (usage) if it is not a directory.
+void CheckTuningDirectory(const std::filesystem::path& directory);
+
 // Chooses the tuning directory of the effect libraries that are loaded from now on, and returns
 // it: `directory` if not empty, else KELDA_DATA_DIR of the environment, else the default set.
 // Sets KELDA_DATA_DIR for these libraries, which have no other way to learn it; our own code is

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/device_name.h"
 
@@ -106,6 +107,24 @@ Setting ParseSetting(std::string_view text) {
   }
   return {known->key, known->number == nullptr ? 0 : known->number(value),
           known->text == nullptr ? "" : known->text(value)};
+}
+
+std::string ToText(const Setting& setting) {
+  const auto* const known =
+      std::find_if(std::begin(kKeys), std::end(kKeys),
+                   [&](const auto& entry) { return entry.key == setting.key; });
+  const std::string name(known->name);
+  switch (setting.key) {
+    case Key::kMode:
+      return name + "=" + kModeNames[setting.number];
+    case Key::kDevice:
+      return name + Format("=0x%x", setting.number);
+    case Key::kWiredHrtf:
+    case Key::kBluetoothHrtf:
+      return name + (setting.number == 1 ? "=standard" : "=personalized");
+    default:
+      return known->value.empty() ? name : name + "=" + setting.text;
+  }
 }
 
 std::string SettingHelp() {

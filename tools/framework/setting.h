@@ -27,6 +27,8 @@ struct Setting {
   Key key;
   uint32_t number = 0;  // mode, device, HRTF type
   std::string text;     // app: "PACKAGE&FLAG"; property: "NAME=VALUE"
+
+  bool operator==(const Setting&) const = default;
 };
 
 // The names of the modes, by their numbers.
@@ -39,6 +41,9 @@ bool TouchesBuffering(const Setting& setting);
 // Reads "key=value", or "key" if the key takes no value. Throws Failure (usage)
 // with the value and what is allowed.
 Setting ParseSetting(std::string_view text);
+
+// The text that ParseSetting reads as `setting`.
+std::string ToText(const Setting& setting);
 
 // One line for each key, for a help text.
 std::string SettingHelp();

@@ -1,6 +1,5 @@
-#include <android/log.h>
-
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -15,12 +14,11 @@
 #include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
-#include "tools/core/text_file.h"
-#include "tools/framework/device_name.h"
 #include "tools/framework/effect_library.h"
-#include "tools/framework/installation.h"
+#include "tools/framework/setting_options.h"
 #include "tools/render/render_summary.h"
 #include "tools/render/renderer.h"
+#include "tools/replay/turn_log.h"
 
 namespace kelda::tools {
 namespace {
@@ -28,18 +26,10 @@ namespace {
 struct RenderArguments {
   std::filesystem::path input;
   std::filesystem::path output;
-  std::string mode = "music";
-  std::string device = "wired";
-  std::string wired_hrtf;
-  std::string bluetooth_hrtf;
-  std::string app;
-  std::string app_flag = "0";
+  SettingOptions setting;
   std::string block = "960";
   std::optional<uint64_t> seed;
-  std::filesystem::path tuning;
-  std::vector<std::string> properties;
-  std::string log_level = "warn";
-  std::filesystem::path library;
+  std::filesystem::path replay;
   std::vector<std::pair<std::string, std::string>> changes;
   std::filesystem::path scenario;
   bool raw_timing = false;
@@ -48,46 +38,6 @@ struct RenderArguments {
   bool replace = false;
   bool quiet = false;
 };
-
-int ParseLogLevel(const std::string& name) {
-  constexpr std::pair<const char*, int> kLevels[] = {
-      {"verbose", ANDROID_LOG_VERBOSE}, {"debug", ANDROID_LOG_DEBUG},
-      {"info", ANDROID_LOG_INFO},       {"warn", ANDROID_LOG_WARN},
-      {"error", ANDROID_LOG_ERROR},     {"silent", ANDROID_LOG_SILENT}};
-  for (const auto& [known, priority] : kLevels) {
-    if (name == known) {
-      return priority;
-    }
-  }
-  throw Failure(ExitCode::kUsage, "--log-level: unknown level " + Quoted(name) +
-                                      " (verbose, debug, info, warn, error, silent)");
-}
-
-// Reads an option "--key value" as the setting "key=value".
-Setting ParseOption(const std::string& key, const std::string& value) {
-  try {
-    return ParseSetting(key + "=" + value);
-  } catch (const Failure& failure) {
-    throw Failure(failure.code(), "--" + key + ": " + failure.what());
-  }
-}
-
-// In the order in which a phone sends them: the output, the listener's choices, the application,
-// the mode.
-std::vector<Setting> InitialSettings(const RenderArguments& arguments) {
-  std::vector<Setting> settings{ParseOption("device", arguments.device)};
-  if (!arguments.wired_hrtf.empty()) {
-    settings.push_back(ParseOption("wired-hrtf", arguments.wired_hrtf));
-  }
-  if (!arguments.bluetooth_hrtf.empty()) {
-    settings.push_back(ParseOption("bluetooth-hrtf", arguments.bluetooth_hrtf));
-  }
-  if (!arguments.app.empty()) {
-    settings.push_back(ParseOption("app", arguments.app + "&" + arguments.app_flag));
-  }
-  settings.push_back(ParseOption("mode", arguments.mode));
-  return settings;
-}
 
 std::vector<TimedSetting> Timeline(const RenderArguments& arguments) {
   std::vector<TimedSetting> changes;
@@ -112,7 +62,11 @@ void Run(const RenderArguments& arguments) {
   RenderJob job;
   job.input = arguments.input;
   job.output = arguments.output;
-  job.settings = InitialSettings(arguments);
+  if (!arguments.replay.empty()) {
+    job.replay = ReadTurnLog(arguments.replay);
+  } else {
+    job.settings = arguments.setting.Settings();
+  }
   job.timeline = Timeline(arguments);
   job.block = ParseBlockRange(arguments.block);
   job.raw_timing = arguments.raw_timing;
@@ -120,18 +74,20 @@ void Run(const RenderArguments& arguments) {
   job.dump = arguments.dump;
   static_cast<void>(AudioFormat(job.output));  // refuses a wrong ending before anything is loaded
   CheckReplacement(job.input, job.output, arguments.replace);
-  SetProperty("vendor.kelda.effect=1");
-  for (const std::string& property : arguments.properties) {
-    SetProperty(property);
+  const std::filesystem::path effect_library = arguments.setting.Prepare();
+  std::optional<Tunings> tunings;
+  if (!arguments.replay.empty() && arguments.setting.tuning.empty()) {
+    job.tunings = &tunings.emplace(job.replay.tunings.front());
+    std::for_each(job.replay.tunings.begin() + 1, job.replay.tunings.end(),
+                  [&](const std::filesystem::path& tuning) { tunings->Add(tuning); });
+  } else if (job.replay.tunings.size() > 1) {
+    throw Failure(ExitCode::kUsage, "--tuning: the tuning changes in " + arguments.replay.string());
   }
-  UseTuningDirectory(arguments.tuning);
-  ShowLog(ParseLogLevel(arguments.log_level));
   if (job.block.random()) {
     job.seed = arguments.seed ? *arguments.seed : DrawSeed();
   }
 
-  const EffectLibrary library(arguments.library.empty() ? DefaultEffectLibrary()
-                                                        : arguments.library);
+  const EffectLibrary library(effect_library);
   const RenderResult result = Render(library, job);
   PrintToStandardOutput(result.dump);
   for (const std::string& note : result.notes) {
@@ -163,27 +119,10 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
                           const std::string& help) {
     return command->add_option(name, value, help)->type_name(form);
   };
-  option("--mode", arguments->mode, "MODE", "off, music, cinema or auto (music)");
-  option("--device", arguments->device, "DEVICE",
-         ShortDeviceNames() + ", AUDIO_DEVICE_OUT_... or a number (wired)");
-  option("--wired-hrtf", arguments->wired_hrtf, "TYPE",
-         "standard or personalized (as the tuning says)");
-  option("--bluetooth-hrtf", arguments->bluetooth_hrtf, "TYPE", "The same for Bluetooth");
-  CLI::Option* const app =
-      option("--app", arguments->app, "PACKAGE", "The playing application, for mode auto");
-  option("--app-flag", arguments->app_flag, "0|1", "1: cinema if the application is not listed (0)")
-      ->needs(app);
+  arguments->setting.AddTo(command);
   option("--block", arguments->block, "FRAMES",
          "Host block, 1 to 65536, or random[:MIN-MAX] (960)");
   option("--seed", arguments->seed, "NUMBER", "Seed of random blocks, to repeat their sequence");
-  option("--tuning", arguments->tuning, "DIR",
-         "Tuning files; else KELDA_DATA_DIR, else the installed ones");
-  option("--property", arguments->properties, "NAME=VALUE",
-         "Set a system property; may be repeated")
-      ->allow_extra_args(false);
-  option("--log-level", arguments->log_level, "LEVEL",
-         "verbose, debug, info, warn, error or silent (warn)");
-  option("--library", arguments->library, "FILE", "Effect library; else the installed one");
   option("--at", arguments->changes, "SECONDS KEY=VALUE",
          "Change a setting while the audio runs, at 150 or 2:30; may be repeated")
       ->allow_extra_args(false);
@@ -191,9 +130,17 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
          "Lines of SECONDS KEY=VALUE, as for --at; # begins a comment");
   command->add_flag("--raw-timing", arguments->raw_timing,
                     "Keep the latency at the start and the tail at the end, as the host gets them");
-  command->add_flag(
+  CLI::Option* const host = command->add_flag(
       "--host", arguments->host,
       "Change settings by a crossfade, as doors do that own their side of the effect");
+  CLI::Option* const replay =
+      option("--replay", arguments->replay, "LOG",
+             "With --host: make the changes that a log of kelda live tells, in place of settings");
+  replay->needs(host);
+  for (const char* const setting :
+       {"--mode", "--device", "--wired-hrtf", "--bluetooth-hrtf", "--app", "--at", "--scenario"}) {
+    replay->excludes(setting);
+  }
   command->add_flag("-y,--yes", arguments->replace, kReplaceHelp);
   command->add_flag("-q,--quiet", arguments->quiet, "Do not sum up the result at the end");
   command->add_flag("--dump", arguments->dump, "Print the effect's report after the render");

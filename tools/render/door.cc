@@ -1,6 +1,6 @@
 #include "tools/render/door.h"
 
-#include <numeric>
+#include <span>
 
 #include "tools/framework/effect_session.h"
 #include "tools/framework/frame_tracker.h"
@@ -40,7 +40,12 @@ class RecordDoor : public Door {
 // Its latency is always the same, whatever the settings and the blocks.
 class HostDoor : public Door {
  public:
-  explicit HostDoor(const EffectLibrary& library) : session_(library) {}
+  HostDoor(const EffectLibrary& library, const LoggedRun& replay, Tunings* tunings)
+      : session_(library, Options(tunings)), trims_(replay.trims) {
+    if (!replay.turns.empty()) {
+      session_.Replay(replay.turns);
+    }
+  }
 
   void Apply(const Setting& setting) override {
     session_.Apply(setting);
@@ -57,6 +62,8 @@ class HostDoor : public Door {
   const std::vector<int64_t>& Process(float* interleaved, std::size_t frames) override {
     constexpr int64_t kGathered = kPeriodFrames - 1;
     session_.Process(interleaved, frames);
+    trimmed_ += tools::Apply(std::span(trims_).subspan(trimmed_), static_cast<uint64_t>(frame_),
+                             interleaved, frames, &trim_);
     delivered_.resize(frames);
     for (int64_t& delivered : delivered_) {
       delivered = !session_.enabled()           ? frame_
@@ -72,7 +79,17 @@ class HostDoor : public Door {
   std::string Dump() override { return session_.Dump(); }
 
  private:
+  static changeover::SessionOptions Options(Tunings* tunings) {
+    if (tunings == nullptr) {
+      return {};
+    }
+    return {.use_tuning = [tunings](uint32_t number) { return tunings->Use(number); }};
+  }
+
   HostSession session_;
+  const std::vector<TrimStep> trims_;
+  std::size_t trimmed_ = 0;  // of them
+  Trim trim_;
   int64_t frame_ = 0;
   int64_t begin_ = 0;  // frame at which the host began to gather
   std::vector<int64_t> delivered_;
@@ -80,9 +97,10 @@ class HostDoor : public Door {
 
 }  // namespace
 
-std::unique_ptr<Door> OpenDoor(const EffectLibrary& library, bool host) {
+std::unique_ptr<Door> OpenDoor(const EffectLibrary& library, bool host, const LoggedRun& replay,
+                               Tunings* tunings) {
   if (host) {
-    return std::make_unique<HostDoor>(library);
+    return std::make_unique<HostDoor>(library, replay, tunings);
   }
   return std::make_unique<RecordDoor>(library);
 }

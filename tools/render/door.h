@@ -11,6 +11,8 @@
 
 #include "tools/framework/effect_library.h"
 #include "tools/framework/setting.h"
+#include "tools/replay/tunings.h"
+#include "tools/replay/turn_log.h"
 
 namespace kelda::tools {
 
@@ -36,8 +38,10 @@ class Door {
   virtual std::string Dump() = 0;
 };
 
-// `library` outlives it.
-std::unique_ptr<Door> OpenDoor(const EffectLibrary& library, bool host);
+// `library` outlives it. A host that is given a run makes its changes, and takes no settings; with
+// `tunings`, which outlive it, those of the tuning, too.
+std::unique_ptr<Door> OpenDoor(const EffectLibrary& library, bool host,
+                               const LoggedRun& replay = {}, Tunings* tunings = nullptr);
 
 }  // namespace kelda::tools
 

@@ -36,7 +36,7 @@ class Renderer {
       : job_(job),
         source_(job.input),
         sink_(job.output, source_.stated_frames()),
-        door_(OpenDoor(library, job.host)),
+        door_(OpenDoor(library, job.host, job.replay, job.tunings)),
         watch_(library),
         sizes_(job.block, job.seed) {}
 

@@ -16,12 +16,15 @@
 #include "tools/framework/setting.h"
 #include "tools/render/stage_watch.h"
 #include "tools/render/timeline.h"
+#include "tools/replay/tunings.h"
+#include "tools/replay/turn_log.h"
 
 namespace kelda::tools {
 
 struct RenderJob {
   std::filesystem::path input;
   std::filesystem::path output;
+  LoggedRun replay;                    // of another run, with `host`; then nothing is set
   std::vector<Setting> settings;       // before the audio starts, in order
   std::vector<TimedSetting> timeline;  // in order of time
   BlockRange block{960, 960};
@@ -31,8 +34,9 @@ struct RenderJob {
   // last frame of the input has come out. That includes the silence while the effect gathers its
   // first periods.
   bool raw_timing = false;
-  bool host = false;  // through the host that changes settings without a click
-  bool dump = false;  // ask for the effect's report at the end
+  Tunings* tunings = nullptr;  // of `replay`
+  bool host = false;           // through the host that changes settings without a click
+  bool dump = false;           // ask for the effect's report at the end
 };
 
 struct RenderResult {
