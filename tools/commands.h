@@ -2,11 +2,19 @@
 #ifndef KELDA_TOOLS_COMMANDS_H_
 #define KELDA_TOOLS_COMMANDS_H_
 
+#include <memory>
+
 namespace CLI {
 class App;
 }
 
 namespace kelda::tools {
+
+class LiveCompanion;
+
+// Makes what may accompany a command that plays live.
+using CompanionMaker = std::unique_ptr<LiveCompanion> (*)();
+std::unique_ptr<LiveCompanion> MakeCockpit();  // a page to tune and compare by ear
 
 // Each adds a command to the program. It runs when the arguments are parsed, and throws Failure
 // or Interrupted.
@@ -16,6 +24,10 @@ void AddInspectCommand(CLI::App* program);  // what tuning files hold, and what 
 void AddRenderCommand(CLI::App* program);   // an audio file as a listener would hear it
 void AddReportCommand(CLI::App* program);   // a page with pictures of a tuning
 void AddTuneCommand(CLI::App* program);     // tuning files from the files that people have
+
+// A sink of the desktop through the effect, and audio files, played through it.
+void AddLiveCommand(CLI::App* program, CompanionMaker make_companion);
+void AddPlayCommand(CLI::App* program, CompanionMaker make_companion);
 
 }  // namespace kelda::tools
 

@@ -1,11 +1,15 @@
 #include "tests/tools/program.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <iterator>
@@ -89,28 +93,50 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
   }
   if (surroundings.terminal) {
     close(program_side);
-    const std::string& typed = surroundings.typed;
-    if (write(terminal_, typed.data(), typed.size()) != static_cast<ssize_t>(typed.size())) {
-      throw std::runtime_error("cannot type");
+    Type(surroundings.typed);
+  }
+}
+
+void RunningProgram::Type(const std::string& keys) const {
+  if (write(terminal_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size())) {
+    throw std::runtime_error("cannot type");
+  }
+}
+
+bool RunningProgram::WaitUntil(const std::function<bool(const std::string& screen)>& done) {
+  using Clock = std::chrono::steady_clock;
+  for (const auto end = Clock::now() + std::chrono::seconds(20); Clock::now() < end;) {
+    if (done(screen_)) {
+      return true;
+    }
+    pollfd shown{terminal_, POLLIN, 0};
+    if (constexpr int kLookMs = 20; poll(&shown, terminal_ < 0 ? 0 : 1, kLookMs) > 0) {
+      char bytes[4096];
+      const ssize_t count = read(terminal_, bytes, sizeof(bytes));
+      screen_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }
   }
+  return done(screen_);
 }
 
 void RunningProgram::Signal(int signal) const { kill(process_, signal); }
 
 ProgramResult RunningProgram::Wait() {
-  std::string screen;
+  bool takes_lines = true;
   if (terminal_ >= 0) {
     char bytes[4096];
     for (ssize_t count = 0; (count = read(terminal_, bytes, sizeof(bytes))) > 0;) {
-      screen.append(bytes, static_cast<std::size_t>(count));
+      screen_.append(bytes, static_cast<std::size_t>(count));
     }
+    termios state{};
+    takes_lines = tcgetattr(terminal_, &state) == 0 && (state.c_lflag & ICANON) != 0 &&
+                  (state.c_lflag & ECHO) != 0;
     close(terminal_);
   }
   int status = 0;
   waitpid(process_, &status, 0);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), folder_.Read("out"),
-          terminal_ >= 0 ? screen : folder_.Read("err")};
+          terminal_ >= 0 ? screen_ : folder_.Read("err"), takes_lines};
 }
 
 ProgramResult RunKelda(const std::vector<std::string>& arguments,

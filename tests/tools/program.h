@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@ struct ProgramResult {
   int exit_code;  // 128 + signal if one killed it
   std::string out;
   std::string err;
+  bool takes_lines = true;  // a terminal: whole ones with an echo, as a shell leaves it
 };
 
 struct ProgramSurroundings {
@@ -39,11 +41,18 @@ class RunningProgram {
   explicit RunningProgram(const std::vector<std::string>& arguments,
                           const ProgramSurroundings& surroundings = {});
   void Signal(int signal) const;
+  // Presses keys, with a terminal.
+  void Type(const std::string& keys) const;
+  // Reads what the terminal shows until `done` says so of all of it, for 20 s at most. Returns
+  // whether it did.
+  bool WaitUntil(const std::function<bool(const std::string& screen)>& done);
+  const std::string& screen() const { return screen_; }
   ProgramResult Wait();
 
  private:
   TemporaryFolder folder_;
   int terminal_ = -1;
+  std::string screen_;
   pid_t process_;
 };
 
