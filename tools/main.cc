@@ -39,6 +39,10 @@ int Run(int argc, char** argv) {
                              "Example:\n  kelda render song.flac out.wav\n\n") +
                  kExitCodeHelp);
   AddRenderCommand(&program);
+#ifdef KELDA_LIVE
+  AddLiveCommand(&program, MakeCockpit);
+  AddPlayCommand(&program, MakeCockpit);
+#endif
   AddDoctorCommand(&program);
   AddTuneCommand(&program);
   AddCaptureCommand(&program);

@@ -52,7 +52,7 @@ TEST_F(Failures, WrongUsage) {
       {"rendr a",
        "unknown command 'rendr', did you mean render? (kelda --help shows what there is)"},
       {"tune htrf", "unknown command 'htrf', did you mean hrtf? (kelda tune --help shows what"},
-      {"play a", "unknown command 'play' ("},
+      {"sing a", "unknown command 'sing' ("},
       {"render a --modee=off",
        "unknown option '--modee', did you mean --mode? (kelda render --help"},
       {"render a", "OUT is required (kelda render --help shows what there is)"},
