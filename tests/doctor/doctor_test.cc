@@ -43,7 +43,7 @@ TEST(LibraryDoctor, FindsThatTheOpenLibraryFits) {
 }
 
 TEST(LibraryDoctor, FindsEveryFaultAndSurvivesIt) {
-  const std::string report = Doctor(5, {"--library", FAULTY, "--tuning", KELDA_TUNING}).out;
+  const std::string report = Doctor(5, {"--library", FAULTY, "--tuning", KELDA_DEFAULT_TUNING}).out;
   const std::pair<const char*, const char*> kFindings[] = {
       {"headphone equalizer", "does not fit: signal 11"},
       {"music upmix", "work 100 bytes, parameters 64 bytes"},
@@ -95,7 +95,7 @@ TEST(LibraryDoctor, DoesNotRunWhatIsNoWholeLibraryForThisProcessor) {
 // A copy of the default tuning to damage.
 class TuningDoctor : public testing::Test {
  protected:
-  TuningDoctor() { std::filesystem::copy(KELDA_TUNING, folder_ / ""); }
+  TuningDoctor() { std::filesystem::copy(KELDA_DEFAULT_TUNING, folder_ / ""); }
 
   // Reads `report_`.
   void Diagnose(int exit_code) { report_ = Doctor(exit_code, {"--tuning", folder_ / ""}).out; }
