@@ -1,12 +1,12 @@
 #include "tools/live/pipewire_streams.h"
 
 #include <spa/param/audio/format-utils.h>
-#include <time.h>
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
+#include "tools/core/clock.h"
 #include "tools/core/failure.h"
 #include "tools/framework/effect_session.h"
 
@@ -19,14 +19,6 @@ constexpr const char* kTitle = "Kelda Upmix";
 constexpr const char* kMaxLatency = "8192/48000";
 
 constexpr std::size_t kStride = kChannels * sizeof(float);
-
-// Asking for it does not wait. Of CLOCK_THREAD_CPUTIME_ID: the data thread's own.
-uint64_t Nanoseconds(clockid_t clock) {
-  timespec now{};
-  clock_gettime(clock, &now);
-  constexpr uint64_t kPerSecond = 1'000'000'000;
-  return kPerSecond * static_cast<uint64_t>(now.tv_sec) + static_cast<uint64_t>(now.tv_nsec);
-}
 
 // Tells what a callback took: processor time, but no more than has passed.
 class CallbackTime {
