@@ -33,35 +33,35 @@ class Knob {
   #awaited = 0;  // requests without an answer
   #version = 0;  // of the last answer
 
-  constructor(connection, set, spec) {
-    Object.assign(this, { connection, set, spec, value: spec.default, changed: false });
-    this.title = title(spec);
-    this.id = `${set.set}-${spec.key}`;
-    this.text = [this.title, spec.key, spec.text, spec.advice, set.title].join(" ").toLowerCase();
-    this.logarithmic = spec.min > 0 && spec.max / spec.min >= kWideRange;
+  constructor(connection, set, entry) {
+    Object.assign(this, { connection, set, entry, value: entry.default, changed: false });
+    this.title = title(entry);
+    this.id = `${set.set}-${entry.key}`;
+    this.text = [this.title, entry.key, entry.text, entry.advice, set.title].join(" ").toLowerCase();
+    this.logarithmic = entry.min > 0 && entry.max / entry.min >= kWideRange;
     this.#build();
     this.#show();
   }
 
   #build() {
-    const { id, spec } = this;
-    const name = this.title + (spec.unit ? ` in ${spec.unit}` : "");
-    const step = niceStep(spec);
+    const { id, entry } = this;
+    const name = this.title + (entry.unit ? ` in ${entry.unit}` : "");
+    const step = niceStep(entry);
     this.range = element("input", {
-      type: "range", id, ...(this.logarithmic ? { min: 0, max: kPositions, step: 1 } : { min: spec.min, max: spec.max, step: "any" }),
+      type: "range", id, ...(this.logarithmic ? { min: 0, max: kPositions, step: 1 } : { min: entry.min, max: entry.max, step: "any" }),
     });
     if (!this.logarithmic) this.step = step;
     this.field = element("input", {
-      type: "number", id: `${id}-number`, "aria-label": `${name}, as a number`, min: spec.min, max: spec.max, step: "any",
-      inputmode: spec.min < 0 ? false : "decimal", "aria-describedby": `${id}-wrong`,
+      type: "number", id: `${id}-number`, "aria-label": `${name}, as a number`, min: entry.min, max: entry.max, step: "any",
+      inputmode: entry.min < 0 ? false : "decimal", "aria-describedby": `${id}-wrong`,
     });
     this.wrong = element("p", { class: "wrong", id: `${id}-wrong` });
     this.mark = element("span", { class: "mark", hidden: true }, "changed");
     this.more = element("div", { class: "more", id: `${id}-more`, hidden: true },
-      spec.advice ? element("p", {}, "Turn it up for ", spec.advice, ".") : null,
-      spec.heard ? element("p", {}, `Heard ${spec.heard}.`) : null,
-      element("p", { class: "soft" }, element("code", {}, spec.key),
-        `: ${withUnit(spec.min, spec.unit)} to ${withUnit(spec.max, spec.unit)}, default ${withUnit(spec.default, spec.unit)}`));
+      entry.advice ? element("p", {}, "Turn it up for ", entry.advice, ".") : null,
+      entry.heard ? element("p", {}, `Heard ${entry.heard}.`) : null,
+      element("p", { class: "soft" }, element("code", {}, entry.key),
+        `: ${withUnit(entry.min, entry.unit)} to ${withUnit(entry.max, entry.unit)}, default ${withUnit(entry.default, entry.unit)}`));
     this.advice = button("?", () => {
       this.more.hidden = !this.more.hidden;
       this.advice.setAttribute("aria-expanded", String(!this.more.hidden));
@@ -69,16 +69,16 @@ class Knob {
     this.reset = button("Reset", () => this.#act("reset"),
       { class: "reset", "aria-label": `Reset ${this.title} to the file`, title: "Back to what the project’s file says" });
     this.initial = button("Default", () => this.#act("default"),
-      { class: "initial", "aria-label": `Default of ${this.title}: ${withUnit(spec.default, spec.unit)}`, title: `The library’s default: ${withUnit(spec.default, spec.unit)}` });
+      { class: "initial", "aria-label": `Default of ${this.title}: ${withUnit(entry.default, entry.unit)}`, title: `The library’s default: ${withUnit(entry.default, entry.unit)}` });
     const tick = element("span", { class: "tick" });
-    tick.style.setProperty("--at", this.#share(spec.default));
-    this.row = element("div", { class: "knob", "data-key": `${this.set.set}.${spec.key}` },
+    tick.style.setProperty("--at", this.#share(entry.default));
+    this.row = element("div", { class: "knob", "data-key": `${this.set.set}.${entry.key}` },
       element("div", { class: "name" },
-        element("label", { for: id }, this.title), this.mark, element("p", { class: "soft" }, spec.text)),
+        element("label", { for: id }, this.title), this.mark, element("p", { class: "soft" }, entry.text)),
       element("div", { class: "slide" }, this.range, tick,
         element("div", { class: "ends soft", "aria-hidden": "true" },
-          element("span", {}, withUnit(spec.min, "")), element("span", {}, withUnit(spec.max, "")))),
-      element("div", { class: "field" }, this.field, element("span", { class: "unit soft", "aria-hidden": "true" }, spec.unit)),
+          element("span", {}, withUnit(entry.min, "")), element("span", {}, withUnit(entry.max, "")))),
+      element("div", { class: "field" }, this.field, element("span", { class: "unit soft", "aria-hidden": "true" }, entry.unit)),
       element("div", { class: "tools" }, this.reset, this.initial, this.advice),
       this.wrong, this.more);
 
@@ -95,18 +95,18 @@ class Knob {
 
   // Where a value lies on the slider, from 0 to 1, and back.
   #share(value) {
-    const { min, max } = this.spec;
+    const { min, max } = this.entry;
     return this.logarithmic ? Math.log(value / min) / Math.log(max / min) : (value - min) / (max - min);
   }
   #fromRange() {
-    const { min, max } = this.spec;
+    const { min, max } = this.entry;
     const at = Number(this.range.value);
     if (!this.logarithmic) return this.#rounded(at);
     if (at === 0 || at === kPositions) return at === 0 ? min : max;
     return Number((min * (max / min) ** (at / kPositions)).toPrecision(3));
   }
   #rounded(value) {
-    const { min, max } = this.spec;
+    const { min, max } = this.entry;
     const steps = Math.round(value / this.step) * this.step;
     return Number(Math.min(max, Math.max(min, steps)).toPrecision(6));
   }
@@ -120,7 +120,7 @@ class Knob {
   }
 
   #enter() {
-    const { min, max, unit } = this.spec;
+    const { min, max, unit } = this.entry;
     const value = this.field.valueAsNumber;
     const isWrong = !(value >= min && value <= max);
     this.field.setAttribute("aria-invalid", String(isWrong));
@@ -136,14 +136,14 @@ class Knob {
     this.#typing = false;
     this.value = value;
     this.#show();
-    await this.#sent({ do: "knob", set: this.set.set, key: this.spec.key, value, gesture: this.#gesture }, this.id);
+    await this.#sent({ do: "knob", set: this.set.set, key: this.entry.key, value, gesture: this.#gesture }, this.id);
   }
 
   async #act(what) {
     this.#gesture = "";
     this.#typing = false;
     this.range.focus();  // the button goes with the change
-    await this.#sent({ do: what, set: this.set.set, key: this.spec.key });
+    await this.#sent({ do: what, set: this.set.set, key: this.entry.key });
   }
 
   async #sent(action, slot = null) {
@@ -172,9 +172,9 @@ class Knob {
   }
 
   #show() {
-    const { spec, value } = this;
-    const text = withUnit(value, spec.unit);
-    const isDefault = Math.abs(value - spec.default) <= 1e-6 * Math.max(1, Math.abs(spec.default));
+    const { entry, value } = this;
+    const text = withUnit(value, entry.unit);
+    const isDefault = Math.abs(value - entry.default) <= 1e-6 * Math.max(1, Math.abs(entry.default));
     const at = this.logarithmic ? Math.round(this.#share(value) * kPositions) : value;
     if (Number(this.range.value) !== at) this.range.value = at;
     this.range.setAttribute("aria-valuetext", text + (isDefault ? ", the default" : ""));
@@ -197,7 +197,7 @@ export class Knobs {
 
   constructor(connection, catalogue) {
     this.#sections = catalogue.sets.map((set) => {
-      const knobs = set.keys.map((spec) => new Knob(connection, set, spec));
+      const knobs = set.keys.map((entry) => new Knob(connection, set, entry));
       const note = element("span", { class: "soft" });
       const details = element("details", { class: "card set", "data-set": set.set },
         element("summary", {}, element("h3", {}, set.title), note),
@@ -215,7 +215,7 @@ export class Knobs {
     const playing = plays?.split(",")[0] ?? "";
     for (const { set, knobs, note, details } of this.#sections) {
       for (const knob of knobs) {
-        const { key } = knob.spec;
+        const { key } = knob.entry;
         knob.state(side.values[set.set][key], side.changed.includes(`${set.set}.${key}`), version);
       }
       const changes = side.changed.filter((name) => name.startsWith(`${set.set}.`)).length;
