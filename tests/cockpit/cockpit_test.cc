@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -71,7 +72,7 @@ TEST(MatchTest, IsTrueToATenthOfWhatIsRendered) {
   };
   const auto origin = OpenTuningDirectory(KELDA_DEFAULT_TUNING);
   const auto measured = [&](const std::string& a, const std::string& b) {
-    SideRuns runs;
+    SideRuns runs(true);
     for (const auto& [which, mode] : {std::pair(Which::kA, a), std::pair(Which::kB, b)}) {
       const Side side =
           MakeSide(origin, {ParseSetting("device=wired"), ParseSetting("mode=" + mode)});
@@ -79,7 +80,8 @@ TEST(MatchTest, IsTrueToATenthOfWhatIsRendered) {
     }
     constexpr std::size_t kPiece = 700;
     for (std::size_t at = 0; at < programme.size(); at += 2 * kPiece) {
-      runs.Process(&programme[at], std::min(kPiece, (programme.size() - at) / 2), true, true);
+      runs.Process(&programme[at], &programme[at], std::min(kPiece, (programme.size() - at) / 2),
+                   true, true);
     }
     return runs.MatchNow();
   };
@@ -91,6 +93,41 @@ TEST(MatchTest, IsTrueToATenthOfWhatIsRendered) {
   EXPECT_NEAR(off + bypass.a_db, music + bypass.b_db, 0.1);
   EXPECT_EQ(std::min(bypass.a_db, bypass.b_db) + std::max(bypass.a_db, bypass.b_db),
             -std::fabs(bypass.difference_lu));  // the louder one is made softer, the other not
+}
+
+TEST(MatchTest, CountsWhatWasHeardBeyondTheRuns) {
+  const std::vector<float> programme = Programme(int64_t{48000} * 20);
+  const auto side_of = [](const char* device) {
+    return ChainFilesOf(MakeSide(OpenTuningDirectory(KELDA_DEFAULT_TUNING),
+                                 {ParseSetting(std::string("device=") + device)}),
+                        UpmixMode::Music);
+  };
+  // What is heard of each side, as often louder as given, beside a run of Off or of nothing.
+  const auto measured = [&](bool open_library, const std::vector<float>& gains) {
+    SideRuns runs(open_library);
+    runs.Use(Which::kA, side_of("speaker"));
+    runs.Use(Which::kB, side_of("wired"));
+    double trim_db = 0;
+    Which side = Which::kA;
+    for (const float gain : gains) {
+      runs.Hear(AudibleSide{side, trim_db});
+      std::vector<float> heard(2 * changeover::Session::kLatencyFrames);
+      const float trim = std::pow(10.0f, static_cast<float>(trim_db) / 20);
+      std::transform(programme.begin(), programme.end(), std::back_inserter(heard),
+                     [&](float sample) { return trim * gain * sample; });
+      for (std::size_t at = 0; at + 2000 <= programme.size(); at += 2000) {
+        runs.Process(&programme[at], &heard[at], 1000, true, true);
+      }
+      side = Which::kB;
+      trim_db = -3;
+    }
+    return runs.MatchNow();
+  };
+  const Match runs_alone = measured(true, {1});
+  ASSERT_TRUE(runs_alone.ready);
+  EXPECT_NEAR(measured(true, {2}).difference_lu, runs_alone.difference_lu + 6.02, 0.02);
+  EXPECT_FALSE(measured(false, {2}).ready);
+  EXPECT_NEAR(measured(false, {2, 0.5}).difference_lu, 12.04, 0.02);
 }
 
 TEST(MeterTest, TellsLevelsAsTheyAre) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <tuple>
 #include <utility>
 
 #include "changeover/session.h"
@@ -372,6 +373,14 @@ void Cockpit::Tell(const char* level, const std::string& text) {
   message_ = {{"level", level}, {"text", text}, {"id", ++messages_}};
 }
 
+void Cockpit::TellFailure(const std::function<void()>& act) {
+  try {
+    act();
+  } catch (const std::exception& error) {
+    Tell("error", error.what());
+  }
+}
+
 void Cockpit::Changed() {
   ++version_;
   asked_ = wanted_ ? asked_ : Clock::now();
@@ -480,7 +489,7 @@ void Cockpit::RunChanges() {
       changing_ = false;
       if (applications_changed_) {  // the effect has the directory with the new list now
         applications_changed_ = false;
-        engine_->Set({Setting::Key::kReloadApps, 0, ""});
+        TellFailure([&] { engine_->Set({Setting::Key::kReloadApps, 0, ""}); });
       }
       heard_after_ms_.reset();
       if (!live.changing && live.trouble.empty()) {
@@ -495,11 +504,7 @@ void Cockpit::RunChanges() {
     trouble_ = live.trouble;
     if (wanted_ && !changing_) {
       wanted_ = false;
-      try {
-        MakeHeard();
-      } catch (const std::exception& error) {
-        Tell("error", error.what());
-      }
+      TellFailure([this] { MakeHeard(); });
       news = true;
     }
     constexpr auto kPlayerTime = std::chrono::seconds(1);
@@ -579,7 +584,13 @@ void Cockpit::RunMeters() {
   while (!ending_) {
     wake_.wait_for(lock, kTapLook, [this] { return ending_; });
     lock.unlock();
-    UseChains();
+    try {
+      UseChains();
+    } catch (const std::exception& error) {
+      const std::lock_guard telling(mutex_);
+      Tell("error", error.what());
+      PublishState();
+    }
     while (const std::size_t count = tap_.frames.Pop(frames.data(), kMostFrames)) {
       since += count;
       frames.resize(tap_.frames.width() * count);
@@ -612,17 +623,15 @@ void Cockpit::Measure(const std::vector<float>& frames) {
     in_.Add(in.data(), count);
     out_.Add(out.data(), count);
   }
-  const auto [match, heard] = [this] {
+  const auto [match, side, heard] = [this] {
     const std::lock_guard lock(mutex_);
-    return std::pair(match_on_, HeardSide());
+    const bool steady = !wanted_ && !changing_ && !chains_due_;
+    return std::tuple(match_on_, HeardSide(),
+                      steady ? std::optional<AudibleSide>({HeardSide(), trim_db_}) : std::nullopt);
   }();
-  if (open_library_) {
-    runs_.Process(in.data(), count, match || (watched && heard == Which::kA),
-                  match || (watched && heard == Which::kB));
-  } else {
-    heard_in_.Add(in.data(), count);
-    heard_out_.Add(out.data(), count);
-  }
+  runs_.Hear(heard);
+  runs_.Process(in.data(), out.data(), count, match || (watched && side == Which::kA),
+                match || (watched && side == Which::kB));
 }
 
 // A chain is made anew when its knobs have come to rest.
@@ -646,35 +655,14 @@ void Cockpit::UseChains() {
           ChainFilesOf(model_.side(which), PlayingMode(plays_));
     }
   }
-  heard_in_.Restart();
-  heard_out_.Restart();
   for (const Which which : {Which::kA, Which::kB}) {
-    if (open_library_) {
-      runs_.Use(which, files[static_cast<std::size_t>(which)]);
-    } else if (const auto index = static_cast<std::size_t>(which);
-               files[index] != closed_files_[index]) {
-      closed_files_[index] = files[index];
-      gain_lu_[index].reset();
-    }
+    runs_.Use(which, files[static_cast<std::size_t>(which)]);
   }
 }
 
 void Cockpit::FollowMatch() {
   const std::lock_guard lock(mutex_);
-  Match now;
-  if (open_library_) {
-    now = runs_.MatchNow();
-  } else {
-    const std::size_t hops = heard_out_.hops();
-    if (hops >= Match::kLeastHops && !changing_) {
-      const double gain = heard_out_.Lufs(hops) - heard_in_.Lufs(hops) - trim_db_;
-      gain_lu_[static_cast<std::size_t>(HeardSide())] =
-          std::isfinite(gain) ? std::optional(gain) : std::nullopt;
-    }
-    if (gain_lu_[0] && gain_lu_[1]) {
-      now = MatchOf(*gain_lu_[0] - *gain_lu_[1]);
-    }
-  }
+  const Match now = runs_.MatchNow();
   const bool was_ready = std::exchange(match_.ready, now.ready);
   if (now.ready) {
     match_ = now;  // else the last gains stay

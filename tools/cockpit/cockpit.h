@@ -76,6 +76,7 @@ class Cockpit : public LiveRemote {
   Which HeardSide() const;
   double TrimOf(Which which) const;
   void Tell(const char* level, const std::string& text);
+  void TellFailure(const std::function<void()>& act);  // of a thread that goes on
   void Changed();
   void PublishState();
   Json State() const;
@@ -129,10 +130,7 @@ class Cockpit : public LiveRemote {
 
   // The meters' thread's.
   SignalMeter in_, out_;
-  SideRuns runs_;
-  RunningLoudness heard_in_, heard_out_;          // of a closed library, since the last change
-  std::array<std::optional<double>, 2> gain_lu_;  // of a closed library's sides, as heard
-  std::array<ChainFiles, 2> closed_files_;
+  SideRuns runs_{open_library_};
   uint64_t chains_version_ = 0;
   Clock::time_point chains_changed_;
   bool chains_due_ = true;

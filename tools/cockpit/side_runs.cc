@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "changeover/instance.h"
+#include "changeover/session.h"
 #include "settings/tuning_directory.h"
 #include "tools/core/failure.h"
 #include "upmix-lib/equalizer/equalizer_file.h"
@@ -131,71 +133,105 @@ std::optional<double> SideRun::limiter_gain() const {
 
 void SideRuns::Use(TuningModel::Which which, const ChainFiles& files) {
   const auto index = static_cast<std::size_t>(which);
-  if (ran_[index] && runs_[index].files() == files) {
+  if (used_[index] && files_[index] == files) {
     return;
   }
-  runs_[index].Use(files, past_);
-  ran_[index] = true;
+  runs_[index].Use(open_library_ ? files : ChainFiles{}, past_);
+  files_[index] = files;
+  used_[index] = true;
+  beyond_[index].reset();
   Restart();
 }
 
-// Both are measured over the same frames.
+void SideRuns::Hear(const std::optional<AudibleSide>& heard) {
+  if (heard != heard_) {
+    heard_ = heard;
+    heard_blocks_ = 0;
+  }
+}
+
+// All are measured over the same frames.
 void SideRuns::Restart() {
   for (SideRun& run : runs_) {
     run.loudness().Restart();
   }
+  loudness_.Restart();
+  heard_blocks_ = 0;
 }
 
-void SideRuns::Process(const float* stereo, std::size_t frames, bool a, bool b) {
+void SideRuns::Process(const float* in, const float* out, std::size_t frames, bool a, bool b) {
   const bool same = runs_[0].files() == runs_[1].files();
   const std::array<bool, 2> wanted{a, b && !(same && a)};
   if (wanted != wanted_) {
     wanted_ = wanted;
     Restart();
   }
-  for (std::size_t i = 0; i < 2 * frames; ++i) {
-    block_.push_back(std::isfinite(stereo[i]) ? stereo[i] : 0.0f);
-    if (block_.size() < kBlockSamples) {
-      continue;
-    }
+  if (in_.empty()) {  // the effect is later than a run by this much
+    in_.assign(2 * (changeover::Session::kLatencyFrames - changeover::kChainFrames), 0.0f);
+  }
+  in_.insert(in_.end(), in, in + 2 * frames);
+  out_.insert(out_.end(), out, out + 2 * frames);
+  std::size_t at = 0;
+  for (; at + kBlockSamples <= out_.size(); at += kBlockSamples) {
     for (std::size_t side = 0; side < runs_.size(); ++side) {
       if (wanted[side]) {
-        runs_[side].Process(block_.data());
+        runs_[side].Process(&in_[at]);
       }
     }
-    past_.insert(past_.end(), block_.begin(), block_.end());
-    if (past_.size() > kPastBlocks * kBlockSamples) {
-      past_.erase(past_.begin(), past_.begin() + static_cast<std::ptrdiff_t>(kBlockSamples));
-    }
-    block_.clear();
+    loudness_.Add(&out_[at], kBlockFrames);
+    ++heard_blocks_;
+    CompareWithHeard();
+    const auto block = in_.begin() + static_cast<std::ptrdiff_t>(at);
+    past_.insert(past_.end(), block, block + static_cast<std::ptrdiff_t>(kBlockSamples));
+  }
+  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
+  out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(at));
+  if (constexpr std::size_t kMost = kPastBlocks * kBlockSamples; past_.size() > kMost) {
+    past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(kMost));
+  }
+}
+
+void SideRuns::CompareWithHeard() {
+  // A trim comes with a crossfade, which takes up to this long to be heard.
+  constexpr std::size_t kLateHops = 4;
+  const std::size_t since = heard_blocks_ * kBlockFrames / RunningLoudness::kHopFrames;
+  if (!heard_ || since < Match::kLeastHops + kLateHops) {
+    return;
+  }
+  const RunningLoudness& run = runs_[RunOf(heard_->side)].loudness();
+  const std::size_t hops = std::min({since - kLateHops, run.hops(), loudness_.hops()});
+  if (hops < Match::kLeastHops) {
+    return;
+  }
+  if (const double lufs = run.Lufs(hops); lufs > kSilentLufs) {
+    const double beyond = loudness_.Lufs(hops) - heard_->trim_db - lufs;
+    beyond_[static_cast<std::size_t>(heard_->side)] =
+        std::isfinite(beyond) ? std::optional(beyond) : std::nullopt;
   }
 }
 
 Match SideRuns::MatchNow() const {
   Match match;
-  if (runs_[0].files() == runs_[1].files()) {
+  if (files_[0] == files_[1]) {
     match.ready = true;
     return match;
   }
-  const auto loudness = [this](std::size_t side) -> const RunningLoudness& {
-    return runs_[side].loudness();
-  };
-  const std::size_t hops = std::min(loudness(0).hops(), loudness(1).hops());
-  if (hops < Match::kLeastHops) {
+  const RunningLoudness& a = runs_[RunOf(TuningModel::Which::kA)].loudness();
+  const RunningLoudness& b = runs_[RunOf(TuningModel::Which::kB)].loudness();
+  const std::size_t hops = std::min(a.hops(), b.hops());
+  if (hops < Match::kLeastHops || (!open_library_ && !(beyond_[0] && beyond_[1]))) {
     return match;
   }
-  const double a = loudness(0).Lufs(hops), b = loudness(1).Lufs(hops);
-  if (!(a > kSilentLufs && b > kSilentLufs)) {
+  const double a_lufs = a.Lufs(hops), b_lufs = b.Lufs(hops);
+  if (!(a_lufs > kSilentLufs && b_lufs > kSilentLufs)) {
     return match;
   }
-  return MatchOf(a - b);
-}
-
-Match MatchOf(double difference_lu) {
-  return {.a_db = -std::clamp(difference_lu, 0.0, kMostDb),
-          .b_db = -std::clamp(-difference_lu, 0.0, kMostDb),
-          .difference_lu = difference_lu,
-          .ready = true};
+  const double difference = a_lufs + beyond_[0].value_or(0) - (b_lufs + beyond_[1].value_or(0));
+  match.a_db = -std::clamp(difference, 0.0, kMostDb);
+  match.b_db = -std::clamp(-difference, 0.0, kMostDb);
+  match.difference_lu = difference;
+  match.ready = true;
+  return match;
 }
 
 }  // namespace kelda::tools

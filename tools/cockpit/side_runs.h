@@ -1,5 +1,6 @@
 // The open signal library once more, on what goes into the effect, outside the thread that is
-// heard: both sides' chains, to make them equally loud and to show what is inside.
+// heard: both sides' chains, to make them equally loud and to show what is inside. Stereo is
+// interleaved, at 48 kHz.
 #ifndef KELDA_TOOLS_COCKPIT_SIDE_RUNS_H_
 #define KELDA_TOOLS_COCKPIT_SIDE_RUNS_H_
 
@@ -66,33 +67,57 @@ struct Match {
   bool ready = false;        // measured for long enough
 };
 
-// That of two sides of which A is louder by so much.
-Match MatchOf(double difference_lu);
+// Which side is heard, and how much louder than the effect makes it.
+struct AudibleSide {
+  TuningModel::Which side = TuningModel::Which::kA;
+  double trim_db = 0;
 
+  bool operator==(const AudibleSide&) const = default;
+};
+
+// The runs of both sides, and what is heard: a level control may settle otherwise than in a run, so
+// a side's loudness is that of its run and, once the side has been heard for long enough, what was
+// heard beyond it.
 class SideRuns {
  public:
+  // Of another signal library than the open one there are no runs: the loudness of a side is what
+  // was heard beyond the input.
+  explicit SideRuns(bool open_library) : open_library_(open_library) {}
+
   // Where both sides have the same chain, one run serves both. Throws Failure.
   void Use(TuningModel::Which which, const ChainFiles& files);
 
-  // Interleaved stereo of any length; what is not finite counts as silence. Only the sides that are
-  // asked for run.
-  void Process(const float* stereo, std::size_t frames, bool a, bool b);
+  // What is heard from now on; nothing while it changes.
+  void Hear(const std::optional<AudibleSide>& heard);
+
+  // What goes into the effect and what comes out, of any length and all finite. Only the sides that
+  // are asked for run.
+  void Process(const float* in, const float* out, std::size_t frames, bool a, bool b);
 
   // By BS.1770 over the same seconds of both, 8 at most, and not from before the last change.
   Match MatchNow() const;
   // The run that has the sound of a side.
-  const SideRun& run(TuningModel::Which which) const {
-    const auto index = static_cast<std::size_t>(which);
-    return runs_[wanted_[index] ? index : 1 - index];
-  }
+  const SideRun& run(TuningModel::Which which) const { return runs_[RunOf(which)]; }
 
  private:
+  std::size_t RunOf(TuningModel::Which which) const {
+    const auto index = static_cast<std::size_t>(which);
+    return wanted_[index] ? index : 1 - index;
+  }
   void Restart();
+  void CompareWithHeard();
 
+  const bool open_library_;
   std::array<SideRun, 2> runs_;
-  std::array<bool, 2> ran_{}, wanted_{};
-  std::vector<float> block_;
-  std::vector<float> past_;  // half a second of input
+  std::array<ChainFiles, 2> files_;
+  std::array<bool, 2> used_{}, wanted_{};
+  // What was heard of a side over its run, in LU.
+  std::array<std::optional<double>, 2> beyond_;
+  std::optional<AudibleSide> heard_;
+  RunningLoudness loudness_;      // of what is heard
+  std::size_t heard_blocks_ = 0;  // since heard_ is what it is
+  std::vector<float> in_, out_;   // the next block
+  std::vector<float> past_;       // half a second of input
 };
 
 }  // namespace kelda::tools
