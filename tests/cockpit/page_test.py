@@ -316,10 +316,9 @@ class CockpitTest(unittest.TestCase):
         page = self.page
         self.assertTrue(page.hear("state")["match"]["on"])
         self.loud = []
-        for key in "12":
-            page.press(key)
-            time.sleep(12)
-            self.loud.append(self.turned(lambda: page.press("2" if key == "1" else "1")))
+        for other in "2121":  # what differs from the runs beside it is known once it was heard
+            time.sleep(8)
+            self.loud.append(self.turned(lambda: page.press(other)))
 
     def turns_every_knob(self):
         page = self.page
@@ -382,7 +381,7 @@ class CockpitTest(unittest.TestCase):
         self.assertGreater(len(self.knobs), 45 // KNOB_STEP)
 
     def heard_both_equally_loud(self):
-        one, other = (loudness(self.loop_before(frame)) for frame in self.loud)
+        one, other = (loudness(self.loop_before(frame)) for frame in self.loud[-2:])
         print(f"A {one:.2f} LUFS, B {other:.2f} LUFS")
         self.assertLess(abs(one - other), 0.1)
 
