@@ -84,9 +84,9 @@ class Host {
     Begin();
   }
 
-  // Thirty times, something happens and is heard for a while.
-  Life Live() {
-    for (; life_.events < 30; ++life_.events) {
+  // So many times, something happens and is heard for a while.
+  Life Live(uint64_t events) {
+    for (; life_.events < events; ++life_.events) {
       Happen();
       CheckCounters();
       const std::size_t until = static_cast<std::size_t>(kSampleRateHz) * (1 + Below(30)) / 10;
@@ -228,11 +228,11 @@ class Host {
   std::size_t waiting_ = 0;  // frames that do not fill a period yet
 };
 
-Life LiveBehindTheRecord(uint64_t seed) { return Host(seed).Live(); }
+Life LiveBehindTheRecord(uint64_t seed, uint64_t events) { return Host(seed).Live(events); }
 
 // The same day behind the host that changes settings without a click: its worker takes a step
 // before each block, so that the same seed is the same life.
-Life LiveBehindTheHost(uint64_t seed) {
+Life LiveBehindTheHost(uint64_t seed, uint64_t events) {
   using changeover::Session;
   using changeover::Setting;
   std::mt19937_64 random(seed);
@@ -246,7 +246,7 @@ Life LiveBehindTheHost(uint64_t seed) {
   std::size_t frames = 480;
   float level = 1.2f;
   session->Start();
-  for (; life.events < 30; ++life.events) {
+  for (; life.events < events; ++life.events) {
     constexpr Setting::Kind kKinds[] = {
         Setting::Kind::Mode,         Setting::Kind::Mode,
         Setting::Kind::Device,       Setting::Kind::Device,
@@ -289,8 +289,8 @@ Life LiveBehindTheHost(uint64_t seed) {
 }
 
 // Every other host uses the record.
-Life Live(uint64_t seed) {
-  return seed % 2 == 0 ? LiveBehindTheHost(seed) : LiveBehindTheRecord(seed);
+Life Live(uint64_t seed, uint64_t events) {
+  return seed % 2 == 0 ? LiveBehindTheHost(seed, events) : LiveBehindTheRecord(seed, events);
 }
 
 // The memory that engines leave on purpose, as the allocator rounds it: their level controls, with
@@ -307,6 +307,7 @@ std::size_t Leak(const Life& life, const std::string& tuning) {
 
 struct Limits {
   double hours = 0.2, minutes = 10;
+  uint64_t events = 30;  // in the life of a host
   uint64_t seed = 1;
 };
 
@@ -331,7 +332,7 @@ bool Soak(const Limits& limits) {
     std::vector<std::future<Life>> together;
     together.reserve(kHosts);
     for (uint64_t host = 0; host < kHosts; ++host) {
-      together.push_back(std::async(std::launch::async, Live, next_seed + host));
+      together.push_back(std::async(std::launch::async, Live, next_seed + host, limits.events));
     }
     std::vector<Life> lives;
     lives.reserve(together.size());
@@ -345,7 +346,7 @@ bool Soak(const Limits& limits) {
       all.engines += life.engines;
       allowed += Leak(life, tuning.path());
       if (round % 16 == 0) {
-        Require(Live(next_seed) == life, "a host hears something else than alone");
+        Require(Live(next_seed, limits.events) == life, "a host hears something else than alone");
         allowed += Leak(life, tuning.path());
       }
       ++next_seed;
@@ -386,6 +387,7 @@ int main(int argc, char** argv) try {
   kelda::Limits limits;
   app.add_option("--hours", limits.hours, "hours of sound, 24 for a day")->capture_default_str();
   app.add_option("--minutes", limits.minutes, "end after so many minutes")->capture_default_str();
+  app.add_option("--events", limits.events, "in the life of a host")->capture_default_str();
   app.add_option("--seed", limits.seed, "of the random events")->capture_default_str();
   app.add_flag_callback("--allocate", kelda::Allocate, "what RealtimeSanitizer has to see");
   CLI11_PARSE(app, argc, argv);
