@@ -1,5 +1,8 @@
 #include "changeover/worker.h"
 
+#include <pthread.h>
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <chrono>
 #include <exception>
@@ -77,6 +80,10 @@ void Worker::Wake() {
 }
 
 void Worker::Run() {
+  // The thread that makes the worker may be a call of a background application, or of audio.
+  pthread_setname_np(pthread_self(), "kelda worker");
+  constexpr id_t kThisThread = 0;
+  setpriority(PRIO_PROCESS, kThisThread, 0);
   for (auto next = Session::Next::Now;;) {
     {
       std::unique_lock lock(wake_mutex_);
