@@ -30,14 +30,20 @@ bool HasTwoPositions(uint32_t mask) {
   return (mask & ~kPositions) == 0 && rest != 0 && (rest & (rest - 1)) == 0;
 }
 
+// The platform's base class makes its buffers of them, and ends the process where it cannot.
+bool HoldsFrames(int64_t frames) {
+  constexpr int64_t kMost = 1 << 20;
+  return frames > 0 && frames <= kMost;
+}
+
 bool IsTaken(const Common& common) {
   const AudioConfig& in = common.input;
   const AudioConfig& out = common.output;
   return in.sample_rate_hz == out.sample_rate_hz && in.channel_mask == out.channel_mask &&
          std::find(std::begin(kSampleRatesHz), std::end(kSampleRatesHz), in.sample_rate_hz) !=
              std::end(kSampleRatesHz) &&
-         HasTwoPositions(in.channel_mask) && in.is_float && out.is_float && in.frame_count > 0 &&
-         out.frame_count > 0;
+         HasTwoPositions(in.channel_mask) && in.is_float && out.is_float &&
+         HoldsFrames(in.frame_count) && HoldsFrames(out.frame_count);
 }
 
 Status Refuse(Status status, const char* why) {

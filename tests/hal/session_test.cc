@@ -258,6 +258,7 @@ TEST_F(HalTest, CommonParametersAreKeptAndOthersRefused) {
     refused([](Common* c) { c->output.is_float = false; });
     refused([](Common* c) { c->input.frame_count = 0; });
     refused([](Common* c) { c->output.frame_count = -5; });
+    refused([](Common* c) { c->input.frame_count = int64_t{1} << 31; });
   }
   EXPECT_EQ(session.Do(Command::Reset), Status::Ok);
   EXPECT_EQ(session.devices(), inputs);
