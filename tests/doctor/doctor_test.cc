@@ -196,6 +196,11 @@ TEST(DeviceDoctor, NamesTheDoorAndWhatSpatialAudioTakesAway) {
       {kLaunchedWith14 + with_factory,
        0,
        {"door           AIDL", "; interface version 1\n", "refuses all parameters there"}},
+      // Its vendor image was built again; its spatial audio is off, and its output closed.
+      {kLaunchedWith13 + std::string("[ro.vendor.build.version.sdk]: [34]\n"
+                                     "[ro.audio.spatializer_enabled]: [true]\n"),
+       3,
+       {"cannot be told: add the output of `dumpsys audio`", "may offer either"}},
       {kLaunchedWith15,
        0,
        {"door           AIDL: libkelupmix-aidl.so", "interface version 1 to 2\n",

@@ -1,5 +1,6 @@
 #include "tools/device/device_report.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <functional>
@@ -111,7 +112,9 @@ void ChooseDoor(const Findings& found, DeviceReport* report) {
         "runs: look for it in the log");
   } else if (report->vendor_level >= kVendor202404) {
     choose(EffectDoor::kAidl, "the vendor image may offer no other");
-  } else if (report->sdk < kAndroid14 || report->vendor_level < kAndroid14) {
+  } else if (report->sdk < kAndroid14 ||
+             std::max(report->vendor_level,
+                      Number(found.properties, "ro.vendor.build.version.sdk")) < kAndroid14) {
     choose(EffectDoor::kRecord, "the vendor image is older than the AIDL interface");
   } else if (found.lists_services) {
     choose(EffectDoor::kRecord,
@@ -128,8 +131,10 @@ SpatialAudio FindSpatialAudio(const Findings& found) {
       on.has_value()) {
     return *on ? SpatialAudio::kOn : SpatialAudio::kOff;
   }
-  return found.lists_outputs && !found.spatial_output ? SpatialAudio::kAbsent
-                                                      : SpatialAudio::kUnknown;
+  // Where it is only off, its output may be closed.
+  const bool offered = Text(found.properties, "ro.audio.spatializer_enabled") == "true";
+  return found.lists_outputs && !found.spatial_output && !offered ? SpatialAudio::kAbsent
+                                                                  : SpatialAudio::kUnknown;
 }
 
 std::string DoorLine(const DeviceReport& report) {
