@@ -7,8 +7,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <initializer_list>
+#include <iterator>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "diagnostics/pcm_dump.h"
@@ -38,6 +39,20 @@ bool IsComplete(ParameterSet set) {
   return std::all_of(parameters.begin(), parameters.end(), [](const Parameter& parameter) {
     return parameter.file == nullptr || access(DataPath(parameter.file).c_str(), R_OK) == 0;
   });
+}
+
+// Another headphone; one whose files are all there, if there is one.
+ParameterSet Beside(ParameterSet headphone) {
+  constexpr ParameterSet kHeadphones[] = {
+      ParameterSet::WiredStandard, ParameterSet::BluetoothStandard, ParameterSet::WiredPersonalized,
+      ParameterSet::BluetoothPersonalized};
+  const auto* const complete =
+      std::find_if(std::begin(kHeadphones), std::end(kHeadphones),
+                   [&](ParameterSet other) { return other != headphone && IsComplete(other); });
+  if (complete != std::end(kHeadphones)) {
+    return *complete;
+  }
+  return kHeadphones[headphone == kHeadphones[0] ? 1 : 0];
 }
 
 }  // namespace
@@ -94,23 +109,18 @@ bool Instance::Configure() {
 }
 
 // The engine reads a file again only if its name changes, and the music upmix forgets its audio
-// only when it is loaded. So another headphone is loaded first, and another mode's level.
+// only when it is loaded. So another headphone is loaded first, and another mode's level. After a
+// command that was refused nobody knows what runs.
 bool Instance::Set(const Sound& sound) {
+  const bool certain = std::exchange(certain_, false);
   bool accepted = SetMode(UpmixMode::Off);
-  if (sound_.mode == UpmixMode::Off && sound_.headphone) {
+  if (!certain || (sound_.mode == UpmixMode::Off && sound_.headphone)) {
     // Switching off ends the equalizer, but only where something was on.
     accepted = accepted && SetMode(UpmixMode::Music) && SetMode(UpmixMode::Off);
   }
   if (sound.headphone) {
-    if (loaded_ == sound.headphone) {
-      for (const ParameterSet other :
-           {ParameterSet::WiredStandard, ParameterSet::BluetoothStandard,
-            ParameterSet::WiredPersonalized, ParameterSet::BluetoothPersonalized}) {
-        if (other != *sound.headphone && IsComplete(other)) {
-          accepted = accepted && SetHeadphone(other);
-          break;
-        }
-      }
+    if (!certain || loaded_ == sound.headphone) {
+      accepted = accepted && SetHeadphone(Beside(*sound.headphone));
     }
     accepted = accepted && SetHeadphone(*sound.headphone);
     loaded_ = sound.headphone;
@@ -125,6 +135,7 @@ bool Instance::Set(const Sound& sound) {
   sound_ = sound;
   parked_ = sound.mode == UpmixMode::Off ? parked_ : 0;
   Flush();
+  certain_ = accepted;
   return accepted && ReadReport() && Carries();
 }
 

@@ -47,16 +47,18 @@ class Instance {
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
-  // Loads everything that `sound` needs, whatever was loaded before, and forgets all audio but the
-  // level control's gain. Returns false if not everything could be loaded; the instance may then be
-  // set again, and must not be heard.
+  // Loads everything that `sound` needs, whatever was loaded before, and forgets all audio; the
+  // level control keeps its gain and the loudness of the last programme. Returns false if not
+  // everything could be loaded; the instance may then be set again, and must not be heard.
   bool Set(const Sound& sound);
 
   // The level control lets its gain rise slowly, but cuts a programme that is too loud at once. So
-  // between turns it is led to its highest gain by a whisper of kParkPeriods; from there the next
-  // programme finds its level within two seconds. Plays up to `periods` of it.
+  // between turns it is led to its highest gain by a whisper of kParkPeriods, after which it has
+  // forgotten the last programme's loudness, too; from there the next programme finds its level
+  // within two seconds. Plays up to `periods` of it.
   void Park(int periods);
-  static constexpr int kParkPeriods = 610;  // 13 s: from the deepest cut, at 3 dB a second
+  // 40 s: a loudness of 30 s, which the whisper comes after, and a rise of 3 dB a second.
+  static constexpr int kParkPeriods = 1875;
   // Periods of it since a level control last ran.
   int parked() const { return parked_; }
 
@@ -94,6 +96,7 @@ class Instance {
   const unsigned number_;
   Sound sound_;
   std::optional<ParameterSet> loaded_;  // the headphone's files
+  bool certain_ = true;                 // no command was refused since
   std::string report_;
   int parked_ = kParkPeriods;  // a new level control finds its level by itself
   uint32_t whisper_ = 1;

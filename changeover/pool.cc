@@ -7,7 +7,7 @@ namespace kelda::changeover {
 
 void Pool::RemoveSeats(std::size_t count) {
   seats_ -= count;
-  while (!free_.empty() && instances_.size() > std::max<std::size_t>(seats_, 1) + 1) {
+  while (free_.size() > 2) {
     Instance* const instance = free_.back();
     free_.pop_back();
     instances_.erase(std::find_if(instances_.begin(), instances_.end(),

@@ -29,7 +29,11 @@ constexpr auto kPatience = std::chrono::milliseconds(200);
 
 std::unique_ptr<Session> Session::Open(Worker* worker, SessionOptions options) noexcept try {
   std::unique_ptr<Session> session(new Session(worker, options));
-  return worker->Add(session.get()) ? std::move(session) : nullptr;
+  if (!worker->Add(session.get())) {
+    return nullptr;
+  }
+  worker->Wake();  // to find that it has arrived
+  return session;
 } catch (const std::exception&) {
   return nullptr;
 }
@@ -115,8 +119,8 @@ void Session::Settle() {
 }
 
 void Session::Begin() {
-  ++stream_;
   history_.Forget();
+  ++stream_;  // last: a turn that began with what was forgotten is of the stream before
   live_->Flush();
   std::fill(std::begin(mixed_), std::end(mixed_), 0.0f);
   heard_ = mixed_;
@@ -302,6 +306,9 @@ Session::Next Session::Repeat() {
     }
   }
   if (!Feed(std::min(turn.end, now), kSlicePeriods)) {
+    if (!prepared_) {  // of periods that the history has not: no session had that turn
+      replay_.pop_front();
+    }
     return Next::Now;
   }
   if (now < turn.end) {
@@ -322,7 +329,7 @@ bool Session::TakeStandby() {
   }
   Pool& pool = worker_->pool_;
   wants_instance_ = !pool.HasFree();
-  if (wants_instance_ || (gave_way_ && history_.count() == stalled_at_)) {
+  if (wants_instance_ || (gave_way_ && started() && history_.count() == stalled_at_)) {
     return false;
   }
   gave_way_ = prepared_ = warm_ = false;
@@ -470,6 +477,17 @@ bool Session::GiveWay() {
   stalled_at_ = history_.count();
   DropStandby();
   return true;
+}
+
+// Whether its audio has stopped within a crossfade, which keeps the standby until it goes on.
+bool Session::StandsInAFade() {
+  const auto now = std::chrono::steady_clock::now();
+  const uint64_t count = history_.count();
+  if (state_.load(std::memory_order_acquire) != State::Fading || count != stands_at_) {
+    stands_at_ = count;
+    stands_since_ = now;
+  }
+  return now - stands_since_ >= kPatience;
 }
 
 std::vector<Turn> Session::TakeTurns() noexcept try {

@@ -52,7 +52,8 @@ struct Turn {
 
 struct SessionOptions {
   // The standby is kept ready for the next change, for a listener who turns knobs: faster, at twice
-  // the load, and with an instance of its own.
+  // the load, and with an instance of its own. After a change of ears its level may be some dB off
+  // for seconds, because its level control followed the programme through the old ones.
   bool keep_warm = false;
   // Called before an instance loads files for a sound whose Sound::tuning is this, for a host whose
   // tunings are in folders of their own. Returns false if that tuning cannot be had. Worker.
@@ -90,7 +91,7 @@ class Session {
   // null if there is no memory for it, or the effect refuses. Several sessions may be opened and
   // closed at the same time. `worker` outlives it.
   static std::unique_ptr<Session> Open(Worker* worker, SessionOptions options) noexcept;
-  // Waits for the worker, a few milliseconds at most.
+  // Waits for the worker: for a few milliseconds, or as long as this machine takes for two slices.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -171,6 +172,7 @@ class Session {
   bool Withdraw();
   void DropStandby();
   bool GiveWay();
+  bool StandsInAFade();
 
   // Audio.
   void RunPeriod();
@@ -207,7 +209,8 @@ class Session {
   bool wants_instance_ = false;
   bool gave_way_ = false;
   uint64_t stalled_at_ = 0;  // periods when it gave way to another session
-  std::chrono::steady_clock::time_point ready_since_;
+  uint64_t stands_at_ = 0;   // periods at stands_since_
+  std::chrono::steady_clock::time_point ready_since_, stands_since_;
 
   // By state_.
   std::atomic<State> state_{State::Idle};

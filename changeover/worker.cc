@@ -42,12 +42,10 @@ Worker::~Worker() {
 
 bool Worker::Add(Session* session) {
   const std::lock_guard lock(mutex_);
+  pool_.AddSeats(session->options_.keep_warm ? 2 : 1);  // which Remove takes back, whatever fails
   sessions_.reserve(sessions_.size() + 1);
-  const std::size_t seats = session->options_.keep_warm ? 2 : 1;
-  pool_.AddSeats(seats);
   session->live_ = pool_.Take();
   if (session->live_ == nullptr || !session->live_->Set({})) {
-    Leave(session);
     return false;
   }
   session->live_report_ = session->live_->report();
@@ -58,16 +56,11 @@ bool Worker::Add(Session* session) {
 void Worker::Remove(Session* session) {
   const std::lock_guard lock(mutex_);
   sessions_.erase(std::remove(sessions_.begin(), sessions_.end(), session), sessions_.end());
-  Leave(session);
-}
-
-void Worker::Leave(Session* session) {
   for (Instance* const instance : {session->live_, session->standby_}) {
     if (instance != nullptr) {
       pool_.Return(instance);
     }
   }
-  session->live_ = session->standby_ = nullptr;
   pool_.RemoveSeats(session->options_.keep_warm ? 2 : 1);
 }
 
@@ -122,21 +115,25 @@ Session::Next Worker::Advance() {
     wanted |= session->wants_instance_;
   }
   if (wanted && !pool_.HasFree()) {
-    for (Session* const session : sessions_) {
-      if (session->GiveWay()) {
-        break;
-      }
+    const bool given = std::any_of(sessions_.begin(), sessions_.end(),
+                                   [](Session* session) { return session->GiveWay(); });
+    if (!given) {
+      pool_.AllowSpares(static_cast<std::size_t>(
+          std::count_if(sessions_.begin(), sessions_.end(),
+                        [](Session* session) { return session->StandsInAFade(); })));
     }
   }
   return next;
 }
 
 // Parks instances that wait, when no session needs the worker. Returns whether there is more to do.
-bool Worker::Park(int periods) {
+bool Worker::Park(int periods) noexcept try {
   const bool replays = std::any_of(sessions_.begin(), sessions_.end(), [](const Session* session) {
     return session->replays_;  // with whispers of its own
   });
   return !replays && pool_.Park(periods);
+} catch (const std::exception&) {  // memory ran out; it is tried again
+  return false;
 }
 
 }  // namespace kelda::changeover

@@ -44,11 +44,10 @@ class Worker {
 
   bool Add(Session* session);
   void Remove(Session* session);
-  void Leave(Session* session);
   void Wake();
   void Run();
   Session::Next Advance();
-  bool Park(int periods);
+  bool Park(int periods) noexcept;
 
   const Crossfade crossfade_;
   std::mutex mutex_;

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <numeric>
 #include <random>
 #include <thread>
 
@@ -63,7 +64,7 @@ struct Stage {
       block = std::min(frames, most != 0 ? most : 1 + blocks() % 8192);
       std::vector<float> in(2 * block), out(2 * block, 9.0f);
       for (float& sample : in) {
-        sample = 0.1f * (static_cast<float>(noise()) / 0x1p31f - 1.0f);
+        sample = level * (static_cast<float>(noise()) / 0x1p31f - 1.0f);
       }
       played.insert(played.end(), in.begin(), in.end());
       std::vector<float>& to = blocks() % 2 == 0 ? in : out;
@@ -107,6 +108,7 @@ struct Stage {
   std::unique_ptr<Worker> worker;
   std::unique_ptr<Session> session;
   std::mt19937 noise{1}, blocks{2};
+  float level = 0.1f;
   std::vector<float> played, heard;
 };
 
@@ -313,7 +315,7 @@ TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
   } kFaults[] = {
       {"upmix.music.hps.bin", kMusic, kStandard}, {"standard.hki", kMusic, kStandard},
       {"standard.hki", kCinema, kStandard},       {"upmix.cinema.hps.bin", kCinema, kStandard},
-      {"upl.music.bin", kMusic, kStandard},       {"upl.cinema.bin", kCinema, kStandard},
+      {"upl.music.bin", kMusic, kStandard},       {"upl.cinema.bin", kCinema, kPersonalized},
       {"personalized.ba", kMusic, kPersonalized}, {"personalized.ba", kOff, kPersonalized}};
   // Every file too short, and each of the other conditions with one of them.
   const char* const kConditions[] = {"missing",    "empty", "long",          "directory",
@@ -367,6 +369,24 @@ TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
   }
 }
 
+// On the way to a sound another headphone is loaded, even if that fails.
+TEST_F(SessionTest, TheFilesOfOneHeadphoneAreEnough) {
+  for (const char* file : {"bluetooth.hki.config", "bluetooth.ba.config", "upmix.music.hpp.bin",
+                           "upmix.cinema.hpp.bin"}) {
+    std::filesystem::remove(tuning_ / file);
+  }
+  Stage stage;
+  stage.Set(Kind::Device, kWired);
+  stage.session->Start();
+  for (const uint32_t mode : {kMusic, kOff, kMusic, kOff, kMusic}) {
+    stage.Set(Kind::Mode, mode);
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    stage.worker->Step();
+    EXPECT_NE(stage.Turns().find(": heard"), std::string::npos);
+  }
+}
+
 TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
   property_set("vendor.kelda.effect", "0");
   EXPECT_EQ(Stage().session, nullptr);
@@ -399,7 +419,62 @@ TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
     stage.worker->Step();
     EXPECT_NE(stage.Turns().find("music, wired: heard"), std::string::npos) << failing;
     EXPECT_TRUE(status == 0 || status == -ENOMEM);
+    stage.Set(Kind::Mode, kOff);
+    stage.worker->Step();
+    stage.PlayPeriods(4);
+    test::FailNew(1 + failing % 3);  // while what was heard is parked
+    stage.worker->Step();
+    test::FailNew(0);
   }
+  // A session that cannot be opened takes nothing from the others.
+  const auto worker = Worker::Make(test::Library(), Worker::Threads::None);
+  property_set("vendor.kelda.effect", "0");
+  EXPECT_EQ(Session::Open(worker.get(), {}), nullptr);
+  property_set("vendor.kelda.effect", "1");
+  const auto session = Session::Open(worker.get(), {});
+  session->Set({Kind::Device, kWired});
+  session->Set({Kind::Mode, kMusic});
+  worker->Step();
+  EXPECT_EQ(session->TakeTurns().size(), 1u);
+}
+
+// Music in a loud programme, then off while it becomes quiet, then music by an instance that was
+// heard before: as loud as one that ran all along.
+TEST_F(SessionTest, TheLevelIsTheProgrammesHoweverOftenAModeIsHeard) {
+  Stage stage;
+  const auto all_along = Instance::Make(test::Library(), 9);
+  Sound music;
+  music.mode = UpmixMode::Music;
+  music.headphone = ParameterSet::WiredStandard;
+  ASSERT_TRUE(all_along->Set(music));
+  double heard = 0, wanted = 0;
+  const auto play = [&](int seconds) {
+    heard = wanted = 0;
+    for (int period = 0; period < 47 * seconds; ++period) {
+      stage.worker->Step();
+      stage.PlayPeriods(1);
+      all_along->Process(&stage.played[stage.played.size() - kPeriodSamples]);
+      const float* const mine = &stage.heard[stage.heard.size() - kPeriodSamples];
+      heard += std::inner_product(mine, mine + kPeriodSamples, mine, 0.0);
+      const float* const other = all_along->output();
+      wanted += std::inner_product(other, other + kPeriodSamples, other, 0.0);
+    }
+  };
+  stage.session->Start();
+  stage.Set(Kind::Device, kWired);
+  stage.Set(Kind::Mode, kMusic);
+  stage.level = 0.4f;
+  play(40);
+  stage.Set(Kind::Mode, kOff);
+  stage.level = 0.04f;
+  play(60);
+  for (int step = 0; step < 1000; ++step) {  // a worker with a thread has time for that
+    stage.worker->Step();
+  }
+  stage.Set(Kind::Mode, kMusic);
+  play(1);
+  play(1);
+  EXPECT_NEAR(10 * std::log10(heard / wanted), 0, 1);
 }
 
 TEST_F(SessionTest, SessionsShareOneStandby) {
@@ -423,15 +498,43 @@ TEST_F(SessionTest, SessionsShareOneStandby) {
       sessions[which]->Process(block.data(), block.data(), kPeriodFrames);
     }
   };
+  unsigned instances = 4;
   const auto heard = [&](std::size_t which) {
     const auto turns = sessions[which]->TakeTurns();
-    return !turns.empty() && turns.back().outcome == End::Heard && turns.back().instance < 4;
+    return !turns.empty() && turns.back().outcome == End::Heard &&
+           turns.back().instance < instances;
   };
   for (const std::size_t which : {1u, 2u, 0u}) {
     play(which);
     worker->Step();
     EXPECT_TRUE(heard(which)) << which;
   }
+  // Its audio stops within a crossfade: the others get a standby all the same.
+  const auto want = [&](std::size_t which, uint32_t mode) {
+    sessions[which]->Set({Kind::Mode, mode});
+    worker->Step();
+  };
+  want(0, kOff);
+  sessions[0]->Process(block.data(), block.data(), kPeriodFrames);
+  want(1, kOff);
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  play(1);
+  worker->Step();
+  EXPECT_TRUE(sessions[0]->changing());
+  instances = 5;
+  EXPECT_TRUE(heard(1));
+  // Those that gave way are stopped: their changes are complete.
+  play(0);
+  want(0, kMusic);
+  want(1, kMusic);
+  want(2, kOff);
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  play(2);
+  for (const auto& session : sessions) {
+    session->Stop();
+  }
+  worker->Step();
+  EXPECT_TRUE(sessions[0]->arrived() && sessions[1]->arrived() && sessions[2]->arrived());
 }
 
 TEST_F(SessionTest, ACaptureIsWhatWasHeard) {
