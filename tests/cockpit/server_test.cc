@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -115,6 +116,14 @@ TEST_F(ServerTest, AnswersOnlyWhoeverMay) {
                        std::to_string(files.size()) + "\r\n",
                    files)
                   .ends_with("d/a.txt=hello"));
+}
+
+TEST_F(ServerTest, KeepsNoRequestWithoutAnEnd) {
+  const auto begin = std::chrono::steady_clock::now();
+  HttpConnection connection(server_.port());
+  connection.Send("GET /" + std::string(200'000, 'a'));
+  connection.ReadAll();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));  // who waits: 5 s
 }
 
 TEST_F(ServerTest, ListenersAgreeAndHoldUpNobody) {

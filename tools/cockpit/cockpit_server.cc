@@ -40,7 +40,8 @@ constexpr const char* kHost = "127.0.0.1";
 constexpr std::size_t kThreads = 32;  // listeners included
 constexpr std::size_t kWaiting = 16;  // connections without a thread yet
 constexpr auto kRequestTime = std::chrono::seconds(5);
-constexpr std::size_t kSlowestBytesPerMs = 1000;  // of what comes after that
+constexpr std::size_t kSlowestBytesPerMs = 1000;               // of what comes after that
+constexpr std::size_t kMostHeadBytes = std::size_t{64} << 10;  // of a request and its headers
 constexpr int kWriteMs = 5000;
 constexpr auto kSilence = std::chrono::seconds(3);  // after which a listener gets a comment
 
@@ -87,6 +88,10 @@ class TimedStream : public httplib::Stream {
   bool is_readable() const override { return at_ < filled_ || Wait(POLLIN, LeftMs()); }
   bool is_writable() const override { return Wait(POLLOUT, 0); }
   ssize_t read(char* to, std::size_t size) override {
+    // Lines are read so, and kept whole before anything is known of who sends them.
+    if (size == 1 && ++single_bytes_ > kMostHeadBytes) {
+      return -1;
+    }
     if (at_ == filled_) {
       if (!Wait(POLLIN, LeftMs())) {
         return -1;
@@ -133,7 +138,7 @@ class TimedStream : public httplib::Stream {
   const int socket_;
   Clock::time_point end_;
   std::vector<char> buffer_ = std::vector<char>(std::size_t{16} << 10);
-  std::size_t at_ = 0, filled_ = 0;
+  std::size_t at_ = 0, filled_ = 0, single_bytes_ = 0;
 };
 
 // Threads for connections, made as they are needed, up to a number. Who comes when all are busy,
