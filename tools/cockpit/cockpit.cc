@@ -321,7 +321,8 @@ void Cockpit::DoPlayer(const std::string& what, const Json& action) {
     }
     player_->SeekBy(seconds - static_cast<double>(player_->position().frame) / kSampleRateHz);
   } else {
-    player_->Skip(std::clamp(action.at("files").get<int>(), -1000, 1000));
+    player_->Skip(
+        static_cast<std::ptrdiff_t>(std::clamp(action.at("files").get<double>(), -1000.0, 1000.0)));
   }
 }
 

@@ -49,9 +49,22 @@ void FilePlayer::SeekBy(double seconds) {
 }
 
 void FilePlayer::Skip(std::ptrdiff_t files) {
-  const auto file = static_cast<std::ptrdiff_t>(position().file) + files;
+  const auto now = static_cast<std::ptrdiff_t>(position().file);
   const auto last = static_cast<std::ptrdiff_t>(files_.size()) - 1;
-  LeapTo(static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(file, 0, last)), 0);
+  const std::ptrdiff_t step = files < 0 ? -1 : 1;
+  std::ptrdiff_t file = std::clamp<std::ptrdiff_t>(now + files, 0, last);
+  {
+    const std::lock_guard lock(mutex_);
+    while (file != now && unreadable_.count(static_cast<std::size_t>(file)) > 0) {
+      file = file + step < 0 || file + step > last ? now : file + step;
+    }
+  }
+  LeapTo(static_cast<std::size_t>(file), 0);
+}
+
+std::size_t FilePlayer::failed() const {
+  const std::lock_guard lock(mutex_);
+  return failed_.size();
 }
 
 void FilePlayer::LeapTo(std::size_t file, int64_t frame) {
@@ -110,6 +123,16 @@ void FilePlayer::Decode() {
   }
 }
 
+void FilePlayer::Fail(std::size_t file, bool readable, const std::string& why) {
+  const std::lock_guard lock(mutex_);
+  if (!readable) {
+    unreadable_.insert(file);
+  }
+  if (failed_.insert(file).second) {
+    ShowMessage(why);
+  }
+}
+
 // Returns whether the next file follows.
 bool FilePlayer::DecodeFile(std::size_t file, int64_t from) {
   const std::string name = files_[file].string();
@@ -132,17 +155,14 @@ bool FilePlayer::DecodeFile(std::size_t file, int64_t from) {
       }
     }
     if (!Leaves() && !source.fault().empty()) {
-      ++failed_;
-      ShowMessage("warning: " + name + ": " + source.fault());
+      Fail(file, true, "warning: " + name + ": " + source.fault());
     }
   } catch (const Interrupted&) {
     return false;
   } catch (const Failure& failure) {
-    ++failed_;
-    ShowMessage(failure.what());
+    Fail(file, false, failure.what());
   } catch (const std::exception& error) {
-    ++failed_;
-    ShowMessage(name + ": " + error.what());
+    Fail(file, false, name + ": " + error.what());
   }
   return !Leaves();
 }

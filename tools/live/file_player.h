@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -41,11 +43,12 @@ class FilePlayer : public LiveAudio {
 
   // Control, as everything but Process.
   void TogglePause();
-  void SeekBy(double seconds);      // within the file
-  void Skip(std::ptrdiff_t files);  // to the beginning of another, or of this one at either end
+  void SeekBy(double seconds);  // within the file
+  // To the beginning of another that can be read, or of this one at either end.
+  void Skip(std::ptrdiff_t files);
   PlayPosition position() const;
   // How many files could not be read, or not to their end.
-  std::size_t failed() const { return failed_; }
+  std::size_t failed() const;
 
   void Process(const float* in, float* out, std::size_t frames) KELDA_NONBLOCKING override;
   CycleMeter& cycles() override { return engine_->cycles(); }
@@ -63,6 +66,7 @@ class FilePlayer : public LiveAudio {
   void LeapTo(std::size_t file, int64_t frame);
   void Decode();
   bool DecodeFile(std::size_t file, int64_t from);
+  void Fail(std::size_t file, bool readable, const std::string& why);
   bool Push(const float* frames, std::size_t count);
   // The decoder shall leave off what it does.
   bool Leaves() const { return ending_ || leap_ != leapt_; }
@@ -77,9 +81,9 @@ class FilePlayer : public LiveAudio {
   std::deque<Segment> segments_;
   std::size_t leap_file_ = 0;
   int64_t leap_frame_ = 0;
+  std::set<std::size_t> failed_, unreadable_;
 
   std::atomic<bool> ending_{false};
-  std::atomic<std::size_t> failed_{0};
   // A leap: control counts leap_ up, the data thread fades out, the decoder pushes no more and says
   // so by leapt_, the data thread empties the ring and says so by emptied_, and the decoder goes on
   // elsewhere.
