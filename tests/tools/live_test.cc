@@ -417,9 +417,15 @@ TEST_F(LiveTest, TheOldDefaultIsBackHoweverTheProgramEnds) {
     EXPECT_TRUE(IsDefault("second")) << signal;
     EXPECT_EQ(Default("default.configured"), "second\n");
   }
-  // What was chosen meanwhile stays; and without a choice there is none afterwards.
+  // A second one leaves the first one's default alone.
   RunningProgram live({"live", "--default"}, {.terminal = true});
   EXPECT_TRUE(IsDefault("kelda_upmix"));
+  RunningProgram another({"live", "--default", "--output", "first"}, {.terminal = true});
+  EXPECT_TRUE(another.WaitUntil([](const std::string& s) { return Contains(s, "to first"); }));
+  another.Signal(SIGTERM);
+  another.Wait();
+  EXPECT_EQ(Default("default.configured"), "kelda_upmix\n");
+  // What was chosen meanwhile stays; and without a choice there is none afterwards.
   Output("pw-metadata 0 default.configured.audio.sink '{ \"name\": \"first\" }' Spa:String:JSON");
   live.Signal(SIGINT);
   live.Wait();
@@ -473,6 +479,11 @@ TEST_F(LiveTest, FilesArePlayedByTheKeysAndTheTerminalIsAsItWas) {
   ASSERT_GT(heard.size(), 2 * 48000 * 4u);
   heard.resize(heard.size() - 2 * 48000 * 3 / 2);  // the noise
   EXPECT_EQ(Steps(heard), std::vector<int64_t>{});
+  // What cannot be read counts once, however often it is met.
+  RunningProgram again({"play", folder_ / "text.wav", folder_ / "short.wav"}, {.terminal = true});
+  EXPECT_TRUE(again.WaitUntil([](const std::string& screen) { return Contains(screen, "> 2/2"); }));
+  again.Type("\x1b[A\x1b[A");
+  EXPECT_EQ(again.Wait().exit_code, kIncomplete);
 }
 
 }  // namespace

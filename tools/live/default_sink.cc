@@ -108,8 +108,10 @@ void Keep(const std::string& name, int pipe) {
       if (!before) {
         const std::string configured = defaults.Get(kConfigured);
         const std::string effective = NameIn(defaults.Get(kEffective));
-        // Ours, from a run that nobody could put back, is no choice of the user.
-        before = NameIn(configured) == name ? "" : configured;
+        // Ours, from a run that nobody could put back, is no choice of the user; but what another
+        // run has set and will put back stays.
+        const bool left = NameIn(configured) == name && !defaults.connection().HasSink(name);
+        before = left ? "" : configured;
         Tell(pipe, "+" + (effective == name ? "" : effective) + "\n");
       }
       if (ParentLives(pipe)) {
