@@ -1,11 +1,6 @@
 // The options --cockpit and --project of the commands that play live.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <charconv>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -16,6 +11,7 @@
 #include "tools/cockpit/cockpit.h"
 #include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/private_folder.h"
 #include "tools/core/status_line.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/installation.h"
@@ -26,32 +22,6 @@ namespace kelda::tools {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A folder that nobody else can read; removed at the end.
-class Scratch {
- public:
-  Scratch() {
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    const fs::path parent = runtime != nullptr && access(runtime, W_OK) == 0
-                                ? fs::path(runtime)
-                                : fs::temp_directory_path();
-    path_ = (parent / "kelda-cockpit-XXXXXX").string();
-    if (mkdtemp(path_.data()) == nullptr) {
-      throw Failure(ExitCode::kOutput, path_ + ": cannot be made: " + std::strerror(errno));
-    }
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  fs::path path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 class CockpitCompanion : public LiveCompanion {
  public:
@@ -91,7 +61,7 @@ class CockpitCompanion : public LiveCompanion {
       settings.push_back(ParseSetting(text));
     }
     b_ = MakeSide(origin, settings);
-    scratch_.emplace();
+    scratch_.emplace("kelda-cockpit-");
     std::vector<TuningFile> files;
     for (const auto& [name, bytes] : a_.files) {
       files.push_back({name, *bytes});
@@ -129,7 +99,7 @@ class CockpitCompanion : public LiveCompanion {
 
   std::string port_;
   fs::path project_;
-  std::optional<Scratch> scratch_;
+  std::optional<PrivateFolder> scratch_;
   Side a_, b_;
 };
 

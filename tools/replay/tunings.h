@@ -6,6 +6,8 @@
 #include <mutex>
 #include <vector>
 
+#include "tools/core/private_folder.h"
+
 namespace kelda::tools {
 
 // The tuning directories of a run in which the tuning changes. The effect reads KELDA_DATA_DIR,
@@ -15,10 +17,6 @@ class Tunings {
   // The link leads to `first`, number 0. Before the effect is loaded, and before any thread. Throws
   // Failure: (usage) if it is not a directory, (output) if there can be no link.
   explicit Tunings(const std::filesystem::path& first);
-  // Removes the link.
-  ~Tunings();
-  Tunings(const Tunings&) = delete;
-  Tunings& operator=(const Tunings&) = delete;
 
   // Gives it the next number, which is that of Sound::tuning after the next
   // Setting::Kind::ReloadTuning. Throws Failure (usage) if it is not a directory. Any thread.
@@ -32,7 +30,7 @@ class Tunings {
   bool Use(uint32_t number) noexcept;
 
  private:
-  std::filesystem::path folder_;
+  const PrivateFolder folder_{"kelda-"};  // of the link
   mutable std::mutex mutex_;
   std::vector<std::filesystem::path> directories_;
   std::filesystem::path used_;
