@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "tools/core/failure.h"
@@ -28,6 +30,16 @@ const LiveArguments& Checked(const LiveArguments& arguments) {
   }
   for (const std::filesystem::path& output : outputs) {
     CheckReplacement({}, output, arguments.replace);
+  }
+  if (std::count(outputs.begin(), outputs.end(), arguments.log) > 1) {
+    throw Failure(ExitCode::kUsage, "--log and --keep write the same file");
+  }
+  // The tunings of a log that was moved away are no longer known to be somebody's.
+  const std::filesystem::path kept = TurnLog::KeptBeside(arguments.log);
+  std::error_code error;
+  if (!arguments.log.empty() && !arguments.replace && !std::filesystem::exists(arguments.log) &&
+      std::filesystem::exists(kept, error)) {
+    throw Failure(ExitCode::kOutput, kept.string() + ": it exists; -y replaces it");
   }
   return arguments;  // NOLINT(bugprone-return-const-ref-from-parameter): the caller's
 }
@@ -89,6 +101,9 @@ void LiveCommand::Run(LiveAudio* audio, const StreamOptions& options, const Live
         NoteTarget("", gone.what());
         constexpr useconds_t kAgainUs = 500'000;
         usleep(kAgainUs);
+        for (const KeyPress& key : keyboard.Take()) {
+          quit_ = quit_ || key.character == 'q';
+        }
       }
     }
   }

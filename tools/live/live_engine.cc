@@ -132,11 +132,11 @@ void LiveEngine::SetLocked(const Setting& setting) {
 void LiveEngine::SetTuning(const std::filesystem::path& directory) {
   const std::lock_guard lock(mutex_);
   std::filesystem::path kept = directory;
-  if (log_ != nullptr) {
-    CheckTuningDirectory(directory);
+  CheckTuningDirectory(directory);
+  Log([&] {
     log_->Keep(directory);
     kept = log_->kept();
-  }
+  });
   tunings_->Add(kept);
   if (session_->Set({changeover::Setting::Kind::ReloadTuning}) != 0) {
     tunings_->RemoveLast();
@@ -232,6 +232,9 @@ void LiveEngine::Log(const auto& add) {
   try {
     add();
   } catch (const Failure& failure) {
+    if (failure.code() == ExitCode::kInput) {
+      throw;
+    }
     log_ = nullptr;
     ShowMessage(std::string("warning: the log ends: ") + failure.what());
   }

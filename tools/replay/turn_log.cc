@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <span>
@@ -117,7 +118,7 @@ std::map<std::string, std::string> ReadFiles(const std::filesystem::path& direct
 }
 
 std::filesystem::path CopyOf(const std::filesystem::path& log, std::size_t number) {
-  return std::filesystem::path(log.string() + ".tunings") / std::to_string(number);
+  return TurnLog::KeptBeside(log) / std::to_string(number);
 }
 
 // Those of the log that is replaced; and nothing else, whoever put it there.
@@ -165,15 +166,25 @@ TurnLog::~TurnLog() {
   }
 }
 
+std::filesystem::path TurnLog::KeptBeside(const std::filesystem::path& log) {
+  return log.string() + ".tunings";
+}
+
 void TurnLog::Keep(const std::filesystem::path& directory) { KeepFiles(ReadFiles(directory)); }
 
 // As a copy of its own, unless there is one with the same files.
 void TurnLog::KeepFiles(const Files& files) {
+  std::size_t hash = 0;
+  for (const auto& [name, content] : files) {
+    constexpr std::size_t kOdd = 0x9e3779b9;  // 2^32 over the golden ratio
+    hash = kOdd * (hash ^ std::hash<std::string>()(name)) ^ std::hash<std::string>()(content);
+  }
   std::size_t number = 0;
-  while (number < copies_ && ReadFiles(CopyOf(path_, number)) != files) {
+  while (number < copies_.size() &&
+         (copies_[number] != hash || ReadFiles(CopyOf(path_, number)) != files)) {
     ++number;
   }
-  if (number == copies_) {
+  if (number == copies_.size()) {
     const std::filesystem::path copy = CopyOf(path_, number);
     std::error_code error;
     std::filesystem::create_directories(copy, error);
@@ -183,7 +194,7 @@ void TurnLog::KeepFiles(const Files& files) {
     for (const auto& [name, content] : files) {
       WriteWholeFile(copy / name, std::as_bytes(std::span(content)));
     }
-    ++copies_;
+    copies_.push_back(hash);
   }
   kept_ = number;
 }

@@ -2,6 +2,7 @@
 #ifndef KELDA_TOOLS_REPLAY_TURN_LOG_H_
 #define KELDA_TOOLS_REPLAY_TURN_LOG_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -47,6 +48,9 @@ class TurnLog {
   void Add(uint64_t frame, const Setting& setting);
   void Add(const changeover::Turn& turn);
   void Add(const TrimStep& step);
+  // The folder of a log's copies.
+  static std::filesystem::path KeptBeside(const std::filesystem::path& log);
+
   // From now on the tuning is the one that was kept last.
   void AddTuning(uint64_t frame, const std::filesystem::path& directory);
   void AddNote(uint64_t frame, const std::string& text);
@@ -58,7 +62,8 @@ class TurnLog {
   void Write(const Json& line);
 
   const std::filesystem::path path_;
-  std::size_t kept_ = 0, copies_ = 0;
+  std::size_t kept_ = 0;
+  std::vector<std::size_t> copies_;  // hashes of their files
   int descriptor_ = -1;
 };
 
