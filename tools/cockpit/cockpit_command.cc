@@ -11,11 +11,11 @@
 #include "tools/cockpit/cockpit.h"
 #include "tools/commands.h"
 #include "tools/core/failure.h"
-#include "tools/core/private_folder.h"
 #include "tools/core/status_line.h"
 #include "tools/core/text_file.h"
 #include "tools/framework/installation.h"
 #include "tools/live/live_command.h"
+#include "tools/replay/private_folder.h"
 #include "tools/tune/tuning_directory.h"
 
 namespace kelda::tools {

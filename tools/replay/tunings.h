@@ -6,7 +6,7 @@
 #include <mutex>
 #include <vector>
 
-#include "tools/core/private_folder.h"
+#include "tools/replay/private_folder.h"
 
 namespace kelda::tools {
 

@@ -1,5 +1,5 @@
-#ifndef KELDA_TOOLS_CORE_PRIVATE_FOLDER_H_
-#define KELDA_TOOLS_CORE_PRIVATE_FOLDER_H_
+#ifndef KELDA_TOOLS_REPLAY_PRIVATE_FOLDER_H_
+#define KELDA_TOOLS_REPLAY_PRIVATE_FOLDER_H_
 
 #include <filesystem>
 
@@ -23,4 +23,4 @@ class PrivateFolder {
 
 }  // namespace kelda::tools
 
-#endif  // KELDA_TOOLS_CORE_PRIVATE_FOLDER_H_
+#endif  // KELDA_TOOLS_REPLAY_PRIVATE_FOLDER_H_

@@ -1,4 +1,4 @@
-#include "tools/core/private_folder.h"
+#include "tools/replay/private_folder.h"
 
 #include <unistd.h>
 
