@@ -10,10 +10,12 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/laboratory/audio_files.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/host_session.h"
 #include "tools/framework/installation.h"
@@ -115,34 +117,67 @@ Comparison Changed(const EffectLibrary& library, const std::vector<float>& sound
   return Compare(heard, other, kPeriod * fade + changeover::Crossfade::kFrames);
 }
 
+constexpr const char* kLevelsHead =
+    "| change | programme | level, worst tenth of a second | residue at equal level |\n"
+    "|---|---|---:|---:|\n";
+
+// In real music, every four seconds.
+void MeasureFile(const EffectLibrary& library, const std::string& path) {
+  const Audio audio = ReadAudio(path);
+  if (audio.channels != 2 || audio.rate_hz != kSampleRateHz) {
+    throw std::runtime_error(path + " is not stereo at 48 kHz");
+  }
+  std::fputs(kLevelsHead, stdout);
+  const auto length = static_cast<std::size_t>(audio.frames()) / kSampleRateHz;
+  for (const auto& [from, to] : {std::pair{"off", "music"}, {"off", "cinema"}}) {
+    for (std::size_t seconds = 12; seconds + 3 <= length; seconds += 4) {
+      const std::vector<float> sound(
+          audio.samples.begin(),
+          audio.samples.begin() +
+              static_cast<std::ptrdiff_t>(kChannels * kSampleRateHz * (seconds + 3)));
+      const Comparison figures = Changed(library, sound, seconds, from, to);
+      std::printf("| %s to %s | %s, at %zu s | %+.2f dB | %.0f dB |\n", from, to, path.c_str(),
+                  seconds, figures.level_db, figures.residue_db);
+      std::fflush(stdout);
+    }
+  }
+}
+
 bool MeasureLevels(const EffectLibrary& library) {
   bool good = true;
-  std::printf(
-      "| change | programme | level, worst tenth of a second | residue at equal level |\n"
-      "|---|---|---:|---:|\n");
+  std::fputs(kLevelsHead, stdout);
   const auto row = [&](const char* from, const char* to, const std::string& name,
-                       const std::vector<double>& levels, std::size_t seconds) {
+                       const std::vector<double>& levels, std::size_t seconds, bool judged) {
     const Comparison figures = Changed(library, Programme(levels), seconds, from, to);
-    std::printf("| %s to %s | %s | %+.2f dB | %.0f dB |\n", from, to, name.c_str(),
-                figures.level_db, figures.residue_db);
+    std::printf("| %s to %s | %s%s | %+.2f dB | %.0f dB |\n", from, to, name.c_str(),
+                judged ? "" : " (not judged)", figures.level_db, figures.residue_db);
     std::fflush(stdout);
-    good &= std::fabs(figures.level_db) <= kLevelGoalDb;
+    good &= !judged || std::fabs(figures.level_db) <= kLevelGoalDb;
   };
   const auto levels = [](double first, std::size_t seconds, double then, std::size_t more) {
     std::vector<double> all(seconds, first);
     all.insert(all.end(), more + 3, then);
     return all;
   };
+  constexpr double kPause = -200;
   for (const auto& [from, to] :
        {std::pair{"off", "music"}, {"off", "cinema"}, {"cinema", "music"}}) {
-    for (const double level_db : {-12.0, -23.0, -33.0}) {
+    for (const double level_db : {-12.0, -23.0, -30.0, -33.0}) {
       char name[32];
       std::snprintf(name, sizeof(name), "%.0f dBFS", level_db);
-      row(from, to, name, levels(level_db, 20, level_db, 0), 20);
+      row(from, to, name, levels(level_db, 20, level_db, 0), 20, true);
     }
     for (const std::size_t after : {2u, 6u, 12u}) {
       row(from, to, "-12, then " + std::to_string(after) + " s of -33 dBFS",
-          levels(-12, 20, -33, after), 20 + after);
+          levels(-12, 20, -33, after), 20 + after, true);
+    }
+    for (const std::size_t after : {2u, 6u}) {
+      const std::string then = "then " + std::to_string(after) + " s of ";
+      row(from, to, "-22, " + then + "-14 dBFS", levels(-22, 20, -14, after), 20 + after, true);
+      // The other's gain still rises, by 3 dB a second.
+      std::vector<double> paused = levels(-12, 20, -28, after);
+      paused.insert(paused.begin() + 20, 3, kPause);
+      row(from, to, "-12, a pause, " + then + "-28 dBFS", paused, 23 + after, false);
     }
   }
   return good;
@@ -244,12 +279,14 @@ void MeasureCost(const EffectLibrary& library) {
     instance->Set(outcome.sound());
     set_ms = ThreadMs() - set_ms;
     double feed_ms = ThreadMs();
-    for (std::size_t period = 0; period < 141; ++period) {
+    constexpr std::size_t kRolledIn = changeover::History::kRolledIn;
+    for (std::size_t period = 0; period < kRolledIn; ++period) {
       instance->Process(&sound[kChannels * kPeriod * period]);
     }
     feed_ms = ThreadMs() - feed_ms;
-    std::printf("%s: set and probed in %.1f ms, rolled in at %.2f ms a second of history\n", mode,
-                set_ms, feed_ms / (141.0 * kPeriod / kSampleRateHz));
+    std::printf(
+        "%s: set and probed in %.1f ms, rolled in at %.2f ms a second of history, %.1f ms in all\n",
+        mode, set_ms, feed_ms * kSampleRateHz / (kRolledIn * kPeriod), feed_ms);
   }
 }
 
@@ -258,11 +295,19 @@ void MeasureCost(const EffectLibrary& library) {
 
 int main(int argc, char** argv) try {
   CLI::App app("Measures what is heard of a change through the host, and how soon.");
+  std::vector<std::string> files;
+  app.add_option("FILE", files, "Music: measure the level of changes within it, and nothing else");
   CLI11_PARSE(app, argc, argv);
   property_set("vendor.kelda.effect", "1");
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
   kelda::tools::UseTuningDirectory("");
   const kelda::tools::EffectLibrary library(kelda::tools::DefaultEffectLibrary());
+  for (const std::string& file : files) {
+    kelda::tools::MeasureFile(library, file);
+  }
+  if (!files.empty()) {
+    return 0;
+  }
   const bool good = kelda::tools::MeasureLevels(library);
   kelda::tools::MeasureComb(library);
   kelda::tools::MeasureCost(library);

@@ -11,9 +11,17 @@ constexpr float kLargest = 32767.0f;
 constexpr float kLoudest = 1e6f;  // what is beyond is no audio
 constexpr float kQuietest = 1e-20f;
 
-// Mean squares: the gates of ITU-R BS.1770-4, -70 LUFS and 10 LU below the mean.
-constexpr float kAbsoluteGate = 1e-7f;
+// ITU-R BS.1770-4: blocks of 400 ms; mean squares for -70 LUFS, and 10 LU below the blocks' mean.
+constexpr uint64_t kBlockPeriods = 19;
+constexpr float kGate = 1e-7f;
 constexpr float kRelativeGate = 0.1f;
+
+constexpr uint64_t kAround = 10;  // periods on each side, 0.45 s together
+
+// What ends a programme: another one, louder by 6 dB for longer than a burst; or a pause, after
+// which it takes about 4 s until the gain has risen for a quieter one.
+constexpr float kJump = 4.0f;
+constexpr std::size_t kJumpBlocks = 3, kPauseBlocks = 3, kRiseBlocks = 10;
 
 }  // namespace
 
@@ -79,23 +87,51 @@ bool History::Read(uint64_t number, float* period) const {
   return count() + 1 < number + kKept;
 }
 
-float History::ProgrammeGain(uint64_t first, uint64_t end) const {
+float History::ProgrammePower(uint64_t window) const {
+  std::array<float, kLevels / kBlockPeriods> blocks{};  // mean squares
   const uint64_t last = count();
-  const uint64_t start = std::max(begin(), last - std::min(last, kLevels - 1));
-  const auto gated_mean = [&](uint64_t from, uint64_t to, float gate) {
-    double sum = 0;
-    int periods = 0;
-    for (uint64_t number = from; number < to; ++number) {
-      const float power = Power(number);
-      sum += power > gate ? power : 0;
-      periods += power > gate ? 1 : 0;
+  const auto size =
+      static_cast<std::size_t>(std::min({last - begin(), window, kLevels - 1}) / kBlockPeriods);
+  for (std::size_t i = 0; i < size; ++i) {
+    const uint64_t first = last - (size - i) * kBlockPeriods;
+    for (uint64_t number = first; number < first + kBlockPeriods; ++number) {
+      blocks[i] += Power(number) / kBlockPeriods;
     }
-    return periods > 0 ? static_cast<float>(sum / periods) : 0.0f;
+  }
+  const auto mean = [&blocks](std::size_t first, std::size_t end, float gate) {
+    float sum = 0, loud = 0;
+    for (std::size_t i = first; i < end; ++i) {
+      sum += blocks[i] > gate ? blocks[i] : 0;
+      loud += blocks[i] > gate ? 1.0f : 0.0f;
+    }
+    return loud > 0 ? sum / loud : 0.0f;
   };
-  const float all = gated_mean(start, last, kAbsoluteGate);
-  const float programme = gated_mean(start, last, std::max(kAbsoluteGate, kRelativeGate * all));
-  const float piece = gated_mean(first, end, kAbsoluteGate);
-  return piece > 0 && programme > 0 ? std::sqrt(programme / piece) : 1.0f;
+  const auto all_of_next = [&](std::size_t first, std::size_t how_many, const auto& condition) {
+    const auto from = blocks.begin() + static_cast<std::ptrdiff_t>(first);
+    return std::all_of(from, from + static_cast<std::ptrdiff_t>(std::min(how_many, size - first)),
+                       condition);
+  };
+  std::size_t start = 0;
+  for (std::size_t i = 1; i < size; ++i) {
+    const float before = mean(start, i, kGate);
+    const bool jump = before > 0 && all_of_next(i, kJumpBlocks, [before](float block) {
+                        return block > kJump * before;
+                      });
+    const bool pause = size - i > kRiseBlocks + kPauseBlocks &&
+                       all_of_next(i, kPauseBlocks, [](float block) { return block <= kGate; });
+    start = jump || pause ? i : start;
+  }
+  return mean(start, size, std::max(kGate, kRelativeGate * mean(start, size, kGate)));
+}
+
+float History::GainTo(float power, uint64_t number) const {
+  const uint64_t first = std::max(begin(), number - std::min(number, kAround));
+  float sum = 0;
+  for (uint64_t i = first; i <= number + kAround; ++i) {
+    sum += Power(i);
+  }
+  const float mean = sum / static_cast<float>(number + kAround + 1 - first);
+  return power > 0 && mean > kGate ? std::sqrt(power / mean) : 1.0f;
 }
 
 }  // namespace kelda::changeover

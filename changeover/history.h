@@ -21,7 +21,7 @@ class History {
   // How much is rolled in at most, and how much is kept, so that the worker has time.
   static constexpr uint64_t kRolledIn = 141;  // 3.0 s
   static constexpr uint64_t kKept = kRolledIn + 47;
-  static constexpr uint64_t kLevels = 1406;  // 30 s: the longest window of the default tuning
+  static constexpr uint64_t kLevels = 1406;  // 30 s
 
   History();
 
@@ -40,10 +40,14 @@ class History {
   // meanwhile. Any thread.
   bool Read(uint64_t number, float* period) const KELDA_NONBLOCKING;
 
-  // The gain that makes the periods [first, end) as loud as the programme of the last 30 s, by the
-  // gated mean of ITU-R BS.1770-4, without its frequency weighting. 1 if there is nothing to
-  // compare.
-  float ProgrammeGain(uint64_t first, uint64_t end) const;
+  // The mean square of the programme within the last `window` periods, at most kLevels, as a level
+  // control takes it: by the gated mean of ITU-R BS.1770-4, without its frequency weighting, from
+  // the last jump or pause on. 0 if there is none.
+  float ProgrammePower(uint64_t window) const;
+
+  // The gain that brings period `number` to the mean square `power`, by the mean square of what is
+  // around it, so that it keeps its gaps and attacks. 1 if there is nothing to compare.
+  float GainTo(float power, uint64_t number) const;
 
  private:
   using Word = std::uintptr_t;  // which every processor of ours writes at once

@@ -180,16 +180,15 @@ bool Instance::Carries() {
 
 void Instance::Park(int periods) {
   constexpr float kWhisper = 2e-3f;  // above the level control's gate, 54 dB below full scale
-  periods = std::min(periods, kParkPeriods - parked_);
-  parked_ += periods;
+  std::vector<float> period(kPeriodSamples);
   if (sound_.mode == UpmixMode::Off && SetMode(UpmixMode::Music)) {
     sound_.mode = UpmixMode::Music;
   }
-  std::vector<float> period(kPeriodSamples);
-  for (; periods > 0; --periods) {
+  for (; periods > 0 && parked_ < kParkPeriods; --periods, ++parked_) {
     for (float& sample : period) {
       whisper_ = 1664525 * whisper_ + 1013904223;  // Numerical Recipes' generator
-      sample = kWhisper * (static_cast<float>(whisper_ >> 8) / 0x1p23f - 1.0f);
+      const float noise = static_cast<float>(whisper_ >> 8) / 0x1p23f - 1.0f;
+      sample = parked_ < kPausePeriods ? 0.0f : kWhisper * noise;
     }
     Process(period.data());
   }

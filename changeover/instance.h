@@ -53,12 +53,12 @@ class Instance {
   bool Set(const Sound& sound);
 
   // The level control lets its gain rise slowly, but cuts a programme that is too loud at once. So
-  // between turns it is led to its highest gain by a whisper of kParkPeriods, after which it has
-  // forgotten the last programme's loudness, too; from there the next programme finds its level
-  // within two seconds. Plays up to `periods` of it.
+  // between turns it is led to its highest gain: a pause makes it forget the last programme, and a
+  // whisper lets its gain rise; from there the next programme finds its level within two seconds.
+  // Plays up to `periods` of both.
   void Park(int periods);
-  // 40 s: a loudness of 30 s, which the whisper comes after, and a rise of 3 dB a second.
-  static constexpr int kParkPeriods = 1875;
+  static constexpr int kPausePeriods = 250;  // 5.3 s: a room dies away, and 1 s of silence follows
+  static constexpr int kParkPeriods = kPausePeriods + 610;  // 13 s: 39 dB, 3 dB a second
   // Periods of it since a level control last ran.
   int parked() const { return parked_; }
 

@@ -17,7 +17,12 @@ constexpr uint64_t kCatchUpPeriods = 2;
 
 // From the first part of the history, made as loud as the whole programme, the level control finds
 // its level.
-constexpr uint64_t kLeadPeriods = 94;  // 2.0 s
+constexpr uint64_t kLeadPeriods = 118;  // 2.5 s
+
+// How much of the programme the level control listens to, in the default tuning.
+uint64_t WindowOf(UpmixMode mode) {
+  return mode == UpmixMode::Cinema ? History::kLevels / 2 : History::kLevels;
+}
 
 // What is rolled in where no level control has to find its level: filters, rooms and equalizers.
 constexpr uint64_t kShortPeriods = 24;  // 0.5 s
@@ -357,7 +362,7 @@ bool Session::Prepare(const Sound& sound, bool warm) {
   turn.first = std::max(history_.begin(), turn.begun - std::min(turn.begun, most));
   const uint64_t last = std::max(turn.first, turn.begun - std::min(turn.begun, kShortPeriods));
   turn.lead_end = levels ? std::min(turn.first + kLeadPeriods, last) : turn.first;
-  turn.lead_gain = history_.ProgrammeGain(turn.first, turn.lead_end);
+  turn.lead_power = levels ? history_.ProgrammePower(WindowOf(sound.mode)) : 0.0f;
   turn_stream_ = stream;
   return BeginTurn(turn);
 }
@@ -409,8 +414,9 @@ bool Session::Feed(uint64_t end, int periods) {
       return false;
     }
     if (next_ < turn_.lead_end) {
+      const float gain = history_.GainTo(turn_.lead_power, next_);
       std::transform(period, period + kPeriodSamples, period,
-                     [this](float sample) { return turn_.lead_gain * sample; });
+                     [gain](float sample) { return gain * sample; });
     }
     standby_->Process(period);
   }

@@ -44,9 +44,10 @@ struct Turn {
   unsigned instance = 0;  // in the order in which they were made
   int parked = 0;         // Instance::parked() before it
   uint64_t begun = 0;     // periods processed when it was set
-  // It was fed the input's periods [first, lead_end) times lead_gain, then [lead_end, end).
+  // It was fed the input's periods [first, lead_end), each at the mean square lead_power unless
+  // that is 0, then [lead_end, end) as they are.
   uint64_t first = 0, lead_end = 0, end = 0;
-  float lead_gain = 0;
+  float lead_power = 0;
   End outcome = End::Dropped;
 };
 

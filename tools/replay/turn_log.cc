@@ -64,7 +64,7 @@ Json ToJson(const Turn& turn) {
             {"begun", Frame(turn.begun)},
             {"roll_in", Frame(turn.first)},
             {"lead_end", Frame(turn.lead_end)},
-            {"lead_gain", turn.lead_gain},
+            {"lead_power", turn.lead_power},
             {"crossfade", Frame(turn.end)},
             {"mode", kModeNames[static_cast<std::size_t>(turn.sound.mode)]},
             {"tuning", turn.sound.tuning},
@@ -94,7 +94,7 @@ Turn ToTurn(const Json& line) {
   turn.begun = Period(line, "begun");
   turn.first = Period(line, "roll_in");
   turn.lead_end = Period(line, "lead_end");
-  turn.lead_gain = line.at("lead_gain").get<float>();
+  turn.lead_power = line.at("lead_power").get<float>();
   turn.end = Period(line, "crossfade");
   if (turn.first > turn.begun || turn.first > turn.end) {
     throw std::invalid_argument("a roll-in that begins after its end");

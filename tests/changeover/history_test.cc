@@ -1,0 +1,74 @@
+#include "changeover/history.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace kelda::changeover {
+namespace {
+
+using Programme = std::vector<std::pair<int, float>>;  // seconds, and their level in dB
+
+constexpr float kSilence = -200;
+
+float Db(float power) { return 10 * std::log10(power); }
+
+void Publish(const Programme& programme, History* history) {
+  for (const auto& [seconds, level_db] : programme) {
+    const float sample = std::pow(10.0f, level_db / 20);
+    const std::vector<float> period(kPeriodSamples, level_db == kSilence ? 0 : sample);
+    for (int i = 0; i < seconds * kSampleRateHz / static_cast<int>(kPeriodFrames); ++i) {
+      history->Publish(period.data());
+    }
+  }
+}
+
+TEST(HistoryTest, TheProgrammeIsThatOfTheWindowSinceTheLastJumpOrPause) {
+  const struct {
+    Programme programme;
+    float level_db;
+  } cases[] = {
+      {{{20, -20}}, -20},
+      {{{20, -12}, {6, -33}}, -12},                 // the gate leaves out the quiet part
+      {{{20, -12}, {31, -33}}, -33},                // which is all there is in the window
+      {{{20, -22}, {2, -14}}, -14},                 // a jump
+      {{{20, -17}, {4, -14}}, -16.4f},              // is more than 3 dB
+      {{{20, -22}, {1, -14}, {10, -22}}, -21.4f},   // and longer than a burst
+      {{{20, -12}, {3, kSilence}, {6, -28}}, -28},  // a pause
+      {{{20, -12}, {1, kSilence}, {6, -28}}, -12},  // a shorter one
+      {{{20, -12}, {3, kSilence}, {1, -28}}, -12},  // the gain is not there yet
+      {{{2, -12}, {25, kSilence}, {10, -28}}, -28},
+  };
+  for (const auto& [programme, level_db] : cases) {
+    History history;
+    Publish(programme, &history);
+    EXPECT_NEAR(Db(history.ProgrammePower(History::kLevels)), level_db, 0.3) << level_db;
+  }
+  History history;
+  EXPECT_EQ(history.ProgrammePower(History::kLevels), 0);
+  Publish({{20, -12}, {16, -33}}, &history);
+  EXPECT_NEAR(Db(history.ProgrammePower(History::kLevels / 2)), -33, 0.3);
+  history.Forget();
+  Publish({{3, kSilence}}, &history);
+  EXPECT_EQ(history.ProgrammePower(History::kLevels), 0);
+}
+
+TEST(HistoryTest, TheGainFollowsALevelAndKeepsGaps) {
+  History history;
+  Publish({{3, -33}}, &history);
+  const std::vector<float> silence(kPeriodSamples, 0.0f);
+  for (int i = 0; i < 3; ++i) {
+    history.Publish(silence.data());
+  }
+  Publish({{3, -33}, {3, kSilence}}, &history);
+  const float power = std::pow(10.0f, -12.0f / 10);
+  EXPECT_NEAR(20 * std::log10(history.GainTo(power, 60)), 21, 0.1);
+  EXPECT_NEAR(20 * std::log10(history.GainTo(power, 141)), 21.7, 0.3);  // in the gap
+  EXPECT_EQ(history.GainTo(power, 400), 1);                             // silence
+  EXPECT_EQ(history.GainTo(0, 60), 1);
+}
+
+}  // namespace
+}  // namespace kelda::changeover
