@@ -281,7 +281,7 @@ Session::Next Session::Pursue() {
   if (!Feed(history_.count(), kSlicePeriods)) {
     return Next::Now;
   }
-  return arrived ? Next::Soon : HandOver();
+  return arrived ? Next::Later : HandOver();
 }
 
 // Does what another session did, at the same periods.

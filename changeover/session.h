@@ -148,8 +148,8 @@ class Session {
   static constexpr int kSlicePeriods = 8;
 
   enum class State { Idle, Ready, Behind, Fading, Done };
-  // How soon the worker looks again.
-  enum class Next { Rest, Soon, Now };
+  // How soon the worker looks again; within the next period, where it only follows the audio.
+  enum class Next { Rest, Later, Soon, Now };
 
   Session(Worker* worker, SessionOptions options);
 

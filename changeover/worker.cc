@@ -11,7 +11,8 @@
 namespace kelda::changeover {
 namespace {
 
-constexpr auto kLook = std::chrono::milliseconds(2);
+constexpr auto kSoon = std::chrono::milliseconds(2);
+constexpr auto kLater = std::chrono::milliseconds(10);
 
 // For callers of Step, who play as fast as they can: what a period lasts.
 constexpr int kStepPeriods = 2;
@@ -83,8 +84,8 @@ void Worker::Run() {
       const auto woken = [this] { return woken_ || ending_; };
       if (next == Session::Next::Rest) {
         wake_condition_.wait(lock, woken);
-      } else if (next == Session::Next::Soon) {
-        wake_condition_.wait_for(lock, kLook, woken);
+      } else if (next != Session::Next::Now) {
+        wake_condition_.wait_for(lock, next == Session::Next::Soon ? kSoon : kLater, woken);
       }
       if (ending_) {
         return;

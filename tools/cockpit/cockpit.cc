@@ -32,9 +32,9 @@ using Which = TuningModel::Which;
 constexpr auto kChangeLook = std::chrono::milliseconds(4);       // while a change is on its way
 constexpr auto kLongestChange = std::chrono::milliseconds(400);  // where no audio takes it
 constexpr auto kStateLook = std::chrono::milliseconds(100);
-constexpr auto kTapLook = std::chrono::milliseconds(20);
-constexpr auto kMeterTime = std::chrono::milliseconds(100);
-constexpr auto kChainRest = std::chrono::milliseconds(120);  // of a knob, before its chain is made
+constexpr auto kTapLook = std::chrono::milliseconds(100);     // and the meters' time
+constexpr auto kChainRest = std::chrono::milliseconds(120);   // of a knob, before its chain is made
+constexpr auto kOtherRest = std::chrono::milliseconds(1200);  // ... before the other side runs
 constexpr auto kTrimTime = std::chrono::milliseconds(500);
 constexpr double kTrimStepDb = 0.05;
 constexpr double kPercent = 100;
@@ -580,7 +580,6 @@ void Cockpit::RunMeters() {
   constexpr std::size_t kMostFrames = 4800;
   std::vector<float> frames(tap_.frames.width() * kMostFrames);
   std::size_t since = 0;  // frames since the meters were shown last
-  auto shown = Clock::now();
   std::unique_lock lock(mutex_);
   while (!ending_) {
     wake_.wait_for(lock, kTapLook, [this] { return ending_; });
@@ -599,11 +598,8 @@ void Cockpit::RunMeters() {
       frames.resize(tap_.frames.width() * kMostFrames);
     }
     FollowMatch();
-    if (const auto now = Clock::now(); now - shown >= kMeterTime) {
-      shown = now;
-      PublishMeters(since > 0);
-      since = 0;
-    }
+    PublishMeters(since > 0);
+    since = 0;
     AddThreadCpu(&cpu_ns_);
     lock.lock();
   }
@@ -627,7 +623,8 @@ void Cockpit::Measure(const std::vector<float>& frames) {
   const auto [match, side, heard] = [this] {
     const std::lock_guard lock(mutex_);
     const bool steady = !wanted_ && !changing_ && !chains_due_;
-    return std::tuple(match_on_, HeardSide(),
+    const bool rests = Clock::now() - chains_changed_ < kOtherRest;
+    return std::tuple(match_on_ && !rests, HeardSide(),
                       steady ? std::optional<AudibleSide>({HeardSide(), trim_db_}) : std::nullopt);
   }();
   runs_.Hear(heard);

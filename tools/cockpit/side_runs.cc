@@ -93,6 +93,10 @@ void SideRun::Use(const ChainFiles& files, std::span<const float> past) {
   right_ = left_;
   leveled_.assign(kBlockSamples, 0.0f);
   out_ = leveled_;
+  RollIn(past);
+}
+
+void SideRun::RollIn(std::span<const float> past) {
   for (std::size_t at = 0; at + kBlockSamples <= past.size(); at += kBlockSamples) {
     Run(&past[at]);
   }
@@ -163,6 +167,11 @@ void SideRuns::Process(const float* in, const float* out, std::size_t frames, bo
   const bool same = runs_[0].files() == runs_[1].files();
   const std::array<bool, 2> wanted{a, b && !(same && a)};
   if (wanted != wanted_) {
+    for (std::size_t side = 0; side < runs_.size(); ++side) {
+      if (wanted[side] && !wanted_[side]) {
+        runs_[side].RollIn(past_);
+      }
+    }
     wanted_ = wanted;
     Restart();
   }
@@ -171,21 +180,20 @@ void SideRuns::Process(const float* in, const float* out, std::size_t frames, bo
   }
   in_.insert(in_.end(), in, in + 2 * frames);
   out_.insert(out_.end(), out, out + 2 * frames);
-  std::size_t at = 0;
-  for (; at + kBlockSamples <= out_.size(); at += kBlockSamples) {
-    for (std::size_t side = 0; side < runs_.size(); ++side) {
-      if (wanted[side]) {
-        runs_[side].Process(&in_[at]);
-      }
+  const std::size_t blocks = out_.size() / kBlockSamples;
+  for (std::size_t side = 0; side < runs_.size();
+       ++side) {  // one whole after the other: its caches
+    for (std::size_t i = 0; i < blocks && wanted[side]; ++i) {
+      runs_[side].Process(&in_[i * kBlockSamples]);
     }
-    loudness_.Add(&out_[at], kBlockFrames);
-    ++heard_blocks_;
-    CompareWithHeard();
-    const auto block = in_.begin() + static_cast<std::ptrdiff_t>(at);
-    past_.insert(past_.end(), block, block + static_cast<std::ptrdiff_t>(kBlockSamples));
   }
-  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
-  out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(at));
+  loudness_.Add(out_.data(), blocks * kBlockFrames);
+  heard_blocks_ += blocks;
+  CompareWithHeard();
+  const auto end = static_cast<std::ptrdiff_t>(blocks * kBlockSamples);
+  past_.insert(past_.end(), in_.begin(), in_.begin() + end);
+  in_.erase(in_.begin(), in_.begin() + end);
+  out_.erase(out_.begin(), out_.begin() + end);
   if (constexpr std::size_t kMost = kPastBlocks * kBlockSamples; past_.size() > kMost) {
     past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(kMost));
   }
