@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -85,28 +86,28 @@ Comparison Compare(const std::vector<float>& host, const std::vector<float>& oth
 
 void Set(HostSession* host, const char* setting) { host->Apply(ParseSetting(setting)); }
 
-// A session in `from`, changed to `to` after `seconds`; the direct instance is in `to` from the
-// start.
+// A session with the setting `from`, changed to `to` after `seconds`; the direct instance has `to`
+// from the start. Both begin in music.
 Comparison Changed(const EffectLibrary& library, const std::vector<float>& sound,
-                   std::size_t seconds, const char* from, const char* to) {
+                   std::size_t seconds, const char* from, const char* to, bool warm = false) {
   EffectSession direct(library);
-  Apply(ParseSetting("device=wired"), &direct);
-  Apply(ParseSetting(std::string("mode=") + to), &direct);
+  HostSession host(library, {.keep_warm = warm});
+  for (const char* const setting : {"device=wired", "mode=music"}) {
+    Apply(ParseSetting(setting), &direct);
+    Set(&host, setting);
+  }
+  Apply(ParseSetting(to), &direct);
   direct.Enable();
-  HostSession host(library);
-  Set(&host, "device=wired");
-  // One that has served before, for a loud programme, and waited since.
-  Set(&host, "mode=music");
   host.Enable();
   std::vector<float> heard = sound, other = sound;
   std::size_t fade = 0;
   const std::size_t change = seconds * kSampleRateHz / kPeriod;
   for (std::size_t period = 0; kChannels * kPeriod * (period + 1) <= sound.size(); ++period) {
     if (period == 5 * kSampleRateHz / kPeriod) {
-      Set(&host, (std::string("mode=") + from).c_str());
+      Set(&host, from);  // what serves next has served before, for this programme, and waits since
     }
     if (period == change) {
-      Set(&host, (std::string("mode=") + to).c_str());
+      Set(&host, to);
     }
     host.Process(&heard[kChannels * kPeriod * period], kPeriod);
     direct.Process(&other[kChannels * kPeriod * period], kPeriod);
@@ -129,7 +130,8 @@ void MeasureFile(const EffectLibrary& library, const std::string& path) {
   }
   std::fputs(kLevelsHead, stdout);
   const auto length = static_cast<std::size_t>(audio.frames()) / kSampleRateHz;
-  for (const auto& [from, to] : {std::pair{"off", "music"}, {"off", "cinema"}}) {
+  for (const auto& [from, to] :
+       {std::pair{"mode=off", "mode=music"}, {"mode=off", "mode=cinema"}}) {
     for (std::size_t seconds = 12; seconds + 3 <= length; seconds += 4) {
       const std::vector<float> sound(
           audio.samples.begin(),
@@ -147,8 +149,9 @@ bool MeasureLevels(const EffectLibrary& library) {
   bool good = true;
   std::fputs(kLevelsHead, stdout);
   const auto row = [&](const char* from, const char* to, const std::string& name,
-                       const std::vector<double>& levels, std::size_t seconds, bool judged) {
-    const Comparison figures = Changed(library, Programme(levels), seconds, from, to);
+                       const std::vector<double>& levels, std::size_t seconds, bool judged,
+                       bool warm = false) {
+    const Comparison figures = Changed(library, Programme(levels), seconds, from, to, warm);
     std::printf("| %s to %s | %s%s | %+.2f dB | %.0f dB |\n", from, to, name.c_str(),
                 judged ? "" : " (not judged)", figures.level_db, figures.residue_db);
     std::fflush(stdout);
@@ -160,8 +163,9 @@ bool MeasureLevels(const EffectLibrary& library) {
     return all;
   };
   constexpr double kPause = -200;
-  for (const auto& [from, to] :
-       {std::pair{"off", "music"}, {"off", "cinema"}, {"cinema", "music"}}) {
+  for (const auto& [from, to] : {std::pair{"mode=off", "mode=music"},
+                                 {"mode=off", "mode=cinema"},
+                                 {"mode=cinema", "mode=music"}}) {
     for (const double level_db : {-12.0, -23.0, -30.0, -33.0}) {
       char name[32];
       std::snprintf(name, sizeof(name), "%.0f dBFS", level_db);
@@ -178,6 +182,17 @@ bool MeasureLevels(const EffectLibrary& library) {
       std::vector<double> paused = levels(-12, 20, -28, after);
       paused.insert(paused.begin() + 20, 3, kPause);
       row(from, to, "-12, a pause, " + then + "-28 dBFS", paused, 23 + after, false);
+    }
+  }
+  constexpr const char *kStandard = "wired-hrtf=standard",
+                       *kPersonalized = "wired-hrtf=personalized";
+  for (const auto& [from, to] : {std::pair{kStandard, kPersonalized}, {kPersonalized, kStandard}}) {
+    for (const bool warm : {false, true}) {
+      for (const double level_db : {-12.0, -23.0, -33.0}) {
+        char name[32];
+        std::snprintf(name, sizeof(name), "%s%.0f dBFS", warm ? "kept warm, " : "", level_db);
+        row(from, to, name, levels(level_db, 20, level_db, 0), 20, true, warm);
+      }
     }
   }
   return good;
@@ -217,15 +232,14 @@ double ThreadMs() {
 }
 
 // Changes at the pace of audio, with the worker on its own thread: from the call to the end of the
-// crossfade. And what the worker's part takes of a processor.
-void MeasureTime(const EffectLibrary& library, bool warm) {
+// crossfade. `change` gets the number of the change.
+using MakeChange = std::function<changeover::Setting(uint32_t number)>;
+void MeasureTime(const EffectLibrary& library, const char* name, bool warm,
+                 const MakeChange& change) {
   const auto worker = Worker::Make(library.info(), Worker::Threads::Own);
   const auto session = Session::Open(worker.get(), {warm});
-  const auto set = [&](changeover::Setting::Kind kind, uint32_t value) {
-    session->Set({kind, value});
-  };
-  set(changeover::Setting::Kind::Device, AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
-  set(changeover::Setting::Kind::Mode, 1);
+  session->Set({changeover::Setting::Kind::Device, AUDIO_DEVICE_OUT_WIRED_HEADPHONE});
+  session->Set({changeover::Setting::Kind::Mode, 1});
   session->Start();
   const std::vector<float> sound = Programme(std::vector<double>(1, -20));
   std::vector<float> block(kChannels * kPeriod);
@@ -246,10 +260,7 @@ void MeasureTime(const EffectLibrary& library, bool warm) {
       }
     }
     if (!waits && period % 40 == 39 && period > 150) {
-      // A knob: the ears of the output, or the mode.
-      const auto count = static_cast<uint32_t>(times_ms.size());
-      warm ? set(changeover::Setting::Kind::WiredHrtf, 1 + (count + 1) % 2)
-           : set(changeover::Setting::Kind::Mode, 1 + (count + 1) % 2);
+      session->Set(change(static_cast<uint32_t>(times_ms.size())));
       called = Clock::now();
       waits = true;
     }
@@ -258,8 +269,7 @@ void MeasureTime(const EffectLibrary& library, bool warm) {
   session->Stop();
   std::sort(times_ms.begin(), times_ms.end());
   if (!times_ms.empty()) {
-    std::printf("%s: %zu changes, %.0f ms in the median, %.0f ms at worst\n",
-                warm ? "kept warm, ears within music" : "music and cinema", times_ms.size(),
+    std::printf("%s: %zu changes, %.0f ms in the median, %.0f ms at worst\n", name, times_ms.size(),
                 times_ms[times_ms.size() / 2], times_ms.back());
   }
 }
@@ -311,8 +321,15 @@ int main(int argc, char** argv) try {
   const bool good = kelda::tools::MeasureLevels(library);
   kelda::tools::MeasureComb(library);
   kelda::tools::MeasureCost(library);
-  kelda::tools::MeasureTime(library, /*warm=*/false);
-  kelda::tools::MeasureTime(library, /*warm=*/true);
+  using Kind = kelda::changeover::Setting::Kind;
+  const auto turned = [](Kind kind) {
+    return [kind](uint32_t number) {
+      return kelda::changeover::Setting{kind, 1 + (number + 1) % 2};
+    };
+  };
+  kelda::tools::MeasureTime(library, "music and cinema", false, turned(Kind::Mode));
+  kelda::tools::MeasureTime(library, "kept warm, ears", true, turned(Kind::WiredHrtf));
+  kelda::tools::MeasureTime(library, "kept warm, knobs", true, turned(Kind::ReloadTuning));
   std::printf("\n%s\n", good ? "pass" : "FAIL: a level is off by more than 1 dB");
   return good ? 0 : 1;
 } catch (const std::exception& failure) {

@@ -194,6 +194,14 @@ void Instance::Park(int periods) {
   }
 }
 
+void Instance::Pause() {
+  constexpr int kPeriods = 52;  // 1.1 s; one of a second ends a programme
+  const float silence[kPeriodSamples] = {};
+  for (int i = 0; i < kPeriods; ++i) {
+    Process(silence);
+  }
+}
+
 void Instance::Flush() {
   (*handle_)->command(handle_, EFFECT_CMD_RESET, 0, nullptr, nullptr, nullptr);
   std::fill(std::begin(output_), std::end(output_), 0.0f);

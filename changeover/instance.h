@@ -62,6 +62,12 @@ class Instance {
   // Periods of it since a level control last ran.
   int parked() const { return parked_; }
 
+  // Makes the level control forget the last programme, but not its gain, after Set.
+  void Pause();
+
+  // What it was set to last; music where it was parked in off.
+  const Sound& sound() const { return sound_; }
+
   // Forgets all audio.
   void Flush();
 

@@ -270,9 +270,11 @@ Session::Next Session::Pursue() {
   const Sound& sound = arrived ? playing_ : wanted;
   const bool current = prepared_ && turn_stream_ == stream_;
   if (!current || turn_.sound != sound || warm_ != arrived) {
-    // A level control that followed the programme in the same mode has found its level. So has the
-    // one that was just live.
-    const bool warm = arrived || (current && warm_ && turn_.sound.mode == sound.mode);
+    // A level control that followed the programme in the same mode, through the same ears, has
+    // found its level.
+    const Sound& before = standby_->sound();
+    const bool warm = (arrived || (current && warm_)) && standby_->parked() == 0 &&
+                      before.mode == sound.mode && before.headphone == sound.headphone;
     warm_ = arrived;
     if (!Prepare(sound, warm)) {
       return Next::Now;
@@ -379,6 +381,9 @@ bool Session::BeginTurn(const Turn& turn) {
       turn.sound.plain() || !options_.use_tuning || options_.use_tuning(turn.sound.tuning);
   prepared_ = tuned && standby_->Set(turn.sound);
   turn_report_ = standby_->report();
+  if (prepared_ && turn.lead_end > turn.first && turn.parked < Instance::kPausePeriods) {
+    standby_->Pause();
+  }
   if (!prepared_) {
     EndTurn(Turn::End::NotLoaded);
     failed_ = turn.sound;

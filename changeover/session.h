@@ -53,8 +53,8 @@ struct Turn {
 
 struct SessionOptions {
   // The standby is kept ready for the next change, for a listener who turns knobs: faster, at twice
-  // the load, and with an instance of its own. After a change of ears its level may be some dB off
-  // for seconds, because its level control followed the programme through the old ones.
+  // the load, and with an instance of its own. A change of mode or of ears takes as long as
+  // without, because a level control has to find its level.
   bool keep_warm = false;
   // Called before an instance loads files for a sound whose Sound::tuning is this, for a host whose
   // tunings are in folders of their own. Returns false if that tuning cannot be had. Worker.

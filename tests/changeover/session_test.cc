@@ -438,43 +438,67 @@ TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
   EXPECT_EQ(session->TakeTurns().size(), 1u);
 }
 
-// Music in a loud programme, then off while it becomes quiet, then music by an instance that was
-// heard before: as loud as one that ran all along.
-TEST_F(SessionTest, TheLevelIsTheProgrammesHoweverOftenAModeIsHeard) {
-  Stage stage;
-  const auto all_along = Instance::Make(test::Library(), 9);
-  Sound music;
-  music.mode = UpmixMode::Music;
-  music.headphone = ParameterSet::WiredStandard;
-  ASSERT_TRUE(all_along->Set(music));
-  double heard = 0, wanted = 0;
-  const auto play = [&](int seconds) {
-    heard = wanted = 0;
+// A session beside an instance with one sound all along.
+class LevelTest : public SessionTest {
+ protected:
+  void Begin(ParameterSet headphone) {
+    Sound music;
+    music.mode = UpmixMode::Music;
+    music.headphone = headphone;
+    ASSERT_TRUE(all_along_->Set(music));
+  }
+
+  // Returns by how many dB the session is louder in these seconds.
+  double Play(Stage* stage, int seconds) {
+    double heard = 0, wanted = 0;
     for (int period = 0; period < 47 * seconds; ++period) {
-      stage.worker->Step();
-      stage.PlayPeriods(1);
-      all_along->Process(&stage.played[stage.played.size() - kPeriodSamples]);
-      const float* const mine = &stage.heard[stage.heard.size() - kPeriodSamples];
+      stage->worker->Step();
+      stage->PlayPeriods(1);
+      all_along_->Process(&stage->played[stage->played.size() - kPeriodSamples]);
+      const float* const mine = &stage->heard[stage->heard.size() - kPeriodSamples];
       heard += std::inner_product(mine, mine + kPeriodSamples, mine, 0.0);
-      const float* const other = all_along->output();
+      const float* const other = all_along_->output();
       wanted += std::inner_product(other, other + kPeriodSamples, other, 0.0);
     }
-  };
+    return 10 * std::log10(heard / wanted);
+  }
+
+  const std::unique_ptr<Instance> all_along_ = Instance::Make(test::Library(), 9);
+};
+
+// Music in a loud programme, then off while it becomes quiet, then music by an instance that was
+// heard before.
+TEST_F(LevelTest, IsTheProgrammesHoweverOftenAModeIsHeard) {
+  Stage stage;
+  Begin(ParameterSet::WiredStandard);
   stage.session->Start();
   stage.Set(Kind::Device, kWired);
   stage.Set(Kind::Mode, kMusic);
   stage.level = 0.4f;
-  play(40);
+  Play(&stage, 40);
   stage.Set(Kind::Mode, kOff);
   stage.level = 0.04f;
-  play(60);
+  Play(&stage, 60);
   for (int step = 0; step < 1000; ++step) {  // a worker with a thread has time for that
     stage.worker->Step();
   }
   stage.Set(Kind::Mode, kMusic);
-  play(1);
-  play(1);
-  EXPECT_NEAR(10 * std::log10(heard / wanted), 0, 1);
+  Play(&stage, 1);
+  EXPECT_NEAR(Play(&stage, 1), 0, 1);
+}
+
+// Through the equalizer of the other ears everything is softer.
+TEST_F(LevelTest, IsThatOfTheEarsAlsoOfAStandbyKeptWarm) {
+  Stage stage({.keep_warm = true});
+  Begin(ParameterSet::WiredPersonalized);
+  stage.session->Start();
+  stage.Set(Kind::Device, kWired);
+  stage.Set(Kind::Mode, kMusic);
+  stage.level = 0.2f;
+  Play(&stage, 10);
+  stage.Set(Kind::WiredHrtf, static_cast<uint32_t>(HrtfType::Personalized));
+  Play(&stage, 1);
+  EXPECT_NEAR(Play(&stage, 1), 0, 1);
 }
 
 TEST_F(SessionTest, SessionsShareOneStandby) {
