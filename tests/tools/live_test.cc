@@ -34,7 +34,7 @@
 namespace kelda::tools {
 namespace {
 
-constexpr int kUsage = 2, kOutput = 4, kIncomplete = 7;
+constexpr int kUsage = 2, kInput = 3, kOutput = 4, kIncomplete = 7;
 
 bool Contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -326,6 +326,16 @@ TEST(LiveEngineTest, TrimsAndTuningsAreHeardWithTheirCrossfadeAndReplayed) {
   ExpectRefused(kUsage, "--tuning: the tuning changes in ",
                 {"render", "--host", "--replay", log_file, "--tuning", KELDA_DEFAULT_TUNING,
                  folder / "in.wav", folder / "x.wav"});
+
+  // A turn that begins after its crossfade.
+  std::string spoiled = folder.Read("log");
+  const std::size_t heard_turn = spoiled.rfind('\n', spoiled.find("\"turn\":\"heard\""));
+  const std::size_t begun = spoiled.find("\"begun\":", heard_turn) + std::strlen("\"begun\":");
+  spoiled.replace(begun, spoiled.find_first_of(",}", begun) - begun,
+                  std::to_string(1000 * kPeriodFrames));
+  folder.Write("log", spoiled);
+  ExpectRefused(kInput, "cannot be repeated",
+                {"render", "--host", "--replay", log_file, folder / "in.wav", folder / "none.wav"});
 }
 
 TEST_F(LiveTest, WithoutAServerAMessageSaysHowToStartIt) {

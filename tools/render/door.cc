@@ -1,7 +1,11 @@
 #include "tools/render/door.h"
 
+#include <algorithm>
+#include <iterator>
 #include <span>
+#include <string>
 
+#include "tools/core/failure.h"
 #include "tools/framework/effect_session.h"
 #include "tools/framework/frame_tracker.h"
 #include "tools/framework/host_session.h"
@@ -45,6 +49,8 @@ class HostDoor : public Door {
     if (!replay.turns.empty()) {
       session_.Replay(replay.turns);
     }
+    std::copy_if(replay.turns.begin(), replay.turns.end(), std::back_inserter(to_hear_),
+                 [](const Turn& turn) { return turn.outcome == Turn::End::Heard; });
   }
 
   void Apply(const Setting& setting) override {
@@ -62,6 +68,7 @@ class HostDoor : public Door {
   const std::vector<int64_t>& Process(float* interleaved, std::size_t frames) override {
     constexpr int64_t kGathered = kPeriodFrames - 1;
     session_.Process(interleaved, frames);
+    CheckReplay();
     trimmed_ += tools::Apply(std::span(trims_).subspan(trimmed_), static_cast<uint64_t>(frame_),
                              interleaved, frames, &trim_);
     delivered_.resize(frames);
@@ -79,6 +86,29 @@ class HostDoor : public Door {
   std::string Dump() override { return session_.Dump(); }
 
  private:
+  using Turn = changeover::Turn;
+
+  // Throws Failure (input) if the next crossfade of the log does not come as it did.
+  void CheckReplay() {
+    constexpr uint64_t kFadePeriods = 4;  // and one until the worker says so
+    const auto check = [this](bool as_logged) {
+      if (!as_logged) {
+        throw Failure(ExitCode::kInput,
+                      "the log's crossfade at frame " +
+                          std::to_string(to_hear_[heard_].end * kPeriodFrames) +
+                          " cannot be repeated; is the input the recording's, from its beginning?");
+      }
+    };
+    for (const Turn& turn : session_.session().TakeTurns()) {
+      if (heard_ < to_hear_.size() && turn.outcome == Turn::End::Heard) {
+        check(turn.end == to_hear_[heard_].end && turn.sound == to_hear_[heard_].sound);
+        ++heard_;
+      }
+    }
+    check(heard_ == to_hear_.size() ||
+          session_.session().periods() <= to_hear_[heard_].end + kFadePeriods);
+  }
+
   static changeover::SessionOptions Options(Tunings* tunings) {
     if (tunings == nullptr) {
       return {};
@@ -87,6 +117,8 @@ class HostDoor : public Door {
   }
 
   HostSession session_;
+  std::vector<Turn> to_hear_;  // of the log, those that crossfade
+  std::size_t heard_ = 0;      // of them
   const std::vector<TrimStep> trims_;
   std::size_t trimmed_ = 0;  // of them
   Trim trim_;
