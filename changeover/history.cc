@@ -114,9 +114,9 @@ float History::ProgrammePower(uint64_t window) const {
   std::size_t start = 0;
   for (std::size_t i = 1; i < size; ++i) {
     const float before = mean(start, i, kGate);
-    const bool jump = before > 0 && all_of_next(i, kJumpBlocks, [before](float block) {
-                        return block > kJump * before;
-                      });
+    const bool jump =
+        size - i >= kJumpBlocks && before > 0 &&
+        all_of_next(i, kJumpBlocks, [before](float block) { return block > kJump * before; });
     const bool pause = size - i > kRiseBlocks + kPauseBlocks &&
                        all_of_next(i, kPauseBlocks, [](float block) { return block <= kGate; });
     start = jump || pause ? i : start;

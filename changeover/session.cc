@@ -273,9 +273,11 @@ Session::Next Session::Pursue() {
     // A level control that followed the programme in the same mode, through the same ears, has
     // found its level.
     const Sound& before = standby_->sound();
-    const bool warm = (arrived || (current && warm_)) && standby_->parked() == 0 &&
+    leveled_ = leveled_ || (prepared_ && next_ >= turn_.begun);
+    const bool warm = leveled_ && (arrived || (current && warm_)) && standby_->parked() == 0 &&
                       before.mode == sound.mode && before.headphone == sound.headphone;
     warm_ = arrived;
+    leveled_ = warm;
     if (!Prepare(sound, warm)) {
       return Next::Now;
     }
@@ -339,7 +341,7 @@ bool Session::TakeStandby() {
   if (wants_instance_ || (gave_way_ && started() && history_.count() == stalled_at_)) {
     return false;
   }
-  gave_way_ = prepared_ = warm_ = false;
+  gave_way_ = prepared_ = warm_ = leveled_ = false;
   standby_ = pool.Take();
   if (standby_ == nullptr) {
     turn_ = {};
@@ -452,6 +454,7 @@ void Session::Retire() {
   EndTurn(settled ? Turn::End::AtOnce : Turn::End::Heard);
   playing_ = turn_.sound;
   warm_ = false;
+  leveled_ = true;  // what was heard until now
   {
     const std::lock_guard lock(mutex_);
     live_report_.swap(turn_report_);

@@ -203,6 +203,7 @@ class Session {
   std::deque<Turn> replay_;
   bool prepared_ = false;  // the standby is set to turn_.sound
   bool warm_ = false;      // ... and follows what plays
+  bool leveled_ = false;   // its level control has found the level of what it was set to
   Turn turn_;
   std::string turn_report_;
   uint64_t turn_stream_ = 0;

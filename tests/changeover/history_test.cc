@@ -35,7 +35,7 @@ TEST(HistoryTest, TheProgrammeIsThatOfTheWindowSinceTheLastJumpOrPause) {
       {{{20, -12}, {31, -33}}, -33},                // which is all there is in the window
       {{{20, -22}, {2, -14}}, -14},                 // a jump
       {{{20, -17}, {4, -14}}, -16.4f},              // is more than 3 dB
-      {{{20, -22}, {1, -14}, {10, -22}}, -21.4f},   // and longer than a burst
+      {{{20, -22}, {1, -14}}, -21.0f},              // and longer than a burst
       {{{20, -12}, {3, kSilence}, {6, -28}}, -28},  // a pause
       {{{20, -12}, {1, kSilence}, {6, -28}}, -12},  // a shorter one
       {{{20, -12}, {3, kSilence}, {1, -28}}, -12},  // the gain is not there yet

@@ -32,9 +32,10 @@ using Which = TuningModel::Which;
 constexpr auto kChangeLook = std::chrono::milliseconds(4);       // while a change is on its way
 constexpr auto kLongestChange = std::chrono::milliseconds(400);  // where no audio takes it
 constexpr auto kStateLook = std::chrono::milliseconds(100);
-constexpr auto kTapLook = std::chrono::milliseconds(100);     // and the meters' time
-constexpr auto kChainRest = std::chrono::milliseconds(120);   // of a knob, before its chain is made
-constexpr auto kOtherRest = std::chrono::milliseconds(1200);  // ... before the other side runs
+constexpr auto kTapLook = std::chrono::milliseconds(100);    // and the meters' time
+constexpr auto kChainRest = std::chrono::milliseconds(120);  // of a knob, before its chain is made
+constexpr auto kOtherRest =
+    std::chrono::milliseconds(1200);  // ... from then on, before the other side runs
 constexpr auto kTrimTime = std::chrono::milliseconds(500);
 constexpr double kTrimStepDb = 0.05;
 constexpr double kPercent = 100;
@@ -623,7 +624,7 @@ void Cockpit::Measure(const std::vector<float>& frames) {
   const auto [match, side, heard] = [this] {
     const std::lock_guard lock(mutex_);
     const bool steady = !wanted_ && !changing_ && !chains_due_;
-    const bool rests = Clock::now() - chains_changed_ < kOtherRest;
+    const bool rests = Clock::now() - chains_used_ < kOtherRest;
     return std::tuple(match_on_ && !rests, HeardSide(),
                       steady ? std::optional<AudibleSide>({HeardSide(), trim_db_}) : std::nullopt);
   }();
@@ -654,7 +655,9 @@ void Cockpit::UseChains() {
     }
   }
   for (const Which which : {Which::kA, Which::kB}) {
-    runs_.Use(which, files[static_cast<std::size_t>(which)]);
+    if (runs_.Use(which, files[static_cast<std::size_t>(which)])) {
+      chains_used_ = Clock::now();
+    }
   }
 }
 

@@ -132,7 +132,7 @@ class Cockpit : public LiveRemote {
   SignalMeter in_, out_;
   SideRuns runs_{open_library_};
   uint64_t chains_version_ = 0;
-  Clock::time_point chains_changed_;
+  Clock::time_point chains_changed_, chains_used_;
   bool chains_due_ = true;
   std::string chains_play_;
   Clock::time_point trimmed_;

@@ -135,16 +135,17 @@ std::optional<double> SideRun::limiter_gain() const {
 
 // ---- Both.
 
-void SideRuns::Use(TuningModel::Which which, const ChainFiles& files) {
+bool SideRuns::Use(TuningModel::Which which, const ChainFiles& files) {
   const auto index = static_cast<std::size_t>(which);
   if (used_[index] && files_[index] == files) {
-    return;
+    return false;
   }
   runs_[index].Use(open_library_ ? files : ChainFiles{}, past_);
   files_[index] = files;
   used_[index] = true;
   beyond_[index].reset();
   Restart();
+  return true;
 }
 
 void SideRuns::Hear(const std::optional<AudibleSide>& heard) {
@@ -222,6 +223,10 @@ Match SideRuns::MatchNow() const {
   Match match;
   if (files_[0] == files_[1]) {
     match.ready = true;
+    return match;
+  }
+  // One of them rests.
+  if (open_library_ && RunOf(TuningModel::Which::kA) == RunOf(TuningModel::Which::kB)) {
     return match;
   }
   const RunningLoudness& a = runs_[RunOf(TuningModel::Which::kA)].loudness();

@@ -86,8 +86,9 @@ class SideRuns {
   // was heard beyond the input.
   explicit SideRuns(bool open_library) : open_library_(open_library) {}
 
-  // Where both sides have the same chain, one run serves both. Throws Failure.
-  void Use(TuningModel::Which which, const ChainFiles& files);
+  // Where both sides have the same chain, one run serves both. Returns whether that side's changed.
+  // Throws Failure.
+  bool Use(TuningModel::Which which, const ChainFiles& files);
 
   // What is heard from now on; nothing while it changes.
   void Hear(const std::optional<AudibleSide>& heard);
