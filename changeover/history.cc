@@ -108,15 +108,14 @@ float History::ProgrammePower(uint64_t window) const {
   };
   const auto all_of_next = [&](std::size_t first, std::size_t how_many, const auto& condition) {
     const auto from = blocks.begin() + static_cast<std::ptrdiff_t>(first);
-    return std::all_of(from, from + static_cast<std::ptrdiff_t>(std::min(how_many, size - first)),
-                       condition);
+    return std::all_of(from, from + static_cast<std::ptrdiff_t>(how_many), condition);
   };
-  std::size_t start = 0;
-  for (std::size_t i = 1; i < size; ++i) {
+  std::size_t start = 0;  // of the programme
+  for (std::size_t i = 1; i + kJumpBlocks <= size; ++i) {
     const float before = mean(start, i, kGate);
-    const bool jump =
-        size - i >= kJumpBlocks && before > 0 &&
-        all_of_next(i, kJumpBlocks, [before](float block) { return block > kJump * before; });
+    const bool jump = before > 0 && all_of_next(i, kJumpBlocks, [before](float block) {
+                        return block > kJump * before;
+                      });
     const bool pause = size - i > kRiseBlocks + kPauseBlocks &&
                        all_of_next(i, kPauseBlocks, [](float block) { return block <= kGate; });
     start = jump || pause ? i : start;

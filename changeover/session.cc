@@ -383,6 +383,7 @@ bool Session::BeginTurn(const Turn& turn) {
       turn.sound.plain() || !options_.use_tuning || options_.use_tuning(turn.sound.tuning);
   prepared_ = tuned && standby_->Set(turn.sound);
   turn_report_ = standby_->report();
+  // It remembers another programme, or this one through other ears.
   if (prepared_ && turn.lead_end > turn.first && turn.parked < Instance::kPausePeriods) {
     standby_->Pause();
   }

@@ -182,8 +182,8 @@ void SideRuns::Process(const float* in, const float* out, std::size_t frames, bo
   in_.insert(in_.end(), in, in + 2 * frames);
   out_.insert(out_.end(), out, out + 2 * frames);
   const std::size_t blocks = out_.size() / kBlockSamples;
-  for (std::size_t side = 0; side < runs_.size();
-       ++side) {  // one whole after the other: its caches
+  // One whole after the other, because each fills the caches.
+  for (std::size_t side = 0; side < runs_.size(); ++side) {
     for (std::size_t i = 0; i < blocks && wanted[side]; ++i) {
       runs_[side].Process(&in_[i * kBlockSamples]);
     }
