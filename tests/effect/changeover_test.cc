@@ -208,7 +208,7 @@ class ChangeoverFaultsTest : public ChangeoverTest {
     const auto instance = Instance::Make(test::Library(), 0);
     std::vector<float> period(2 * 1024);
     for (std::size_t i = 0; i < period.size(); ++i) {
-      period[i] = (i / 2 == kLoudFrame ? 2 : 1) * kIn[i % 2];
+      period[i] = (i / 2 == kLoudFrame ? 2.0f : 1.0f) * kIn[i % 2];
     }
     const auto play = [&] {
       for (int i = 0; i < 3; ++i) {
