@@ -245,13 +245,11 @@ void MeasureTime(const EffectLibrary& library, const char* name, bool warm,
   std::vector<float> block(kChannels * kPeriod);
   std::vector<double> times_ms;
   Clock::time_point called;
-  std::vector<Clock::time_point> processed;  // by period
   bool waits = false;
   const auto start = Clock::now();
   for (uint64_t period = 0; times_ms.size() < 12 && period < 2000; ++period) {
     std::copy_n(&sound[kChannels * kPeriod * (period % 46)], block.size(), block.begin());
     session->Process(block.data(), block.data(), kPeriod);
-    processed.push_back(Clock::now());
     for (const Turn& turn : session->TakeTurns()) {
       if (waits && turn.outcome == Turn::End::Heard) {
         times_ms.push_back(

@@ -441,11 +441,16 @@ TEST_F(SessionTest, MemoryThatRunsOutLeavesTheOldSound) {
 // A session beside an instance with one sound all along.
 class LevelTest : public SessionTest {
  protected:
-  void Begin(ParameterSet headphone) {
+  // The session begins in music on standard ears.
+  void Begin(Stage* stage, ParameterSet headphone, float level) {
     Sound music;
     music.mode = UpmixMode::Music;
     music.headphone = headphone;
     ASSERT_TRUE(all_along_->Set(music));
+    stage->level = level;
+    stage->session->Start();
+    stage->Set(Kind::Device, kWired);
+    stage->Set(Kind::Mode, kMusic);
   }
 
   // Returns by how many dB the session is louder in these seconds.
@@ -470,11 +475,7 @@ class LevelTest : public SessionTest {
 // heard before.
 TEST_F(LevelTest, IsTheProgrammesHoweverOftenAModeIsHeard) {
   Stage stage;
-  Begin(ParameterSet::WiredStandard);
-  stage.session->Start();
-  stage.Set(Kind::Device, kWired);
-  stage.Set(Kind::Mode, kMusic);
-  stage.level = 0.4f;
+  Begin(&stage, ParameterSet::WiredStandard, 0.4f);
   Play(&stage, 40);
   stage.Set(Kind::Mode, kOff);
   stage.level = 0.04f;
@@ -490,11 +491,7 @@ TEST_F(LevelTest, IsTheProgrammesHoweverOftenAModeIsHeard) {
 // Through the equalizer of the other ears everything is softer.
 TEST_F(LevelTest, IsThatOfTheEarsAlsoOfAStandbyKeptWarm) {
   Stage stage({.keep_warm = true});
-  Begin(ParameterSet::WiredPersonalized);
-  stage.session->Start();
-  stage.Set(Kind::Device, kWired);
-  stage.Set(Kind::Mode, kMusic);
-  stage.level = 0.2f;
+  Begin(&stage, ParameterSet::WiredPersonalized, 0.2f);
   Play(&stage, 10);
   stage.Set(Kind::WiredHrtf, static_cast<uint32_t>(HrtfType::Personalized));
   Play(&stage, 1);

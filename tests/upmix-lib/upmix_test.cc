@@ -336,7 +336,7 @@ TEST(Cinema, CrossoverIsFlatForCentredSound) {
   CinemaParameters parameters = Dry();
   parameters.dialogue_amount = 1.0f;
   const Signal in = PinkNoise(9, kFrames, 20.0f, 8000.0f);
-  constexpr int kDelay = 120;  // an eighth of a period at the crossover would not show
+  constexpr int kDelay = 120;  // a quarter of a period at 100 Hz; much less would not show
   HrirSet delayed = SilentHrirs(2 * kDelay);
   for (const std::size_t ear : {0u, 1u}) {
     delayed.responses[(kFC * kEars + ear) * 2 * kDelay + kDelay] = 0.5f;

@@ -32,10 +32,9 @@ using Which = TuningModel::Which;
 constexpr auto kChangeLook = std::chrono::milliseconds(4);       // while a change is on its way
 constexpr auto kLongestChange = std::chrono::milliseconds(400);  // where no audio takes it
 constexpr auto kStateLook = std::chrono::milliseconds(100);
-constexpr auto kTapLook = std::chrono::milliseconds(100);    // and the meters' time
-constexpr auto kChainRest = std::chrono::milliseconds(120);  // of a knob, before its chain is made
-constexpr auto kOtherRest =
-    std::chrono::milliseconds(1200);  // ... from then on, before the other side runs
+constexpr auto kTapLook = std::chrono::milliseconds(100);     // and the meters' time
+constexpr auto kChainRest = std::chrono::milliseconds(120);   // of a knob, before its chain is made
+constexpr auto kOtherRest = std::chrono::milliseconds(1200);  // and then, of the other side
 constexpr auto kTrimTime = std::chrono::milliseconds(500);
 constexpr double kTrimStepDb = 0.05;
 constexpr double kPercent = 100;

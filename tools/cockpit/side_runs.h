@@ -35,7 +35,7 @@ class SideRun {
   // that the new chain is rolled in with. Throws Failure if they cannot be read.
   void Use(const ChainFiles& files, std::span<const float> past);
   const ChainFiles& files() const { return files_; }
-  // Goes on after a rest, which the last of was `past`.
+  // Goes on after a rest, at whose end `past` went into the effect: interleaved stereo.
   void RollIn(std::span<const float> past);
 
   // kBlockFrames of interleaved stereo, all finite.

@@ -91,6 +91,9 @@ class HostDoor : public Door {
   // Throws Failure (input) if the next crossfade of the log does not come as it did.
   void CheckReplay() {
     constexpr uint64_t kFadePeriods = 4;  // and one until the worker says so
+    if (heard_ == to_hear_.size()) {
+      return;
+    }
     const auto check = [this](bool as_logged) {
       if (!as_logged) {
         throw Failure(ExitCode::kInput,
