@@ -52,7 +52,7 @@ TEST(MusicUpmix, PartsDirectSoundFromAmbience) {
       const double centre = PowerCausedBy(mix.source, planes[kFC], 96);
       EXPECT_GT(Db(centre), -2.7);
       for (const std::size_t plane : {kFL, kFR, kSL, kSR, kBL, kBR}) {
-        EXPECT_LT(Db(PowerCausedBy(mix.source, planes[plane], 96) / centre), -16.0) << plane;
+        EXPECT_LT(Db(PowerCausedBy(mix.source, planes[plane], 96) / centre), -15.5) << plane;
       }
     }
     double all = 0.0, direct = 0.0;
@@ -73,7 +73,7 @@ TEST(MusicUpmix, PartsDirectSoundFromAmbience) {
   for (const std::size_t plane : kSurround) {
     surround += Power(mere_ambience[plane], 48000);
   }
-  EXPECT_GT(Db(surround / front), 4.0);
+  EXPECT_GT(Db(surround / front), 7.0);
   // What is out of phase lies nowhere between left and right.
   Planes opposed = MakePannedMix(PinkNoise(23, kFrames), 20.0f, -100.0f, 24).mix;
   for (float& sample : opposed[1]) {
@@ -295,6 +295,33 @@ TEST(MusicUpmix, WhatADelayDoublesStaysInFront) {
     }
     EXPECT_GT(front / (front + surround), 0.75) << delay;
   }
+}
+
+// Two instruments that share their notes, one at either side, are like reverberation bin by bin.
+// What else there is tells: beside a centre they stay in front, in a diffuse field they surround.
+TEST(MusicUpmix, InADryMixInstrumentsAtTheSidesStayInFront) {
+  const auto behind = [](const Planes& others) {
+    Planes in = others;
+    AddTo(in[0], PinkNoise(51, kFrames, 500.0f, 2000.0f));
+    AddTo(in[1], PinkNoise(52, kFrames, 500.0f, 2000.0f));
+    const Planes planes = Upmix(in);
+    double all = 0.0, surround = 0.0;
+    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+      const std::vector<double> powers = SpectrumOf(planes[plane]);
+      for (std::size_t k = 0; k < powers.size(); ++k) {
+        const double hz = SpectrumHz(static_cast<int>(k));
+        const double power = hz > 600.0 && hz < 1800.0 ? powers[k] : 0.0;
+        all += power;
+        surround += plane >= kSL ? power : 0.0;
+      }
+    }
+    return surround / all;
+  };
+  const Signal centre = PinkNoise(53, kFrames, 2500.0f, 20000.0f);
+  const Signal other = PinkNoise(54, kFrames, 2500.0f, 20000.0f);
+  const double dry = behind({centre, centre}), diffuse = behind({centre, other});
+  EXPECT_GT(diffuse, 0.6);
+  EXPECT_LT(dry, 0.5 * diffuse);
 }
 
 // ---- Cinema. HRIRs that let single planes through make the planes audible one by one.

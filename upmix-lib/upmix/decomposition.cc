@@ -19,7 +19,7 @@ constexpr float kAttackRatio = 3.0f;
 // What the short window leaks from one band into the next, at most: it is not compared.
 constexpr float kLeakage = 0.3f;
 
-// How much slower the gains of a bin follow that has the power of its last second.
+// How much slower the gains of a bin follow that has the power it had 0.3 s ago.
 constexpr float kSteadyHold = 0.95f;
 
 // Gains are decided at once when so much of the short power is in bands that attack. That much
@@ -34,6 +34,13 @@ constexpr float kTinyGain = 1e-6f;
 constexpr float kCentreNoise = 0.6f;        // of the smaller eigenvalue, not common
 constexpr float kRegularisation = 1e-3f;    // of the covariance, re its trace
 constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part for hard panning
+
+// How diffuse a mix is of which all ambience is believed, and one that counts as dry: pop and rock
+// with a reverberation 8 dB below the direct sound have 0.22 and 0.3, a hall 0.43, film sound 0.6.
+constexpr float kDryDiffuseness = 0.3f;
+constexpr float kDiffuseDiffuseness = 0.52f;
+constexpr float kDiffusenessMs = 1000.0f;
+constexpr float kDryLateShare = 0.41f;  // of late_share, in a dry mix
 
 // `ratio` less a slack either way.
 float Beyond(float ratio, float slack) {
@@ -77,8 +84,8 @@ void SpreadToLongBins(const BandValues& bands, float* long_bins) {
 
 }  // namespace
 
-void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float step,
-           ExtractionGains& gains) {
+Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, float reverberant,
+                  float step, ExtractionGains& gains) {
   float* centre_left = gains.curve[kCentreLeft];
   float* centre_right = gains.curve[kCentreRight];
   float* ambience_left = gains.curve[kAmbienceLeft];
@@ -86,9 +93,11 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
   float* ambience_cross = gains.curve[kAmbienceCross];
   const float emphasis = 4.0f * tuning.direct_emphasis;
   const float caution = tuning.centre_caution;
-  const float chance = tuning.chance, chance_scale = 1.0f / (1.0f - tuning.chance);
-  const float late_share = tuning.late_share;
-#pragma omp simd
+  const float chance = tuning.chance * reverberant, chance_scale = 1.0f / (1.0f - chance);
+  const float late_share =
+      tuning.late_share * (kDryLateShare + (1.0f - kDryLateShare) * reverberant);
+  float diffuse = 0.0f, sounding = 0.0f;
+#pragma omp simd reduction(+ : diffuse, sounding)
   for (int k = 0; k < kPaddedLongBins; ++k) {
     // In units of the bin's power: the eigenvalues are (1 +- contrast) / 2, and
     // (balance, 2 cross) / contrast is (cos, sin) of twice the panning angle.
@@ -137,6 +146,8 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
     const float amount = bound * (1.0f - evidence.doubled[k]) * tuning.ambience_amount[k];
 
     const float presence = sound / (power + kQuietPower);  // none in silence: gains rest
+    diffuse += 2.0f * smaller * presence;
+    sounding += presence;
     const float late = evidence.late[k] * scale * 2.0f;
     const float alike = late < 1.0f ? late : 1.0f / late;
     const float calm = step - step * kSteadyHold * alike * alike;
@@ -151,6 +162,7 @@ void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float st
     follow(ambience_right[k], amount - amount * direct * (1.0f - cosine));
     follow(ambience_cross[k], amount * direct * sine);
   }
+  return {diffuse, sounding};
 }
 
 struct Decomposition::Corrections {
@@ -216,8 +228,7 @@ void Decomposition::Compare(const BandPowers& now, Corrections& c) const {
   }
 }
 
-void Decomposition::DecideGains(const Corrections& corrections, const BandValues& attacks,
-                                float step) {
+void Decomposition::DecideGains(const Corrections& corrections, const BandValues& attacks) {
   alignas(kSimdAlignmentBytes) float left[kPaddedLongBins], right[kPaddedLongBins],
       cross[kPaddedLongBins], left_now[kPaddedLongBins], right_now[kPaddedLongBins],
       cross_now[kPaddedLongBins];
@@ -239,20 +250,30 @@ void Decomposition::DecideGains(const Corrections& corrections, const BandValues
   }
   std::copy_n(long_.late(), kPaddedLongBins, evidence.late);
   std::copy_n(lags_.doubled(), kPaddedLongBins, evidence.doubled);
-  Steer(evidence, tuning_, step, gains_);
+  const int hops = std::min(hops_since_gains_, kHopsPerGains);
+  const float reverberant = std::clamp(
+      (diffuseness_ - kDryDiffuseness) / (kDiffuseDiffuseness - kDryDiffuseness), 0.0f, 1.0f);
+  const auto [diffuse, sounding] =
+      Steer(evidence, tuning_, reverberant, gain_step_[hops - 1], gains_);
+  // The 1 keeps silence, which has no weight, from changing anything.
+  diffuseness_ +=
+      diffuseness_step_[hops - 1] * (diffuse - sounding * diffuseness_) / (sounding + 1.0f);
 }
 
 Decomposition::Decomposition(const DecompositionTuning& tuning)
-    : tuning_(tuning), power_step_(StepForTimeConstant(tuning.power_ms, kHopsPerLong)) {
+    : tuning_(tuning),
+      power_step_(StepForTimeConstant(tuning.power_ms, kHopsPerLong)),
+      diffuseness_((kDryDiffuseness + kDiffuseDiffuseness) / 2) {
   for (int hops = 1; hops <= kHopsPerGains; ++hops) {
     gain_step_[hops - 1] = StepForTimeConstant(tuning.gain_ms, hops);
+    diffuseness_step_[hops - 1] = StepForTimeConstant(kDiffusenessMs, hops);
   }
   Evidence mid = {};
   std::fill_n(mid.powers.left, kPaddedLongBins, 1.0f);
   std::fill_n(mid.powers.right, kPaddedLongBins, 1.0f);
   std::fill_n(mid.powers.cross, kPaddedLongBins, 1.0f);
   gains_ = {};
-  Steer(mid, tuning_, 1.0f, gains_);
+  Steer(mid, tuning_, 1.0f, 1.0f, gains_);
 }
 
 bool Decomposition::silent() const { return short_.silent() && long_.silent() && lags_.silent(); }
@@ -306,7 +327,7 @@ int Decomposition::Process(const Analysis& left, const Analysis& right) {
   }
   Corrections corrections;
   Compare(now, corrections);
-  DecideGains(corrections, attacks, gain_step_[std::min(hops_since_gains_, kHopsPerGains) - 1]);
+  DecideGains(corrections, attacks);
   hops_since_gains_ = 0;
   if (attack) {
     --attack_credit_;

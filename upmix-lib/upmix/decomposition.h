@@ -40,8 +40,8 @@ struct DecompositionTuning {
   float gain_ms;                           // time constant of the gains
   float direct_emphasis;                   // >= 1; see Steer
   float centre_caution;  // of the smaller eigenvalue, less common part by; see Steer
-  float chance;          // squared contrast that mere chance gives, 0..1
-  float late_share;      // bound of the ambience, re the late reverberation
+  float chance;          // squared contrast that mere chance gives, 0..1, in a diffuse mix
+  float late_share;      // bound of the ambience, re the late reverberation, in a diffuse mix
 };
 
 // What the gains of a bin are decided by; kPaddedLongBins values each.
@@ -52,8 +52,15 @@ struct alignas(kSimdAlignmentBytes) Evidence {
   float doubled[kPaddedLongBins];  // 0..1, see LagSearch
 };
 
+// What of the sound has no direction, summed over the bins: twice the smaller eigenvalue's share of
+// the bin's power, 0..1. Each bin counts as far as it is not silent.
+struct Diffuseness {
+  float sum = 0.0f, weight = 0.0f;
+};
+
 // The gains for `evidence`, mixed into `gains` by `step`, 1 in an attack. Silence leaves the
-// gains as they were. Audio; control for the first ones.
+// gains as they were. `reverberant`: 0 in a dry mix .. 1 in a diffuse one. Returns how diffuse the
+// evidence is. Audio; control for the first ones.
 //
 // Ambience. The direct share is beta = e r^2 / (1 + e r^2) for r = Ps / Pn and direct_emphasis
 // e. It is steeper than the Wiener gain r / (1 + r): a source that stands out is kept from the
@@ -61,15 +68,17 @@ struct alignas(kSimdAlignmentBytes) Evidence {
 // source's direction, which stays with the source. Averages of few samples look coherent by
 // chance, hence `chance`. The ambience's power is bounded by that of late reverberation: what
 // is new is not ambience even if the channels differ, as with two guitars at the sides. Nor is what
-// one channel repeats some milliseconds after the other.
+// one channel repeats some milliseconds after the other. In a dry mix what both channels do not
+// share is rather two instruments that hold the same notes at either side, so the bound is lower
+// there, and chance is not allowed for.
 //
 // The common part is what both channels have of a source, min(a, b) S: taken out of both
 // and played from a centre loudspeaker, it leaves a source that is panned between left and
 // centre in just these two. It is estimated by least squares from both channels (Wiener's
 // solution for two inputs), which for one source is its projection, and beside another one
 // that is panned hard takes the channel where that one is not.
-void Steer(const Evidence& evidence, const DecompositionTuning& tuning, float step,
-           ExtractionGains& gains) KELDA_NONBLOCKING;
+Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, float reverberant,
+                  float step, ExtractionGains& gains) KELDA_NONBLOCKING;
 
 class Decomposition {
  public:
@@ -98,16 +107,18 @@ class Decomposition {
   struct Corrections;
   void Compare(const BandPowers& now, Corrections& corrections) const;
   float FindAttacks(const BandPowers& now, BandValues& attack) const;
-  void DecideGains(const Corrections& corrections, const BandValues& attacks, float step);
+  void DecideGains(const Corrections& corrections, const BandValues& attacks);
 
   DecompositionTuning tuning_;
   float power_step_;
   float gain_step_[kHopsPerGains];  // after 1 .. kHopsPerGains hops
+  float diffuseness_step_[kHopsPerGains];
   ShortPowers short_;
   LongPowers long_;
   LagSearch lags_;
   ExtractionGains gains_;
-  int hop_ = 0;  // 0 .. kHopsPerGains-1
+  float diffuseness_;  // of the mix: the mean over bins and the last second, 0..1
+  int hop_ = 0;        // 0 .. kHopsPerGains-1
   int hops_since_gains_ = 0;
   int attack_credit_ = 0;  // gains for attacks that may still be decided, see Process
 };

@@ -39,7 +39,7 @@ inline constexpr ParameterField kMusicFields[] = {
     {"coherence_smoothing_ms", offsetof(MusicParameters, coherence_smoothing_ms), 5.0f, 500.0f,
      40.0f},
     {"gain_smoothing_ms", offsetof(MusicParameters, gain_smoothing_ms), 1.0f, 500.0f, 15.0f},
-    {"bass_crossover_hz", offsetof(MusicParameters, bass_crossover_hz), 0.0f, 500.0f, 120.0f},
+    {"bass_crossover_hz", offsetof(MusicParameters, bass_crossover_hz), 0.0f, 500.0f, 30.0f},
     {"output_gain_db", offsetof(MusicParameters, output_gain_db), -24.0f, 12.0f, 0.0f},
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 constexpr float kCentreCaution = 0.25f;
 constexpr float kChance = 0.05f;
-constexpr float kLateShare = 0.75f;
+constexpr float kLateShare = 0.77f;
 
 }  // namespace
 

@@ -13,7 +13,7 @@ constexpr float kShortMs = 10.0f;
 // A band whose power of one hop is so many times its mean has an onset.
 constexpr float kOnsetRatio = 4.0f;
 
-constexpr float kLateDecayMs = 1000.0f;
+constexpr float kLateDecayMs = 300.0f;
 
 template <int kPadded>
 void Multiply(const SpectrumOf<kPadded>& left, const SpectrumOf<kPadded>& right, float* ll,

@@ -71,7 +71,7 @@ class LongPowers {
   const BandPowers& bands() const { return bands_; }
 
   // The mean of both channels' past powers, 60 ms ago and older, less of them the older they
-  // are: e times less a second ago. More than that in a bin is not its reverberation (K.
+  // are: e times less 0.3 s ago. More than that in a bin is not its reverberation (K.
   // Lebart, J.-M. Boucher, P. Denbigh, "A new method based on spectral subtraction for
   // speech dereverberation", Acta Acustica 87, 2001). kPaddedLongBins values. Audio.
   const float* late() const { return late_; }
