@@ -24,6 +24,7 @@ constexpr float kDialogueRoomShare = 0.5f;
 constexpr float kPowerSmoothingMs = 40.0f;
 constexpr float kGainSmoothingMs = 15.0f;
 constexpr float kDirectEmphasis = 6.0f;
+constexpr float kCinemaCentreNoise = 0.6f;  // more takes instruments from the centre, and voice
 constexpr float kCinemaCentreCaution = 0.25f;
 constexpr float kCinemaChance = 0.05f;
 constexpr float kCinemaLateShare = 0.8f;
@@ -69,6 +70,7 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   decomposition.power_ms = kPowerSmoothingMs;
   decomposition.gain_ms = kGainSmoothingMs;
   decomposition.direct_emphasis = kDirectEmphasis;
+  decomposition.centre_noise = kCinemaCentreNoise;
   decomposition.centre_caution = kCinemaCentreCaution;
   decomposition.chance = kCinemaChance;
   decomposition.late_share = kCinemaLateShare;

@@ -20,7 +20,7 @@ constexpr float kAttackRatio = 3.0f;
 constexpr float kLeakage = 0.3f;
 
 // How much slower the gains of a bin follow that has the power it had 0.3 s ago.
-constexpr float kSteadyHold = 0.95f;
+constexpr float kSteadyHold = 0.8f;
 
 // Gains are decided at once when so much of the short power is in bands that attack. That much
 // extra work may be saved up, one for each time that gains are due: dense attacks must not make
@@ -31,7 +31,6 @@ constexpr int kMaxAttackCredit = 2;
 // Gains below are 0 before they, or what they are multiplied with, turn denormal.
 constexpr float kTinyGain = 1e-6f;
 
-constexpr float kCentreNoise = 0.6f;        // of the smaller eigenvalue, not common
 constexpr float kRegularisation = 1e-3f;    // of the covariance, re its trace
 constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part for hard panning
 
@@ -40,7 +39,7 @@ constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part 
 constexpr float kDryDiffuseness = 0.3f;
 constexpr float kDiffuseDiffuseness = 0.52f;
 constexpr float kDiffusenessMs = 1000.0f;
-constexpr float kDryLateShare = 0.41f;  // of late_share, in a dry mix
+constexpr float kDryLateShare = 0.35f;  // of late_share, in a dry mix
 
 // `ratio` less a slack either way.
 float Beyond(float ratio, float slack) {
@@ -92,7 +91,7 @@ Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, f
   float* ambience_right = gains.curve[kAmbienceRight];
   float* ambience_cross = gains.curve[kAmbienceCross];
   const float emphasis = 4.0f * tuning.direct_emphasis;
-  const float caution = tuning.centre_caution;
+  const float centre_noise = tuning.centre_noise, caution = tuning.centre_caution;
   const float chance = tuning.chance * reverberant, chance_scale = 1.0f / (1.0f - chance);
   const float late_share =
       tuning.late_share * (kDryLateShare + (1.0f - kDryLateShare) * reverberant);
@@ -117,7 +116,7 @@ Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, f
     const float per_contrast = 1.0f / (contrast + 1e-6f);
     const float cosine = balance * per_contrast, sine = 2.0f * cross * per_contrast;
 
-    const float noise = kCentreNoise * smaller;
+    const float noise = centre_noise * smaller;
     float shared = cross - caution * smaller;
     shared = shared > 0.0f ? shared : 0.0f;
     float left_target = left - noise, right_target = right - noise;

@@ -7,9 +7,10 @@
 namespace kelda::upmix_lib {
 namespace {
 
+constexpr float kCentreNoise = 0.8f;
 constexpr float kCentreCaution = 0.25f;
 constexpr float kChance = 0.05f;
-constexpr float kLateShare = 0.77f;
+constexpr float kLateShare = 0.79f;
 
 }  // namespace
 
@@ -23,6 +24,7 @@ PlaneTuning MusicTuning(const MusicParameters& parameters) {
   decomposition.power_ms = parameters.coherence_smoothing_ms;
   decomposition.gain_ms = parameters.gain_smoothing_ms;
   decomposition.direct_emphasis = parameters.direct_emphasis;
+  decomposition.centre_noise = kCentreNoise;
   decomposition.centre_caution = kCentreCaution;
   decomposition.chance = kChance;
   decomposition.late_share = kLateShare;
