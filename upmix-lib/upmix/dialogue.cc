@@ -41,7 +41,7 @@ constexpr float kFocusSlack = 1e-4f;
 // A front plane of this share of the voice's power is held back by half as much: what is louder, an
 // effect or an instrument, would be heard to be turned down, and the voice gained nothing.
 constexpr float kLoudFront = 0.3f;
-constexpr float kMostLift = 1.5f;  // of the centre: 3.5 dB
+constexpr float kMostLift = 1.7f;  // of the centre: 4.6 dB
 // What the others lose counts twice: they are louder at an ear than the centre of the same power.
 constexpr float kLiftPerLoss = 2.0f;
 constexpr float kBalanceS = 1.0f;   // time constant of the powers that the lift balances

@@ -66,7 +66,7 @@ class DialogueFocus {
   void Clear();
 
   // Scales kBlockFrames frames of each plane. Meanwhile what FL and FR share moves to FC, since it
-  // is speech, too, and FC makes up for the loudness that the others lose, as far as 3.5 dB go.
+  // is speech, too, and FC makes up for the loudness that the others lose, as far as 4.6 dB go.
   // `silent`: they are all 0. Audio.
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
 
