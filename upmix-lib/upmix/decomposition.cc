@@ -37,7 +37,7 @@ constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part 
 // How diffuse a mix is of which all ambience is believed, and one that counts as dry: pop and rock
 // with a reverberation 8 dB below the direct sound have 0.22 and 0.3, a hall 0.43, film sound 0.6.
 constexpr float kDryDiffuseness = 0.3f;
-constexpr float kDiffuseDiffuseness = 0.52f;
+constexpr float kReverberantDiffuseness = 0.52f;
 constexpr float kDiffusenessMs = 1000.0f;
 constexpr float kDryLateShare = 0.35f;  // of late_share, in a dry mix
 
@@ -251,7 +251,7 @@ void Decomposition::DecideGains(const Corrections& corrections, const BandValues
   std::copy_n(lags_.doubled(), kPaddedLongBins, evidence.doubled);
   const int hops = std::min(hops_since_gains_, kHopsPerGains);
   const float reverberant = std::clamp(
-      (diffuseness_ - kDryDiffuseness) / (kDiffuseDiffuseness - kDryDiffuseness), 0.0f, 1.0f);
+      (diffuseness_ - kDryDiffuseness) / (kReverberantDiffuseness - kDryDiffuseness), 0.0f, 1.0f);
   const auto [diffuse, sounding] =
       Steer(evidence, tuning_, reverberant, gain_step_[hops - 1], gains_);
   // The 1 keeps silence, which has no weight, from changing anything.
@@ -262,7 +262,7 @@ void Decomposition::DecideGains(const Corrections& corrections, const BandValues
 Decomposition::Decomposition(const DecompositionTuning& tuning)
     : tuning_(tuning),
       power_step_(StepForTimeConstant(tuning.power_ms, kHopsPerLong)),
-      diffuseness_((kDryDiffuseness + kDiffuseDiffuseness) / 2) {
+      diffuseness_((kDryDiffuseness + kReverberantDiffuseness) / 2) {
   for (int hops = 1; hops <= kHopsPerGains; ++hops) {
     gain_step_[hops - 1] = StepForTimeConstant(tuning.gain_ms, hops);
     diffuseness_step_[hops - 1] = StepForTimeConstant(kDiffusenessMs, hops);
