@@ -310,7 +310,7 @@ inline const Kind kKinds[] = {
     {"EqualizerBands", [] { return MakeEqualizer(EqualizerForm::kBands); }, 100 * kBlock},
     {"EqualizerFir", [] { return MakeEqualizer(EqualizerForm::kFir); }, 2 * kBlock},
     {"Virtualizer", MakeVirtualizer, 14 * kBlock},  // decay, start and a grain of noise
-    {"Music", [] { return std::make_unique<MusicInstance>(); }, 24 * kBlock},
+    {"Music", [] { return std::make_unique<MusicInstance>(); }, 24 * kBlock},  // bass below 30 Hz
     {"Cinema", [] { return std::make_unique<CinemaInstance>(); }, 48000},
     {"Level", [] { return std::make_unique<LevelInstance>(); }, 48},
 };
