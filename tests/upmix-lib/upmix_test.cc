@@ -324,6 +324,27 @@ TEST(MusicUpmix, InADryMixInstrumentsAtTheSidesStayInFront) {
   EXPECT_LT(dry, 0.5 * diffuse);
 }
 
+// Late power that the sound no longer has would let all that falls count as ambience.
+TEST(MusicUpmix, AfterAFallTheLouderSoundIsSoonForgotten) {
+  const PannedMix quiet = MakePannedMix(PinkNoise(61, kFrames), 0.0f, 0.0f, 62);
+  constexpr std::size_t kFall = kFrames / 2, kSettled = kFall + kFrames / 8, kEnd = kFrames * 3 / 4;
+  Planes fallen = quiet.mix;
+  for (Signal& channel : fallen) {
+    for (std::size_t n = 0; n < kFall; ++n) {
+      channel[n] *= 11.0f;
+    }
+  }
+  const Planes planes = Upmix(fallen), always = Upmix(quiet.mix);
+  for (const std::size_t plane : {kFC, kSL, kSR, kBL, kBR}) {
+    double difference = 0.0, power = 0.0;
+    for (std::size_t n = kSettled; n < kEnd; ++n) {
+      const double now = planes[plane][n], usual = always[plane][n];
+      difference += (now - usual) * (now - usual), power += usual * usual;
+    }
+    EXPECT_LT(Db(difference / power), -25.0) << "plane " << plane;
+  }
+}
+
 // ---- Cinema. HRIRs that let single planes through make the planes audible one by one.
 
 // Without room and level changes, so that planes can be compared.

@@ -39,7 +39,7 @@ constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part 
 constexpr float kDryDiffuseness = 0.3f;
 constexpr float kReverberantDiffuseness = 0.52f;
 constexpr float kDiffusenessMs = 1000.0f;
-constexpr float kDryLateShare = 0.35f;  // of late_share, in a dry mix
+constexpr float kDryLateShare = 0.44f;  // of late_share, in a dry mix
 
 // `ratio` less a slack either way.
 float Beyond(float ratio, float slack) {

@@ -14,6 +14,8 @@ constexpr float kShortMs = 10.0f;
 constexpr float kOnsetRatio = 4.0f;
 
 constexpr float kLateDecayMs = 300.0f;
+// Late power re the present one, at most: a reverberation is a part of what is there.
+constexpr float kMostLate = 2.0f;
 
 template <int kPadded>
 void Multiply(const SpectrumOf<kPadded>& left, const SpectrumOf<kPadded>& right, float* ll,
@@ -118,8 +120,10 @@ void LongPowers::Update(const LongSpectrum& left, const LongSpectrum& right, flo
 #pragma omp simd
   for (int k = 0; k < kPaddedLongBins; ++k) {
     const float late = late_[k] + late_step * (snapshot[k] - late_[k]);
-    late_[k] = late < kTinyPower ? 0.0f : late;
-    snapshot[k] = 0.5f * (powers_.left[k] + powers_.right[k]);
+    const float now = 0.5f * (powers_.left[k] + powers_.right[k]);
+    const float bounded = late < kMostLate * now ? late : kMostLate * now;
+    late_[k] = bounded < kTinyPower ? 0.0f : bounded;
+    snapshot[k] = now;
   }
 }
 

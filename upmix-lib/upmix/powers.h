@@ -73,7 +73,8 @@ class LongPowers {
   // The mean of both channels' past powers, 60 ms ago and older, less of them the older they
   // are: e times less 0.3 s ago. More than that in a bin is not its reverberation (K.
   // Lebart, J.-M. Boucher, P. Denbigh, "A new method based on spectral subtraction for
-  // speech dereverberation", Acta Acustica 87, 2001). kPaddedLongBins values. Audio.
+  // speech dereverberation", Acta Acustica 87, 2001). At most twice the present power: when the
+  // sound falls, what has gone cannot be in it. kPaddedLongBins values. Audio.
   const float* late() const { return late_; }
 
  private:
