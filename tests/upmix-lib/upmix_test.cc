@@ -514,6 +514,7 @@ TEST(Cinema, RestIsHeldBackOnlyWhileSomebodySpeaks) {
   // What the others lose the voice gets back, twice.
   rest = {0.05f, 0.05f};
   EXPECT_NEAR(gain_db(Voice(110.0, kLong), kFC, 2.0, 5.0), 2.05, 0.4);
+  EXPECT_NEAR(gain_db(Voice(110.0, kLong), kFC, 1.1, 1.3), 2.05, 0.6);  // and at once
   // A source at a side that is louder than the voice stays.
   const Signal voice = Voice(110.0, kLong);
   rest = {0.01f, 2.0f};

@@ -182,26 +182,42 @@ void DialogueFocus::Clear() {
   gains_ = {};
 }
 
-DialogueFocus::Gains DialogueFocus::Balance(const float* const (&planes)[kPlanes]) {
-  Gains gains;
+// Also while nobody speaks, so that the first word finds the balance.
+void DialogueFocus::Weigh(const float* const (&planes)[kPlanes], bool silent) {
+  const auto power_of = [&planes, silent](int plane) {
+    return silent ? 0.0f : MeanPower(planes[plane]);
+  };
+  const auto follow = [this](float& mean, float now) {
+    mean = Settled(mean + balance_step_ * (now - mean), 0.0f, kNoPower);
+  };
+  follow(voice_power_, power_of(kFC));
   float lost = 0.0f;
-  const auto hold_back = [&](float& gain, int plane, float share) {
-    gain = 1.0f + focus_ * share * ducking_;
-    lost += (1.0f - gain * gain) * MeanPower(planes[plane]);
+  const auto hold_back = [&lost, this](float power, float share) {
+    const float gain = 1.0f + share * ducking_;
+    lost += (1.0f - gain * gain) * power;
   };
   for (int ear = 0; ear < kEars; ++ear) {
-    const float loud = MeanPower(planes[kFL + ear]) / (kLoudFront * voice_power_ + kNoPower);
+    const float power = power_of(kFL + ear);
+    const float loud = power / (kLoudFront * voice_power_ + kNoPower);
     const float quiet = 1.0f / (1.0f + loud * loud);
     quiet_[ear] = std::min(quiet, quiet_[ear] + release_ * (quiet - quiet_[ear]));
-    hold_back(gains.front[ear], kFL + ear, quiet_[ear]);
+    hold_back(power, quiet_[ear]);
   }
   for (const int plane : {kSL, kSR, kBL, kBR}) {
-    hold_back(gains.surround, plane, 1.0f);
+    hold_back(power_of(plane), 1.0f);
   }
-  gains.shared = focus_ * std::min(quiet_[0], quiet_[1]);
-  lost_power_ += balance_step_ * (lost - lost_power_);
+  follow(lost_power_, lost);
+}
+
+DialogueFocus::Gains DialogueFocus::Balance() const {
   const float lift = std::sqrt(1.0f + kLiftPerLoss * lost_power_ / (voice_power_ + kNoPower));
+  Gains gains;
+  for (int ear = 0; ear < kEars; ++ear) {
+    gains.front[ear] = 1.0f + focus_ * quiet_[ear] * ducking_;
+  }
+  gains.surround = 1.0f + focus_ * ducking_;
   gains.centre = 1.0f + focus_ * (std::min(lift, kMostLift) - 1.0f);
+  gains.shared = focus_ * std::min(quiet_[0], quiet_[1]);
   return gains;
 }
 
@@ -210,15 +226,12 @@ void DialogueFocus::Process(float* const (&planes)[kPlanes], bool silent) {
   const float target = detector_.Process(planes[kFC], silent) ? 1.0f : 0.0f;
   focus_ = Settled(before + (target > before ? attack_ : release_) * (target - before), target,
                    kFocusSlack);
-  const float voice = silent ? 0.0f : MeanPower(planes[kFC]);
-  voice_power_ = Settled(voice_power_ + balance_step_ * (voice - voice_power_), 0.0f, kNoPower);
+  Weigh(planes, silent);
   if (before == 0.0f && focus_ == 0.0f) {
-    quiet_[0] = quiet_[1] = 1.0f;
-    lost_power_ = 0.0f;
     return;
   }
   const Gains from = gains_;
-  gains_ = Balance(planes);
+  gains_ = Balance();
   const Gains& to = gains_;
   constexpr float kStep = 1.0f / kBlockFrames;
   float *left = planes[kFL], *right = planes[kFR], *centre = planes[kFC];

@@ -71,7 +71,9 @@ class DialogueFocus {
   void Process(float* const (&planes)[kPlanes], bool silent) KELDA_NONBLOCKING;
 
   // Whether silence would leave everything as it is. Audio.
-  bool at_rest() const { return detector_.at_rest() && focus_ == 0.0f && voice_power_ == 0.0f; }
+  bool at_rest() const {
+    return detector_.at_rest() && focus_ == 0.0f && voice_power_ == 0.0f && lost_power_ == 0.0f;
+  }
 
   // 0 without speech, 1 with it, as of the end of the last block. Audio.
   float focus() const { return focus_; }
@@ -81,8 +83,10 @@ class DialogueFocus {
     float front[kEars] = {1.0f, 1.0f}, surround = 1.0f, centre = 1.0f;
     float shared = 0.0f;  // part of what FL and FR share that moves to FC
   };
-  // For the end of this block of `planes`.
-  Gains Balance(const float* const (&planes)[kPlanes]);
+  // Takes the powers of a block: what speech in it would be balanced by.
+  void Weigh(const float* const (&planes)[kPlanes], bool silent);
+  // For the end of that block.
+  Gains Balance() const;
 
   SpeechDetector detector_;
   float attack_, release_;  // shares of the way that a block takes
@@ -90,7 +94,8 @@ class DialogueFocus {
   float ducking_;                      // gain of the others while somebody speaks, less 1
   float focus_ = 0.0f;                 // 0: no speech, 1: speech
   float quiet_[kEars] = {1.0f, 1.0f};  // how much softer than the voice the fronts are, 0 to 1
-  float voice_power_ = 0.0f, lost_power_ = 0.0f;  // of FC, and of what the others lost; means
+  float voice_power_ = 0.0f;  // of FC, its mean
+  float lost_power_ = 0.0f;   // of what the others lose while somebody speaks, its mean
   Gains gains_;                                   // as of the end of the last block
 };
 
