@@ -93,6 +93,7 @@ TEST(Memory, CreatesLeaveNothingWhenMemoryRunsOut) {
 
 TEST(Memory, ReloadThatRunsOutOfMemoryLeavesTheInstanceAsItWas) {
   VirtualizerInstance virtualizer(NoiseHrirs(256, 1));
+  virtualizer.directory().Write("data", EncodeHrirSet(NoiseHrirs(256, 2)));
   const int64_t live = test::LiveBlocks();
   for (const uint64_t n : {1u, 5u, 12u, 20u}) {
     test::FailNew(n);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "tests/laboratory/components.h"
+#include "upmix-lib/binaural/plane_responses.h"
 
 namespace kelda::upmix_lib {
 namespace {
@@ -132,6 +133,32 @@ TEST(Virtualizer, FailedReloadLeavesThePreviousDataAudible) {
     EXPECT_EQ(detail, kDataTooShort);
   });
   ExpectConvolution(out, set, in);
+}
+
+TEST(PlaneResponses, AreSharedByEqualEarsAndRoomsAndKeptForNobody) {
+  const HrirSet ears = NoiseHrirs(256, 14), other_ears = NoiseHrirs(256, 15);
+  const RoomParameters room = {-18.0f, -12.0f, 0.2f, 5.0f, 5000.0f, {}};
+  RoomParameters other_room = room, no_room = room;
+  other_room.decay_s = 0.3f;
+  no_room.early_level_db = no_room.late_level_db = kRoomOffDb;
+
+  PlaneResponses first = SharedPlaneResponses(ears, room);
+  const PlaneResponses second = SharedPlaneResponses(ears, room);
+  EXPECT_EQ(second.direct, first.direct);
+  EXPECT_EQ(second.room, first.room);
+  const PlaneResponses wider = SharedPlaneResponses(ears, other_room);
+  EXPECT_EQ(wider.direct, first.direct);
+  EXPECT_GT(wider.room->partition_count, first.room->partition_count);
+  const PlaneResponses dry = SharedPlaneResponses(ears, no_room);
+  EXPECT_EQ(dry.direct, first.direct);
+  EXPECT_EQ(dry.room, nullptr);
+
+  first = SharedPlaneResponses(other_ears, room);
+  EXPECT_NE(first.direct, second.direct);
+  EXPECT_NE(first.room, second.room);
+  const std::weak_ptr<const ConvolverResponses> left = first.room;
+  first = {};
+  EXPECT_TRUE(left.expired());
 }
 
 }  // namespace

@@ -2,14 +2,17 @@
 
 #include <array>
 #include <cstddef>
+#include <utility>
 
 namespace kelda::upmix_lib {
 
 PlaneRenderer::PlaneRenderer(const HrirSet& hrirs, const RoomParameters& room, float centre_share)
-    : direct_(kPlanes, hrirs.taps, hrirs.responses) {
-  const RoomResponses responses = MakeRoomResponses(room, hrirs);
-  if (responses.taps > 0) {
-    room_.emplace(responses, centre_share);
+    : PlaneRenderer(SharedPlaneResponses(hrirs, room), centre_share) {}
+
+PlaneRenderer::PlaneRenderer(PlaneResponses responses, float centre_share)
+    : direct_(std::move(responses.direct)) {
+  if (responses.room) {
+    room_.emplace(std::move(responses.room), centre_share);
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/nonblocking.h"
 #include "upmix-lib/binaural/hrir_set.h"
+#include "upmix-lib/binaural/plane_responses.h"
 #include "upmix-lib/binaural/room.h"
 #include "upmix-lib/binaural/room_parameters.h"
 #include "upmix-lib/filters/convolver.h"
@@ -44,6 +45,8 @@ class PlaneRenderer {
   void Process(float* left, float* right) KELDA_NONBLOCKING;
 
  private:
+  PlaneRenderer(PlaneResponses responses, float centre_share);
+
   Convolver direct_;
   std::optional<Room> room_;
 };

@@ -3,23 +3,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "upmix-lib/base/input_guard.h"
 #include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {
-namespace {
 
-// Of a room's response, not rendered: -86 dB.
-constexpr float kNegligible = 5e-5f;
-
-}  // namespace
-
-Room::Room(const RoomResponses& responses, float centre_share)
+Room::Room(std::shared_ptr<const ConvolverResponses> responses, float centre_share)
     : centre_share_(centre_share),
       next_centre_share_(centre_share),
-      convolver_(kRoomSides, responses.taps, responses.responses, kNegligible),
+      convolver_(std::move(responses)),
       centre_(kRoomCentreDelayFrames + kBlockFrames) {
   // A constant-power share for either side: 1 and 0 beside an ear, equal ahead and behind.
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {

@@ -6,6 +6,7 @@
 #define KELDA_UPMIX_LIB_BINAURAL_ROOM_H_
 
 #include <array>
+#include <memory>
 #include <vector>
 
 #include "platform/nonblocking.h"
@@ -44,8 +45,9 @@ RoomResponses MakeRoomResponses(const RoomParameters& room, const HrirSet& hrirs
 // Renders the room of seven planes.
 class Room {
  public:
-  // `responses` has taps; `centre_share` as for PlaneRenderer. Control.
-  Room(const RoomResponses& responses, float centre_share);
+  // `responses`: of PlaneResponses, not null; `centre_share` as for PlaneRenderer. Control.
+  // Throws std::bad_alloc.
+  Room(std::shared_ptr<const ConvolverResponses> responses, float centre_share);
 
   // Clears the signal history. Control.
   void Clear() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "upmix-lib/base/audio_format.h"
@@ -37,7 +38,8 @@ class BandEqualizer final : public Equalizer {
 class FirEqualizer final : public Equalizer {
  public:
   explicit FirEqualizer(const EqualizerTuning& tuning)
-      : convolver_(2, static_cast<int>(tuning.curves.front().taps.size()), Responses(tuning)) {}
+      : convolver_(std::make_shared<const ConvolverResponses>(
+            2, static_cast<int>(tuning.curves.front().taps.size()), Responses(tuning))) {}
 
   void Process(float* left, float* right) override {
     GuardSamples(left, convolver_.input(0), kBlockFrames);

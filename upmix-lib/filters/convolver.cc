@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/input_guard.h"
@@ -34,27 +35,21 @@ struct alignas(kSimdAlignmentBytes) Convolver::Sums {
   float im[kEars][kMostBins];
 };
 
-Convolver::Convolver(int input_count, int taps, std::span<const float> responses, float negligible)
-    : fft_(FftSize(taps)),
-      input_count_(input_count),
-      history_frames_(fft_.size() - kBlockFrames),
-      partition_count_((taps + kBlockFrames - 1) / kBlockFrames),
-      silent_blocks_(partition_count_ + 1),
-      groups_(Size((fft_.bins() + kLanes - 1) / kLanes)),
-      windows_(Size(input_count * fft_.size())) {
-  LoadResponses(taps, responses, negligible);
-}
-
-void Convolver::LoadResponses(int taps, std::span<const float> responses, float negligible) {
-  const int partition_taps = std::min(taps, kBlockFrames), rows = input_count_ * kEars;
-  const int part_floats = static_cast<int>(groups_.size()) * kLanes;
-  const float scale = 1.0f / static_cast<float>(fft_.size());
-  AlignedBuffer padded(Size(fft_.size())), scratch(Size(fft_.scratch_floats()));
-  AlignedBuffer all(Size(partition_count_ * rows * 2 * part_floats));  // [partition][row][re, im]
+ConvolverResponses::ConvolverResponses(int inputs, int taps, std::span<const float> responses,
+                                       float negligible)
+    : fft(FftSize(taps)),
+      input_count(inputs),
+      partition_count((taps + kBlockFrames - 1) / kBlockFrames),
+      groups(Size((fft.bins() + kLanes - 1) / kLanes)) {
+  const int partition_taps = std::min(taps, kBlockFrames), rows = input_count * kEars;
+  const int part_floats = static_cast<int>(groups.size()) * kLanes;
+  const float scale = 1.0f / static_cast<float>(fft.size());
+  AlignedBuffer padded(Size(fft.size())), scratch(Size(fft.scratch_floats()));
+  AlignedBuffer all(Size(partition_count * rows * 2 * part_floats));  // [partition][row][re, im]
   const auto parts = [&](int partition, int row) {
     return all.data() + (partition * rows + row) * 2 * part_floats;
   };
-  for (int partition = 0; partition < partition_count_; ++partition) {
+  for (int partition = 0; partition < partition_count; ++partition) {
     const int first_tap = partition * partition_taps;
     const int count = std::min(partition_taps, taps - first_tap);
     for (int row = 0; row < rows; ++row) {
@@ -62,7 +57,7 @@ void Convolver::LoadResponses(int taps, std::span<const float> responses, float 
       const float* from = responses.data() + row * taps + first_tap;
       std::transform(from, from + count, padded.data(), [&](float tap) { return scale * tap; });
       float* to = parts(partition, row);
-      fft_.Forward(padded.data(), to, to + part_floats, scratch.data());
+      fft.Forward(padded.data(), to, to + part_floats, scratch.data());
     }
   }
   const auto largest = [&](int group, int partition) {
@@ -75,26 +70,25 @@ void Convolver::LoadResponses(int taps, std::span<const float> responses, float 
     }
     return most;
   };
-  int first = 0, index = 0;
-  for (Group& group : groups_) {
-    std::vector<float> sizes(Size(partition_count_));
-    for (int partition = 0; partition < partition_count_; ++partition) {
+  int index = 0;
+  for (Group& group : groups) {
+    std::vector<float> sizes(Size(partition_count));
+    for (int partition = 0; partition < partition_count; ++partition) {
       sizes[Size(partition)] = largest(index, partition);
     }
     const float least = negligible * *std::max_element(sizes.begin(), sizes.end());
-    int partitions = partition_count_;
+    int partitions = partition_count;
     while (partitions > 1 && sizes[Size(partitions - 1)] < least) {
       --partitions;
     }
-    group = {partitions, first, 0};
-    first += partitions;
+    group = {partitions, all_partitions};
+    all_partitions += partitions;
     ++index;
   }
-  spectra_ = AlignedBuffer(Size(first * input_count_ * 2 * kLanes));
-  responses_ = AlignedBuffer(Size(first * rows * 2 * kLanes));
-  float* to = responses_.data();
+  spectra = AlignedBuffer(Size(all_partitions * rows * 2 * kLanes));
+  float* to = spectra.data();
   index = 0;
-  for (const Group& group : groups_) {
+  for (const Group& group : groups) {
     for (int partition = 0; partition < group.partitions; ++partition) {
       for (int part = 0; part < 2 * rows; ++part, to += kLanes) {
         std::copy_n(parts(partition, 0) + part * part_floats + index * kLanes, kLanes, to);
@@ -104,33 +98,44 @@ void Convolver::LoadResponses(int taps, std::span<const float> responses, float 
   }
 }
 
+Convolver::Convolver(std::shared_ptr<const ConvolverResponses> responses)
+    : responses_(std::move(responses)),
+      history_frames_(responses_->fft.size() - kBlockFrames),
+      silent_blocks_(responses_->partition_count + 1),
+      newest_(responses_->groups.size()),
+      windows_(Size(responses_->input_count * responses_->fft.size())),
+      spectra_(Size(responses_->all_partitions * responses_->input_count * 2 * kLanes)) {}
+
 void Convolver::Clear() {
   windows_.Clear();
   spectra_.Clear();
-  silent_blocks_ = partition_count_ + 1;
+  silent_blocks_ = responses_->partition_count + 1;
 }
 
 void Convolver::Process(float* left, float* right) {
+  const RealFft& fft = responses_->fft;
+  const int input_count = responses_->input_count, most = responses_->partition_count + 1;
   bool silent = true;
-  for (int i = 0; i < input_count_ && silent; ++i) {
+  for (int i = 0; i < input_count && silent; ++i) {
     silent = IsSilent(input(i), kBlockFrames);
   }
-  silent_blocks_ = silent ? std::min(silent_blocks_ + 1, partition_count_ + 1) : 0;
+  silent_blocks_ = silent ? std::min(silent_blocks_ + 1, most) : 0;
   if (at_rest()) {
     std::fill_n(left, kBlockFrames, 0.0f);
     std::fill_n(right, kBlockFrames, 0.0f);
     return;
   }
   alignas(kSimdAlignmentBytes) float scratch[kScratchFloats];
-  for (Group& group : groups_) {
-    group.newest = group.newest == 0 ? group.partitions - 1 : group.newest - 1;
+  for (std::size_t group = 0; group < newest_.size(); ++group) {
+    int& newest = newest_[group];
+    newest = newest == 0 ? responses_->groups[group].partitions - 1 : newest - 1;
   }
-  for (int i = 0; i < input_count_; ++i) {
+  for (int i = 0; i < input_count; ++i) {
     alignas(kSimdAlignmentBytes) float re[kMostBins], im[kMostBins];
-    fft_.Forward(window(i), re, im, scratch);
-    const std::size_t rest = groups_.size() * kLanes - Size(fft_.bins());
-    std::fill_n(re + fft_.bins(), rest, 0.0f);
-    std::fill_n(im + fft_.bins(), rest, 0.0f);
+    fft.Forward(window(i), re, im, scratch);
+    const std::size_t rest = newest_.size() * kLanes - Size(fft.bins());
+    std::fill_n(re + fft.bins(), rest, 0.0f);
+    std::fill_n(im + fft.bins(), rest, 0.0f);
     StoreSpectrum(i, re, im);
     std::copy_n(window(i) + kBlockFrames, history_frames_, window(i));
   }
@@ -138,14 +143,15 @@ void Convolver::Process(float* left, float* right) {
   SumProducts(sums);
   for (int ear = 0; ear < kEars; ++ear) {
     alignas(kSimdAlignmentBytes) float time[kMostPoints];
-    fft_.Inverse(sums.re[ear], sums.im[ear], time, scratch);
+    fft.Inverse(sums.re[ear], sums.im[ear], time, scratch);
     std::copy_n(time + history_frames_, kBlockFrames, ear == 0 ? left : right);
   }
 }
 
 void Convolver::StoreSpectrum(int index, const float* re, const float* im) {
-  for (const Group& group : groups_) {
-    const int block = (group.first + group.newest) * input_count_ + index;
+  const int* newest = newest_.data();
+  for (const ConvolverResponses::Group& group : responses_->groups) {
+    const int block = (group.first + *newest++) * responses_->input_count + index;
     Complex<Vec>{Load<Vec>(re), Load<Vec>(im)}.StoreTo(spectra_.data() + block * 2 * kLanes);
     re += kLanes;
     im += kLanes;
@@ -153,15 +159,18 @@ void Convolver::StoreSpectrum(int index, const float* re, const float* im) {
 }
 
 void Convolver::SumProducts(Sums& sums) const {
-  const float* response = responses_.data();
+  const float* response = responses_->spectra.data();
+  const int input_count = responses_->input_count;
+  const int* next_newest = newest_.data();
   int bin = 0;
-  for (const Group& group : groups_) {
+  for (const ConvolverResponses::Group& group : responses_->groups) {
+    const int newest = *next_newest++;
     // Sums of re x re and im x im, re x im and im x re, apart: chains half as long.
     Vec left_rr{}, left_ii{}, left_ri{}, left_ir{};
     Vec right_rr{}, right_ii{}, right_ri{}, right_ir{};
     const auto add = [&](int from_block, int to_block) {
-      const float* input = spectra_.data() + (group.first + from_block) * input_count_ * 2 * kLanes;
-      for (int i = (to_block - from_block) * input_count_; i > 0; --i) {
+      const float* input = spectra_.data() + (group.first + from_block) * input_count * 2 * kLanes;
+      for (int i = (to_block - from_block) * input_count; i > 0; --i) {
         const auto x = Complex<Vec>::LoadFrom(input);
         const auto left = Complex<Vec>::LoadFrom(response);
         const auto right = Complex<Vec>::LoadFrom(response + 2 * kLanes);
@@ -177,8 +186,8 @@ void Convolver::SumProducts(Sums& sums) const {
         response += kEars * 2 * kLanes;
       }
     };
-    add(group.newest, group.partitions);
-    add(0, group.newest);
+    add(newest, group.partitions);
+    add(0, newest);
     Store(sums.re[0] + bin, left_rr - left_ii);
     Store(sums.im[0] + bin, left_ri + left_ir);
     Store(sums.re[1] + bin, right_rr - right_ii);

@@ -2,6 +2,7 @@
 #ifndef KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_
 #define KELDA_UPMIX_LIB_FILTERS_CONVOLVER_H_
 
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -10,6 +11,28 @@
 #include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {
+
+// What a convolver's inputs are convolved with, as spectra. No block changes it, so that convolvers
+// may share it.
+struct ConvolverResponses {
+  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap. Partitions at
+  // the end of a bin are left out where all responses are below `negligible` times its largest
+  // value. Control. Throws std::bad_alloc.
+  ConvolverResponses(int input_count, int taps, std::span<const float> responses,
+                     float negligible = 0.0f);
+
+  // kLanes bins: how many partitions they take, and the first of these among all groups'.
+  struct Group {
+    int partitions, first;
+  };
+
+  RealFft fft;
+  int input_count;
+  int partition_count;
+  int all_partitions = 0;  // of all groups
+  std::vector<Group> groups;
+  AlignedBuffer spectra;  // [group][partition][input][ear][re, im]
+};
 
 // Convolves every input with its own response for either ear and adds up the results,
 // in blocks of kBlockFrames and without latency (overlap-save; partitioned as in Wefers,
@@ -26,10 +49,8 @@ namespace kelda::upmix_lib {
 // Per block: fill every input(i), then call Process.
 class Convolver {
  public:
-  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap. Partitions at
-  // the end of a bin are left out where all responses are below `negligible` times its largest
-  // value. Control. Throws std::bad_alloc.
-  Convolver(int input_count, int taps, std::span<const float> responses, float negligible = 0.0f);
+  // Control. Throws std::bad_alloc.
+  explicit Convolver(std::shared_ptr<const ConvolverResponses> responses);
 
   // Clears the inputs and the signal history. Control.
   void Clear();
@@ -44,30 +65,22 @@ class Convolver {
   // Whether the inputs of the last block were silent; and those of so many blocks, that more
   // silence would come out as silence and leave everything as it is. Audio.
   bool silent() const { return silent_blocks_ > 0; }
-  bool at_rest() const { return silent_blocks_ > partition_count_; }
+  bool at_rest() const { return silent_blocks_ > responses_->partition_count; }
 
  private:
-  // kLanes bins: how many partitions they take, the first of these among all groups', and which of
-  // as many blocks is the newest; older ones follow, cyclically.
-  struct Group {
-    int partitions, first, newest;
-  };
   struct Sums;
 
-  float* window(int index) { return windows_.data() + index * fft_.size(); }
-  void LoadResponses(int taps, std::span<const float> responses, float negligible);
+  float* window(int index) { return windows_.data() + index * responses_->fft.size(); }
   void StoreSpectrum(int index, const float* re, const float* im);
   void SumProducts(Sums& sums) const;
 
-  RealFft fft_;
-  int input_count_;
+  std::shared_ptr<const ConvolverResponses> responses_;
   int history_frames_;  // Samples of a window before the current block.
-  int partition_count_;
-  int silent_blocks_;  // So far; the history of the first one still sounds.
-  std::vector<Group> groups_;
-  AlignedBuffer windows_;    // [input]: history, current block.
-  AlignedBuffer spectra_;    // [group][block][input][re, im]: of the last windows.
-  AlignedBuffer responses_;  // [group][partition][input][ear][re, im]
+  int silent_blocks_;   // So far; the history of the first one still sounds.
+  // [group]: which of as many blocks as it takes is the newest; older ones follow, cyclically.
+  std::vector<int> newest_;
+  AlignedBuffer windows_;  // [input]: history, current block.
+  AlignedBuffer spectra_;  // [group][block][input][re, im]: of the last windows.
 };
 
 }  // namespace kelda::upmix_lib

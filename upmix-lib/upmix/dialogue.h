@@ -94,9 +94,9 @@ class DialogueFocus {
   float ducking_;                      // gain of the others while somebody speaks, less 1
   float focus_ = 0.0f;                 // 0: no speech, 1: speech
   float quiet_[kEars] = {1.0f, 1.0f};  // how much softer than the voice the fronts are, 0 to 1
-  float voice_power_ = 0.0f;  // of FC, its mean
-  float lost_power_ = 0.0f;   // of what the others lose while somebody speaks, its mean
-  Gains gains_;                                   // as of the end of the last block
+  float voice_power_ = 0.0f;           // of FC, its mean
+  float lost_power_ = 0.0f;            // of what the others lose while somebody speaks, its mean
+  Gains gains_;                        // as of the end of the last block
 };
 
 }  // namespace kelda::upmix_lib
