@@ -27,7 +27,7 @@ constexpr float kDirectEmphasis = 6.0f;
 constexpr float kCinemaCentreNoise = 0.6f;  // more keeps instruments out of FC, and some voice
 constexpr float kCinemaCentreCaution = 0.25f;
 constexpr float kCinemaChance = 0.05f;
-constexpr float kCinemaLateShare = 0.8f;
+constexpr float kCinemaLateShare = 0.84f;
 // Lower ambience stays in front, in phase with the bass that goes past the planes. With 0 wide bass
 // is 0.6 dB too low; with more than 60 Hz wide sound has a dip at the crossover.
 constexpr float kFrontAmbienceHz = 50.0f;

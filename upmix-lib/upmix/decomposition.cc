@@ -21,6 +21,8 @@ constexpr float kLeakage = 0.3f;
 
 // How much slower the gains of a bin follow that has the mean power of its last 0.3 s.
 constexpr float kSteadyHold = 0.8f;
+// The same for one that has half of that power or less: what is left of a note stays where it was.
+constexpr float kFallHold = 0.5f;
 
 // Gains are decided at once when so much of the short power is in bands that attack. That much
 // extra work may be saved up, one for each time that gains are due: dense attacks must not make
@@ -39,7 +41,7 @@ constexpr float kPannedCentreShare = 0.7f;  // how much less of the common part 
 constexpr float kDryDiffuseness = 0.3f;
 constexpr float kReverberantDiffuseness = 0.52f;
 constexpr float kDiffusenessMs = 1000.0f;
-constexpr float kDryLateShare = 0.44f;  // of late_share, in a dry mix
+constexpr float kDryLateShare = 0.42f;  // of late_share, in a dry mix
 
 // `ratio` less a slack either way.
 float Beyond(float ratio, float slack) {
@@ -149,7 +151,8 @@ Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, f
     sounding += presence;
     const float late = evidence.late[k] * scale * 2.0f;
     const float alike = late < 1.0f ? late : 1.0f / late;
-    const float calm = step - step * kSteadyHold * alike * alike;
+    const float beyond = late > 1.0f ? late - 1.0f : 0.0f, fall = beyond < 1.0f ? beyond : 1.0f;
+    const float calm = step * (1.0f - kSteadyHold * alike * alike) * (1.0f - kFallHold * fall);
     const float move = presence * (calm + (1.0f - calm) * evidence.attack[k]);
     const auto follow = [move](float& gain, float target) {
       const float next = gain + move * (target - gain);

@@ -10,7 +10,7 @@ namespace {
 constexpr float kCentreNoise = 0.8f;
 constexpr float kCentreCaution = 0.25f;
 constexpr float kChance = 0.05f;
-constexpr float kLateShare = 0.8f;
+constexpr float kLateShare = 0.84f;
 
 }  // namespace
 
