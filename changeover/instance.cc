@@ -149,9 +149,9 @@ bool Instance::SetHeadphone(ParameterSet headphone) const {
 }
 
 // A stage that could not load its files is not in the chain: what comes out then is silence, what
-// an old period left, again and again, or the input too early. The equalizer, which adds no
-// latency, has no file in the report then. Not seen is a level control that the last flush here
-// fails to set up: it passes its input on until the next one.
+// an old period left, again and again, or the input too early. A tuning may be very soft. The
+// equalizer, which adds no latency, has no file in the report then. Not seen is a level control
+// that the last flush here fails to set up: it passes its input on until the next one.
 bool Instance::Carries() {
   if (sound_.plain()) {
     return true;
@@ -162,7 +162,8 @@ bool Instance::Carries() {
   if (sound_.mode == UpmixMode::Off) {
     return true;
   }
-  constexpr float kImpulse = 1e-3f, kLeast = 1e-2f * kImpulse;  // too quiet for the level control
+  constexpr float kImpulse = 1e-3f;  // too quiet for the level control
+  constexpr float kLeast = 1e-5f * kImpulse, kOver = 4.0f;
   std::vector<float> period(kPeriodSamples);
   const auto loudest = [this](std::size_t first, std::size_t end) {
     const auto magnitude = [](float a, float b) { return std::max(a, std::fabs(b)); };
@@ -175,7 +176,7 @@ bool Instance::Carries() {
   const float early = loudest(0, kChainFrames - 1);
   const float response = loudest(kChainFrames - 1, kPeriodFrames);
   Flush();
-  return silence < kLeast && response > kLeast && early < response;
+  return response > std::max(kLeast, kOver * silence) && early < response;
 }
 
 void Instance::Park(int periods) {

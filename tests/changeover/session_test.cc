@@ -15,15 +15,20 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <numeric>
 #include <random>
+#include <span>
 #include <thread>
 
 #include "changeover/worker.h"
 #include "tests/laboratory/allocations.h"
 #include "tests/laboratory/effect_client.h"
 #include "tests/laboratory/temporary_folder.h"
+#include "upmix-lib/files/data_file.h"
+#include "upmix-lib/level/level_parameters.h"
+#include "upmix-lib/upmix/cinema_parameters.h"
 
 namespace kelda::changeover {
 namespace {
@@ -370,6 +375,35 @@ TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
 }
 
 // On the way to a sound another headphone is loaded, even if that fails.
+// The lowest gains that a tuning can ask for.
+TEST_F(SessionTest, ASoftTuningIsHeard) {
+  const auto change = [this]<typename Parameters>(const char* file, float Parameters::*gain_db,
+                                                  const upmix_lib::DataKind& kind) {
+    Parameters parameters;
+    std::string content = tuning_.Read(file);
+    ASSERT_EQ(content.size(), sizeof(parameters));
+    std::memcpy(&parameters, content.data(), sizeof(parameters));
+    parameters.*gain_db = -24.0f;
+    upmix_lib::Seal(std::as_writable_bytes(std::span(&parameters, 1)), kind);
+    std::memcpy(content.data(), &parameters, sizeof(parameters));
+    tuning_.Write(file, content);
+  };
+  using upmix_lib::CinemaParameters, upmix_lib::LevelParameters;
+  change("upmix.cinema.hps.bin", &CinemaParameters::output_gain_db, upmix_lib::kCinemaKind);
+  for (const char* file : {"upl.cinema.bin", "upl.music.bin"}) {  // or levelling takes it back
+    change(file, &LevelParameters::gain_db, upmix_lib::kLevelKind);
+  }
+  Stage stage;
+  stage.Set(Kind::WiredHrtf, kStandard);
+  stage.Set(Kind::Device, kWired);
+  stage.session->Start();
+  stage.Set(Kind::Mode, kCinema);
+  stage.worker->Step();
+  stage.PlayPeriods(4);
+  stage.worker->Step();
+  EXPECT_NE(stage.Turns().find(": heard"), std::string::npos);
+}
+
 TEST_F(SessionTest, TheFilesOfOneHeadphoneAreEnough) {
   for (const char* file : {"bluetooth.hki.config", "bluetooth.ba.config", "upmix.music.hpp.bin",
                            "upmix.cinema.hpp.bin"}) {
