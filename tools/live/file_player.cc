@@ -33,7 +33,10 @@ FilePlayer::FilePlayer(LiveEngine* engine, std::vector<std::filesystem::path> fi
 }
 
 FilePlayer::~FilePlayer() {
-  ending_ = true;
+  {
+    const std::lock_guard lock(mutex_);  // or the decoder may miss it, just before it waits
+    ending_ = true;
+  }
   wake_.notify_all();
   thread_.join();
 }
