@@ -170,7 +170,9 @@ void PipeWireStreams::OnPlaybackParam(void* data, uint32_t id, const spa_pod* pa
 
 void PipeWireStreams::OnIo(void* data, uint32_t id, void* area, uint32_t) {
   if (id == SPA_IO_Position) {
-    static_cast<PipeWireStreams*>(data)->position_ = static_cast<const spa_io_position*>(area);
+    auto* const self = static_cast<PipeWireStreams*>(data);
+    const std::lock_guard lock(self->position_mutex_);
+    self->position_ = static_cast<const spa_io_position*>(area);
   }
 }
 
@@ -186,11 +188,11 @@ void PipeWireStreams::OnState(void* data, pw_stream_state, pw_stream_state now, 
 // ---- The data thread. PipeWire's functions here are made for it.
 
 void PipeWireStreams::NoteCycle() {
-  const spa_io_position* const position = position_;
-  if (position != nullptr && position->clock.rate.num != 0) {
+  const std::unique_lock lock(position_mutex_, std::try_to_lock);
+  if (lock && position_ != nullptr && position_->clock.rate.num != 0) {
+    const spa_io_clock& clock = position_->clock;
     audio_->cycles().Begin(
-        {position->clock.id, position->clock.rate.denom / position->clock.rate.num,
-         position->clock.position, position->clock.duration},
+        {clock.id, clock.rate.denom / clock.rate.num, clock.position, clock.duration},
         Nanoseconds(CLOCK_THREAD_CPUTIME_ID));
   }
 }

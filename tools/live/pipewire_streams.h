@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "tools/live/live_audio.h"
@@ -75,7 +76,9 @@ class PipeWireStreams {
   const std::size_t latency_frames_;
   const bool sink_;
   std::string fault_;
-  std::atomic<const spa_io_position*> position_{nullptr};
+  // The server's memory, which it takes back once it has told another place.
+  const spa_io_position* position_ = nullptr;
+  std::mutex position_mutex_;          // the data thread does not wait for it
   std::atomic<bool> restarts_{false};  // the output's stream: what waits for it is out of date
   OutputQueue queue_;                  // the data thread's
 
