@@ -41,7 +41,7 @@ StereoFold::StereoFold(const SoundFormat& format, const std::string& name) {
     return;
   }
   if (format.channels == 2) {
-    gains_ = {{1, 0}, {0, 1}};
+    gains_ = {{1, 0}, {0, 1}};  // Fold copies
     return;
   }
   const std::vector<ChannelPlace>& places = format.places;
@@ -64,6 +64,10 @@ StereoFold::StereoFold(const SoundFormat& format, const std::string& name) {
 
 void StereoFold::Fold(const float* interleaved, std::size_t frames, float* stereo) const {
   const std::size_t channels = gains_.size();
+  if (channels == 2) {  // to the bit: a sum would lose the sign of a zero
+    std::copy_n(interleaved, 2 * frames, stereo);
+    return;
+  }
   for (std::size_t i = 0; i < frames; ++i, interleaved += channels, stereo += 2) {
     stereo[0] = stereo[1] = 0;
     for (std::size_t channel = 0; channel < channels; ++channel) {
