@@ -298,6 +298,7 @@ class CockpitTest(unittest.TestCase):
     def keeps_a_secret(self):
         page = self.page
         page.click("#blind-start")
+        until(lambda: page.hear("state")["blind"]["on"] and page.hear("meters")["out"] is None)
         for side, answer in zip("XABX", "ABAB"):
             page.click(f".side[data-side={side}]")
             until(lambda: page.find(f".side[data-side={side}]").get_attribute("aria-pressed") == "true")

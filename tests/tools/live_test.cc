@@ -263,7 +263,7 @@ TEST(LiveEngineTest, TrimsAndTuningsAreHeardWithTheirCrossfadeAndReplayed) {
         std::vector<float> both(4 * block);
         ASSERT_EQ(tap.frames.Pop(both.data(), 2 * block), block);
         EXPECT_EQ(both[2], sound[0]);
-        usleep(5000);  // else the worker gets no time on a busy machine
+        usleep(20'000);  // else the worker gets no time on a busy machine
         engine.Poll();
       }
     };
@@ -332,7 +332,7 @@ TEST(LiveEngineTest, TrimsAndTuningsAreHeardWithTheirCrossfadeAndReplayed) {
   const std::size_t heard_turn = spoiled.rfind('\n', spoiled.find("\"turn\":\"heard\""));
   const std::size_t begun = spoiled.find("\"begun\":", heard_turn) + std::strlen("\"begun\":");
   spoiled.replace(begun, spoiled.find_first_of(",}", begun) - begun,
-                  std::to_string(1000 * kPeriodFrames));
+                  std::to_string(100'000 * kPeriodFrames));
   folder.Write("log", spoiled);
   ExpectRefused(kInput, "cannot be repeated",
                 {"render", "--host", "--replay", log_file, folder / "in.wav", folder / "none.wav"});
