@@ -73,7 +73,7 @@ class TuneBuild : public testing::Test {
     folder_.Write("eq.txt", "Preamp: -3 dB\n");
     folder_.Write("eq2.txt", "Preamp: -9 dB\n");
     folder_.Write("apps", "com.a.b,CINEMA\n");
-    folder_.Write("level.toml", "target_lufs = -20\n");
+    folder_.Write("level.toml", "target_lufs = -20\nlimiter_release_ms = 120\n");
     folder_.Write("project.toml", kProject);
   }
 
@@ -150,6 +150,11 @@ TEST_F(TuneBuild, MeasuresTheGainWithWhichMusicIsAsLoudAsTheInput) {
     return double{parameters.gain_db};
   };
   const double loud_db = gain_db("Preamp: 0 dB\n");
+  upmix_lib::LevelParameters cinema;  // whose preset names the release
+  const std::string file = folder_.Read("as/upl.cinema.bin");
+  std::memcpy(static_cast<void*>(&cinema), file.data(), sizeof(cinema));
+  EXPECT_EQ(cinema.ceiling_dbtp, -0.1f);
+  EXPECT_EQ(cinema.limiter_release_ms, 120.0f);
   // Of the two devices only wired starts with personalized ears, and so with its equalizer.
   EXPECT_NEAR(gain_db("Preamp: -6 dB\n") - loud_db, 3.0, 0.01);
   folder_.Write("eq.txt", "Preamp: -60 dB\n");

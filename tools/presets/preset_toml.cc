@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <span>
+#include <utility>
 
 #include "tools/core/decimal.h"
 #include "tools/core/file_problems.h"
@@ -70,8 +71,13 @@ std::vector<std::byte> DefaultPreset(const ParameterSet& set) {
 }
 
 std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const ParameterSet& set) {
+  return ReadPreset(preset, set, DefaultPreset(set));
+}
+
+std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const ParameterSet& set,
+                                  std::vector<std::byte> others) {
   const toml::table table = ReadToml(preset);
-  std::vector<std::byte> parameters = DefaultPreset(set);
+  std::vector<std::byte> parameters = std::move(others);
   FileProblems problems(preset.string());
   for (const auto& [key, node] : table) {
     Take(key.str(), node, set, parameters, &problems);

@@ -12,9 +12,11 @@
 namespace kelda::tools {
 
 // The struct of `set` that `preset` describes, sealed if the set has a file of its own. Parameters
-// that the preset leaves out have their defaults. Throws FileFailure with every key that is
-// unknown, is not a number, or is out of range.
+// that the preset leaves out have their defaults, or are as in `others`, a struct of the set.
+// Throws FileFailure with every key that is unknown, is not a number, or is out of range.
 std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const ParameterSet& set);
+std::vector<std::byte> ReadPreset(const std::filesystem::path& preset, const ParameterSet& set,
+                                  std::vector<std::byte> others);
 
 // The struct with all defaults.
 std::vector<std::byte> DefaultPreset(const ParameterSet& set);

@@ -136,6 +136,22 @@ class Builder {
     return parameters;
   }
 
+  // The input goes up to full scale, and masters that were limited stay there: what the limiter
+  // takes off their peaks, it shall not take off their loudness.
+  static upmix_lib::LevelParameters AsInput(const fs::path& preset) {
+    const ParameterSet& set = LevelParameterSet();
+    auto parameters = Parameters<upmix_lib::LevelParameters>(DefaultPreset(set));
+    parameters.ceiling_dbtp = -0.1f;
+    parameters.limiter_release_ms = 40;
+    if (!preset.empty()) {
+      const auto bytes = std::as_bytes(std::span(&parameters, 1));
+      parameters = Parameters<upmix_lib::LevelParameters>(
+          ReadPreset(preset, set, {bytes.begin(), bytes.end()}));
+    }
+    parameters.strength = 0;
+    return parameters;
+  }
+
   void AddLevel(const kelda::TuningFile& file, const TuningProject& project,
                 const std::string& mode, const Upmix& upmix) {
     const fs::path& preset = project.levels.at(mode);
@@ -146,8 +162,7 @@ class Builder {
     const ChainLoudness wired = Measure(project.devices.at("wired"), mode, upmix);
     const ChainLoudness bluetooth = Measure(project.devices.at("bluetooth"), mode, upmix);
     const double gain_db = -0.5 * (wired.mix_lu() + bluetooth.mix_lu());
-    auto parameters = Parameters<upmix_lib::LevelParameters>(Preset(preset, LevelParameterSet()));
-    parameters.strength = 0;
+    auto parameters = AsInput(preset);
     parameters.gain_db = static_cast<float>(gain_db);
     const auto bytes = std::as_writable_bytes(std::span(&parameters, 1));
     if (upmix_lib::CheckFields(bytes, upmix_lib::kLevelFields) != upmix_lib::kOk) {
