@@ -40,16 +40,23 @@ class History {
   // meanwhile. Any thread.
   bool Read(uint64_t number, float* period) const KELDA_NONBLOCKING;
 
-  // The mean square of the programme within the last `window` periods, at most kLevels, as a level
-  // control takes it: by the gated mean of ITU-R BS.1770-4, without its frequency weighting, from
-  // the last jump or pause on. 0 if there is none.
+  // The weighted mean square of the programme within the last `window` periods, at most kLevels, as
+  // a level control takes it: by the gated mean of ITU-R BS.1770-4, with nearly its frequency
+  // weighting, from the last jump or pause on. 0 if there is none.
   float ProgrammePower(uint64_t window) const;
 
-  // The gain that brings period `number` to the mean square `power`, by the mean square of what is
+  // The gain that brings period `number` to the weighted mean square `power`, by that of what is
   // around it, so that it keeps its gaps and attacks. 1 if there is nothing to compare.
   float GainTo(float power, uint64_t number) const;
 
  private:
+  // The high-pass of BS.1770's weighting, for means of 64 frames.
+  struct LowCut {
+    float state[2] = {};
+    float Process(float x) KELDA_NONBLOCKING;
+    void DropTiny() KELDA_NONBLOCKING;
+  };
+
   using Word = std::uintptr_t;  // which every processor of ours writes at once
   static constexpr std::size_t kWords = kPeriodSamples * sizeof(int16_t) / sizeof(Word);
 
@@ -60,7 +67,8 @@ class History {
   std::atomic<uint64_t> count_{0}, begin_{0};
   std::unique_ptr<std::atomic<Word>[]> words_;        // kKept periods, cyclic
   std::array<std::atomic<float>, kKept> steps_{};     // of 16 bits
-  std::array<std::atomic<float>, kLevels> powers_{};  // mean squares
+  std::array<std::atomic<float>, kLevels> powers_{};  // weighted mean squares
+  LowCut low_cut_[kChannels];                         // the audio thread's
 };
 
 }  // namespace kelda::changeover

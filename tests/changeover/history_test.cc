@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numbers>
 #include <utility>
 #include <vector>
 
@@ -17,8 +18,12 @@ float Db(float power) { return 10 * std::log10(power); }
 
 void Publish(const Programme& programme, History* history) {
   for (const auto& [seconds, level_db] : programme) {
-    const float sample = std::pow(10.0f, level_db / 20);
-    const std::vector<float> period(kPeriodSamples, level_db == kSilence ? 0 : sample);
+    const float peak = level_db == kSilence ? 0 : std::sqrt(2.0f) * std::pow(10.0f, level_db / 20);
+    std::vector<float> period(kPeriodSamples);
+    for (std::size_t i = 0; i < kPeriodSamples; ++i) {  // 375 Hz, which no weighting changes
+      period[i] =
+          peak * static_cast<float>(std::sin(std::numbers::pi / 64 * static_cast<double>(i / 2)));
+    }
     for (int i = 0; i < seconds * kSampleRateHz / static_cast<int>(kPeriodFrames); ++i) {
       history->Publish(period.data());
     }
@@ -55,6 +60,29 @@ TEST(HistoryTest, TheProgrammeIsThatOfTheWindowSinceTheLastJumpOrPause) {
   EXPECT_EQ(history.ProgrammePower(History::kLevels), 0);
 }
 
+TEST(HistoryTest, PowersAreWeightedAsLoudnessIs) {
+  // By the formula of ITU-R BS.1770-4.
+  for (const auto& [hz, gain_db] : {std::pair{25.0, -10.5},
+                                    {40.0, -5.6},
+                                    {100.0, -1.1},
+                                    {375.0, 0.0},
+                                    {1000.0, 0.7},
+                                    {2000.0, 3.1},
+                                    {4000.0, 4.0},
+                                    {12000.0, 4.0}}) {
+    History history;
+    std::vector<float> period(kPeriodSamples);
+    for (int n = 0, number = 0; number < 100; ++number) {
+      for (std::size_t i = 0; i < kPeriodSamples; i += 2, ++n) {
+        period[i] =
+            static_cast<float>(0.2 * std::sin(2 * std::numbers::pi * hz / kSampleRateHz * n));
+      }
+      history.Publish(period.data());
+    }
+    EXPECT_NEAR(Db(history.ProgrammePower(100)) - Db(0.01f), gain_db, 0.6) << hz;
+  }
+}
+
 TEST(HistoryTest, TheGainFollowsALevelAndKeepsGaps) {
   History history;
   Publish({{3, -33}}, &history);
@@ -64,7 +92,7 @@ TEST(HistoryTest, TheGainFollowsALevelAndKeepsGaps) {
   }
   Publish({{3, -33}, {3, kSilence}}, &history);
   const float power = std::pow(10.0f, -12.0f / 10);
-  EXPECT_NEAR(20 * std::log10(history.GainTo(power, 60)), 21, 0.1);
+  EXPECT_NEAR(20 * std::log10(history.GainTo(power, 60)), 21, 0.3);
   EXPECT_NEAR(20 * std::log10(history.GainTo(power, 141)), 21.7, 0.3);  // in the gap
   EXPECT_EQ(history.GainTo(power, 400), 1);                             // silence
   EXPECT_EQ(history.GainTo(0, 60), 1);
