@@ -20,9 +20,9 @@ void Publish(const Programme& programme, History* history) {
   for (const auto& [seconds, level_db] : programme) {
     const float peak = level_db == kSilence ? 0 : std::sqrt(2.0f) * std::pow(10.0f, level_db / 20);
     std::vector<float> period(kPeriodSamples);
-    for (std::size_t i = 0; i < kPeriodSamples; ++i) {  // 375 Hz, which no weighting changes
-      period[i] =
-          peak * static_cast<float>(std::sin(std::numbers::pi / 64 * static_cast<double>(i / 2)));
+    for (std::size_t frame = 0; frame < kPeriodFrames; ++frame) {  // 375 Hz: weighted by 0 dB
+      period[2 * frame] = period[2 * frame + 1] =
+          peak * static_cast<float>(std::sin(std::numbers::pi / 64 * static_cast<double>(frame)));
     }
     for (int i = 0; i < seconds * kSampleRateHz / static_cast<int>(kPeriodFrames); ++i) {
       history->Publish(period.data());

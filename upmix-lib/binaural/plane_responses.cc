@@ -1,6 +1,5 @@
 #include "upmix-lib/binaural/plane_responses.h"
 
-#include <cstring>
 #include <list>
 #include <mutex>
 #include <utility>
@@ -52,7 +51,7 @@ class Shelf {
 
   Responses TakeRoom(const HrirSet& hrirs, const Responses& direct, const RoomParameters& room) {
     for (const InRoom& old : rooms_) {
-      if (old.direct == direct.get() && std::memcmp(&old.room, &room, sizeof(room)) == 0) {
+      if (old.direct == direct.get() && old.room == room) {
         if (Responses responses = old.responses.lock()) {
           return responses;
         }

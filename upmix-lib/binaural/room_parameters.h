@@ -16,6 +16,8 @@ struct RoomParameters {
   float size_m;          // length of the room: the reflections' delays follow from it
   float damping_hz;      // where the tail decays twice as fast
   float reserved[3];     // 0
+
+  bool operator==(const RoomParameters&) const = default;
 };
 static_assert(sizeof(RoomParameters) == 32);
 
