@@ -374,7 +374,6 @@ TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
   }
 }
 
-// On the way to a sound another headphone is loaded, even if that fails.
 // The lowest gains that a tuning can ask for.
 TEST_F(SessionTest, ASoftTuningIsHeard) {
   const auto change = [this]<typename Parameters>(const char* file, float Parameters::*gain_db,
@@ -404,6 +403,7 @@ TEST_F(SessionTest, ASoftTuningIsHeard) {
   EXPECT_NE(stage.Turns().find(": heard"), std::string::npos);
 }
 
+// On the way to a sound another headphone is loaded, even if that fails.
 TEST_F(SessionTest, TheFilesOfOneHeadphoneAreEnough) {
   for (const char* file : {"bluetooth.hki.config", "bluetooth.ba.config", "upmix.music.hpp.bin",
                            "upmix.cinema.hpp.bin"}) {
