@@ -176,13 +176,14 @@ class Builder {
     }
     upmix_lib::Seal(bytes, upmix_lib::kLevelKind);
     Add(file.name, {bytes.begin(), bytes.end()}, Origin(preset) + ", as loud as the input");
-    char line[160];
+    char line[200];
     std::snprintf(line, sizeof(line),
-                  "gain %+.2f dB\n"
+                  "gain %+.2f dB, ceiling %.1f dBTP, release %.0f ms\n"
                   "loudness then, from the centre, the left, all around: wired %+.1f, %+.1f, "
                   "%+.1f LU; bluetooth %+.1f, %+.1f, %+.1f LU\n",
-                  gain_db, wired.centre_lu + gain_db, wired.left_lu + gain_db,
-                  wired.wide_lu + gain_db, bluetooth.centre_lu + gain_db,
+                  gain_db, static_cast<double>(parameters.ceiling_dbtp),
+                  static_cast<double>(parameters.limiter_release_ms), wired.centre_lu + gain_db,
+                  wired.left_lu + gain_db, wired.wide_lu + gain_db, bluetooth.centre_lu + gain_db,
                   bluetooth.left_lu + gain_db, bluetooth.wide_lu + gain_db);
     build_.report += line;
   }
