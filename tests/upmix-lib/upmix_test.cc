@@ -488,13 +488,16 @@ TEST(Cinema, RestIsHeldBackOnlyWhileSomebodySpeaks) {
   plain.dialogue_ducking_db = 0.0f;
   constexpr std::size_t kLong = 2 * kFrames;  // 8 s: 5 s with sound in the centre
   const Signal one = PinkNoise(45, kLong, 300.0f), two = PinkNoise(46, kLong, 300.0f);
-  // Beside pink noise in left and right of these amplitudes.
+  // Beside pink noise in left and right of these amplitudes, so much louder in the first two
+  // seconds.
   std::array<float, 2> rest = {0.01f, 0.01f};
+  float before = 1.0f;
   const auto gain_db = [&](const Signal& centre, std::size_t plane, double from_s, double to_s) {
     Planes in = {one, two};
     for (std::size_t channel = 0; channel < 2; ++channel) {
       for (std::size_t n = 0; n < kLong; ++n) {
-        in[channel][n] = rest[channel] * in[channel][n] + (n < 5 * 48000 ? centre[n] : 0.0f);
+        in[channel][n] *= rest[channel] * (n < 2 * 48000 ? before : 1.0f);
+        in[channel][n] += n < 5 * 48000 ? centre[n] : 0.0f;
       }
     }
     const Signal with = CinemaInstance(Dry(), Probe({plane})).Process(in)[0];
@@ -515,6 +518,13 @@ TEST(Cinema, RestIsHeldBackOnlyWhileSomebodySpeaks) {
   rest = {0.05f, 0.05f};
   EXPECT_NEAR(gain_db(Voice(110.0, kLong), kFC, 2.0, 5.0), 2.05, 0.4);
   EXPECT_NEAR(gain_db(Voice(110.0, kLong), kFC, 1.1, 1.3), 2.05, 0.6);  // and at once
+  // Not for the loudness of a scene before.
+  rest = {0.01f, 0.01f};
+  before = 30.0f;
+  Signal late_voice = Voice(110.0, kLong);
+  std::fill_n(late_voice.begin(), 2 * 48000, 0.0f);
+  EXPECT_NEAR(gain_db(late_voice, kFC, 2.0, 5.0), 0.0, 0.5);
+  before = 1.0f;
   // A source at a side that is louder than the voice stays.
   const Signal voice = Voice(110.0, kLong);
   rest = {0.01f, 2.0f};

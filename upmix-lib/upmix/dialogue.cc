@@ -44,7 +44,8 @@ constexpr float kLoudFront = 0.3f;
 constexpr float kMostLift = 1.7f;  // of the centre: 4.6 dB
 // What the others lose counts twice: they are louder at an ear than the centre of the same power.
 constexpr float kLiftPerLoss = 2.0f;
-constexpr float kBalanceS = 1.0f;   // time constant of the powers that the lift balances
+constexpr float kBalanceS = 1.0f;  // time constant of the powers that the lift balances
+constexpr float kForgetS = 0.1f;  // the same while nobody speaks, where less would be lost than was
 constexpr float kNoPower = 1e-10f;  // of a plane; -100 dBFS
 
 constexpr float kSilence = 4e-3f;  // power of a spectrum of no interest; -83 dBFS for a sine
@@ -173,6 +174,7 @@ DialogueFocus::DialogueFocus(float ducking_db)
     : attack_(StepOf(kAttackS)),
       release_(StepOf(kReleaseS)),
       balance_step_(StepOf(kBalanceS)),
+      forget_step_(StepOf(kForgetS)),
       ducking_(AmplitudeFromDb(-ducking_db) - 1.0f) {}
 
 void DialogueFocus::Clear() {
@@ -182,15 +184,16 @@ void DialogueFocus::Clear() {
   gains_ = {};
 }
 
-// Also while nobody speaks, so that the first word finds the balance.
+// Also while nobody speaks, so that the first word finds the balance; but that of its own scene,
+// and not of a louder one before.
 void DialogueFocus::Weigh(const float* const (&planes)[kPlanes], bool silent) {
   const auto power_of = [&planes, silent](int plane) {
     return silent ? 0.0f : MeanPower(planes[plane]);
   };
-  const auto follow = [this](float& mean, float now) {
-    mean = Settled(mean + balance_step_ * (now - mean), 0.0f, kNoPower);
+  const auto follow = [](float& mean, float now, float step) {
+    mean = Settled(mean + step * (now - mean), 0.0f, kNoPower);
   };
-  follow(voice_power_, power_of(kFC));
+  follow(voice_power_, power_of(kFC), balance_step_);
   float lost = 0.0f;
   const auto hold_back = [&lost, this](float power, float share) {
     const float gain = 1.0f + share * ducking_;
@@ -206,7 +209,7 @@ void DialogueFocus::Weigh(const float* const (&planes)[kPlanes], bool silent) {
   for (const int plane : {kSL, kSR, kBL, kBR}) {
     hold_back(power_of(plane), 1.0f);
   }
-  follow(lost_power_, lost);
+  follow(lost_power_, lost, focus_ == 0.0f && lost < lost_power_ ? forget_step_ : balance_step_);
 }
 
 DialogueFocus::Gains DialogueFocus::Balance() const {
@@ -228,6 +231,9 @@ void DialogueFocus::Process(float* const (&planes)[kPlanes], bool silent) {
                    kFocusSlack);
   Weigh(planes, silent);
   if (before == 0.0f && focus_ == 0.0f) {
+    if (silent && voice_power_ == 0.0f && lost_power_ == 0.0f) {
+      quiet_[0] = quiet_[1] = 1.0f;
+    }
     return;
   }
   const Gains from = gains_;

@@ -90,7 +90,7 @@ class DialogueFocus {
 
   SpeechDetector detector_;
   float attack_, release_;  // shares of the way that a block takes
-  float balance_step_;
+  float balance_step_, forget_step_;
   float ducking_;                      // gain of the others while somebody speaks, less 1
   float focus_ = 0.0f;                 // 0: no speech, 1: speech
   float quiet_[kEars] = {1.0f, 1.0f};  // how much softer than the voice the fronts are, 0 to 1
