@@ -11,7 +11,7 @@
 namespace kelda::upmix_lib {
 namespace {
 
-using Responses = std::shared_ptr<const ConvolverResponses>;
+using SharedResponses = std::shared_ptr<const ConvolverResponses>;
 
 constexpr float kNegligible = 5e-5f;  // of a room's response: -86 dB
 
@@ -20,7 +20,7 @@ class Shelf {
  public:
   PlaneResponses Take(const HrirSet& hrirs, const RoomParameters& room) {
     const std::lock_guard lock(mutex_);
-    const Responses direct = TakeDirect(hrirs);
+    const SharedResponses direct = TakeDirect(hrirs);
     return {direct, TakeRoom(hrirs, direct, room)};
   }
 
@@ -35,24 +35,25 @@ class Shelf {
     std::weak_ptr<const ConvolverResponses> responses;
   };
 
-  Responses TakeDirect(const HrirSet& hrirs) {
+  SharedResponses TakeDirect(const HrirSet& hrirs) {
     for (const Direct& old : directs_) {
       if (old.hrirs == hrirs.responses) {
-        if (Responses responses = old.responses.lock()) {
+        if (SharedResponses responses = old.responses.lock()) {
           return responses;
         }
       }
     }
-    Responses made = Owned(
+    SharedResponses made = Owned(
         std::make_unique<const ConvolverResponses>(kPlanes, hrirs.taps, hrirs.responses), nullptr);
     directs_.push_front({hrirs.responses, made});
     return made;
   }
 
-  Responses TakeRoom(const HrirSet& hrirs, const Responses& direct, const RoomParameters& room) {
+  SharedResponses TakeRoom(const HrirSet& hrirs, const SharedResponses& direct,
+                           const RoomParameters& room) {
     for (const InRoom& old : rooms_) {
       if (old.direct == direct.get() && old.room == room) {
-        if (Responses responses = old.responses.lock()) {
+        if (SharedResponses responses = old.responses.lock()) {
           return responses;
         }
       }
@@ -61,15 +62,15 @@ class Shelf {
     if (made.taps == 0) {
       return nullptr;
     }
-    Responses responses = Owned(std::make_unique<const ConvolverResponses>(
-                                    kRoomSides, made.taps, made.responses, kNegligible),
-                                direct);
+    SharedResponses responses = Owned(std::make_unique<const ConvolverResponses>(
+                                          kRoomSides, made.taps, made.responses, kNegligible),
+                                      direct);
     rooms_.push_front({direct.get(), room, responses});
     return responses;
   }
 
   // Whose last owner clears the shelf of it.
-  Responses Owned(std::unique_ptr<const ConvolverResponses> made, Responses kept) {
+  SharedResponses Owned(std::unique_ptr<const ConvolverResponses> made, SharedResponses kept) {
     return {made.release(), [this, kept = std::move(kept)](const ConvolverResponses* responses) {
               delete responses;
               Clear();
