@@ -79,7 +79,7 @@ TEST(HistoryTest, PowersAreWeightedAsLoudnessIs) {
       }
       history.Publish(period.data());
     }
-    EXPECT_NEAR(Db(history.ProgrammePower(100)) - Db(0.01f), gain_db, 0.6) << hz;
+    EXPECT_NEAR(Db(history.ProgrammePower(100)) - Db(0.01f), gain_db, 0.5) << hz;
   }
 }
 

@@ -21,7 +21,7 @@ constexpr float kLeakage = 0.3f;
 
 // How much slower the gains of a bin follow that has the mean power of its last 0.3 s.
 constexpr float kSteadyHold = 0.8f;
-// The same for one that has half of that power or less: what is left of a note stays where it was.
+// And of one that has half of that power or less: what is left of a note stays where it was.
 constexpr float kFallHold = 0.5f;
 
 // Gains are decided at once when so much of the short power is in bands that attack. That much
