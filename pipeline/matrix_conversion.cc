@@ -1,10 +1,7 @@
 #include "pipeline/matrix_conversion.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 namespace kelda {
 namespace {
@@ -79,20 +76,6 @@ inline void ForEachSquare(int frames, int channels, F&& square) {
   }
 }
 
-// Silence looks alike in every layout. If all bits of `count` samples, at least one, are 0, fills
-// as many with it and returns true: several times as fast as moving squares. Looks no further than
-// the first sound.
-bool MoveSilence(float* to, const float* from, std::size_t count) {
-  uint32_t first;
-  std::memcpy(&first, from, sizeof(first));
-  // Each sample is like the one before it.
-  if (first != 0 || std::memcmp(from, from + 1, (count - 1) * sizeof(float)) != 0) {
-    return false;
-  }
-  std::fill_n(to, count, 0.0f);
-  return true;
-}
-
 // More channels than any layout has; blocks with more are converted sample by sample.
 constexpr int kMostChannels = 32;
 
@@ -128,10 +111,6 @@ void MatrixConversion::ToPlanes(float* planar, int plane_frames, const float* in
     StereoToPlanar(planar, planar + plane_frames, interleaved, frames);
     return;
   }
-  const std::size_t samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels);
-  if (table == nullptr && plane_frames == frames && MoveSilence(planar, interleaved, samples)) {
-    return;
-  }
   if (channels >= kSquare && frames >= kSquare) {
     ForEachSquare(frames, channels, [=](int c, int f) {
       const float* from[kSquare];
@@ -164,10 +143,6 @@ void MatrixConversion::ToInterleave(float* interleaved, const float* planar, int
   }
   if (channels == 2 && table == nullptr) {
     StereoToInterleave(interleaved, planar, planar + frames, frames);
-    return;
-  }
-  const std::size_t samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels);
-  if (table == nullptr && MoveSilence(interleaved, planar, samples)) {
     return;
   }
   int planes[kMostChannels];

@@ -30,9 +30,6 @@ enum class BlockingReason {
   // A log line for a block to an instance that was released or never initialised. That is a
   // fault of the framework, and no sound is playing that could be interrupted.
   ReleasedInstance,
-  // A stage's scratch memory grows for the first block of more than a period. The
-  // sequencer never sends such a block.
-  LongBlock,
 };
 
 // A function that may block for a reason. A use of MayBlock anywhere else does not compile.
@@ -52,7 +49,6 @@ inline constexpr BlockingPlace kBlockingPlaces[] = {
     {BlockingReason::LibraryFailure, "processors/lum_virtualizer_lib.cc", "VirtualizeImpl"},
     {BlockingReason::LibraryFailure, "processors/upl.cc", "ProcFrame"},
     {BlockingReason::ReleasedInstance, "effect/process.cc", "Upmix_Process"},
-    {BlockingReason::LongBlock, "processors/upmix_music_processor.cc", "Process"},
 };
 
 // Whether the function of this name in the file at `path` is listed for the reason.

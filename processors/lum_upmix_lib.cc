@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "pipeline/matrix_conversion.h"
 #include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
 #include "platform/log.h"
@@ -36,25 +35,18 @@ bool LumUpmixLib::LoadConfig(const std::string& path) {
   return true;
 }
 
-bool LumUpmixLib::Process(const float* in, unsigned frames, float* out, unsigned* out_count) {
-  float in_block[kStereoPlanes * kChunkFrames];
-  float out_block[kSurroundPlanes * kChunkFrames] = {};
-  const float* const in_planes[kStereoPlanes] = {in_block, in_block + kChunkFrames};
-  float* out_planes[kSurroundPlanes];
-  for (int c = 0; c < kSurroundPlanes; ++c) {
-    out_planes[c] = out_block + c * kChunkFrames;
-  }
-
-  MatrixConversion::ToPlanar(in_block, in, kChunkFrames, kStereoPlanes, nullptr);
-  if (const int32_t status = A0239(in_planes, out_planes, work_.data())) {
+bool LumUpmixLib::Process(const float* const* in, unsigned frames, float* const* out,
+                          unsigned* out_count) {
+  if (const int32_t status = A0239(in, out, work_.data())) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
       LogError(log_tag::kMusic,
                "Frame processing in library failed due to failure with error code %d.", status);
     });
-    std::fill_n(out, kSurroundPlanes * kChunkFrames, 0.0f);
+    for (int c = 0; c < kSurroundPlanes; ++c) {
+      std::fill_n(out[c], kChunkFrames, 0.0f);
+    }
     return false;
   }
-  MatrixConversion::ToInterleave(out, out_block, kChunkFrames, kSurroundPlanes, nullptr);
   *out_count = frames * kSurroundPlanes * unsigned{sizeof(float)};
   return true;
 }

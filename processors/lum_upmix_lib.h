@@ -21,10 +21,11 @@ class LumUpmixLib {
   // Initialises the instance from a parameter file, which must have exactly the
   // size that the library reports. Returns false on failure. Control.
   bool LoadConfig(const std::string& path);
-  // Upmixes 64 INTERLEAVED stereo frames to 64 interleaved frames of 7 channels; `frames` does
-  // not change that. On failure returns false and silences `out`. On success sets *out_count
-  // to `frames` x 28, a count of bytes. Audio.
-  bool Process(const float* in, unsigned frames, float* out, unsigned* out_count) KELDA_NONBLOCKING;
+  // Upmixes 64 frames of the two planes `in` to as many of the seven planes `out`; `frames` does
+  // not change that. What the library does not write stays as it was. On failure returns false
+  // and silences `out`. On success sets *out_count to `frames` x 28, a count of bytes. Audio.
+  bool Process(const float* const* in, unsigned frames, float* const* out,
+               unsigned* out_count) KELDA_NONBLOCKING;
 
  private:
   uint32_t param_size_ = 0;

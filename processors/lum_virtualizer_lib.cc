@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <optional>
 
-#include "pipeline/matrix_conversion.h"
 #include "platform/audio_format.h"
 #include "platform/include/upmix_lib.h"
 #include "platform/log.h"
@@ -59,7 +58,8 @@ bool LumVirtualizerLib::Eof() {
   return true;
 }
 
-bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned* out_frames) {
+bool LumVirtualizerLib::Process(const float* in, unsigned frames, float* out,
+                                unsigned* out_frames) {
   int kind = kKindRunning;
   unsigned count = kPeriodFrames;
   BlockState next = BlockState::Running;
@@ -73,8 +73,6 @@ bool LumVirtualizerLib::Process(float* in, unsigned frames, float* out, unsigned
       kind = kKindStreamStart;
       count = std::min(frames, unsigned{kPeriodFrames});
       next = BlockState::AfterBreak;
-      // Clears as many samples as there are invalid frames: one seventh of the invalid tail.
-      std::fill_n(in + std::size_t{kSurroundPlanes} * count, kPeriodFrames - count, 0.0f);
       break;
   }
   if (!VirtualizeImpl(kind, count, out, in, channel_flags_.data())) {
@@ -93,12 +91,10 @@ bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, co
     });
     return false;
   }
-  float in_planes[kSurroundPlanes * kPeriodFrames];
-  float out_block[kStereoPlanes * kPeriodFrames] = {};
-  float* const out_planes[kStereoPlanes] = {out_block, out_block + kPeriodFrames};
-  MatrixConversion::ToPlanar(in_planes, in, kPeriodFrames, kSurroundPlanes, nullptr);
-  if (const int32_t status = A0560(handle_.get(), kind, static_cast<int32_t>(frames), out_planes,
-                                   in_planes, channel_flags)) {
+  std::fill_n(out, std::size_t{kStereoPlanes} * kPeriodFrames, 0.0f);
+  float* const out_planes[kStereoPlanes] = {out, out + kPeriodFrames};
+  if (const int32_t status =
+          A0560(handle_.get(), kind, static_cast<int32_t>(frames), out_planes, in, channel_flags)) {
     MayBlock(BlockingReason::LibraryFailure, [&] {
       LogError(
           log_tag::kMusic,
@@ -107,7 +103,6 @@ bool LumVirtualizerLib::VirtualizeImpl(int kind, unsigned frames, float* out, co
     });
     return false;
   }
-  MatrixConversion::ToInterleave(out, out_block, kPeriodFrames, kStereoPlanes, nullptr);
   return true;
 }
 

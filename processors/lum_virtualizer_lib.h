@@ -29,13 +29,14 @@ class LumVirtualizerLib {
   bool Reset();
   // The next block is the first of a stream. Returns true. Control.
   bool Eof();
-  // One block: `in` is 1024 INTERLEAVED frames of 7 channels, whose tail beyond
-  // `frames` may be cleared, `out` 1024 interleaved stereo frames, silenced if
-  // rendering fails. `frames`, 1024 at most, is the count of valid frames; only the
-  // first block of a stream may have fewer. Sets *out_frames to 1024 and returns
-  // true. Audio.
-  bool Process(float* in, unsigned frames, float* out, unsigned* out_frames) KELDA_NONBLOCKING;
-  // Renders the same block with a given block kind and count of valid frames. Audio.
+  // One block: `in` is 7 planes of 1024 frames, silent beyond `frames`, `out` 2 planes of
+  // 1024 frames, silenced if rendering fails. `frames`, 1024 at most, is the count of valid
+  // frames; only the first block of a stream may have fewer. Sets *out_frames to 1024 and
+  // returns true. Audio.
+  bool Process(const float* in, unsigned frames, float* out,
+               unsigned* out_frames) KELDA_NONBLOCKING;
+  // Renders the same block with a given block kind and count of valid frames. Returns false,
+  // with any samples in `out`, on failure. Audio.
   bool VirtualizeImpl(int kind, unsigned frames, float* out, const float* in,
                       const int32_t* channel_flags);
   // Detail code of the last error.

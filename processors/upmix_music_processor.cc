@@ -1,10 +1,7 @@
 #include "processors/upmix_music_processor.h"
 
 #include <algorithm>
-#include <cstddef>
 
-#include "pipeline/matrix_conversion.h"
-#include "platform/may_block.h"
 #include "settings/tuning_files.h"
 
 namespace kelda {
@@ -12,8 +9,7 @@ namespace kelda {
 UpmixMusicProcessor::UpmixMusicProcessor()
     : AudioProcessor(/*enabled=*/true, /*ready=*/false),
       upmix_(std::make_unique<LumUpmixLib>()),
-      virtualizer_(std::make_unique<LumVirtualizerLib>(kSurroundPlanes)),
-      stereo_scratch_(std::size_t{kStereoPlanes} * kPeriodFrames) {}
+      virtualizer_(std::make_unique<LumVirtualizerLib>(kSurroundPlanes)) {}
 
 void UpmixMusicProcessor::SetParameters(const ParameterMap& params) {
   const bool hki_changed = TakePath(params, parameter_key::kHki, &hki_config_path_);
@@ -37,30 +33,25 @@ bool UpmixMusicProcessor::Process(float* in, float* out, unsigned frames) {
   if (!IsReady()) {
     return false;
   }
-  const std::size_t stereo_samples = std::size_t{kStereoPlanes} * frames;
-  if (stereo_scratch_.size() < stereo_samples) {
-    MayBlock(BlockingReason::LongBlock, [&] { stereo_scratch_.resize(stereo_samples); });
-  }
-  MatrixConversion::ToInterleave(stereo_scratch_.data(), in, static_cast<int>(frames),
-                                 kStereoPlanes, nullptr);
-
-  float surround[kSurroundPlanes * kPeriodFrames];
-  const unsigned chunks = std::min(frames, unsigned{kPeriodFrames}) / kChunkFrames;
-  for (unsigned k = 0; k < chunks; ++k) {
+  float surround[kSurroundPlanes * kPeriodFrames] = {};
+  const unsigned upmixed_frames =
+      std::min(frames, unsigned{kPeriodFrames}) / kChunkFrames * kChunkFrames;
+  for (unsigned f = 0; f < upmixed_frames; f += kChunkFrames) {
+    const float* const from[kStereoPlanes] = {in + f, in + frames + f};
+    float* to[kSurroundPlanes];
+    for (int c = 0; c < kSurroundPlanes; ++c) {
+      to[c] = surround + c * kPeriodFrames + f;
+    }
     unsigned out_count = 0;
-    upmix_->Process(stereo_scratch_.data() + std::size_t{kStereoPlanes} * kChunkFrames * k,
-                    kChunkFrames, surround + std::size_t{kSurroundPlanes} * kChunkFrames * k,
-                    &out_count);
+    upmix_->Process(from, kChunkFrames, to, &out_count);
   }
 
-  const unsigned upmixed_frames = kChunkFrames * chunks;
-  std::fill(surround + std::size_t{kSurroundPlanes} * upmixed_frames, std::end(surround), 0.0f);
-  std::fill(stereo_scratch_.begin(), stereo_scratch_.end(), 0.0f);
+  float rendered[kStereoPlanes * kPeriodFrames];
   unsigned out_frames = 0;
-  virtualizer_->Process(surround, upmixed_frames, stereo_scratch_.data(), &out_frames);
+  virtualizer_->Process(surround, upmixed_frames, rendered, &out_frames);
   // The planes of `out` are `frames` apart, even if fewer frames were upmixed.
-  MatrixConversion::ToPlanes(out, static_cast<int>(frames), stereo_scratch_.data(),
-                             static_cast<int>(upmixed_frames), kStereoPlanes, nullptr);
+  std::copy_n(rendered, upmixed_frames, out);
+  std::copy_n(rendered + kPeriodFrames, upmixed_frames, out + frames);
   return true;
 }
 

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "pipeline/audio_processor.h"
 #include "platform/audio_format.h"
@@ -16,8 +15,7 @@ namespace kelda {
 
 // The music mode: stereo, upmixed to seven channels, rendered back to stereo.
 //
-//   planar 2 ─► interleaved 2 ─► upmix, 64 at a time ─► interleaved 7
-//                          planar 2 ◄─ interleaved 2 ◄─ virtualizer, 1024
+//   2 planes ─► upmix, 64 frames at a time ─► 7 planes ─► virtualizer, 1024 ─► 2 planes
 //
 // Reads the keys "ap_param_hki_config" and "music_param_bin_file".
 class UpmixMusicProcessor : public AudioProcessor {
@@ -48,7 +46,6 @@ class UpmixMusicProcessor : public AudioProcessor {
   std::unique_ptr<LumVirtualizerLib> virtualizer_;
   std::string hki_config_path_ = RoomForPath();
   std::string music_param_path_ = RoomForPath();
-  std::vector<float> stereo_scratch_;  // interleaved, one block
 };
 
 }  // namespace kelda

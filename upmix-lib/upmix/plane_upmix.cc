@@ -66,11 +66,12 @@ void PlaneUpmix::Process(const float* const* in, float* const* out) {
   }
   if (at_rest_) {
     decomposition_.ProcessSilent();
-    for (int n = 0; n < kHopFrames; n += kLanes) {
-      // Not a constant, so that compilers do not call seven times what is made for large memory.
-      const Vec silence = Load<Vec>(guarded[0] + n) + Load<Vec>(guarded[1] + n);
-      for (int plane = 0; plane < kPlanes; ++plane) {
-        Store(out[plane] + n, silence);
+    // Not a constant, so that compilers do not call seven times what is made for large memory.
+    const Vec silence = Load<Vec>(guarded[0]);
+    for (int plane = 0; plane < kPlanes; ++plane) {
+      float* const to = out[plane];
+      for (int n = 0; n < kHopFrames; n += kLanes) {
+        Store(to + n, silence);
       }
     }
     return;
