@@ -2,6 +2,7 @@
 // the room's share, and what both make of whole sounds behind either upmix.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <complex>
 
 #include "tests/laboratory/components.h"
@@ -103,11 +104,13 @@ TEST(Localisation, LevelDifferencesStayInTheRoom) {
 // What the ears hear of an impulse in a plane.
 Planes ImpulseInCinema(std::size_t plane, const RoomParameters& room) {
   PlaneRenderer renderer(DefaultEars(), room, 0.5f);
-  renderer.input(static_cast<int>(plane))[0] = 1.0f;
-  Planes heard(kEars, Signal(24 * kBlock));
+  Planes in(kPlanes, Signal(24 * kBlock)), heard(kEars, Signal(24 * kBlock));
+  in[plane][0] = 1.0f;
   for (std::size_t at = 0; at < heard[0].size(); at += kBlock) {
-    renderer.Process(&heard[0][at], &heard[1][at]);
-    renderer.input(static_cast<int>(plane))[0] = 0.0f;
+    const float* planes[kPlanes];
+    std::transform(in.begin(), in.end(), planes,
+                   [at](const Signal& samples) { return &samples[at]; });
+    renderer.Process(planes, &heard[0][at], &heard[1][at]);
   }
   return heard;
 }

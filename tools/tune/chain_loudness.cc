@@ -64,13 +64,16 @@ class CinemaSystem {
     std::copy_n(right, kBlockFrames, in_[1].data());
     const float* const in[2] = {in_[0].data(), in_[1].data()};
     float* const out[2] = {left, right};
-    cinema_.Process(in, out);
+    cinema_.Process(in, planes_.data(), out);
   }
-  const float* plane(int plane) { return cinema_.plane(plane); }
+  const float* plane(int plane) const {
+    return &planes_[static_cast<std::size_t>(plane) * kBlockFrames];
+  }
 
  private:
   upmix_lib::Cinema cinema_;
   std::array<std::array<float, kBlockFrames>, 2> in_;
+  std::array<float, std::size_t{kPlanes} * kBlockFrames> planes_;
 };
 
 template <typename System, typename Parameters>

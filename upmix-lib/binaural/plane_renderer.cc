@@ -1,7 +1,5 @@
 #include "upmix-lib/binaural/plane_renderer.h"
 
-#include <array>
-#include <cstddef>
 #include <utility>
 
 namespace kelda::upmix_lib {
@@ -23,16 +21,11 @@ void PlaneRenderer::Clear() {
   }
 }
 
-void PlaneRenderer::Process(float* left, float* right) {
-  direct_.Process(left, right);
-  if (!room_) {
-    return;
+void PlaneRenderer::Process(const float* const* planes, float* left, float* right) {
+  direct_.Process(planes, left, right);
+  if (room_) {
+    room_->AddTo(planes, direct_.silent(), left, right);
   }
-  std::array<const float*, kPlanes> planes;
-  for (int plane = 0; plane < kPlanes; ++plane) {
-    planes[static_cast<std::size_t>(plane)] = input(plane);
-  }
-  room_->AddTo(planes, direct_.silent(), left, right);
 }
 
 }  // namespace kelda::upmix_lib

@@ -18,7 +18,7 @@ namespace kelda::upmix_lib {
 //   planes --+--> HRIR pairs --+--> left, right
 //            \--> room --------/
 //
-// Per block: fill every input(plane), then call Process. Latency is 0 frames.
+// Latency is 0 frames.
 class PlaneRenderer {
  public:
   // `room` may be another than the set's own; `centre_share` is how much of the centre plane
@@ -27,9 +27,6 @@ class PlaneRenderer {
 
   // Clears the signal history. Control.
   void Clear();
-
-  // Where a plane takes its kBlockFrames samples of the current block, all finite. Audio.
-  float* input(int plane) { return direct_.input(plane); }
 
   // Moves `centre_share` to another value within the next block. Audio.
   void MoveCentreShare(float centre_share) KELDA_NONBLOCKING {
@@ -41,8 +38,8 @@ class PlaneRenderer {
   // Whether more silence would come out as silence and leave everything as it is. Audio.
   bool at_rest() const { return direct_.at_rest() && (!room_ || room_->at_rest()); }
 
-  // Renders the block in the inputs: kBlockFrames samples to either ear. Audio.
-  void Process(float* left, float* right) KELDA_NONBLOCKING;
+  // Renders kBlockFrames samples of each plane, all finite, to either ear. Audio.
+  void Process(const float* const* planes, float* left, float* right) KELDA_NONBLOCKING;
 
  private:
   PlaneRenderer(PlaneResponses responses, float centre_share);

@@ -29,8 +29,7 @@ bool Room::at_rest() const {
   return convolver_.at_rest() && IsSilent(centre_.data(), kRoomCentreDelayFrames);
 }
 
-void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
-                 float* right) {
+void Room::AddTo(const float* const* planes, bool silent, float* left, float* right) {
   const float share = centre_share_;
   const float slope = (next_centre_share_ - centre_share_) / kBlockFrames;
   centre_share_ = next_centre_share_;
@@ -38,24 +37,26 @@ void Room::AddTo(const std::array<const float*, kPlanes>& planes, bool silent, f
     return;
   }
   std::copy_n(planes[kFC], kBlockFrames, centre_.data() + kRoomCentreDelayFrames);
-  std::array<const float*, kPlanes> sources = planes;
+  const float* sources[kPlanes];
+  std::copy_n(planes, kPlanes, sources);
   sources[kFC] = centre_.data();
+  alignas(kSimdAlignmentBytes) float sides[kRoomSides][kBlockFrames];
   for (int side = 0; side < kRoomSides; ++side) {
     auto gains = side_gains_[static_cast<std::size_t>(side)];
     const float centre_gain = gains[kFC];
-    float* to = convolver_.input(side);
     for (int n = 0; n < kBlockFrames; n += kLanes) {
       gains[kFC] = centre_gain * (share + slope * static_cast<float>(n));  // in steps of a vector
       Vec sum{};
       for (std::size_t plane = 0; plane < kPlanes; ++plane) {
         sum += gains[plane] * Load<Vec>(sources[plane] + n);
       }
-      Store(to + n, sum);
+      Store(sides[side] + n, sum);
     }
   }
   std::copy_n(centre_.data() + kBlockFrames, kRoomCentreDelayFrames, centre_.data());
   alignas(kSimdAlignmentBytes) float wet_left[kBlockFrames], wet_right[kBlockFrames];
-  convolver_.Process(wet_left, wet_right);
+  const float* const inputs[kRoomSides] = {sides[0], sides[1]};
+  convolver_.Process(inputs, wet_left, wet_right);
 #pragma omp simd
   for (int n = 0; n < kBlockFrames; ++n) {
     left[n] += wet_left[n];

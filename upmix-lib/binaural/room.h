@@ -61,8 +61,7 @@ class Room {
 
   // Adds the room's sound to `left` and `right`; all planes have kBlockFrames samples,
   // all of them finite, and 0 if `silent`. Audio.
-  void AddTo(const std::array<const float*, kPlanes>& planes, bool silent, float* left,
-             float* right) KELDA_NONBLOCKING;
+  void AddTo(const float* const* planes, bool silent, float* left, float* right) KELDA_NONBLOCKING;
 
   // Whether silence comes out as silence and leaves everything as it is. Audio.
   bool at_rest() const KELDA_NONBLOCKING;

@@ -49,8 +49,7 @@ void Virtualizer::CrossfadeTo(std::unique_ptr<Virtualizer> next) {
   fading_ = running_;
 }
 
-void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted) {
-  float* to = renderer_->input(plane);
+void Virtualizer::FillInput(int plane, int frames, const float* from, bool muted, float* to) {
   bool& was_muted = muted_[static_cast<std::size_t>(plane)];
   const bool fade = running_ && muted != was_muted;
   was_muted = muted;
@@ -76,14 +75,15 @@ void Virtualizer::Process(int frames, const float* planes, const int32_t* channe
     std::fill_n(right, kBlockFrames, 0.0f);
     return;
   }
+  alignas(kSimdAlignmentBytes) float samples[kPlanes][kBlockFrames];
+  const float* inputs[kPlanes];
   for (int plane = 0; plane < kPlanes; ++plane) {
-    FillInput(plane, frames, planes + plane * kBlockFrames, channel_flags[plane] != 0);
-    if (fading_) {
-      std::copy_n(renderer_->input(plane), kBlockFrames, previous_->input(plane));
-    }
+    FillInput(plane, frames, planes + plane * kBlockFrames, channel_flags[plane] != 0,
+              samples[plane]);
+    inputs[plane] = samples[plane];
   }
   running_ = true;
-  renderer_->Process(left, right);
+  renderer_->Process(inputs, left, right);
   if (!fading_) {
     return;
   }
@@ -91,7 +91,7 @@ void Virtualizer::Process(int frames, const float* planes, const int32_t* channe
   fading_ = false;
   float* old_left = fading_out_.data();
   float* old_right = fading_out_.data() + kBlockFrames;
-  previous_->Process(old_left, old_right);
+  previous_->Process(inputs, old_left, old_right);
   for (int n = 0; n < kBlockFrames; ++n) {
     left[n] = old_left[n] + Rise(n) * (left[n] - old_left[n]);
     right[n] = old_right[n] + Rise(n) * (right[n] - old_right[n]);

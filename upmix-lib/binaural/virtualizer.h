@@ -50,7 +50,7 @@ class Virtualizer {
                float* right) KELDA_NONBLOCKING;
 
  private:
-  void FillInput(int plane, int frames, const float* from, bool muted);
+  void FillInput(int plane, int frames, const float* from, bool muted, float* to);
 
   std::unique_ptr<PlaneRenderer> renderer_;
   std::unique_ptr<PlaneRenderer> previous_;  // Kept until the next control call.

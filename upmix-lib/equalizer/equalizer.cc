@@ -42,9 +42,10 @@ class FirEqualizer final : public Equalizer {
             2, static_cast<int>(tuning.curves.front().taps.size()), Responses(tuning))) {}
 
   void Process(float* left, float* right) override {
-    GuardSamples(left, convolver_.input(0), kBlockFrames);
-    GuardSamples(right, convolver_.input(1), kBlockFrames);
-    convolver_.Process(left, right);
+    GuardSamples(left, left, kBlockFrames);
+    GuardSamples(right, right, kBlockFrames);
+    const float* const inputs[2] = {left, right};
+    convolver_.Process(inputs, left, right);
     GuardSamples(left, left, kBlockFrames);  // the end of a tail may be tiny
     GuardSamples(right, right, kBlockFrames);
   }

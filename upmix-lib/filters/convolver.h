@@ -21,17 +21,12 @@ struct ConvolverResponses {
   ConvolverResponses(int input_count, int taps, std::span<const float> responses,
                      float negligible = 0.0f);
 
-  // kLanes bins: how many partitions they take, and the first of these among all groups'.
-  struct Group {
-    int partitions, first;
-  };
-
   RealFft fft;
   int input_count;
   int partition_count;
-  int all_partitions = 0;  // of all groups
-  std::vector<Group> groups;
-  AlignedBuffer spectra;  // [group][partition][input][ear][re, im]
+  std::vector<int> partitions;  // [group of kLanes bins]: how many it takes, 1 .. partition_count
+  int all_partitions = 0;       // of all groups
+  AlignedBuffer spectra;        // [group][partition][input][ear][re, im]
 };
 
 // Convolves every input with its own response for either ear and adds up the results,
@@ -46,21 +41,19 @@ struct ConvolverResponses {
 // partitions of kBlockFrames taps. Where treble ends long before bass, as in a room, its bins take
 // fewer partitions.
 //
-// Per block: fill every input(i), then call Process.
+// What is kept of the signal is what the next block needs: the end of each input, and the spectra
+// of the blocks before the newest.
 class Convolver {
  public:
   // Control. Throws std::bad_alloc.
   explicit Convolver(std::shared_ptr<const ConvolverResponses> responses);
 
-  // Clears the inputs and the signal history. Control.
+  // Clears the signal history. Control.
   void Clear();
 
-  // Where input `index` takes its kBlockFrames samples of the current block, all
-  // finite. Process leaves them as they are. Audio.
-  float* input(int index) { return window(index) + history_frames_; }
-
-  // Writes kBlockFrames samples to either ear. Audio.
-  void Process(float* left, float* right) KELDA_NONBLOCKING;
+  // Writes kBlockFrames samples to either ear. `inputs`: as many samples of each, all finite;
+  // `left` and `right` may be among them. Audio.
+  void Process(const float* const* inputs, float* left, float* right) KELDA_NONBLOCKING;
 
   // Whether the inputs of the last block were silent; and those of so many blocks, that more
   // silence would come out as silence and leave everything as it is. Audio.
@@ -68,19 +61,21 @@ class Convolver {
   bool at_rest() const { return silent_blocks_ > responses_->partition_count; }
 
  private:
+  struct Spectra;
   struct Sums;
 
-  float* window(int index) { return windows_.data() + index * responses_->fft.size(); }
-  void StoreSpectrum(int index, const float* re, const float* im);
-  void SumProducts(Sums& sums) const;
+  void Transform(const float* const* inputs, Spectra& now);
+  void SumProducts(const Spectra& now, Sums& sums) const;
+  void Remember(const Spectra& now);
 
   std::shared_ptr<const ConvolverResponses> responses_;
-  int history_frames_;  // Samples of a window before the current block.
-  int silent_blocks_;   // So far; the history of the first one still sounds.
-  // [group]: which of as many blocks as it takes is the newest; older ones follow, cyclically.
+  int history_frames_;  // samples of a window before the current block
+  int silent_blocks_;   // so far; the history of the first one still sounds
+  // [group]: which of its past blocks is the newest; older ones follow, cyclically.
   std::vector<int> newest_;
-  AlignedBuffer windows_;  // [input]: history, current block.
-  AlignedBuffer spectra_;  // [group][block][input][re, im]: of the last windows.
+  AlignedBuffer histories_;  // [input]: samples before the current block
+  // [group][past block][input][re, im]: one block less for each group than it has partitions.
+  AlignedBuffer spectra_;
 };
 
 }  // namespace kelda::upmix_lib

@@ -200,13 +200,34 @@ bool Cinema::AtRest() const {
                      [](const AlignedBuffer& bass) { return IsSilent(bass.data(), bass.size()); });
 }
 
-void Cinema::Process(const float* const* in, float* const* out) {
-  if (at_rest_ && IsSilent(in[0], kBlockFrames) && IsSilent(in[1], kBlockFrames)) {
-    upmix_.ProcessSilentBlock();
-    std::fill_n(out[0], kBlockFrames, 0.0f);
-    std::fill_n(out[1], kBlockFrames, 0.0f);
-    return;
+// Returns whether that was so.
+bool Cinema::ProcessAtRest(const float* const* in, float* const* out) {
+  if (!at_rest_ || !IsSilent(in[0], kBlockFrames) || !IsSilent(in[1], kBlockFrames)) {
+    return false;
   }
+  upmix_.ProcessSilentBlock();
+  std::fill_n(out[0], kBlockFrames, 0.0f);
+  std::fill_n(out[1], kBlockFrames, 0.0f);
+  return true;
+}
+
+void Cinema::Process(const float* const* in, float* const* out) {
+  if (!ProcessAtRest(in, out)) {
+    alignas(kSimdAlignmentBytes) float planes[kPlanes * kBlockFrames];
+    ProcessSound(in, planes, out);
+  }
+}
+
+void Cinema::Process(const float* const* in, float* planes, float* const* out) {
+  if (ProcessAtRest(in, out)) {
+    std::fill_n(planes, kPlanes * kBlockFrames, 0.0f);
+  } else {
+    ProcessSound(in, planes, out);
+  }
+}
+
+void Cinema::ProcessSound(const float* const* in, float* samples, float* const* out) {
+  float* planes[kPlanes];
   for (int at = 0; at < kBlockFrames; at += kHopFrames) {
     alignas(kSimdAlignmentBytes) float high[2][kHopFrames];
     const bool left_sounds = GuardSamples(in[0] + at, high[0], kHopFrames);
@@ -220,22 +241,19 @@ void Cinema::Process(const float* const* in, float* const* out) {
       std::fill_n(bass[1], kHopFrames, 0.0f);
     }
     const float* stereo[2] = {high[0], high[1]};
-    float* planes[kPlanes];
     for (int plane = 0; plane < kPlanes; ++plane) {
-      planes[plane] = renderer_.input(plane) + at;
+      planes[plane] = samples + plane * kBlockFrames + at;
     }
     upmix_.Process(stereo, planes);
   }
-  float* planes[kPlanes];
-  bool silent = true;
   for (int plane = 0; plane < kPlanes; ++plane) {
-    planes[plane] = renderer_.input(plane);
-    silent = silent && IsSilent(planes[plane], kBlockFrames);
+    planes[plane] = samples + plane * kBlockFrames;
   }
+  const bool silent = IsSilent(samples, std::size_t{kPlanes} * kBlockFrames);
   width_.Process(planes, silent);
   focus_.Process(planes, silent);
   renderer_.MoveCentreShare(kDialogueRoomShare * (1.0f - focus_.focus()));
-  renderer_.Process(out[0], out[1]);
+  renderer_.Process(planes, out[0], out[1]);
   AddBass(out);
   at_rest_ = silent && AtRest();
 }

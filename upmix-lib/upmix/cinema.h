@@ -82,12 +82,14 @@ class Cinema {
   // audio (NaN, infinite) counts as silence. Audio.
   void Process(const float* const* in, float* const* out) KELDA_NONBLOCKING;
 
-  // A plane of the last block, kBlockFrames samples, for measurements. While everything is at rest
-  // it is silent. Audio.
-  const float* plane(int plane) { return renderer_.input(plane); }
+  // The same, for measurements: `planes` takes what is rendered, kPlanes planes of kBlockFrames
+  // samples, one after the other. Audio.
+  void Process(const float* const* in, float* planes, float* const* out) KELDA_NONBLOCKING;
 
  private:
   bool AtRest() const KELDA_NONBLOCKING;
+  bool ProcessAtRest(const float* const* in, float* const* out);
+  void ProcessSound(const float* const* in, float* planes, float* const* out);
   void AddBass(float* const* out);
 
   PlaneTuning plane_tuning_;
@@ -95,7 +97,7 @@ class Cinema {
   PlaneUpmix upmix_;
   FrontWidth width_;
   DialogueFocus focus_;
-  PlaneRenderer renderer_;  // Holds the planes as its inputs.
+  PlaneRenderer renderer_;
   BassPath bass_path_;
   AlignedBuffer bass_[2];  // The last delay_frames, then kBlockFrames new ones.
   bool at_rest_ = false;   // Silence comes out as silence and leaves all but the grid as it is.
