@@ -13,7 +13,9 @@ namespace {
 
 using SharedResponses = std::shared_ptr<const ConvolverResponses>;
 
-constexpr float kNegligible = 5e-5f;  // of a room's response: -86 dB
+// Of a room's response. What is left out is 82 dB below the sound; a tenth of it would cost a fifth
+// more memory.
+constexpr float kNegligible = 5e-4f;
 
 // Knows what somebody has.
 class Shelf {

@@ -14,7 +14,7 @@ namespace kelda::upmix_lib {
 struct PlaneResponses {
   std::shared_ptr<const ConvolverResponses> direct;  // inputs: the planes
   // Inputs: the sides of the room, kRoomSides. Null if both its parts are off. What has decayed by
-  // 86 dB is left out.
+  // 66 dB is left out.
   std::shared_ptr<const ConvolverResponses> room;
 };
 
