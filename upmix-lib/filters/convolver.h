@@ -15,9 +15,9 @@ namespace kelda::upmix_lib {
 // What a convolver's inputs are convolved with, as spectra. No block changes it, so that convolvers
 // may share it.
 struct ConvolverResponses {
-  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap. Partitions at
-  // the end of a bin are left out where all responses are below `negligible` times its largest
-  // value. Control. Throws std::bad_alloc.
+  // `responses`: the taps as [input][ear][tap], ears left, right; at least one tap. Of eight
+  // bins the last partitions are left out in which all responses are below `negligible` times their
+  // largest value. Control. Throws std::bad_alloc.
   ConvolverResponses(int input_count, int taps, std::span<const float> responses,
                      float negligible = 0.0f);
 
