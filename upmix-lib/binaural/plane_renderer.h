@@ -38,7 +38,8 @@ class PlaneRenderer {
   // Whether more silence would come out as silence and leave everything as it is. Audio.
   bool at_rest() const { return direct_.at_rest() && (!room_ || room_->at_rest()); }
 
-  // Renders kBlockFrames samples of each plane, all finite, to either ear. Audio.
+  // Renders kBlockFrames samples of each plane, all finite, to either ear; `left` and `right` are
+  // none of the planes. Audio.
   void Process(const float* const* planes, float* left, float* right) KELDA_NONBLOCKING;
 
  private:
