@@ -114,7 +114,7 @@ void Session::Stop() noexcept {
 // No fade will end any more: what was about to be heard is live at once.
 void Session::Settle() {
   const State state = state_.load(std::memory_order_acquire);
-  if (state == State::Ready || state == State::Fading) {
+  if (state == State::Ready || state == State::Held || state == State::Fading) {
     settled_ = !fading_;
     fade_period_ = fading_ ? fade_period_ : standby_end_;
     std::swap(live_, standby_);
@@ -437,7 +437,8 @@ Session::Next Session::HandOver() {
     if (started_ && turn_stream_ == stream_) {
       standby_end_ = next_;
       ready_since_ = std::chrono::steady_clock::now();
-      state_.store(State::Ready, std::memory_order_release);
+      const bool never_heard = turn_.outcome == Turn::End::AtOnce;  // in the session repeated
+      state_.store(never_heard ? State::Held : State::Ready, std::memory_order_release);
       return Next::Soon;
     }
     if (started_) {

@@ -66,12 +66,14 @@ struct SessionOptions {
 //   Idle ──worker──► Ready ──audio──► Fading ──audio──► Done ──worker──► Idle
 //                    │  ▲ └──audio──► Behind ──worker──► Idle
 //                    └──┴─worker: another sound is wanted now
+//   Idle ──worker, in a replay──► Held ──stop or reset──► Done
 //
 //   state    live instance   standby
 //   Idle     audio           worker
 //   Ready    audio           audio, once it has made it Fading or Behind
 //   Fading   audio           audio
 //   Behind   audio           worker: more than two periods of input have come since
+//   Held     audio           worker: was ready too late for the last periods before a stop
 //   Done     audio           worker; they have changed roles
 //
 // Control calls come from any thread, one at a time, and only store what they are given, but for
@@ -147,7 +149,7 @@ class Session {
   // What the worker does at a time before it looks after other sessions: some two milliseconds.
   static constexpr int kSlicePeriods = 8;
 
-  enum class State { Idle, Ready, Behind, Fading, Done };
+  enum class State { Idle, Ready, Behind, Held, Fading, Done };
   // How soon the worker looks again; within the next period, where it only follows the audio.
   enum class Next { Rest, Later, Soon, Now };
 

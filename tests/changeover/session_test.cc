@@ -246,13 +246,11 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
 
 // Plays periods while the worker feeds a standby, as an audio thread does that is faster.
 struct Meanwhile {
-  static constexpr std::size_t kMost = 6;
   static inline const effect_interface_s* g_effect;
   static inline effect_interface_s g_hooked;
-  static inline Session* g_session;
+  static inline Stage* g_stage;
   static inline int g_calls;  // before it happens; 0: it does not
   static inline std::size_t g_periods;
-  static inline float g_played[kMost][kPeriodSamples];
 
   static int32_t Create(const effect_uuid_t* uuid, int32_t session_id, int32_t io,
                         effect_handle_t* handle) {
@@ -267,11 +265,16 @@ struct Meanwhile {
   }
   static int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
     if (g_calls > 0 && --g_calls == 0) {
-      for (std::size_t period = 0; period < g_periods; ++period) {
-        g_session->Process(g_played[period], g_played[period], kPeriodFrames);
-      }
+      g_stage->PlayPeriods(g_periods);
     }
     return g_effect->process(self, in, out);
+  }
+  // Steps the worker; `periods` come before it feeds the standby for the nth time.
+  static void Step(Stage* stage, int nth, std::size_t periods) {
+    g_stage = stage;
+    g_calls = nth;
+    g_periods = periods;
+    stage->worker->Step();
   }
 };
 
@@ -283,24 +286,8 @@ TEST_F(SessionTest, AStandbyThatIsBehindCatchesUp) {
     stage.session->Start();
     stage.Set(Kind::Device, kWired);
     stage.PlayPeriods(5);
-    for (auto& period : Meanwhile::g_played) {
-      for (float& sample : period) {
-        sample = 0.1f * (static_cast<float>(stage.noise()) / 0x1p31f - 1.0f);
-      }
-    }
-    for (std::size_t period = 0; period < late; ++period) {
-      stage.played.insert(stage.played.end(), std::begin(Meanwhile::g_played[period]),
-                          std::end(Meanwhile::g_played[period]));
-    }
-    Meanwhile::g_session = stage.session.get();
-    Meanwhile::g_periods = late;
-    Meanwhile::g_calls = 3;  // a probe, and a period of history
     stage.Set(Kind::Mode, kMusic);
-    stage.worker->Step();
-    for (std::size_t period = 0; period < late; ++period) {
-      stage.heard.insert(stage.heard.end(), std::begin(Meanwhile::g_played[period]),
-                         std::end(Meanwhile::g_played[period]));
-    }
+    Meanwhile::Step(&stage, 3, late);  // a probe, and a period of history
     stage.PlayPeriods(1);  // two periods the audio thread feeds; if there are more, the worker does
     stage.worker->Step();
     stage.PlayPeriods(4);
@@ -311,6 +298,24 @@ TEST_F(SessionTest, AStandbyThatIsBehindCatchesUp) {
     EXPECT_EQ(turns[0].end, 5 + late + (late > 2 ? 1 : 0));
     EXPECT_EQ(Stage::Replay(turns, stage.played), stage.heard) << late;
   }
+}
+
+// It is live at once after the stop. A replay has time to fade to it before, and must not.
+TEST_F(SessionTest, AStandbyTooLateForTheLastPeriodsIsNotHeardBeforeTheStop) {
+  audio_effect_library_t library = test::Library();
+  library.create_effect = Meanwhile::Create;
+  Stage stage({}, library);
+  stage.session->Start();
+  stage.Set(Kind::Device, kWired);
+  stage.PlayPeriods(5);
+  stage.Set(Kind::Mode, kMusic);
+  Meanwhile::Step(&stage, 7, 2);  // a probe, and all of history
+  stage.session->Stop();
+  stage.worker->Step();
+  const std::vector<Turn> turns = stage.session->TakeTurns();
+  ASSERT_EQ(turns.size(), 1u);
+  EXPECT_EQ(turns[0].outcome, End::AtOnce);
+  EXPECT_EQ(Stage::Replay(turns, stage.played), stage.heard);
 }
 
 TEST_F(SessionTest, WhatCannotBeLoadedIsNotHeard) {
