@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tools/core/file_problems.h"
+#include "tools/core/interruption.h"
 #include "tools/core/printable.h"
 
 namespace kelda::tools {
@@ -107,6 +108,7 @@ std::string ReadStandardInput(std::size_t max_bytes, ExitCode code) {
   for (char part[1 << 16];;) {
     const ssize_t count = read(STDIN_FILENO, part, sizeof(part));
     if (count < 0 && errno == EINTR) {
+      CheckInterruption();
       continue;
     }
     if (count < 0) {

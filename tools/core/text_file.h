@@ -23,7 +23,7 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t max_byt
 std::string ReadTextFile(const std::filesystem::path& path, std::size_t max_bytes,
                          ExitCode code = ExitCode::kInput);
 
-// The same of standard input, to its end.
+// The same of standard input, to its end. Also throws Interrupted.
 std::string ReadStandardInput(std::size_t max_bytes, ExitCode code = ExitCode::kInput);
 
 // Removes the first line of `*text`, with its line end, and returns it without the line end. The
