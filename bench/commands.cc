@@ -15,7 +15,6 @@
 namespace kelda::bench {
 namespace {
 
-using tools::EffectParam;
 using tools::EffectSession;
 
 constexpr uint32_t kMusic = 1, kCinema = 2, kStandard = 1, kPersonalized = 2;
@@ -49,27 +48,27 @@ const Row kRows[] = {
     {"DISABLE", kNothing, [](EffectSession& s) { s.Disable(); }},
     {"DUMP", kNothing, [](EffectSession& s) { s.Dump(); }},
     {"mode: music to cinema", kNothing,
-     [](EffectSession& s) { s.SetParam(EffectParam::kMode, kCinema); }},
-    {"mode: cinema to music", [](EffectSession& s) { s.SetParam(EffectParam::kMode, kCinema); },
-     [](EffectSession& s) { s.SetParam(EffectParam::kMode, kMusic); }},
-    {"mode: music to off", kNothing, [](EffectSession& s) { s.SetParam(EffectParam::kMode, 0u); }},
+     [](EffectSession& s) { s.SetParam(UpmixParam::Mode, kCinema); }},
+    {"mode: cinema to music", [](EffectSession& s) { s.SetParam(UpmixParam::Mode, kCinema); },
+     [](EffectSession& s) { s.SetParam(UpmixParam::Mode, kMusic); }},
+    {"mode: music to off", kNothing, [](EffectSession& s) { s.SetParam(UpmixParam::Mode, 0u); }},
     {"HRTF: personalized to standard", kNothing,
-     [](EffectSession& s) { s.SetParam(EffectParam::kWiredHrtf, kStandard); }},
+     [](EffectSession& s) { s.SetParam(UpmixParam::WiredHrtf, kStandard); }},
     {"HRTF: standard to personalized",
-     [](EffectSession& s) { s.SetParam(EffectParam::kWiredHrtf, kStandard); },
-     [](EffectSession& s) { s.SetParam(EffectParam::kWiredHrtf, kPersonalized); }},
+     [](EffectSession& s) { s.SetParam(UpmixParam::WiredHrtf, kStandard); },
+     [](EffectSession& s) { s.SetParam(UpmixParam::WiredHrtf, kPersonalized); }},
     {"HRTF of the other output", kNothing,
-     [](EffectSession& s) { s.SetParam(EffectParam::kBluetoothHrtf, kStandard); }},
+     [](EffectSession& s) { s.SetParam(UpmixParam::BluetoothHrtf, kStandard); }},
     {"device: wired to Bluetooth", kNothing, [](EffectSession& s) { s.SetDevice(kBluetooth); }},
     {"device: the same again", kNothing, [](EffectSession& s) { s.SetDevice(kWired); }},
     {"device: wired to speaker", kNothing,
      [](EffectSession& s) { s.SetDevice(AUDIO_DEVICE_OUT_SPEAKER); }},
     {"device: first headphones", [](EffectSession& s) { s.Init(); },
      [](EffectSession& s) { s.SetDevice(kWired); }},
-    {"application", [](EffectSession& s) { s.SetParam(EffectParam::kMode, 3u); },
-     [](EffectSession& s) { s.SetParam(EffectParam::kAppPackage, "com.example.video&1"); }},
+    {"application", [](EffectSession& s) { s.SetParam(UpmixParam::Mode, 3u); },
+     [](EffectSession& s) { s.SetParam(UpmixParam::AppPackage, "com.example.video&1"); }},
     {"reload of the application list", kNothing,
-     [](EffectSession& s) { s.SetParam(EffectParam::kReloadTunedAppList, ""); }},
+     [](EffectSession& s) { s.SetParam(UpmixParam::ReloadTunedAppList, ""); }},
 };
 
 void Command(benchmark::State& state, const Row& row) {
@@ -83,9 +82,9 @@ void Command(benchmark::State& state, const Row& row) {
       info.release_effect(handle);
     } else {
       EffectSession session(Library());
-      session.SetParam(EffectParam::kWiredHrtf, kPersonalized);
-      session.SetParam(EffectParam::kBluetoothHrtf, kPersonalized);
-      session.SetParam(EffectParam::kMode, kMusic);
+      session.SetParam(UpmixParam::WiredHrtf, kPersonalized);
+      session.SetParam(UpmixParam::BluetoothHrtf, kPersonalized);
+      session.SetParam(UpmixParam::Mode, kMusic);
       session.SetDevice(kWired);
       session.Enable();
       row.before(session);

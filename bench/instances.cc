@@ -26,8 +26,8 @@ void Instances(benchmark::State& state) {
   const auto count = static_cast<std::size_t>(state.range(0));
   std::vector<std::unique_ptr<tools::EffectSession>> sessions(count);
   const auto load = [](tools::EffectSession& session) {
-    session.SetParam(tools::EffectParam::kWiredHrtf, 2u);
-    session.SetParam(tools::EffectParam::kMode, 1u);
+    session.SetParam(UpmixParam::WiredHrtf, 2u);
+    session.SetParam(UpmixParam::Mode, 1u);
     session.SetDevice(AUDIO_DEVICE_OUT_WIRED_HEADPHONE);
     session.Enable();
   };

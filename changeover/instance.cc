@@ -20,9 +20,6 @@
 namespace kelda::changeover {
 namespace {
 
-// A device command reads and writes as many bytes, although it declares four.
-constexpr std::size_t kLeastBytes = 16;
-
 struct Headphone {
   bool wired, personalized;
 };
@@ -222,11 +219,11 @@ void Instance::Process(const float* period) {
 }
 
 bool Instance::Command(uint32_t code, const void* data, std::size_t bytes) const {
-  char payload[std::max(kLeastBytes, sizeof(effect_config_t))] = {};
+  char payload[std::max(kDeviceCommandBytes, sizeof(effect_config_t))] = {};
   if (bytes != 0) {
     std::memcpy(payload, data, bytes);
   }
-  alignas(int32_t) char reply[kLeastBytes] = {};
+  alignas(int32_t) char reply[kDeviceCommandBytes] = {};
   uint32_t reply_bytes = sizeof(int32_t);
   int32_t status = 0;
   if ((*handle_)->command(handle_, code, static_cast<uint32_t>(bytes), payload, &reply_bytes,

@@ -18,10 +18,6 @@
 namespace kelda {
 namespace {
 
-// A device command's reply starts with this many bytes of the command, although
-// both are declared 4 bytes long: callers provide at least 16 of each.
-constexpr std::size_t kSetDeviceReplyBytes = 16;
-
 // A command's payload and the room for its reply. Either may be missing, have any
 // size and any alignment.
 struct Command {
@@ -145,7 +141,7 @@ int32_t SetDevice(effect_context_s* context, const Command& command) {
     return Refuse("ERROR: EFFECT_CMD_SET_DEVICE: Invalid param");
   }
   const auto device = static_cast<audio_devices_t>(command.Word(0));
-  std::memmove(command.reply, command.data, kSetDeviceReplyBytes);
+  std::memmove(command.reply, command.data, kDeviceCommandBytes);
   UpmixCmd_SetDevice(context, device);
   command.ReplyStatus(0);
   return 0;

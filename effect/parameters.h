@@ -24,6 +24,10 @@ enum class UpmixParam : uint32_t {
 inline constexpr std::size_t kParamIdOffset = sizeof(effect_param_t);
 inline constexpr std::size_t kParamValueOffset = kParamIdOffset + sizeof(uint32_t);
 
+// A device command reads this many bytes and replies with as many, although both are declared 4
+// bytes long: callers provide them.
+inline constexpr std::size_t kDeviceCommandBytes = 16;
+
 // The word at `offset` of a payload of any alignment.
 uint32_t ParamWord(const void* payload, std::size_t offset);
 

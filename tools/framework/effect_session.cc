@@ -49,14 +49,11 @@ EffectSession::~EffectSession() { library_.info().release_effect(handle_); }
 
 void EffectSession::Command(effect_command_e code, const char* name, const void* data,
                             std::size_t bytes) {
-  // The effect may read and write 16 bytes of a device command's buffers, though
-  // their declared sizes are 4.
-  constexpr std::size_t kLeastBytes = 16;
-  std::vector<char> command(std::max(bytes, kLeastBytes));
+  std::vector<char> command(std::max(bytes, kDeviceCommandBytes));
   if (bytes != 0) {
     std::memcpy(command.data(), data, bytes);
   }
-  alignas(int32_t) char reply[kLeastBytes] = {};
+  alignas(int32_t) char reply[kDeviceCommandBytes] = {};
   uint32_t reply_bytes = sizeof(int32_t);
   Check((*handle_)->command(handle_, code, static_cast<uint32_t>(bytes), command.data(),
                             &reply_bytes, reply),
@@ -96,7 +93,7 @@ void EffectSession::SetDevice(audio_devices_t device) {
   Command(EFFECT_CMD_SET_DEVICE, "EFFECT_CMD_SET_DEVICE", &device, sizeof(device));
 }
 
-void EffectSession::SetParam(EffectParam param, uint32_t value) {
+void EffectSession::SetParam(UpmixParam param, uint32_t value) {
   char bytes[sizeof(value)];
   std::memcpy(bytes, &value, sizeof(value));
   SetParam(param, std::string_view(bytes, sizeof(bytes)));
@@ -104,7 +101,7 @@ void EffectSession::SetParam(EffectParam param, uint32_t value) {
 
 // The command's layout:  status | psize = 4 | vsize | parameter | value ...
 //                          4         4          4        4        vsize bytes
-void EffectSession::SetParam(EffectParam param, std::string_view value) {
+void EffectSession::SetParam(UpmixParam param, std::string_view value) {
   const effect_param_t header{0, sizeof(param), static_cast<uint32_t>(value.size())};
   std::vector<char> command(sizeof(header) + sizeof(param) + value.size());
   std::memcpy(command.data(), &header, sizeof(header));

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "effect/parameters.h"
 #include "platform/audio_format.h"
 #include "tools/framework/effect_library.h"
 
@@ -16,15 +17,6 @@ namespace kelda::tools {
 
 inline constexpr uint32_t kSampleRateHz = kelda::kSampleRateHz;
 inline constexpr std::size_t kChannels = 2;
-
-// The effect's own parameters, as EFFECT_CMD_SET_PARAM names them.
-enum class EffectParam : uint32_t {
-  kMode = 0,
-  kWiredHrtf = 1,
-  kBluetoothHrtf = 2,
-  kReloadTunedAppList = 3,
-  kAppPackage = 10,
-};
 
 // Every operation throws Failure (refused) if the effect returns an error or replies with one; the
 // message names the command and the value. Used by one thread.
@@ -47,8 +39,8 @@ class EffectSession {
   bool enabled() const { return enabled_; }
   void Reset();
   void SetDevice(audio_devices_t device);
-  void SetParam(EffectParam param, uint32_t value);
-  void SetParam(EffectParam param, std::string_view value);
+  void SetParam(UpmixParam param, uint32_t value);
+  void SetParam(UpmixParam param, std::string_view value);
 
   // Processes `frames` interleaved stereo frames in place, as the framework
   // does. While the effect is disabled the audio stays unchanged, as the framework then plays it.

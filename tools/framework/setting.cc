@@ -149,17 +149,17 @@ void SetProperty(const std::string& assignment) {
 void Apply(const Setting& setting, EffectSession* session) {
   switch (setting.key) {
     case Key::kMode:
-      return session->SetParam(EffectParam::kMode, setting.number);
+      return session->SetParam(UpmixParam::Mode, setting.number);
     case Key::kDevice:
       return session->SetDevice(setting.number);
     case Key::kWiredHrtf:
-      return session->SetParam(EffectParam::kWiredHrtf, setting.number);
+      return session->SetParam(UpmixParam::WiredHrtf, setting.number);
     case Key::kBluetoothHrtf:
-      return session->SetParam(EffectParam::kBluetoothHrtf, setting.number);
+      return session->SetParam(UpmixParam::BluetoothHrtf, setting.number);
     case Key::kApp:
-      return session->SetParam(EffectParam::kAppPackage, setting.text);
+      return session->SetParam(UpmixParam::AppPackage, setting.text);
     case Key::kReloadApps:
-      return session->SetParam(EffectParam::kReloadTunedAppList, std::string_view());
+      return session->SetParam(UpmixParam::ReloadTunedAppList, std::string_view());
     case Key::kReset:
       return session->Reset();
     case Key::kEnable:

@@ -99,7 +99,7 @@ std::vector<std::string> Warnings(const EffectLibrary& library, LogCapture* log)
   log->Take();
   EffectSession session(library);
   const std::vector<LogLine> made = log->Take();
-  session.SetParam(EffectParam::kReloadTunedAppList, uint32_t{0});
+  session.SetParam(UpmixParam::ReloadTunedAppList, uint32_t{0});
   std::vector<std::string> warnings;
   for (const LogLine& line : made) {
     if (line.tag == log_tag::kHrtf &&

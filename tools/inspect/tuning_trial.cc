@@ -113,14 +113,14 @@ TuningTrial TryTuning(const EffectLibrary& library) {
       for (const Named mode : {Named{"music", 1}, Named{"cinema", 2}}) {
         log.Take();
         EffectSession session(library);
-        session.SetParam(EffectParam::kWiredHrtf, ears.value);
-        session.SetParam(EffectParam::kBluetoothHrtf, ears.value);
+        session.SetParam(UpmixParam::WiredHrtf, ears.value);
+        session.SetParam(UpmixParam::BluetoothHrtf, ears.value);
         session.SetDevice(static_cast<audio_devices_t>(output.value));
         session.Enable();
         std::minstd_rand random(1);
         Period last_input;
         Play(&session, &random, &last_input);
-        session.SetParam(EffectParam::kMode, mode.value);
+        session.SetParam(UpmixParam::Mode, mode.value);
         const std::vector<Period> out = Play(&session, &random, &last_input);
         const std::vector<LogLine> lines = log.Take();
         for (const LogLine& line : lines) {
