@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/math_constants.h"
+
 namespace kelda::changeover {
 
 Crossfade::Crossfade() {
-  constexpr double kPi = 3.141592653589793;
   for (std::size_t frame = 0; frame < kFrames; ++frame) {
     const double part = static_cast<double>(frame) / kFrames;
     gains_[frame] = static_cast<float>(0.5 - 0.5 * std::cos(kPi * part));

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <numeric>
 
+#include "platform/math_constants.h"
+
 namespace kelda::hal {
 namespace {
-
-constexpr double kPi = 3.141592653589793;
 
 // Of Kaiser's window: what the filter lets through of that which it stops is below -86 dB.
 constexpr double kBeta = 8.6;

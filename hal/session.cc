@@ -15,6 +15,7 @@
 #include "effect/parameters.h"
 #include "hal/rate_bridge.h"
 #include "platform/audio_format.h"
+#include "platform/math_constants.h"
 #include "platform/log.h"
 
 namespace kelda::hal {
@@ -99,13 +100,12 @@ std::shared_ptr<changeover::Worker> SharedWorker(const audio_effect_library_t& l
 // unprocessed input.
 struct Session::Rate {
   explicit Rate(int32_t rate_hz) : dry_gains(static_cast<std::size_t>(rate_hz) / 20) {
-    constexpr double kHalfTurn = 3.141592653589793;
     if (rate_hz != kSampleRateHz) {
       bridge = std::make_unique<RateBridge>(rate_hz);
     }
     for (std::size_t frame = 0; frame < dry_gains.size(); ++frame) {
       const double part = static_cast<double>(frame + 1) / static_cast<double>(dry_gains.size());
-      dry_gains[frame] = static_cast<float>(0.5 - 0.5 * std::cos(kHalfTurn * part));
+      dry_gains[frame] = static_cast<float>(0.5 - 0.5 * std::cos(kPi * part));
     }
   }
 

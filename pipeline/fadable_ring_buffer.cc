@@ -4,12 +4,11 @@
 #include <cmath>
 
 #include "platform/log.h"
+#include "platform/math_constants.h"
 #include "platform/may_block.h"
 
 namespace kelda {
 namespace {
-
-constexpr double kPi = 3.141592653589793;
 
 // Raised cosine: 0 at position 0, one step short of 1 at the last of `length`.
 float FadeInGain(unsigned position, unsigned length) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/math_constants.h"
 #include "tools/framework/effect_session.h"
 
 namespace kelda::tools {
@@ -17,8 +18,9 @@ constexpr std::size_t kUnheard = 240;  // 5 ms too late are not worth a crossfad
 
 // From 0 to 1, a raised cosine.
 float Rise(std::size_t position, std::size_t frames) KELDA_NONBLOCKING {
-  constexpr float kPi = 3.14159265f;
-  return 0.5f - 0.5f * std::cos(kPi * static_cast<float>(position) / static_cast<float>(frames));
+  constexpr auto kHalfTurn = static_cast<float>(kPi);
+  return 0.5f -
+         0.5f * std::cos(kHalfTurn * static_cast<float>(position) / static_cast<float>(frames));
 }
 
 void Scale(float* frame, float gain) KELDA_NONBLOCKING {

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/base/simd.h"
 
 namespace kelda::upmix_lib {

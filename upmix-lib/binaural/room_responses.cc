@@ -7,9 +7,9 @@
 #include <random>
 #include <utility>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/binaural/room.h"
 #include "upmix-lib/filters/biquad_design.h"
 #include "upmix-lib/transforms/fft.h"

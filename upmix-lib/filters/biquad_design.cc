@@ -3,9 +3,9 @@
 #include <cmath>
 #include <complex>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/decibels.h"
-#include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {

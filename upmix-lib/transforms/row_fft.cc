@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "upmix-lib/base/math_constants.h"
+#include "platform/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {

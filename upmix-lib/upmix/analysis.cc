@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "upmix-lib/base/math_constants.h"
+#include "platform/math_constants.h"
 #include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {

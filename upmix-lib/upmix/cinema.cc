@@ -7,9 +7,9 @@
 #include <iterator>
 #include <new>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/decibels.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {

@@ -1,7 +1,7 @@
 #include "upmix-lib/upmix/cinema_bass.h"
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/filters/double_vec.h"
 
 namespace kelda::upmix_lib {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/decibels.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/transforms/fft.h"
 
 namespace kelda::upmix_lib {

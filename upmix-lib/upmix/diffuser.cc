@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <span>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/aligned_buffer.h"
 #include "upmix-lib/base/decibels.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/transforms/complex_vec.h"
 
 namespace kelda::upmix_lib {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "upmix-lib/base/math_constants.h"
+#include "platform/math_constants.h"
 #include "upmix-lib/transforms/complex_vec.h"
 
 namespace kelda::upmix_lib {

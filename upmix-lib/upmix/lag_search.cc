@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/audio_format.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 #include "upmix-lib/upmix/powers.h"
 
 namespace kelda::upmix_lib {

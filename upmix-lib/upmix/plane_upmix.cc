@@ -4,8 +4,8 @@
 #include <cmath>
 #include <new>
 
+#include "platform/math_constants.h"
 #include "upmix-lib/base/input_guard.h"
-#include "upmix-lib/base/math_constants.h"
 
 namespace kelda::upmix_lib {
 namespace {
