@@ -14,7 +14,7 @@ namespace {
 
 // The smallest size that holds a block and `taps` and fills whole vectors.
 int FftSize(int taps) {
-  int size = kBlockFrames + std::min(taps, kBlockFrames) - 1;
+  int size = kBlockFrames + std::min(taps, kBlockFrames) - 2;
   do {
     size = (size / 64 + 1) * 64;
   } while (!RealFft::IsSupported(size));
@@ -24,7 +24,7 @@ int FftSize(int taps) {
 // The longest transform, of partitions of kBlockFrames taps.
 constexpr int kMostPoints = 2 * kBlockFrames;
 constexpr int kMostBins = kMostPoints / 2 + kLanes;  // whole vectors
-constexpr int kScratchFloats = 2 * kMostPoints + 2 * 16;
+constexpr int kScratchFloats = RealFft::ScratchFloats(kMostPoints);
 constexpr int kMostInputs = kPlanes;
 
 std::size_t Size(int count) { return static_cast<std::size_t>(count); }
