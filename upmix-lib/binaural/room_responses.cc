@@ -152,8 +152,10 @@ void ScaleToEnergy(double energy, Responses* responses) {
   }
 }
 
+constexpr double kSideAzimuthDeg = 60.0;  // between front and side plane
+
+// `taps` is at least EarlyTaps.
 Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int taps) {
-  constexpr double kSideAzimuthDeg = 60.0;  // between front and side plane
   Responses early(static_cast<std::size_t>(kRoomSides * kEars * taps));
   std::vector<double> damped[kPlanes][kEars][kMaxOrder + 1];
   for (int side = 0; side < kRoomSides; ++side) {
@@ -181,7 +183,7 @@ Responses EarlyResponses(const RoomParameters& room, const HrirSet& hrirs, int t
 
 int EarlyTaps(const RoomParameters& room, const HrirSet& hrirs) {
   double longest_s = 0.0;
-  for (const Reflection& reflection : Reflections(room.size_m, 60.0)) {
+  for (const Reflection& reflection : Reflections(room.size_m, kSideAzimuthDeg)) {
     longest_s = std::max(longest_s, reflection.delay_s);
   }
   return static_cast<int>(std::lround(longest_s * kSampleRateHz)) + hrirs.taps;

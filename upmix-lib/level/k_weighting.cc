@@ -8,7 +8,7 @@ constexpr Biquad kShelf = {1.53512485958697, -2.69169618940638, 1.19839281085285
                            0.73248077421585};
 constexpr Biquad kHighPass = {1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621};
 
-constexpr DoubleVec2 kLimit = {KWeighting::kMaxSample, KWeighting::kMaxSample};
+constexpr DoubleVec2 kLimit = {KWeighting::kLoudestSample, KWeighting::kLoudestSample};
 
 }  // namespace
 

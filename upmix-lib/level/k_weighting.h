@@ -20,7 +20,7 @@ class KWeighting {
 
   // +12 dBFS. Louder samples count as this, so that a single damaged one does not outweigh
   // the seconds around it.
-  static constexpr double kMaxSample = 4.0;
+  static constexpr double kLoudestSample = 4.0;
 
   // Weights `count` interleaved stereo frames, all finite, and returns the sum of the
   // squares of the weighted samples of both channels. Audio.

@@ -43,7 +43,8 @@ class RealFft {
   int size() const { return size_; }
   int bins() const { return size_ / 2 + 1; }
   // Floats of scratch memory for one call.
-  int scratch_floats() const { return 2 * size_ + 2 * lanes_; }
+  static constexpr int ScratchFloats(int size) { return 2 * size + 2 * kLanes; }
+  int scratch_floats() const { return ScratchFloats(size_); }
 
   // `in`: size() samples. `re`, `im`: bins() floats each; they may overlap `in`, not
   // each other nor `scratch`.
@@ -70,7 +71,8 @@ class RealFft {
 // safe from several threads at once), later calls return the same object.
 template <int kSize>
 const RealFft& SharedRealFft() {
-  static const RealFft fft(kSize);
+  // Never freed: when the process ends, another thread may be inside one.
+  static const RealFft& fft = *new RealFft(kSize);
   return fft;
 }
 

@@ -56,7 +56,7 @@ template <int kFrames, int kBins, int kPadded>
 void TransformWindow(const RealFft& fft, const float* window, const float* last,
                      SpectrumOf<kPadded>& spectrum) {
   alignas(kSimdAlignmentBytes) float windowed[kFrames];
-  alignas(kSimdAlignmentBytes) float scratch[2 * kFrames + 2 * 16];
+  alignas(kSimdAlignmentBytes) float scratch[RealFft::ScratchFloats(kFrames)];
 #pragma omp simd
   for (int n = 0; n < kFrames; ++n) {
     windowed[n] = window[n] * last[n];

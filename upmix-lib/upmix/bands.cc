@@ -46,17 +46,6 @@ void SpreadBand(float below, float own, float above, float* bins) {
 
 }  // namespace
 
-float HighPassShare(float hz, float crossover_hz) {
-  if (crossover_hz <= 0.0f) {
-    return 1.0f;
-  }
-  if (hz <= 0.0f) {
-    return 0.0f;
-  }
-  const float at = std::clamp(0.5f + 0.5f * std::log2(hz / crossover_hz), 0.0f, 1.0f);
-  return at * at * (3.0f - 2.0f * at);
-}
-
 void SumBins(const float* bins, BandValues& bands) {
   std::copy_n(bins, kSingleBins, bands.value);
   ForEachOctave([&]<int kWidth>(int band, int bin) {

@@ -29,10 +29,6 @@ struct alignas(kSimdAlignmentBytes) BandValues {
 // Bins of the short spectrum in a band. Any thread.
 constexpr int BandBins(int band) { return band < 16 ? 1 : 2 << (band - 16) / 8; }
 
-// 0 an octave below `crossover_hz` and lower, 1 an octave above and higher, smooth in
-// between. A crossover at 0 Hz passes everything. Control.
-float HighPassShare(float hz, float crossover_hz);
-
 // Sums `bins`, kPaddedShortBins values, band by band. The bin at half the sample rate
 // belongs to no band. Audio.
 void SumBins(const float* bins, BandValues& bands) KELDA_NONBLOCKING;

@@ -25,9 +25,6 @@ constexpr float kPowerSmoothingMs = 40.0f;
 constexpr float kGainSmoothingMs = 15.0f;
 constexpr float kDirectEmphasis = 6.0f;
 constexpr float kCinemaCentreNoise = 0.6f;  // more keeps instruments out of FC, and some voice
-constexpr float kCinemaCentreCaution = 0.25f;
-constexpr float kCinemaChance = 0.05f;
-constexpr float kCinemaLateShare = 0.84f;
 // Lower ambience stays in front, in phase with the bass that goes past the planes. With 0 wide bass
 // is 0.6 dB too low; with more than 60 Hz wide sound has a dip at the crossover.
 constexpr float kFrontAmbienceHz = 50.0f;
@@ -44,6 +41,15 @@ RoomParameters CinemaRoom(const CinemaParameters& parameters) {
   room.size_m = kRoomSizeM;
   room.damping_hz = kRoomDampingHz;
   return room;
+}
+
+// 0 an octave below `crossover_hz` and lower, 1 an octave above and higher, smooth in between.
+float HighPassShare(float hz, float crossover_hz) {
+  if (hz <= 0.0f) {
+    return 0.0f;
+  }
+  const float at = std::clamp(0.5f + 0.5f * std::log2(hz / crossover_hz), 0.0f, 1.0f);
+  return at * at * (3.0f - 2.0f * at);
 }
 
 std::complex<double> ResponseAt(std::span<const float> taps, double radians_per_frame) {
@@ -71,9 +77,6 @@ PlaneTuning CinemaPlaneTuning(const CinemaParameters& parameters) {
   decomposition.gain_ms = kGainSmoothingMs;
   decomposition.direct_emphasis = kDirectEmphasis;
   decomposition.centre_noise = kCinemaCentreNoise;
-  decomposition.centre_caution = kCinemaCentreCaution;
-  decomposition.chance = kCinemaChance;
-  decomposition.late_share = kCinemaLateShare;
   tuning.bass_crossover_hz = kFrontAmbienceHz;
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = 1.0f;

@@ -39,10 +39,11 @@ struct DecompositionTuning {
   float power_ms;                          // time constant of the long powers
   float gain_ms;                           // time constant of the gains
   float direct_emphasis;                   // >= 1; see Steer
-  float centre_noise;    // of the smaller eigenvalue, what each channel has for itself
-  float centre_caution;  // of the smaller eigenvalue, less common part by; see Steer
-  float chance;          // squared contrast that mere chance gives, 0..1, in a diffuse mix
-  float late_share;      // bound of the ambience, re the late reverberation, in a diffuse mix
+  // Found on mixes whose stems are known; DESIGN.md, "Direct or ambient" and "Centre".
+  float centre_noise = 0.8f;     // of the smaller eigenvalue, what each channel has for itself
+  float centre_caution = 0.25f;  // of the smaller eigenvalue, less common part by; see Steer
+  float chance = 0.05f;          // squared contrast that mere chance gives, 0..1, in a diffuse mix
+  float late_share = 0.84f;  // bound of the ambience, re the late reverberation, in a diffuse mix
 };
 
 // What the gains of a bin are decided by; kPaddedLongBins values each.

@@ -102,7 +102,7 @@ SpeechDetector::Pitch SpeechDetector::Listen(const float* block, float& power) {
   std::copy_n(block, kBlockFrames, frames_ + kBlockFrames);
   alignas(kSimdAlignmentBytes) float time[kPoints];
   alignas(kSimdAlignmentBytes) float re[kBins + kLanes], im[kBins + kLanes];
-  alignas(kSimdAlignmentBytes) float scratch[2 * kPoints + 2 * 16];
+  alignas(kSimdAlignmentBytes) float scratch[RealFft::ScratchFloats(kPoints)];
 #pragma omp simd
   for (int n = 0; n < kPoints; ++n) {
     time[n] = tables_->window[n] * frames_[n];

@@ -47,7 +47,7 @@ FixedLagFilters::FixedLagFilters(const ExtractionGains& gains) {
 void FixedLagFilters::Design(const ExtractionGains& gains, FilterSet& set) const {
   alignas(kSimdAlignmentBytes) float response[kLongFrames];
   alignas(kSimdAlignmentBytes) float taps[kFilterTaps];
-  alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
+  alignas(kSimdAlignmentBytes) float scratch[RealFft::ScratchFloats(kLongFrames)];
   alignas(kSimdAlignmentBytes) float padded[kHopTransform] = {};
   HopSpectrum spectrum;
   for (int curve = 0; curve < kCurves; ++curve) {

@@ -17,7 +17,7 @@ namespace kelda::upmix_lib {
 inline constexpr int kHopTransform = 2 * kHopFrames;
 inline constexpr int kHopBins = kHopTransform / 2 + 1;
 inline constexpr int kHopBinGroups = kHopTransform / 2 / kLanes;
-inline constexpr int kHopScratchFloats = 2 * kHopTransform + 2 * 16;
+inline constexpr int kHopScratchFloats = RealFft::ScratchFloats(kHopTransform);
 
 // The first and the last bin are real. They share a place, so that whole vectors hold a spectrum:
 // the last one's real part is the first one's imaginary part.

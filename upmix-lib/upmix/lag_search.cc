@@ -66,7 +66,7 @@ void LagSearch::Update(const LongSpectrum& left, const LongSpectrum& right) {
 void LagSearch::Search() {
   LongSpectrum coherence = {};
   alignas(kSimdAlignmentBytes) float time[kLongFrames];
-  alignas(kSimdAlignmentBytes) float scratch[2 * kLongFrames + 2 * 16];
+  alignas(kSimdAlignmentBytes) float scratch[RealFft::ScratchFloats(kLongFrames)];
 #pragma omp simd
   for (int k = kFirstBin; k < kEndBin; ++k) {
     const float scale = 1.0f / (std::sqrt(left_[k] * right_[k]) + kQuietPower);

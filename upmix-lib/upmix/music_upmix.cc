@@ -5,15 +5,6 @@
 #include "upmix-lib/base/decibels.h"
 
 namespace kelda::upmix_lib {
-namespace {
-
-constexpr float kCentreNoise = 0.8f;
-constexpr float kCentreCaution = 0.25f;
-constexpr float kChance = 0.05f;
-constexpr float kLateShare = 0.84f;
-
-}  // namespace
-
 PlaneTuning MusicTuning(const MusicParameters& parameters) {
   PlaneTuning tuning;
   DecompositionTuning& decomposition = tuning.decomposition;
@@ -24,10 +15,6 @@ PlaneTuning MusicTuning(const MusicParameters& parameters) {
   decomposition.power_ms = parameters.coherence_smoothing_ms;
   decomposition.gain_ms = parameters.gain_smoothing_ms;
   decomposition.direct_emphasis = parameters.direct_emphasis;
-  decomposition.centre_noise = kCentreNoise;
-  decomposition.centre_caution = kCentreCaution;
-  decomposition.chance = kChance;
-  decomposition.late_share = kLateShare;
   tuning.bass_crossover_hz = parameters.bass_crossover_hz;
   tuning.back_share = parameters.back_share;
   tuning.decorrelation = parameters.decorrelation;
