@@ -15,7 +15,8 @@ namespace kelda::changeover {
 
 // The audio thread publishes period after period; the worker reads those that are not too old,
 // while more are published. A sample has 16 bits, below the largest of its period: so much less
-// than 0.01 % of that is lost. Samples that are not finite are kept as silence.
+// than 0.01 % of that is lost. A period with a sample that is not finite, or beyond +120 dBFS, is
+// kept as silence.
 class History {
  public:
   // How much is rolled in at most, and how much is kept, so that the worker has time.
@@ -42,11 +43,12 @@ class History {
 
   // The weighted mean square of the programme within the last `window` periods, at most kLevels, as
   // a level control takes it: by the gated mean of ITU-R BS.1770-4, with nearly its frequency
-  // weighting, from the last jump or pause on. 0 if there is none.
+  // weighting, from the last jump or pause on. 0 if there is none. Any thread.
   float ProgrammePower(uint64_t window) const;
 
   // The gain that brings period `number` to the weighted mean square `power`, by that of what is
-  // around it, so that it keeps its gaps and attacks. 1 if there is nothing to compare.
+  // around it, so that it keeps its gaps and attacks: 10 periods on each side, which are published.
+  // 1 if there is nothing to compare. Any thread.
   float GainTo(float power, uint64_t number) const;
 
  private:

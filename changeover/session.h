@@ -94,7 +94,8 @@ class Session {
   // null if there is no memory for it, or the effect refuses. Several sessions may be opened and
   // closed at the same time. `worker` outlives it.
   static std::unique_ptr<Session> Open(Worker* worker, SessionOptions options) noexcept;
-  // Waits for the worker: for a few milliseconds, or as long as this machine takes for two slices.
+  // Waits for the worker's step: for a few milliseconds, or some 15 of a workstation where it loads a
+  // sound.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -103,8 +104,8 @@ class Session {
   // 0, or -ENOMEM with nothing changed.
   int Set(const Setting& setting) noexcept;
 
-  // The value that was set last; at first 0, and for the HRTFs what the tuning names. Of a kind
-  // with a value.
+  // The value that was set last; at first 0, and for the HRTFs what the tuning names. `kind` is
+  // Mode, Device, WiredHrtf or BluetoothHrtf.
   uint32_t value(Setting::Kind kind) const noexcept;
 
   // Start and Reset begin from silence: kLatencyFrames of zeros, then the sound. Nothing of the
@@ -120,7 +121,7 @@ class Session {
   // Periods processed. Any thread.
   uint64_t periods() const { return history_.count(); }
 
-  // What plays, with the effect's report of when it began, and what went wrong last.
+  // The effect's report of what plays, of when that was set. Any thread. Throws std::bad_alloc.
   std::string Report() const;
 
   // The turns that have ended since the last time, at most kMostTurns, the newest.

@@ -70,7 +70,8 @@ class KeldaUpmix {
   // set, else Music; it is applied at once in Auto and kept otherwise.
   void SetAppPackage(const std::string& package, bool flag);
 
-  // Drops all signal history and everything queued.
+  // Drops what is queued and what the stages can drop: the music upmix keeps its history until it
+  // is loaded, and the level control its gain.
   void Reset();
   // Appends the report of the processing chain to *out.
   void Dumpsys(std::string* out) const;

@@ -12,10 +12,10 @@
 
 namespace kelda::hal {
 
-// The filters let through what is below 20 kHz, and stop what would be heard below it as something
-// else. After n frames the first converter has given n * 48000 / rate, rounded up, and so the
-// second at least n: for blocks of any size as many frames go out as come in, and nothing has to
-// wait for that.
+// The filters let through what is below 19.9 kHz, and stop what would be heard below it as
+// something else. After n frames the first converter has given n * 48000 / rate, rounded up, and so
+// the second at least n: for blocks of any size as many frames go out as come in, and nothing has
+// to wait for that.
 class RateBridge {
  public:
   // Of one of kSampleRatesHz but 48000. Throws std::bad_alloc. Control.

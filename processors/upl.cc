@@ -15,7 +15,7 @@ namespace {
 constexpr int kProcessed = 0;
 constexpr int kNotProcessed = 2;
 
-// The library needs 4; posix_memalign refuses less than a pointer's size.
+// A closed library may need 4; posix_memalign refuses less than a pointer's size.
 constexpr std::size_t kWorkAlignment = std::max(std::size_t{4}, sizeof(void*));
 
 }  // namespace

@@ -7,7 +7,9 @@
 //    The one exception is A0218, which returns an instance, null on failure.
 //  - Audio is 32-bit float at 48 kHz and planar, unless the entry says
 //    otherwise. Planes are passed as arrays of plane pointers.
-//  - "control" and "audio" name the thread that may call an entry. Calls on one
+//  - After a failure outputs and instance are as before, but for the block of a process
+//    entry that failed, which may hold anything.
+//  - "control" and "audio" name the thread that may call an entry, "any" either. Calls on one
 //    instance never overlap; different instances may be used concurrently.
 //  - Each wrapper (processors/) calls its set-up entry when it is constructed; calling it
 //    again is harmless.
@@ -71,7 +73,7 @@ int32_t A0236(uint32_t handle);
 //   frames         valid input frames: 1024, or fewer for a kind-2 block.
 //   out            2 plane pointers of 1024 floats.
 //   in             7 contiguous planes of 1024 floats.
-//   channel_flags  7 integers, one per input plane: 0 renders the plane.
+//   channel_flags  7 integers, one per input plane: 0 renders the plane, others mute it.
 int32_t A0560(uint32_t handle, int32_t kind, int32_t frames, float* const* out, const float* in,
               const int32_t* channel_flags) KELDA_NONBLOCKING;
 // As A0332. Any.
@@ -105,7 +107,8 @@ int32_t A0834(void);
 // As A0511. Control.
 int32_t A0557(uint32_t* work_bytes, uint32_t* param_bytes);
 // Initialises the instance in `work` for blocks of `block_frames` frames (1024).
-// `work` may have any alignment. Control.
+// `work` may have any alignment. It is filled with zeros, or holds an instance, whose
+// gain and loudness go on. Control.
 int32_t A0508(void* work, int32_t block_frames);
 // Applies parameter data of the size A0557 reports. Control.
 int32_t A0122(void* work, const void* params);

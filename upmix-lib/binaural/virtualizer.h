@@ -53,7 +53,7 @@ class Virtualizer {
   void FillInput(int plane, int frames, const float* from, bool muted, float* to);
 
   std::unique_ptr<PlaneRenderer> renderer_;
-  std::unique_ptr<PlaneRenderer> previous_;  // Kept until the next control call.
+  std::unique_ptr<PlaneRenderer> previous_;  // Kept until the next Flush or CrossfadeTo.
   bool fading_ = false;                      // previous_ is still to be heard.
   bool running_ = false;                     // A block was rendered since the last flush.
   std::array<bool, kPlanes> muted_{};        // As of the last block.
