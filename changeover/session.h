@@ -94,8 +94,8 @@ class Session {
   // null if there is no memory for it, or the effect refuses. Several sessions may be opened and
   // closed at the same time. `worker` outlives it.
   static std::unique_ptr<Session> Open(Worker* worker, SessionOptions options) noexcept;
-  // Waits for the worker's step: for a few milliseconds, or some 15 of a workstation where it loads a
-  // sound.
+  // Waits for the worker's step: for a few milliseconds, or some 15 of a workstation where it loads
+  // a sound.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

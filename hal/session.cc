@@ -15,8 +15,8 @@
 #include "effect/parameters.h"
 #include "hal/rate_bridge.h"
 #include "platform/audio_format.h"
-#include "platform/math_constants.h"
 #include "platform/log.h"
+#include "platform/math_constants.h"
 
 namespace kelda::hal {
 namespace {

@@ -107,8 +107,8 @@ class Session {
  public:
   // In Init. `worker` may be null: then Open is refused.
   Session(std::shared_ptr<changeover::Worker> worker, SessionOptions options) noexcept;
-  // In any state. This, Open and Close wait for the worker's step, in which it may load a sound: some
-  // 15 ms on a workstation.
+  // In any state. This, Open and Close wait for the worker's step, in which it may load a sound:
+  // some 15 ms on a workstation.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

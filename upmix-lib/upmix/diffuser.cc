@@ -84,8 +84,7 @@ class Designer {
 
   const RealFft fft_ = RealFft(kDesignFrames);
   AlignedBuffer time_ = AlignedBuffer(kDesignFrames);
-  AlignedBuffer scratch_ =
-      AlignedBuffer(static_cast<std::size_t>(fft_.scratch_floats()));
+  AlignedBuffer scratch_ = AlignedBuffer(static_cast<std::size_t>(fft_.scratch_floats()));
 };
 
 Response Designer::Random(uint32_t seed) const {
