@@ -178,6 +178,11 @@ void PipeWireStreams::OnIo(void* data, uint32_t id, void* area, uint32_t) {
 
 void PipeWireStreams::OnState(void* data, pw_stream_state, pw_stream_state now, const char* error) {
   auto* const self = static_cast<PipeWireStreams*>(data);
+  {
+    const std::lock_guard lock(self->plays_mutex_);
+    self->plays_ = self->playback_ != nullptr &&
+                   pw_stream_get_state(self->playback_.get(), nullptr) == PW_STREAM_STATE_STREAMING;
+  }
   self->audio_->cycles().Interrupt();
   self->restarts_ = true;
   if (now == PW_STREAM_STATE_ERROR) {
@@ -205,7 +210,8 @@ void PipeWireStreams::OnCaptureProcess(void* data) {
     self->queue_.Clear();
   }
   self->TakeInput();
-  if (pw_stream_trigger_process(self->playback_.get()) < 0) {
+  const std::unique_lock lock(self->plays_mutex_, std::try_to_lock);
+  if (!lock || !self->plays_ || pw_stream_trigger_process(self->playback_.get()) < 0) {
     self->queue_.Clear();  // nothing plays just now; what is heard next follows what comes in
   }
 }

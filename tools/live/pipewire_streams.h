@@ -78,7 +78,10 @@ class PipeWireStreams {
   std::string fault_;
   // The server's memory, which it takes back once it has told another place.
   const spa_io_position* position_ = nullptr;
-  std::mutex position_mutex_;          // the data thread does not wait for it
+  std::mutex position_mutex_;  // the data thread does not wait for it
+  // While the output's stream is started or ended, its converter is in the main thread's hands.
+  bool plays_ = false;
+  std::mutex plays_mutex_;             // the data thread does not wait for it
   std::atomic<bool> restarts_{false};  // the output's stream: what waits for it is out of date
   OutputQueue queue_;                  // the data thread's
 
