@@ -111,6 +111,11 @@ void AudioSink::Write(const float* interleaved, std::size_t frames) {
   }
 }
 
+void AudioSink::FinishShort() {
+  stream_.error = 0;
+  Finish();
+}
+
 void AudioSink::Finish() {
   sf_close(file_.release());
   if (stream_.error != 0) {

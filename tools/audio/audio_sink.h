@@ -33,6 +33,9 @@ class AudioSink {
   // Completes the file and gives it its name. Throws Failure (output).
   void Finish();
 
+  // The same after a Write that failed, with what was written before.
+  void FinishShort();
+
   // Samples that FLAC had to clip.
   int64_t clipped_samples() const { return clipped_samples_; }
 

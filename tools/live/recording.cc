@@ -31,6 +31,20 @@ Recording::Recording(LiveEngine* engine, const std::filesystem::path& directory)
       frames_(kWriteFrames * tap_.frames.width()) {}
 
 void Recording::Poll() {
+  if (ended_) {
+    return;
+  }
+  try {
+    WriteWhatCame();
+  } catch (const Failure& failure) {
+    ended_ = true;
+    ShowMessage(std::string("warning: the recording ends here: ") + failure.what());
+    in_.FinishShort();
+    out_.FinishShort();
+  }
+}
+
+void Recording::WriteWhatCame() {
   float in[kChannels * kWriteFrames], out[kChannels * kWriteFrames];
   while (const std::size_t count = tap_.frames.Pop(frames_.data(), kWriteFrames)) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -45,6 +59,9 @@ void Recording::Poll() {
 
 void Recording::Finish() {
   Poll();
+  if (ended_) {
+    return;
+  }
   if (const uint64_t lost = tap_.lost) {
     ShowMessage("warning: the recording lacks " + std::to_string(lost) +
                 " frames, because writing was too slow");

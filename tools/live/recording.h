@@ -19,7 +19,9 @@ class Recording {
   // Before the first block. `engine` outlives it. Makes the directory. Throws Failure (output).
   Recording(LiveEngine* engine, const std::filesystem::path& directory);
 
-  // Writes what has come. Called a few times a second. Throws Failure (output).
+  // Writes what has come. Called a few times a second. A disk that is full ends the recording, with
+  // a warning: the files have what was written until then. Throws Failure (output) if they cannot
+  // even be completed.
   void Poll();
 
   // Completes the files, after the last block. Warns of frames that were lost. Throws Failure
@@ -27,8 +29,11 @@ class Recording {
   void Finish();
 
  private:
+  void WriteWhatCame();
+
   LiveTap& tap_;
   AudioSink in_, out_;
+  bool ended_ = false;
   std::vector<float> frames_;
 };
 
