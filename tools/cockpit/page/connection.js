@@ -97,9 +97,10 @@ export class Connection {
   async #lose() {
     if (this.isLost) return;
     this.isLost = true;
-    this.hears.lost(await this.catalogue().then(
+    const reason = await this.catalogue().then(
       () => "The program takes no more pages: close one of the others.",
-      () => "The program has ended, or cannot be reached. This page connects again by itself; after a new start, open the address that it prints."));
+      () => "The program has ended, or cannot be reached. This page connects again by itself; after a new start, open the address that it prints.");
+    if (this.isLost) this.hears.lost(reason);
   }
 
   #look() {
