@@ -85,6 +85,13 @@ TEST_F(SoundFiles, PlayToTheirEnd) {
   piped.replace(piped.find("data") + 4, 4, "\xFF\xFF\xFF\xFF");
   folder_.Write("in", piped);
   EXPECT_TRUE(noise.samples == Played("in").samples);
+  // One that was killed leaves none at all.
+  piped.replace(4, 4, 4, '\0').replace(piped.find("data") + 4, 4, 4, '\0');
+  folder_.Write("in", piped);
+  EXPECT_TRUE(noise.samples == Played("in").samples);
+  Write("in", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, noise);
+  folder_.Write("in", folder_.Read("in") + "TAG" + std::string(125, ' '));
+  EXPECT_TRUE(noise.samples == Played("in").samples);
 }
 
 // Without the frame in front that states the length, decoders only guess it.
@@ -127,6 +134,11 @@ TEST_F(SoundFiles, WhatIsCutOffPlaysAsFarAsItGoes) {
                 std::equal(played.samples.begin(), played.samples.end(), audio.samples.begin()))
         << name;
   }
+  // Its decoder says nothing of a page that it leaves out.
+  Write("in.ogg", kVorbis, audio);
+  const std::string whole = folder_.Read("in.ogg");
+  folder_.Write("in.ogg", std::string(whole).replace(whole.size() / 2, 40, 40, 'x'));
+  EXPECT_LT(Played("in.ogg", 7, "it is damaged: Ogg pages are missing").frames(), 96000);
 }
 
 TEST_F(SoundFiles, ChainedOggPlaysWhole) {

@@ -173,7 +173,9 @@ std::size_t FfmpegStream::ReadBytes(void* data, std::size_t bytes) {
 
 std::size_t FfmpegStream::Read(float* interleaved, std::size_t frames) {
   const std::size_t frame_bytes = sizeof(float) * format_.channels;
-  return ReadBytes(interleaved, frames * frame_bytes) / frame_bytes;
+  const std::size_t read = ReadBytes(interleaved, frames * frame_bytes) / frame_bytes;
+  has_sound_ = has_sound_ || read > 0;
+  return read;
 }
 
 void FfmpegStream::Wait() {
@@ -206,7 +208,7 @@ std::string FfmpegStream::Fault() {
   Wait();
   const std::string messages = Messages();
   if (status_ == 0 && messages.empty()) {
-    return "";
+    return has_sound_ ? "" : "ffmpeg finds no sound in it";
   }
   return "it is damaged: ffmpeg: " + (messages.empty() ? "ended with an error" : messages);
 }

@@ -41,7 +41,8 @@ class FfmpegStream : public SoundStream {
   std::filesystem::path path_;
   pid_t process_ = -1;  // while it runs
   int status_ = 0;      // how it ended
-  int sound_ = -1;      // a WAV file through a pipe
+  bool has_sound_ = false;
+  int sound_ = -1;  // a WAV file through a pipe
   std::unique_ptr<std::FILE, FileCloser> messages_;
 };
 

@@ -1,67 +1,50 @@
 #include "tools/audio/ogg_links.h"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstring>
+#include <ogg/ogg.h>
+
 #include <fstream>
-#include <set>
-#include <string>
-#include <string_view>
+#include <map>
 
 namespace kelda::tools {
 namespace {
 
-constexpr std::string_view kCapturePattern = "OggS";
+// The pages of a file, one after the other; libogg leaves out what is damaged.
+class Pages {
+ public:
+  explicit Pages(const std::filesystem::path& path) : file_(path, std::ios::binary) {
+    ogg_sync_init(&sync_);
+  }
+  ~Pages() { ogg_sync_clear(&sync_); }
+  Pages(const Pages&) = delete;
+  Pages& operator=(const Pages&) = delete;
 
-// A page's header, RFC 3533 section 6.
-struct Page {
-  bool begins_stream;
-  bool ends_stream;
-  uint32_t serial;
-  int64_t bytes;  // header and body
+  // False at the end of the file.
+  bool Next(ogg_page* page) {
+    constexpr int kPiece = 1 << 16;
+    for (begin_ = end_;;) {
+      const long bytes = ogg_sync_pageseek(&sync_, page);
+      end_ = begin_ + (bytes < 0 ? -bytes : bytes);
+      if (bytes > 0) {
+        return true;
+      }
+      begin_ = end_;
+      if (bytes == 0) {
+        file_.read(ogg_sync_buffer(&sync_, kPiece), kPiece);
+        if (file_.gcount() == 0) {
+          return false;
+        }
+        ogg_sync_wrote(&sync_, static_cast<long>(file_.gcount()));
+      }
+    }
+  }
+  // Where the page begins, in bytes from the start of the file.
+  int64_t begin() const { return begin_; }
+
+ private:
+  std::ifstream file_;
+  ogg_sync_state sync_;
+  int64_t begin_ = 0, end_ = 0;
 };
-
-// Reads the header of the page at `offset`; false if there is none.
-bool ReadPage(std::ifstream* file, int64_t offset, Page* page) {
-  std::array<unsigned char, 27> header;
-  std::array<unsigned char, 255> segments;
-  file->clear();
-  file->seekg(offset);
-  if (!file->read(reinterpret_cast<char*>(header.data()), header.size()) ||
-      std::memcmp(header.data(), kCapturePattern.data(), kCapturePattern.size()) != 0 ||
-      !file->read(reinterpret_cast<char*>(segments.data()), header[26])) {
-    return false;
-  }
-  page->begins_stream = (header[5] & 2) != 0;
-  page->ends_stream = (header[5] & 4) != 0;
-  page->serial = header[14] | uint32_t{header[15]} << 8 | uint32_t{header[16]} << 16 |
-                 uint32_t{header[17]} << 24;
-  page->bytes = int64_t{27} + header[26];
-  for (std::size_t i = 0; i < header[26]; ++i) {
-    page->bytes += segments[i];
-  }
-  return true;
-}
-
-// The next capture pattern at or after `offset`; `end` if there is none.
-int64_t NextPage(std::ifstream* file, int64_t offset, int64_t end) {
-  std::string piece(std::size_t{1} << 16, '\0');
-  while (offset < end) {
-    file->clear();
-    file->seekg(offset);
-    file->read(piece.data(), static_cast<std::streamsize>(piece.size()));
-    const std::string_view got(piece.data(), static_cast<std::size_t>(file->gcount()));
-    if (const std::size_t at = got.find(kCapturePattern); at != std::string_view::npos) {
-      return offset + static_cast<int64_t>(at);
-    }
-    if (got.size() < kCapturePattern.size()) {
-      break;
-    }
-    offset += static_cast<int64_t>(got.size() - kCapturePattern.size() + 1);
-  }
-  return end;
-}
 
 }  // namespace
 
@@ -71,38 +54,34 @@ std::vector<OggLink> OggLinks(const std::filesystem::path& path) {
   if (!std::filesystem::is_regular_file(path, error)) {
     return links;
   }
-  std::ifstream file(path, std::ios::binary);
   const auto end = static_cast<int64_t>(std::filesystem::file_size(path, error));
-  Page page;
-  if (!ReadPage(&file, 0, &page)) {
-    return links;
-  }
-  std::set<uint32_t> open_streams;
-  bool beginning = false;  // among the first pages of a link's streams
-  for (int64_t offset = 0; offset < end;) {
-    if (!ReadPage(&file, offset, &page)) {
-      offset = NextPage(&file, offset + 1, end);
-      continue;
+  Pages pages(path);
+  std::map<int, long> next_pages;  // by the serial number of a stream that has not ended
+  bool beginning = false;          // among the first pages of a link's streams
+  for (ogg_page page; pages.Next(&page);) {
+    const bool begins_stream = ogg_page_bos(&page) != 0;
+    const int stream = ogg_page_serialno(&page);
+    if (links.empty() && (pages.begin() != 0 || !begins_stream)) {
+      return links;
     }
-    if (page.begins_stream && !beginning) {
+    if (begins_stream && !beginning) {
       if (!links.empty()) {
-        links.back().end = offset;
-        links.back().complete = open_streams.empty();
+        links.back().end = pages.begin();
+        links.back().complete = next_pages.empty();
       }
-      links.push_back({offset, end, false});
-      open_streams.clear();
+      links.push_back({pages.begin(), end, false, false});
+      next_pages.clear();
     }
-    beginning = page.begins_stream;
-    if (page.begins_stream) {
-      open_streams.insert(page.serial);
+    beginning = begins_stream;
+    const auto next = next_pages.find(stream);
+    links.back().lacks_pages |= next != next_pages.end() && next->second != ogg_page_pageno(&page);
+    next_pages[stream] = ogg_page_pageno(&page) + 1;
+    if (ogg_page_eos(&page) != 0) {
+      next_pages.erase(stream);
     }
-    if (page.ends_stream && offset + page.bytes <= end) {
-      open_streams.erase(page.serial);
-    }
-    offset += page.bytes;
   }
   if (!links.empty()) {
-    links.back().complete = open_streams.empty();
+    links.back().complete = next_pages.empty();
   }
   return links;
 }

@@ -11,7 +11,8 @@ namespace kelda::tools {
 struct OggLink {
   int64_t begin = 0;  // bytes from the start of the file
   int64_t end = 0;
-  bool complete = false;  // every stream in it came to its end
+  bool complete = false;     // every stream in it came to its end
+  bool lacks_pages = false;  // before its end: damaged ones, or some are not there
 };
 
 // Ogg files may be joined one after the other (RFC 3533, section 4), each link with a

@@ -44,17 +44,48 @@ ChannelPlace PlaceOf(int channel) {
   }
 }
 
+// Of formats with samples of one size; 0 of others.
+int SampleBytes(int format) {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_ULAW:
+    case SF_FORMAT_ALAW:
+      return 1;
+    case SF_FORMAT_PCM_16:
+      return 2;
+    case SF_FORMAT_PCM_24:
+      return 3;
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+      return 4;
+    case SF_FORMAT_DOUBLE:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
 }  // namespace
 
 SndfileStream::SndfileStream(const std::filesystem::path& path) {
   file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
   Take(path);
+  if (info_.frames == 0 && LacksSize(path)) {
+    RefuseSound(path, "its header was never completed.");
+  }
+  const uint64_t stated_bytes = static_cast<uint64_t>(info_.frames) * format_.channels *
+                                static_cast<uint64_t>(SampleBytes(info_.format));
+  if (info_.seekable == 0 && stated_bytes != 0 && IsPlaceholder(stated_bytes)) {
+    info_.frames = SF_COUNT_MAX;  // whoever wrote into the pipe did not know
+  }
   container_fault_ = CutContainer(path);
 }
 
 SndfileStream::SndfileStream(const std::filesystem::path& path, const OggLink& link)
-    : container_fault_(link.complete ? ""
-                                     : "it was cut off: the end of its last Ogg stream is missing"),
+    : container_fault_(!link.complete ? "it was cut off: the end of its last Ogg stream is missing"
+                       : link.lacks_pages ? "it is damaged: Ogg pages are missing"
+                                          : ""),
       part_{std::unique_ptr<std::FILE, FileCloser>(std::fopen(path.c_str(), "rb")), link.begin,
             link.end} {
   if (part_.file == nullptr) {
@@ -137,7 +168,9 @@ std::string SndfileStream::Fault() {
   if (part_.file == nullptr && frames() && frames_read_ < info_.frames) {
     return EndedEarly(frames_read_, info_.frames, info_.samplerate);
   }
-  if (sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+  // What stands behind the sound, such as a tag, is no fault.
+  const bool complete = part_.file == nullptr && frames() && frames_read_ == info_.frames;
+  if (!complete && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
     return std::string("it is damaged at its end: ") + sf_strerror(file_.get());
   }
   return "";

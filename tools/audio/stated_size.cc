@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <optional>
 #include <string_view>
 
 namespace kelda::tools {
@@ -17,18 +18,14 @@ uint64_t SizeOf(std::string_view bytes, bool big_endian) {
   return number;
 }
 
-// What programs write for a size that they do not know: 0, or about the largest value of 31 or 32
-// bits.
-bool IsPlaceholder(uint64_t size) {
-  constexpr uint64_t kNear = 1u << 16;
-  return size == 0 || size == UINT64_MAX ||
-         (size > (uint64_t{1} << 31) - kNear && size < (uint64_t{1} << 31) + kNear) ||
-         (size > (uint64_t{1} << 32) - kNear && size < (uint64_t{1} << 32));
-}
+struct SoundChunk {
+  uint64_t stated_bytes = 0;
+  uint64_t bytes = 0;    // from its beginning to the end of the file
+  bool complete = true;  // the container's size, which is written last, is that of the file
+};
 
-}  // namespace
-
-std::string CutContainer(const std::filesystem::path& path) {
+// Of a WAV, RF64 or AIFF file.
+std::optional<SoundChunk> FindSound(const std::filesystem::path& path) {
   std::error_code error;
   const uint64_t file_bytes = std::filesystem::file_size(path, error);
   std::ifstream file(path, std::ios::binary);
@@ -40,13 +37,14 @@ std::string CutContainer(const std::filesystem::path& path) {
   };
   const std::string head = error ? "" : read(12);
   if (head.size() < 12) {
-    return "";
+    return std::nullopt;
   }
   const std::string_view container = std::string_view(head).substr(0, 4);
   const bool big_endian = container == "FORM" || container == "RIFX";
   if (!big_endian && container != "RIFF" && container != "RF64") {
-    return "";
+    return std::nullopt;
   }
+  const uint64_t container_bytes = SizeOf(std::string_view(head).substr(4, 4), big_endian);
   uint64_t large_size = 0;  // of a data chunk whose own size does not fit
   for (uint64_t at = head.size(); at + 8 <= file_bytes;) {
     file.seekg(static_cast<std::streamoff>(at));
@@ -64,15 +62,33 @@ std::string CutContainer(const std::filesystem::path& path) {
       if (container == "RF64" && size == UINT32_MAX) {
         size = large_size;
       }
-      const uint64_t there = file_bytes - at - 8;
-      return size <= there || IsPlaceholder(size)
-                 ? ""
-                 : "it was cut off: " + std::to_string(there) + " of " + std::to_string(size) +
-                       " bytes of sound are there";
+      return SoundChunk{size, file_bytes - at - 8, container_bytes + 8 == file_bytes};
     }
     at += 8 + size + size % 2;
   }
-  return "";
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool IsPlaceholder(uint64_t bytes) {
+  constexpr uint64_t kNear = 1u << 16;
+  return bytes == 0 || bytes == UINT64_MAX ||
+         (bytes > (uint64_t{1} << 31) - kNear && bytes < (uint64_t{1} << 31) + kNear) ||
+         (bytes > (uint64_t{1} << 32) - kNear && bytes < (uint64_t{1} << 32));
+}
+
+std::string CutContainer(const std::filesystem::path& path) {
+  const auto sound = FindSound(path);
+  return !sound || sound->stated_bytes <= sound->bytes || IsPlaceholder(sound->stated_bytes)
+             ? ""
+             : "it was cut off: " + std::to_string(sound->bytes) + " of " +
+                   std::to_string(sound->stated_bytes) + " bytes of sound are there";
+}
+
+bool LacksSize(const std::filesystem::path& path) {
+  const auto sound = FindSound(path);
+  return sound && sound->stated_bytes == 0 && sound->bytes > 0 && !sound->complete;
 }
 
 }  // namespace kelda::tools
