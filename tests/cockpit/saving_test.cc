@@ -174,7 +174,7 @@ TEST(TomlEditTest, KeepsWhatItCannotEdit) {
   edit.SetText("music", "standard", "b.toml", kOrder);
   EXPECT_EQ(edit.text(), "music = { standard = 'b.toml' } # both\n");
   EXPECT_TRUE(Contains(FailureOf([&] { edit.SetText("music", "personalized", "c.toml", kOrder); }),
-                       "please enter music.personalized = \"c.toml\" by hand"));
+                       "(music.personalized = \"c.toml\"); please give each table a header"));
   EXPECT_EQ(edit.text(), "music = { standard = 'b.toml' } # both\n");
   edit.SetText("level", "music", "l\xC3\xA9vel \"1\".toml", kOrder);  // at the end
   EXPECT_TRUE(edit.text().ends_with("both\n\n[level]\nmusic = \"l\xC3\xA9vel \\\"1\\\".toml\"\n"));

@@ -338,7 +338,8 @@ void TomlEdit::Take(std::string text, const toml::table& expected, const std::st
   } catch (const toml::parse_error&) {
   }
   if (!parsed || *parsed != expected) {
-    Refuse("its form is not known well enough to change it; please enter " + what + " by hand");
+    Refuse("its form is not known well enough to change it (" + what +
+           "); please give each table a header in [brackets] and each key a line, and save again");
   }
   text_ = std::move(text);
   root_ = std::move(*parsed);
