@@ -4,9 +4,16 @@
 
 #include <fstream>
 #include <map>
+#include <set>
+#include <string_view>
+
+#include "tools/core/interruption.h"
 
 namespace kelda::tools {
 namespace {
+
+// A recording of a radio may go on after its headers with any page.
+constexpr long kHeaderPages = 3;
 
 // The pages of a file, one after the other; libogg leaves out what is damaged.
 class Pages {
@@ -54,11 +61,18 @@ std::vector<OggLink> OggLinks(const std::filesystem::path& path) {
   if (!std::filesystem::is_regular_file(path, error)) {
     return links;
   }
+  char head[4] = {};
+  std::ifstream(path, std::ios::binary).read(head, sizeof(head));
+  if (std::string_view(head, sizeof(head)) != "OggS") {
+    return links;
+  }
   const auto end = static_cast<int64_t>(std::filesystem::file_size(path, error));
   Pages pages(path);
-  std::map<int, long> next_pages;  // by the serial number of a stream that has not ended
-  bool beginning = false;          // among the first pages of a link's streams
+  std::map<int, long> next_pages;  // by the serial number of a stream of this link
+  std::set<int> open_streams;
+  bool beginning = false;  // among the first pages of a link's streams
   for (ogg_page page; pages.Next(&page);) {
+    CheckInterruption();
     const bool begins_stream = ogg_page_bos(&page) != 0;
     const int stream = ogg_page_serialno(&page);
     if (links.empty() && (pages.begin() != 0 || !begins_stream)) {
@@ -67,21 +81,28 @@ std::vector<OggLink> OggLinks(const std::filesystem::path& path) {
     if (begins_stream && !beginning) {
       if (!links.empty()) {
         links.back().end = pages.begin();
-        links.back().complete = next_pages.empty();
+        links.back().complete = open_streams.empty();
       }
       links.push_back({pages.begin(), end, false, false});
       next_pages.clear();
+      open_streams.clear();
     }
     beginning = begins_stream;
-    const auto next = next_pages.find(stream);
-    links.back().lacks_pages |= next != next_pages.end() && next->second != ogg_page_pageno(&page);
+    if (begins_stream) {
+      open_streams.insert(stream);
+    } else if (const auto next = next_pages.find(stream); next == next_pages.end()) {
+      links.back().lacks_pages = true;  // the first of a stream is not there
+      continue;
+    } else if (next->second != ogg_page_pageno(&page) && next->second > kHeaderPages) {
+      links.back().lacks_pages = true;
+    }
     next_pages[stream] = ogg_page_pageno(&page) + 1;
     if (ogg_page_eos(&page) != 0) {
-      next_pages.erase(stream);
+      open_streams.erase(stream);
     }
   }
   if (!links.empty()) {
-    links.back().complete = next_pages.empty();
+    links.back().complete = open_streams.empty();
   }
   return links;
 }

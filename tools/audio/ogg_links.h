@@ -16,7 +16,8 @@ struct OggLink {
 };
 
 // Ogg files may be joined one after the other (RFC 3533, section 4), each link with a
-// format of its own; libsndfile reads only the first. Empty if `path` is no Ogg file.
+// format of its own; libsndfile reads only the first. Empty if `path` is no Ogg file. Throws
+// Interrupted.
 std::vector<OggLink> OggLinks(const std::filesystem::path& path);
 
 }  // namespace kelda::tools

@@ -76,7 +76,12 @@ SndfileStream::SndfileStream(const std::filesystem::path& path) {
   }
   const uint64_t stated_bytes = static_cast<uint64_t>(info_.frames) * format_.channels *
                                 static_cast<uint64_t>(SampleBytes(info_.format));
-  if (info_.seekable == 0 && stated_bytes != 0 && IsPlaceholder(stated_bytes)) {
+  constexpr sf_count_t kNoLength = SF_COUNT_MAX / 1000;  // what some headers without a size give
+  if (info_.seekable == 0 && info_.frames == 0) {
+    RefuseSound(path, "it states no length, and comes through a pipe; write it into a file first");
+  }
+  if (info_.seekable == 0 &&
+      (info_.frames > kNoLength || (stated_bytes != 0 && IsPlaceholder(stated_bytes)))) {
     info_.frames = SF_COUNT_MAX;  // whoever wrote into the pipe did not know
   }
   container_fault_ = CutContainer(path);

@@ -20,8 +20,8 @@ class Recording {
   Recording(LiveEngine* engine, const std::filesystem::path& directory);
 
   // Writes what has come. Called a few times a second. A disk that is full ends the recording, with
-  // a warning: the files have what was written until then. Throws Failure (output) if they cannot
-  // even be completed.
+  // a warning: the files have what was written until then, up to 4096 frames apart. Throws Failure
+  // (output) if they cannot even be completed.
   void Poll();
 
   // Completes the files, after the last block. Warns of frames that were lost. Throws Failure
