@@ -248,9 +248,9 @@ TEST_F(SessionTest, TheLastSettingWinsWhateverIsUnderWay) {
 struct Meanwhile {
   static inline const effect_interface_s* g_effect;
   static inline effect_interface_s g_hooked;
-  static inline Stage* g_stage;
+  static inline Session* g_session;
   static inline int g_calls;  // before it happens; 0: it does not
-  static inline std::size_t g_periods;
+  static inline std::vector<float> g_audio;
 
   static int32_t Create(const effect_uuid_t* uuid, int32_t session_id, int32_t io,
                         effect_handle_t* handle) {
@@ -265,16 +265,23 @@ struct Meanwhile {
   }
   static int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
     if (g_calls > 0 && --g_calls == 0) {
-      g_stage->PlayPeriods(g_periods);
+      for (std::size_t sample = 0; sample < g_audio.size(); sample += kPeriodSamples) {
+        g_session->Process(&g_audio[sample], &g_audio[sample], kPeriodFrames);
+      }
     }
     return g_effect->process(self, in, out);
   }
   // Steps the worker; `periods` come before it feeds the standby for the nth time.
   static void Step(Stage* stage, int nth, std::size_t periods) {
-    g_stage = stage;
+    g_audio.resize(kPeriodSamples * periods);
+    for (float& sample : g_audio) {
+      sample = 0.1f * (static_cast<float>(stage->noise()) / 0x1p31f - 1.0f);
+    }
+    stage->played.insert(stage->played.end(), g_audio.begin(), g_audio.end());
+    g_session = stage->session.get();
     g_calls = nth;
-    g_periods = periods;
     stage->worker->Step();
+    stage->heard.insert(stage->heard.end(), g_audio.begin(), g_audio.end());
   }
 };
 
