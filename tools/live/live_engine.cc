@@ -160,7 +160,10 @@ void LiveEngine::SetTrim(double gain_db) {
   }
   const std::lock_guard lock(mutex_);
   const auto gain = static_cast<float>(std::pow(10.0, gain_db / kDecade));
-  WishTrim(gain, !ChangeIsDue());
+  const bool due = ChangeIsDue();
+  if (due || trouble_.empty()) {  // else what it belongs to could not be loaded
+    WishTrim(gain, !due);
+  }
 }
 
 void LiveEngine::WishTrim(float gain, bool at_once) {
