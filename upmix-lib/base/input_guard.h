@@ -25,6 +25,9 @@ inline constexpr float kMinSample = 1e-10f;
 // State below this magnitude (-300 dB re full scale) is taken for silence.
 inline constexpr double kTinyState = 1e-15;
 
+// All bits of a float but its sign.
+inline constexpr uint32_t kMagnitudeBits = 0x7fffffff;
+
 // `sample`, or 0 if it is NaN, infinite, huge or tiny.
 inline float GuardSample(float sample) {
   const float magnitude = std::fabs(sample);
@@ -36,16 +39,18 @@ inline float GuardSample(float sample) {
 // comparisons of a loop in branches.
 template <typename V>
 V Guarded(V samples) {
-  const V magnitudes = samples < 0.0f ? -samples : samples;
+  using Bits = BitsOf<V>;
+  const V magnitudes = reinterpret_cast<V>(reinterpret_cast<Bits>(samples) & kMagnitudeBits);
   const auto sound = (magnitudes <= kMaxSample) & (magnitudes >= kMinSample);
-  return sound ? samples : V{};
+  return reinterpret_cast<V>(reinterpret_cast<Bits>(samples) & reinterpret_cast<Bits>(sound));
 }
 
-// Whether any lane of what a comparison of vectors of floats gave is true.
-template <typename Mask>
-bool AnyLane(const Mask& mask) {
-  uint64_t pairs[sizeof(Mask) / sizeof(uint64_t)];
-  std::memcpy(pairs, &mask, sizeof(mask));
+// Whether any lane is neither 0 nor -0, from the bits of vectors of floats, which may be joined by
+// or.
+inline bool AnySounds(VecBits floats) {
+  const VecBits magnitudes = floats & kMagnitudeBits;
+  uint64_t pairs[sizeof(VecBits) / sizeof(uint64_t)];
+  std::memcpy(pairs, &magnitudes, sizeof(magnitudes));
   uint64_t any = 0;
   for (const uint64_t pair : pairs) {
     any |= pair;
@@ -57,10 +62,10 @@ bool AnyLane(const Mask& mask) {
 // is any sound: whether a sample that is written is not 0.
 inline bool GuardSamples(const float* in, float* out, std::size_t count) {
   const std::size_t whole = count - count % kLanes;
-  auto sound = Vec{} != Vec{};
+  VecBits bits{};
   for (std::size_t i = 0; i < whole; i += kLanes) {
     const Vec guarded = Guarded(Load<Vec>(in + i));
-    sound |= guarded != 0.0f;
+    bits |= reinterpret_cast<VecBits>(guarded);
     Store(out + i, guarded);
   }
   bool any = false;
@@ -68,20 +73,21 @@ inline bool GuardSamples(const float* in, float* out, std::size_t count) {
     out[i] = GuardSample(in[i]);
     any |= out[i] != 0.0f;
   }
-  return any || AnyLane(sound);
+  return any || AnySounds(bits);
 }
 
 // Whether all of `count` samples are 0. Components skip their work while that and their own state
 // make sure that it would come to nothing.
 inline bool IsSilent(const float* samples, std::size_t count) {
-  constexpr std::size_t kGroup = 64;
-  const std::size_t whole = count - count % kGroup;
-  for (std::size_t i = 0; i < whole; i += kGroup) {
-    auto sound = Vec{} != Vec{};
-    for (std::size_t j = 0; j < kGroup; j += kLanes) {
-      sound |= Load<Vec>(samples + i + j) != 0.0f;
+  constexpr std::size_t kGroup = 256;
+  const std::size_t whole = count - count % kLanes;
+  for (std::size_t i = 0; i < whole;) {
+    const std::size_t end = i + kGroup < whole ? i + kGroup : whole;
+    VecBits bits{};
+    for (; i < end; i += kLanes) {
+      bits |= reinterpret_cast<VecBits>(Load<Vec>(samples + i));
     }
-    if (AnyLane(sound)) {
+    if (AnySounds(bits)) {
       return false;
     }
   }

@@ -11,6 +11,8 @@
 #ifndef KELDA_UPMIX_LIB_BASE_SIMD_H_
 #define KELDA_UPMIX_LIB_BASE_SIMD_H_
 
+#include <cstdint>
+
 namespace kelda::upmix_lib {
 
 typedef float Vec4 __attribute__((vector_size(16)));
@@ -21,6 +23,11 @@ using Vec = Vec8;
 #else
 using Vec = Vec4;
 #endif
+
+// The bits of a vector of floats of type V, a number for each.
+template <typename V>
+using BitsOf __attribute__((vector_size(sizeof(V)))) = uint32_t;
+using VecBits = BitsOf<Vec>;
 
 // Floats in a vector of type V.
 template <typename V>

@@ -116,12 +116,10 @@ void BandCascade::RunPass(Pair* __restrict__ pairs, double* __restrict__ frames)
 }
 
 void BandCascade::Process(float* left, float* right) {
-  if (at_rest_) {
-    const bool left_sounds = GuardSamples(left, left, kBlockFrames);
-    const bool right_sounds = GuardSamples(right, right, kBlockFrames);
-    if (!left_sounds && !right_sounds) {
-      return;
-    }
+  if (at_rest_ && IsSilent(left, kBlockFrames) && IsSilent(right, kBlockFrames)) {
+    std::fill_n(left, kBlockFrames, 0.0f);  // not -0
+    std::fill_n(right, kBlockFrames, 0.0f);
+    return;
   }
   for (std::size_t i = 0; i < kBlockFrames; i += 4) {
     Interleave(left + i, right + i, gain_, &frames_[i / 2]);
