@@ -93,7 +93,8 @@ Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, f
   float* ambience_right = gains.curve[kAmbienceRight];
   float* ambience_cross = gains.curve[kAmbienceCross];
   const float emphasis = 4.0f * tuning.direct_emphasis;
-  const float centre_noise = tuning.centre_noise, caution = tuning.centre_caution;
+  const float centre_noise = tuning.centre_noise;
+  const float caution = tuning.centre_caution * (1.0f - reverberant);
   const float chance = tuning.chance * reverberant, chance_scale = 1.0f / (1.0f - chance);
   const float late_share =
       tuning.late_share * (kDryLateShare + (1.0f - kDryLateShare) * reverberant);

@@ -41,7 +41,7 @@ struct DecompositionTuning {
   float direct_emphasis;                   // >= 1; see Steer
   // Found on mixes whose stems are known; DESIGN.md, "Direct or ambient" and "Centre".
   float centre_noise = 0.8f;     // of the smaller eigenvalue, what each channel has for itself
-  float centre_caution = 0.25f;  // of the smaller eigenvalue, less common part by; see Steer
+  float centre_caution = 0.25f;  // of the smaller eigenvalue, less common part by, in a dry mix
   float chance = 0.05f;          // squared contrast that mere chance gives, 0..1, in a diffuse mix
   float late_share = 0.84f;  // bound of the ambience, re the late reverberation, in a diffuse mix
 };
@@ -78,7 +78,8 @@ struct Diffuseness {
 // and played from a centre loudspeaker, it leaves a source that is panned between left and
 // centre in just these two. It is estimated by least squares from both channels (Wiener's
 // solution for two inputs), which for one source is its projection, and beside another one
-// that is panned hard takes the channel where that one is not.
+// that is panned hard takes the channel where that one is not. In a dry mix some of what both
+// channels share is notes that two instruments at the sides share, so the centre has less of it.
 Diffuseness Steer(const Evidence& evidence, const DecompositionTuning& tuning, float reverberant,
                   float step, ExtractionGains& gains) KELDA_NONBLOCKING;
 
