@@ -26,7 +26,7 @@ constexpr float kClear = 0.7f;         // clarity of a pitch that counts
 constexpr float kGlideLeast = 0.004f;  // octaves a block: less is a held note,
 constexpr float kGlideMost = 0.06f;    // more another one
 constexpr float kHeldWeight = 0.5f;    // of held notes against gliding ones
-constexpr float kGap = 0.06f;          // of the mean power: a gap between words, -12 dB
+constexpr float kGap = 0.08f;          // of the mean power: a gap between words, -11 dB
 
 // Shares of time: where speech begins and where it ends.
 constexpr float kGlideOn = 0.14f, kGlideOff = 0.07f;
