@@ -24,7 +24,8 @@ uint64_t WindowOf(UpmixMode mode) {
   return mode == UpmixMode::Cinema ? History::kLevels / 2 : History::kLevels;
 }
 
-// What is rolled in where no level control has to find its level: filters, rooms and equalizers.
+// What is rolled in where no level control has to find its level and no speech is to be recognised:
+// filters, rooms and equalizers.
 constexpr uint64_t kShortPeriods = 24;  // 0.5 s
 
 // A standby that waits for longer while its session gets no audio may serve another one.
@@ -362,7 +363,8 @@ bool Session::Prepare(const Sound& sound, bool warm) {
   turn.parked = standby_->parked();
   turn.begun = history_.count();
   const bool levels = sound.mode != UpmixMode::Off && !warm;
-  const uint64_t most = levels ? History::kRolledIn : kShortPeriods;
+  const bool speech = sound.mode == UpmixMode::Cinema;
+  const uint64_t most = levels || speech ? History::kRolledIn : kShortPeriods;
   turn.first = std::max(history_.begin(), turn.begun - std::min(turn.begun, most));
   const uint64_t last = std::max(turn.first, turn.begun - std::min(turn.begun, kShortPeriods));
   turn.lead_end = levels ? std::min(turn.first + kLeadPeriods, last) : turn.first;
