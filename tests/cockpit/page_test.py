@@ -27,7 +27,7 @@ from selenium.webdriver.common.keys import Keys
 
 RATE = 48000
 LOOP = 24 * 1024  # whole blocks of every stage: half a second
-HEARD_DB = -35  # a change of the sound beside its level; two seconds after any change all is calmer than that
+HEARD_DB = -40  # a change of the sound beside its level; two seconds after any change all is calmer than that
 HEARD_LU = 1  # a change of level
 KNOB_STEP = int(os.environ.get("KELDA_KNOB_STEP", 6))
 HERE = pathlib.Path(__file__).parent
@@ -43,7 +43,7 @@ NAMED_ROLES = {"button", "slider", "spinbutton", "switch", "radio", "combobox", 
 def music():
     seconds = np.arange(LOOP) / RATE
     turns = np.arange(LOOP) / LOOP
-    word = np.maximum(0, np.sin(np.pi * seconds / 0.36)) * (seconds < 0.36)
+    word = np.maximum(0, np.sin(np.pi * seconds / 0.33)) * (seconds < 0.33)
     phase = 2 * np.pi * np.cumsum(110 + 70 * word) / RATE
     speech = sum(np.sin(k * phase) / k for k in range(1, 20)) * word**0.5
     random = np.random.default_rng(1)
