@@ -265,8 +265,12 @@ TEST_F(Render, ReplacesOnlyWhatItMay) {
   EXPECT_TRUE(Holds(asked.err, "out.wav exists. Replace it? [y/N] "));
   EXPECT_EQ(3000, ReadAudio(folder_ / "out.wav").frames());
   std::filesystem::create_symlink("out.wav", folder_ / "other.wav");
-  Run("song.wav", "other.wav", {});
-  EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "other.wav"));
+  std::filesystem::create_symlink("new.wav", folder_ / "dangling.wav");
+  for (const char* link : {"other.wav", "dangling.wav"}) {
+    Run("song.wav", link, {});
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_ / link));
+  }
+  EXPECT_EQ(3000, ReadAudio(folder_ / "new.wav").frames());
 }
 
 // A sine of 997 Hz at -20 dBFS in both channels has -20 LUFS (ITU-R BS.1770-4, annex 1).

@@ -227,6 +227,8 @@ TEST_F(TuneBuild, ReplacesADirectoryWholeOrNotAtAll) {
   EXPECT_EQ(fs::perms{0750}, fs::status(folder_ / "out").permissions());
   EXPECT_EQ("out", fs::read_symlink(folder_ / "link"));
   EXPECT_EQ(names, folder_.Names());
+  build_[4] = folder_ / "out/.";
+  Succeed(build_);
 }
 
 TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {

@@ -49,14 +49,26 @@ bool WriteAll(int descriptor, std::span<const std::byte> bytes) {
   return true;
 }
 
-OutputFile::OutputFile(const fs::path& path) : path_(path) {
-  std::error_code error;
-  if (fs::is_symlink(path, error)) {
-    path_ = fs::weakly_canonical(path, error);
-    if (error) {
-      Refuse(path, error.message().c_str());
+fs::path FollowLinks(fs::path path) {
+  constexpr int kMostLinks = 40;  // as the kernel
+  for (int links = 0; fs::is_symlink(path); ++links) {
+    if (links == kMostLinks) {
+      throw fs::filesystem_error("", path,
+                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
     }
+    // Without a trailing '/', behind which the link would be followed.
+    path = (path.parent_path() / fs::read_symlink(path) / "").parent_path();
   }
+  return path;
+}
+
+OutputFile::OutputFile(const fs::path& path) : path_(path) {
+  try {
+    path_ = FollowLinks(path);
+  } catch (const fs::filesystem_error& failure) {
+    Refuse(path, failure.code().message().c_str());
+  }
+  std::error_code error;
   const fs::file_status status = fs::status(path_, error);
   if (fs::exists(status)) {
     if (!fs::is_regular_file(status)) {

@@ -12,6 +12,10 @@ namespace kelda::tools {
 // Writes all of `bytes`. Returns false, with errno, if that fails.
 bool WriteAll(int descriptor, std::span<const std::byte> bytes);
 
+// The path that `path` names in the end, with links followed. Nothing need exist there. Throws
+// std::filesystem::filesystem_error.
+std::filesystem::path FollowLinks(std::filesystem::path path);
+
 // Written under a temporary name in the same folder; the destructor removes it
 // unless Commit was called. Until then a file that already has the name stays as it is.
 class OutputFile {

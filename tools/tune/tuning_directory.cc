@@ -12,6 +12,7 @@
 #include "tools/core/failure.h"
 #include "tools/core/format.h"
 #include "tools/core/interruption.h"
+#include "tools/core/output_file.h"
 #include "tools/core/text_file.h"
 #include "upmix-lib/files/crc32.h"
 
@@ -55,17 +56,9 @@ class Workspace {
 
 // The directory that `path` names, with links followed. It need not exist.
 fs::path Target(const fs::path& path) {
-  constexpr int kMostLinks = 40;  // as the kernel
-  // Without a trailing '/', which would make the workspace a child.
-  fs::path target = fs::absolute(path / "").parent_path();
-  for (int links = 0; fs::is_symlink(target); ++links) {
-    if (links == kMostLinks) {
-      throw fs::filesystem_error("", path,
-                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
-    }
-    target = (target.parent_path() / fs::read_symlink(target) / "").parent_path();
-  }
-  return target;
+  // Without a trailing '/', which would make the workspace a child, nor a '.' at the end, which
+  // cannot be renamed.
+  return fs::weakly_canonical(FollowLinks(fs::absolute(path / "").parent_path()));
 }
 
 // A line of the manifest: the checksum of a file as it was made, and its name.
