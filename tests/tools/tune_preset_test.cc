@@ -99,6 +99,8 @@ TEST_F(TunePreset, WritesTheFileOfTheCommand) {
   ExpectRefused(3, ":1: unknown key", {"tune", "level", folder_ / "p.toml", "-o", folder_ / "no"});
   ExpectRefused(2, "", {"tune", "level", folder_ / "p.toml"});
   ExpectRefused(4, "", {"tune", "upmix", folder_ / "p.toml", "-o", folder_ / "a/b"});
+  ExpectRefused(2, "the input itself",
+                {"tune", "upmix", folder_ / "p.toml", "-o", folder_ / "p.toml"});
   EXPECT_EQ(PresetTemplate(LevelParameterSet()), RunKelda({"tune", "level", "--template"}).out);
   EXPECT_EQ((std::set<std::string>{"p.toml", "out.bin"}), folder_.Names());
 }

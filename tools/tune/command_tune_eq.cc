@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "tools/core/output_file.h"
+#include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/core/status_line.h"
 #include "tools/equalizer/equalizer_design.h"
@@ -18,6 +19,7 @@ struct EqualizerArguments {
 };
 
 void Run(const EqualizerArguments& arguments) {
+  CheckReplacement(arguments.preset, arguments.output, /*replace=*/true);
   const EqualizerText text = ReadEqualizerText(arguments.preset);
   if (!text.warnings.empty()) {
     ShowLines(text.warnings);

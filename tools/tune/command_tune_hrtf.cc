@@ -3,6 +3,7 @@
 
 #include "tools/core/failure.h"
 #include "tools/core/output_file.h"
+#include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/presets/parameter_sets.h"
@@ -28,6 +29,8 @@ void Run(HrtfArguments arguments) {
   if (arguments.sofa.empty() || arguments.output.empty()) {
     throw Failure(ExitCode::kUsage, "EARS.sofa and -o FILE are required, or --room-template");
   }
+  CheckReplacement(arguments.sofa, arguments.output, /*replace=*/true);
+  CheckReplacement(arguments.room, arguments.output, /*replace=*/true);
   arguments.options.room = ReadRoom(arguments.room);
   const TunedHrirs tuned = TuneHrirs(arguments.sofa, arguments.options);
   WriteWholeFile(arguments.output, tuned.file);

@@ -4,6 +4,7 @@
 #include "settings/tuning_directory.h"
 #include "tools/core/failure.h"
 #include "tools/core/output_file.h"
+#include "tools/core/replacement.h"
 #include "tools/core/standard_output.h"
 #include "tools/presets/parameter_sets.h"
 #include "tools/presets/preset_toml.h"
@@ -26,6 +27,7 @@ void Run(const ParameterSet& set, const PresetArguments& arguments) {
   if (arguments.preset.empty() || arguments.output.empty()) {
     throw Failure(ExitCode::kUsage, "PRESET.toml and -o FILE are required, or --template");
   }
+  CheckReplacement(arguments.preset, arguments.output, /*replace=*/true);
   WriteWholeFile(arguments.output, ReadPreset(arguments.preset, set));
 }
 
