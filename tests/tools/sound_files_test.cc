@@ -163,11 +163,18 @@ TEST_F(SoundFiles, FfmpegReadsTheRest) {
   Write("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, NoiseThenSilence());
   Convert("in.wav", "-c:a aac", "in.m4a");
   EXPECT_NEAR(192000, static_cast<double>(Played("in.m4a").frames()), 2048);
+  const std::string played = folder_.Read("out.wav");
+  EXPECT_EQ(std::string(4, '\0'), played.substr(played.find("PEAK") + 12, 4)) << "the time of day";
   Convert("in.wav", "-f lavfi -i color=s=32x32:d=4 -c:a pcm_f32le", "film.mkv");
   EXPECT_TRUE(NoiseThenSilence().samples == Played("film.mkv").samples);
   std::filesystem::remove(folder_ / "out.wav");
   const std::vector<std::string> render{"render", folder_ / "in.m4a", folder_ / "out.wav"};
   ExpectRefused(3, "once ffmpeg is installed", render, without);
+  std::string nothing_decodes = folder_.Read("in.m4a");
+  std::fill(nothing_decodes.begin() + static_cast<long>(nothing_decodes.find("mdat") + 4),
+            nothing_decodes.begin() + static_cast<long>(nothing_decodes.find("moov") - 4), '\xFF');
+  folder_.Write("in.m4a", nothing_decodes);
+  ExpectRefused(3, "cannot be read: it is damaged: ffmpeg: ", render);
   Cut("in.m4a", 0.5);
   ExpectRefused(3, "cannot be read: ffmpeg: ", render);
   Cut("film.mkv", 0.5);

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "tools/core/failure.h"
 #include "tools/core/text_file.h"
@@ -25,6 +26,17 @@ int LargeFormat(int format, std::optional<int64_t> frames, std::size_t channels)
       ((int64_t{1} << 32) - (1 << 20)) / static_cast<int64_t>(channels * sizeof(float));
   const bool large = !IsFlac(format) && frames.value_or(INT64_MAX) > wav_limit_frames;
   return large ? SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK) : format;
+}
+
+// libsndfile gives every RF64 file a peak chunk: its name, its size and its version, then the time
+// of day in four bytes. They become zero. Returns false, with errno, if that fails.
+bool ForgetTime(int descriptor) {
+  char header[256];
+  const ssize_t count = pread(descriptor, header, sizeof(header), 0);
+  const std::size_t chunk =
+      std::string_view(header, count < 0 ? 0 : static_cast<std::size_t>(count)).find("PEAK");
+  return chunk == std::string_view::npos ||
+         pwrite(descriptor, "\0\0\0", 4, static_cast<off_t>(chunk) + 12) == 4;
 }
 
 }  // namespace
@@ -88,7 +100,8 @@ AudioSink::AudioSink(const std::filesystem::path& path, std::optional<int64_t> e
   // If the length was not known, the RF64 file becomes a WAV file at the end, unless it is too
   // long.
   sf_command(file_.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, expected_frames ? SF_FALSE : SF_TRUE);
-  // No peak chunk, as it holds the time of day: two equal renders are then equal files.
+  // No peak chunk, as it holds the time of day: two equal renders are then equal files. An RF64
+  // file has one still, see ForgetTime.
   sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   // Without this, samples beyond full scale wrap around.
   sf_command(file_.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
@@ -118,6 +131,10 @@ void AudioSink::FinishShort() {
 
 void AudioSink::Finish() {
   sf_close(file_.release());
+  if ((format_ & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64 && !ForgetTime(stream_.descriptor) &&
+      stream_.error == 0) {
+    stream_.error = errno;
+  }
   if (stream_.error != 0) {
     Fail();
   }

@@ -108,15 +108,19 @@ bool FfmpegStream::Start(const std::filesystem::path& path) {
   return error == 0;
 }
 
-// False only if ffmpeg is not installed. Where posix_spawnp cannot report that, the child ends with
-// this status (POSIX); so it does under qemu-user.
-bool FfmpegStream::AnySound() {
-  constexpr int kNotFound = 127;
+bool FfmpegStream::MoreComes() {
   pollfd end{sound_, POLLIN, 0};
   while (poll(&end, 1, -1) < 0 && errno == EINTR) {
     CheckInterruption();
   }
-  if ((end.revents & POLLIN) != 0) {
+  return (end.revents & POLLIN) != 0;
+}
+
+// False only if ffmpeg is not installed. Where posix_spawnp cannot report that, the child ends with
+// this status (POSIX); so it does under qemu-user.
+bool FfmpegStream::AnySound() {
+  constexpr int kNotFound = 127;
+  if (MoreComes()) {
     return true;
   }
   Wait();
@@ -141,6 +145,10 @@ void FfmpegStream::ReadHeader() {
   for (;;) {
     const std::string head = read(8);
     if (head.starts_with("data")) {
+      // It may have opened the file and can decode nothing of it.
+      if (!MoreComes()) {
+        throw Failure(ExitCode::kInput, path_.string() + ": cannot be read: " + Fault());
+      }
       return;
     }
     const auto size = ValueAt<uint32_t>(head, 4);

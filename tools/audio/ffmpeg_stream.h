@@ -32,6 +32,7 @@ class FfmpegStream : public SoundStream {
 
   FfmpegStream() = default;
   bool Start(const std::filesystem::path& path);
+  bool MoreComes();  // waits for bytes of sound_ or its end
   bool AnySound();
   void ReadHeader();
   std::size_t ReadBytes(void* data, std::size_t bytes);

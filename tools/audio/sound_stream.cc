@@ -81,6 +81,9 @@ bool LooksLikeMp3(const std::filesystem::path& path) {
 
 std::unique_ptr<SoundStream> OpenSound(const std::filesystem::path& path) {
   std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    throw Failure(ExitCode::kInput, path.string() + ": cannot be read: it is a directory");
+  }
   const bool regular = std::filesystem::is_regular_file(path, error);
   if (regular && LooksLikeMp3(path)) {
     try {
