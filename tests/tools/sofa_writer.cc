@@ -79,7 +79,7 @@ void WriteSofa(const std::string& path, const SofaContents& contents) {
         contents.position_units);
   place("EmitterPosition", {emitters, coordinates, one}, {0, 0, 0});
   place("ListenerUp", {one, coordinates}, {0, 0, 1});
-  place("ListenerView", {one, coordinates}, {1, 0, 0});
+  place("ListenerView", {one, coordinates}, {1, contents.listener_view_y, 0});
   variable("Data.IR", {all, receivers, taps}, responses);
   const int rate = variable("Data.SamplingRate", {one}, {contents.rate_hz});
   text(rate, "Units", "hertz");

@@ -24,6 +24,7 @@ struct SofaContents {
   std::vector<SofaMeasurement> measurements;
   std::vector<double> delays_of_all;  // of both ears, in place of each measurement's
   double first_receiver_y_m = 0.09;
+  double listener_view_y = 0;
 };
 
 // Throws std::runtime_error.

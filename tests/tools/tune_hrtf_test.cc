@@ -147,7 +147,9 @@ TEST_F(TuneHrtf, RefusesWithReasonAndLimit) {
   } kCases[] = {
       {"its conventions are 'GeneralFIR', not 'SimpleFreeFieldHRIR'\n",
        [](Contents c) { c.conventions = "GeneralFIR"; }},
-      {"its receivers are not two ears\n", [](Contents c) { c.first_receiver_y_m = -0.09; }},
+      {"its receivers are not the left ear and then the right one, on the y axis\n",
+       [](Contents c) { c.first_receiver_y_m = -0.09; }},
+      {"the listener is turned (ListenerView)\n", [](Contents c) { c.listener_view_y = 1; }},
       {"its sampling rate is out of range (22050 Hz, 32000 to 384000 Hz)\n",
        [](Contents c) { c.rate_hz = 22050; }},
       {"its responses hold NaN or infinity\n",

@@ -48,13 +48,13 @@ std::string Reason(int mysofa_error) {
     case MYSOFA_INVALID_DIMENSION_LIST:
       return "its dimensions are not those of SimpleFreeFieldHRIR";
     case MYSOFA_INVALID_COORDINATE_TYPE:
-      return "its coordinates are neither spherical nor Cartesian, or the listener is turned";
+      return "its coordinates are neither spherical nor Cartesian";
     case MYSOFA_ONLY_DELAYS_WITH_IR_OR_MR_SUPPORTED:
       return "Data.Delay is neither [I R] nor [M R]";
     case MYSOFA_ONLY_THE_SAME_SAMPLING_RATE_SUPPORTED:
       return "its measurements have different sampling rates";
     case MYSOFA_INVALID_RECEIVER_POSITIONS:
-      return "its receivers are not two ears";
+      return "its receivers are not the left ear and then the right one, on the y axis";
     default:
       return "refused by libmysofa (error " + std::to_string(mysofa_error) + ")";
   }
@@ -92,7 +92,9 @@ void CheckSizes(const MYSOFA_HRTF& hrtf) {
   if (hrtf.C != 3 || hrtf.DataIR.elements != pairs * hrtf.N ||
       hrtf.SourcePosition.elements != std::size_t{hrtf.M} * hrtf.C ||
       hrtf.DataSamplingRate.elements < 1) {
-    throw Unusable("its sizes contradict each other");
+    throw Unusable(
+        "its sizes contradict each other, or its numbers are not of double precision, which "
+        "libmysofa takes them for");
   }
   if (hrtf.DataDelay.elements != 0 && hrtf.DataDelay.elements != hrtf.R &&
       hrtf.DataDelay.elements != pairs) {
@@ -130,11 +132,6 @@ void CheckValues(const MYSOFA_HRTF& hrtf) {
   }
 }
 
-// Whether the first receiver is on the right side of the head.
-bool FirstIsRight(const MYSOFA_ARRAY& receivers) {
-  return receivers.elements >= 6 && receivers.values[1] < 0 && receivers.values[4] > 0;
-}
-
 MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
   MeasuredEars ears;
   ears.database = Attribute(hrtf, "DatabaseName");
@@ -143,7 +140,6 @@ MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
   ears.licence = Attribute(hrtf, "License");
   ears.sample_rate_hz = hrtf.DataSamplingRate.values[0];
   ears.taps = hrtf.N;
-  const bool swapped = FirstIsRight(hrtf.ReceiverPosition);
   const float* const positions = hrtf.SourcePosition.values;
   for (std::size_t m = 0; m < hrtf.M; ++m) {
     ears.distance_m = std::max(ears.distance_m, double{positions[3 * m + 2]});
@@ -155,13 +151,11 @@ MeasuredEars Convert(const MYSOFA_HRTF& hrtf) {
     ears.directions.push_back({std::remainder(positions[3 * m], 360.0f),
                                std::clamp(positions[3 * m + 1], -90.0f, 90.0f)});
     for (std::size_t ear = 0; ear < kEars; ++ear) {
-      const std::size_t receiver = swapped ? 1 - ear : ear;
-      const float* const taps = hrtf.DataIR.values + (m * kEars + receiver) * hrtf.N;
+      const float* const taps = hrtf.DataIR.values + (m * kEars + ear) * hrtf.N;
       ears.responses.insert(ears.responses.end(), taps, taps + hrtf.N);
       const bool each = hrtf.DataDelay.elements > hrtf.R || hrtf.M == 1;
-      const double delay = hrtf.DataDelay.elements == 0
-                               ? 0
-                               : hrtf.DataDelay.values[(each ? m * kEars : 0) + receiver];
+      const double delay =
+          hrtf.DataDelay.elements == 0 ? 0 : hrtf.DataDelay.values[(each ? m * kEars : 0) + ear];
       ears.delays_s.push_back(delay / ears.sample_rate_hz);
     }
   }
@@ -192,7 +186,9 @@ MeasuredEars ReadMeasuredEars(const std::filesystem::path& path) {
     CheckConventions(*hrtf);
     CheckSizes(*hrtf);
     if (const int refused = mysofa_check(hrtf.get()); refused != MYSOFA_OK) {
-      throw Unusable(Reason(refused));
+      // By then it is known to be a SOFA file.
+      throw Unusable(refused == MYSOFA_INVALID_FORMAT ? "the listener is turned (ListenerView)"
+                                                      : Reason(refused));
     }
     CheckValues(*hrtf);
     mysofa_tospherical(hrtf.get());
