@@ -144,8 +144,11 @@ TEST_F(TuningDoctor, TellsWhatMissingAndDamagedFilesTakeAway) {
         "Loading Upl Library failed due to read upl.music.bin failed\n"}) {
     EXPECT_TRUE(Holds(report_, text));
   }
-  ExpectHeard("music, bluetooth, standard ears", "without music upmix, level control");
-  ExpectHeard("cinema, bluetooth, personalized ears", "without cinema upmix, headphone equalizer");
+  ExpectHeard("music, bluetooth, standard ears",
+              "STEREO, UNPROCESSED; without music upmix, level control");
+  ExpectHeard("cinema, bluetooth, personalized ears",
+              "STEREO, UNPROCESSED; without cinema upmix, headphone equalizer");
+  ExpectHeard("cinema, wired, standard ears", "A BUZZ: ");
 }
 
 // Four devices, in the shape of what adb shell prints.

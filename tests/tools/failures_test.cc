@@ -177,13 +177,16 @@ TEST_F(Failures, EveryCommandHearsAnInterruption) {
   }
 }
 
-TEST_F(Failures, AReaderThatWantsNoMoreIsNone) {
-  for (const char* command : {"inspect " KELDA_DEFAULT_TUNING, "tune level --template", "--help"}) {
+TEST_F(Failures, AReaderThatWantsNoMoreIsNoneAndAFullDiskIs) {
+  for (const char* command :
+       {"inspect " KELDA_DEFAULT_TUNING, "doctor --tuning " KELDA_DEFAULT_TUNING,
+        "tune level --template", "--help"}) {
     const ProgramResult result = RunKelda(Words(command), {.closed_pipe = true});
     EXPECT_EQ(0, result.exit_code) << command;
     EXPECT_EQ("", result.err) << command;
   }
 }
+    EXPECT_EQ(4, RunKelda(Words(command), {.file_size_limit_bytes = 64}).exit_code) << command;
 
 }  // namespace
 }  // namespace kelda::tools

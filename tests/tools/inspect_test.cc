@@ -185,7 +185,7 @@ TEST_F(Inspect, NamesTheValueAndTheLimit) {
       {"upmix.music.hps.bin", "64 bytes, the file has 63"},
       {"upmix.music.hpp.bin", "longer than any"},
       {"wired.hki.config", "(status 205)"},
-      {"none.ba", "missing (status 301)"},
+      {"none.ba", "cannot be read: No such file or directory"},
       {"song.wav", "no tuning file"},
   };
   for (const auto& [name, message] : kRefused) {

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <functional>
 #include <map>
 
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/printable.h"
+#include "tools/core/standard_output.h"
 #include "tools/core/text_file.h"
 
 namespace kelda::tools {
@@ -221,17 +222,17 @@ bool DiagnoseDevice(const std::string& path) {
   const std::string name = standard_input ? "standard input" : path;
   const DeviceReport report = ReadDeviceReport(
       name, standard_input ? ReadStandardInput(kMaxTextBytes) : ReadTextFile(path, kMaxTextBytes));
-  std::printf("device         Android %s (API level %d), vendor image of level %d\n",
-              Printable(report.release).c_str(), report.sdk, report.vendor_level);
-  std::printf("door           %s\n", DoorLine(report).c_str());
-  std::printf("               %s\n", report.door_reason.c_str());
+  std::string lines = Format("device         Android %s (API level %d), vendor image of level %d\n",
+                             Printable(report.release).c_str(), report.sdk, report.vendor_level) +
+                      "door           " + DoorLine(report) + "\n               " +
+                      report.door_reason + "\n";
   if (report.door == EffectDoor::kAidl && report.sdk == kAndroid14) {
-    std::printf(
+    lines +=
         "               Android 14 before its first quarterly release (QPR1) passes on no\n"
-        "               parameter's identifier: the effect refuses all parameters there\n");
+        "               parameter's identifier: the effect refuses all parameters there\n";
   }
-  std::printf("property       %s\n", PropertyLine(report).c_str());
-  std::printf("spatial audio  %s\n", SpatialLine(report).c_str());
+  PrintToStandardOutput(lines + "property       " + PropertyLine(report) + "\nspatial audio  " +
+                        SpatialLine(report) + "\n");
   return report.door == EffectDoor::kRecord || report.door == EffectDoor::kAidl;
 }
 

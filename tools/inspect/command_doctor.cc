@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -7,7 +6,9 @@
 
 #include "tools/commands.h"
 #include "tools/core/failure.h"
+#include "tools/core/format.h"
 #include "tools/core/printable.h"
+#include "tools/core/standard_output.h"
 #include "tools/device/device_report.h"
 #include "tools/framework/effect_library.h"
 #include "tools/framework/installation.h"
@@ -28,29 +29,31 @@ struct DoctorArguments {
 
 // Returns whether nothing is wrong.
 bool DiagnoseTuning(const std::filesystem::path& directory) {
-  std::printf("files in %s\n", directory.c_str());
   const std::vector<DirectoryEntry> entries = ReadTuning(directory);
+  std::string files = "files in " + Printable(directory.string()) + "\n";
   for (const DirectoryEntry& entry : entries) {
     if (const char* const finding = Finding(entry); finding != nullptr) {
       const std::string note = entry.file.summary.empty() ? Note(entry) : entry.file.summary;
-      std::printf("  %-8s %-22s %s%s%s\n", finding, Printable(entry.name).c_str(),
-                  Printable(note).c_str(), note.empty() ? "" : "; ", entry.purpose.c_str());
+      files += Format("  %-8s %-22s %s%s%s\n", finding, Printable(entry.name).c_str(),
+                      Printable(note).c_str(), note.empty() ? "" : "; ", entry.purpose.c_str());
     }
   }
+  PrintToStandardOutput(files);
   SetProperty("vendor.kelda.effect=1");
   UseTuningDirectory(directory);
   const TuningTrial trial = TryTuning(EffectLibrary(DefaultEffectLibrary()));
-  std::printf(
-      "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 %% LOWER)\n");
+  std::string report =
+      "heard, where outputs run at 48000 Hz (AT 44100 HZ ALL FREQUENCIES ARE 8 % LOWER)\n";
   for (const Heard& heard : trial.heard) {
-    std::printf("  %-38s %s\n", heard.situation.c_str(), Verdict(heard).c_str());
+    report += Format("  %-38s %s\n", heard.situation.c_str(), Verdict(heard).c_str());
   }
   if (!trial.log.empty()) {
-    std::printf("the effect's log\n");
+    report += "the effect's log\n";
   }
   for (const std::string& line : trial.log) {
-    std::printf("  %s\n", Printable(line).c_str());
+    report += "  " + Printable(line) + "\n";
   }
+  PrintToStandardOutput(report);
   return IsWhole(entries, trial);
 }
 
@@ -58,16 +61,15 @@ void Run(const DoctorArguments& arguments) {
   if (arguments.library.empty() && arguments.tuning.empty() && arguments.device.empty()) {
     throw Failure(ExitCode::kUsage, "doctor needs --library DIR, --tuning DIR or --device FILE");
   }
-  const bool device_fits = arguments.device.empty() || DiagnoseDevice(arguments.device);
   const std::filesystem::path tuning =
       arguments.tuning.empty() ? DefaultTuningDirectory() : arguments.tuning;
-  if (!std::filesystem::is_directory(tuning)) {
-    throw Failure(ExitCode::kUsage, tuning.string() + ": not a directory of tuning files");
+  if (!arguments.library.empty() || !arguments.tuning.empty()) {
+    CheckTuningDirectory(tuning);
   }
+  const bool device_fits = arguments.device.empty() || DiagnoseDevice(arguments.device);
   // Before the effect is loaded, because that loads a signal library as well.
   const bool library_fits = arguments.library.empty() || DiagnoseLibrary(arguments.library, tuning);
   const bool tuning_fine = arguments.tuning.empty() || DiagnoseTuning(arguments.tuning);
-  std::fflush(stdout);
   if (!library_fits) {
     throw Failure(ExitCode::kLibrary, "the signal library does not fit");
   }

@@ -69,12 +69,6 @@ Contents DescribeParameters(std::span<const std::byte> parameters, const Paramet
   return contents;
 }
 
-const char* Name(BandType type) {
-  constexpr const char* kNames[upmix_lib::kBandTypes] = {
-      "peaking", "low shelf", "high shelf", "low pass", "high pass", "band pass", "notch"};
-  return kNames[static_cast<uint32_t>(type)];
-}
-
 std::string Limited(float value, const char* unit, float min, float max) {
   return FormatFloat(value) + " " + unit + " " + Range(min, max);
 }
@@ -111,10 +105,10 @@ std::string RefusedBand(std::span<const std::byte> file) {
 
 void DescribeBands(const EqualizerTuning::Curve& curve, Contents* contents, Json* json) {
   for (const EqualizerBand& band : curve.bands) {
-    contents->text += Format("    %-10s %9.4g Hz %7.2f dB  Q %.4g\n", Name(band.type),
+    contents->text += Format("    %-10s %9.4g Hz %7.2f dB  Q %.4g\n", BandName(band.type),
                              static_cast<double>(band.freq_hz), static_cast<double>(band.gain_db),
                              static_cast<double>(band.q));
-    json->push_back({{"type", Name(band.type)},
+    json->push_back({{"type", BandName(band.type)},
                      {"freq_hz", DecimalValue(band.freq_hz)},
                      {"gain_db", DecimalValue(band.gain_db)},
                      {"q", DecimalValue(band.q)}});
@@ -122,6 +116,12 @@ void DescribeBands(const EqualizerTuning::Curve& curve, Contents* contents, Json
 }
 
 }  // namespace
+
+const char* BandName(BandType type) {
+  constexpr const char* kNames[upmix_lib::kBandTypes] = {
+      "peaking", "low shelf", "high shelf", "low pass", "high pass", "band pass", "notch"};
+  return kNames[static_cast<uint32_t>(type)];
+}
 
 Contents ReadMusicContents(const std::string&, std::span<const std::byte> file) {
   return DescribeParameters(file, MusicParameterSet());

@@ -7,8 +7,11 @@
 #include <string>
 
 #include "tools/core/json.h"
+#include "upmix-lib/equalizer/equalizer_format.h"
 
 namespace kelda::tools {
+
+const char* BandName(upmix_lib::BandType type);
 
 struct Contents {       // NOLINT(bugprone-exception-escape): moving a Json does not throw
   std::string problem;  // empty if the signal library accepts the contents

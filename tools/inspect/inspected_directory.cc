@@ -89,11 +89,11 @@ std::set<std::string> PresentNames(const fs::path& directory) {
 
 std::vector<std::string> Packages(const fs::path& list) {
   constexpr std::size_t kMostBytes = std::size_t{64} << 20;
-  std::error_code error;
-  if (!fs::is_regular_file(list, error)) {
-    return {};
+  try {
+    return PossiblePackages(ReadWholeFile(list, kMostBytes));
+  } catch (const Failure&) {
+    return {};  // it is missing, or its entry says what is wrong with it
   }
-  return PossiblePackages(ReadWholeFile(list, kMostBytes));
 }
 
 }  // namespace

@@ -122,7 +122,8 @@ InspectedFile InspectAppList(const std::filesystem::path& path) {
     result.summary = "tuned applications, " + contents.summary;
     result.json = contents.json;
   } catch (const Failure& failure) {
-    result.problem = failure.what();
+    const std::string reason = failure.what();  // begins with the path, which every caller shows
+    result.problem = reason.substr(path.string().size() + 2);
   }
   return result;
 }
@@ -130,6 +131,9 @@ InspectedFile InspectAppList(const std::filesystem::path& path) {
 }  // namespace
 
 InspectedFile InspectFile(const std::filesystem::path& path) {
+  if (const std::string reason = WhyUnreadable(path); !reason.empty()) {
+    return {"", "cannot be read: " + reason, "", {}};
+  }
   const std::string name = path.filename().string();
   if (name == tuning_file::kAppList.name) {
     return InspectAppList(path);
@@ -137,15 +141,8 @@ InspectedFile InspectFile(const std::filesystem::path& path) {
   if (name.ends_with(".config")) {
     return InspectConfig(path);
   }
-  upmix_lib::RegularFile file(path.string());
-  if (file.error() == upmix_lib::RegularFile::Error::kMissing) {
-    return {"", DescribeStatus(upmix_lib::kDataMissing), "", {}};
-  }
-  if (file.error() == upmix_lib::RegularFile::Error::kNotRegular) {
-    return {"", DescribeStatus(upmix_lib::kDataNotRegular), "", {}};
-  }
   char magic[4] = {};
-  file.Read(std::as_writable_bytes(std::span(magic)));
+  upmix_lib::RegularFile(path.string()).Read(std::as_writable_bytes(std::span(magic)));
   for (const KnownKind& known : kKinds) {
     if (std::memcmp(magic, known.kind->magic, sizeof(magic)) == 0) {
       return InspectData(path, known);

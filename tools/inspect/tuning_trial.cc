@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <numeric>
 #include <random>
 
 #include "settings/tuning_directory.h"
@@ -19,33 +21,56 @@ namespace {
 constexpr int kPeriods = 24;  // half a second
 using Period = std::vector<float>;
 
-// Plays kPeriods of noise. Returns the output periods; *last_input becomes the last input period.
-std::vector<Period> Play(EffectSession* session, std::minstd_rand* random, Period* last_input) {
-  std::vector<Period> out;
+struct Played {
+  std::vector<Period> in, out;
+};
+
+// Plays kPeriods of noise.
+Played Play(EffectSession* session, std::minstd_rand* random) {
+  Played played;
   for (int i = 0; i < kPeriods; ++i) {
     CheckInterruption();
     Period period(kPeriodFrames * kChannels);
     for (float& sample : period) {
       sample = static_cast<float>((*random)()) / static_cast<float>(random->max()) * 0.5f - 0.25f;
     }
-    *last_input = period;
+    played.in.push_back(period);
     session->Process(period.data(), kPeriodFrames);
-    out.push_back(period);
+    played.out.push_back(period);
   }
-  return out;
+  return played;
 }
 
-Heard::Sound Classify(const std::vector<Period>& out, const Period& last_input) {
-  const Period& last = out.back();
+// Whether `heard` is the period at `of`, perhaps later by the latency of the level control, and
+// with a gain that it changes slowly. `of` is not the first of its periods.
+bool Alike(const Period& heard, std::vector<Period>::const_iterator of) {
+  constexpr std::size_t kMostSamples = 48 * kChannels;
+  constexpr double kAlike = 0.9;  // as a correlation; noise has next to none with other noise
+  Period earlier = *(of - 1);
+  earlier.insert(earlier.end(), of->begin(), of->end());
+  for (std::size_t lag = 0; lag <= kMostSamples; lag += kChannels) {
+    const auto from = earlier.end() - static_cast<std::ptrdiff_t>(heard.size() + lag);
+    const double both = std::inner_product(heard.begin(), heard.end(), from, 0.0);
+    const double powers = std::inner_product(heard.begin(), heard.end(), heard.begin(), 0.0) *
+                          std::inner_product(from, from + std::ssize(heard), from, 0.0);
+    if (both > kAlike * std::sqrt(powers)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+Heard::Sound Classify(const Played& played) {
+  const Period& last = played.out.back();
   const bool silent =
       std::all_of(last.begin(), last.end(), [](float sample) { return std::fabs(sample) < 1e-6f; });
   if (silent) {
     return Heard::Sound::kSilence;
   }
-  if (last == last_input) {
+  if (Alike(last, played.in.end() - 1)) {
     return Heard::Sound::kUnprocessed;
   }
-  if (last == out[out.size() - 2]) {
+  if (Alike(last, played.out.end() - 2)) {
     return Heard::Sound::kRepetition;
   }
   return Heard::Sound::kUpmixed;
@@ -118,10 +143,9 @@ TuningTrial TryTuning(const EffectLibrary& library) {
         session.SetDevice(static_cast<audio_devices_t>(output.value));
         session.Enable();
         std::minstd_rand random(1);
-        Period last_input;
-        Play(&session, &random, &last_input);
+        Play(&session, &random);
         session.SetParam(UpmixParam::Mode, mode.value);
-        const std::vector<Period> out = Play(&session, &random, &last_input);
+        const Played played = Play(&session, &random);
         const std::vector<LogLine> lines = log.Take();
         for (const LogLine& line : lines) {
           const std::string text = line.tag + ": " + line.message;
@@ -133,7 +157,7 @@ TuningTrial TryTuning(const EffectLibrary& library) {
         const kelda::Stage other = mode.value == 1 ? kelda::Stage::Cinema : kelda::Stage::Music;
         trial.heard.push_back(
             {std::string(mode.name) + ", " + output.name + ", " + ears.name + " ears",
-             Classify(out, last_input), MissingStages(lines, other)});
+             Classify(played), MissingStages(lines, other)});
       }
     }
   }

@@ -12,7 +12,7 @@ namespace kelda::tools {
 struct Heard {
   enum class Sound {
     kUpmixed,      // processed as the mode is meant to
-    kUnprocessed,  // the stereo input, unchanged
+    kUnprocessed,  // the stereo input, but for the level
     kSilence,
     kRepetition,  // one period of earlier sound, again and again
   };

@@ -3,17 +3,15 @@
 #include <elf.h>
 
 #include <array>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <span>
 #include <type_traits>
-#include <vector>
 
 #include "tools/core/failure.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -102,11 +100,8 @@ std::string ProcessorName(const unsigned char* identity, unsigned machine) {
 }  // namespace
 
 ElfLibrary ReadElfLibrary(const std::filesystem::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) {
-    Refuse(path.string() + ": cannot be read: " + std::strerror(errno));
-  }
-  const std::vector<char> file{std::istreambuf_iterator<char>(stream), {}};
+  constexpr std::size_t kMaxLibraryBytes = std::size_t{1} << 30;
+  const std::string file = ReadWholeFile(path, kMaxLibraryBytes);
   try {
     const auto identity = Read<std::array<unsigned char, EI_NIDENT>>(file, 0);
     if (std::memcmp(identity.data(), ELFMAG, SELFMAG) != 0) {

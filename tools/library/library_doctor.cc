@@ -7,8 +7,10 @@
 #include <iterator>
 #include <string>
 
+#include "tools/core/format.h"
 #include "tools/core/guarded_call.h"
 #include "tools/core/printable.h"
+#include "tools/core/standard_output.h"
 #include "tools/library/elf_library.h"
 #include "tools/library/library_trial.h"
 
@@ -27,8 +29,9 @@ bool ReportSymbols(const ElfLibrary& library) {
       missing.append(" ").append(name);
     }
   }
-  std::printf("symbols: %zu of %zu present%s%s\n", present, std::size(kUpmixLibEntryNames),
-              missing.empty() ? "" : ", missing:", missing.c_str());
+  PrintToStandardOutput(Format("symbols: %zu of %zu present%s%s\n", present,
+                               std::size(kUpmixLibEntryNames),
+                               missing.empty() ? "" : ", missing:", missing.c_str()));
   return missing.empty();
 }
 
@@ -51,20 +54,20 @@ bool TryComponent(const std::filesystem::path& library, const std::filesystem::p
 bool DiagnoseLibrary(const std::filesystem::path& directory, const std::filesystem::path& tuning) {
   const std::filesystem::path path = std::filesystem::absolute(directory) / "libupmix-lib.so";
   const ElfLibrary library = ReadElfLibrary(path);
-  std::printf("%s: %s\n", path.c_str(), library.processor.c_str());
+  PrintToStandardOutput(Printable(path.string()) + ": " + library.processor + "\n");
   if (!ReportSymbols(library)) {
     return false;
   }
   if (!library.for_this_processor) {
-    std::printf("it is for another processor than this program: nothing of it was run\n");
+    PrintToStandardOutput("it is for another processor than this program: nothing of it was run\n");
     return false;
   }
   bool fits = true;
   for (const Component& component : Components()) {
-    std::printf("%s\n", component.name);
+    PrintToStandardOutput(std::string(component.name) + "\n");
     const ChildEnd end = RunInChild([&] { return TryComponent(path, tuning, component); }, kLimitS);
     if (!end.returned) {
-      std::printf("  does not fit: %s; on a phone all sound would stop\n", end.how.c_str());
+      PrintToStandardOutput("  does not fit: " + end.how + "; on a phone all sound would stop\n");
     }
     fits = fits && end.returned && end.result;
   }

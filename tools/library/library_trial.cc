@@ -10,6 +10,7 @@
 
 #include "platform/audio_format.h"
 #include "tools/core/decibels.h"
+#include "tools/core/text_file.h"
 
 namespace kelda::tools {
 namespace {
@@ -48,8 +49,12 @@ void ComponentTrial::Expect(bool condition, const std::string& problem) {
 }
 
 std::vector<char> ComponentTrial::Parameters(const char* file, uint32_t bytes) {
-  std::ifstream stream(path_ / file, std::ios::binary);
-  std::vector<char> parameters{std::istreambuf_iterator<char>(stream), {}};
+  const std::filesystem::path path = path_ / file;
+  std::vector<char> parameters;
+  if (WhyUnreadable(path).empty()) {
+    std::ifstream stream(path, std::ios::binary);
+    parameters.assign(std::istreambuf_iterator<char>(stream), {});
+  }
   Expect(parameters.size() == bytes, std::string(file) + " has " +
                                          std::to_string(parameters.size()) +
                                          " bytes where the library asks for " +

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "tools/core/decibels.h"
+#include "tools/inspect/inspected_contents.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/hrir_cues.h"
 #include "tools/report/chain_measurement.h"
@@ -13,9 +14,6 @@ namespace kelda::tools {
 namespace {
 
 using upmix_lib::EqualizerTuning;
-
-constexpr const char* kBandNames[upmix_lib::kBandTypes] = {
-    "peaking", "low shelf", "high shelf", "low pass", "high pass", "band pass", "notch"};
 
 template <typename Gain>
 Json AtFrequencies(Gain gain) {
@@ -28,7 +26,7 @@ Json AtFrequencies(Gain gain) {
 
 Json BandJson(const upmix_lib::EqualizerBand& band) {
   const upmix_lib::Biquad biquad = upmix_lib::DesignBiquad(band);
-  return {{"type", kBandNames[static_cast<uint32_t>(band.type)]},
+  return {{"type", BandName(band.type)},
           {"freq_hz", Rounded(static_cast<double>(band.freq_hz), 1)},
           {"gain_db", Decibels(static_cast<double>(band.gain_db))},
           {"q", Rounded(static_cast<double>(band.q), 3)},
