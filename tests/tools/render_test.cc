@@ -312,7 +312,10 @@ TEST_F(Render, WarnsOfWhatWasNotHeardAsAskedFor) {
       {"in.wav", "--mode auto --app com.example", ""},
       {"in.wav", "--mode auto", "mode auto got no application (--app), so it upmixed music"},
       {"in.wav", "--tuning " + (folder_ / "tuning"),
-       "not ready, so left out: music upmix; 'kelda doctor' says what is wrong with the tuning"},
+       "not ready: music upmix; 'kelda doctor' says what is wrong with the tuning and what is "
+       "heard\n"
+       "kelda: warning: " +
+           (folder_ / "out.wav") + ": the output is silent, and the input is not"},
       {"in.wav", "--mode cinema --tuning " + (folder_ / "tuning"), ""},
       {"in.wav", "--mode off --scenario " + (folder_ / "s"),
        (folder_ / "s:2") + ": not reached, the audio ended before"},

@@ -122,7 +122,8 @@ void AddOptions(CLI::App* command, RenderArguments* arguments) {
   arguments->setting.AddTo(command);
   option("--block", arguments->block, "FRAMES",
          "Host block, 1 to 65536, or random[:MIN-MAX] (960)");
-  option("--seed", arguments->seed, "NUMBER", "Seed of random blocks, to repeat their sequence");
+  option("--seed", arguments->seed, "NUMBER", "Seed of random blocks, to repeat their sequence")
+      ->check(CLI::Range(int64_t{0}, INT64_MAX).description(""));
   option("--at", arguments->changes, "SECONDS KEY=VALUE",
          "Change a setting while the audio runs, at 150 or 2:30; may be repeated")
       ->allow_extra_args(false);

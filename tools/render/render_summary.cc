@@ -68,6 +68,11 @@ std::string SummaryLine(const RenderJob& job, const RenderResult& result) {
 
 std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult& result) {
   std::vector<std::string> warnings;
+  const bool automatic = AnySetting(job, [](const Setting& setting) {
+    return setting.key == Setting::Key::kMode && setting.number == kAuto;
+  });
+  const bool named =
+      AnySetting(job, [](const Setting& setting) { return setting.key == Setting::Key::kApp; });
   bool upmixed = false;
   for (const StagesFrom& now : result.history) {
     const std::string from =
@@ -77,19 +82,15 @@ std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult
     }
     upmixed = upmixed || Upmixes(now);
     if (now.upmix_wanted && !Upmixes(now)) {
-      warnings.push_back(from + "the upmix did not run: the device is no headphone");
+      warnings.push_back(from + "the upmix did not run: the device is no headphone" +
+                         (automatic && named ? ", or the application is listed as OFF" : ""));
     }
     if (!now.not_ready.empty()) {
-      warnings.push_back(from + "not ready, so left out: " + Titles(now.not_ready) +
-                         "; 'kelda doctor' says what is wrong with the tuning");
+      warnings.push_back(from + "not ready: " + Titles(now.not_ready) +
+                         "; 'kelda doctor' says what is wrong with the tuning and what is heard");
     }
   }
-  if (upmixed &&
-      AnySetting(job,
-                 [](const Setting& setting) {
-                   return setting.key == Setting::Key::kMode && setting.number == kAuto;
-                 }) &&
-      !AnySetting(job, [](const Setting& setting) { return setting.key == Setting::Key::kApp; })) {
+  if (upmixed && automatic && !named) {
     warnings.push_back("mode auto got no application (--app), so it upmixed music");
   }
   if (result.input.not_finite != 0) {
@@ -99,6 +100,9 @@ std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult
   if (result.output.not_finite != 0) {
     warnings.push_back(job.output.string() + ": " + std::to_string(result.output.not_finite) +
                        " samples are NaN or infinite: the effect made them");
+  }
+  if (result.input.true_peak_db && !result.output.true_peak_db) {
+    warnings.push_back(job.output.string() + ": the output is silent, and the input is not");
   }
   for (const TimedSetting& change : result.unreached) {
     warnings.push_back(change.origin + ": not reached, the audio ended before");

@@ -14,8 +14,8 @@ namespace kelda::tools {
 // ran is left out if the effect does not report it.
 std::string SummaryLine(const RenderJob& job, const RenderResult& result);
 
-// Warnings for the user: stages that did not run, samples that are NaN or infinite, samples that
-// were clipped, changes that came too late.
+// Warnings for the user: stages that did not run, samples that are NaN or infinite, silence,
+// samples that were clipped, changes that came too late.
 std::vector<std::string> RenderWarnings(const RenderJob& job, const RenderResult& result);
 
 }  // namespace kelda::tools
