@@ -51,7 +51,7 @@ int Run(int argc, char** argv) {
   try {
     program.parse(Arguments(argc, argv));
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0) {
+    if (error.get_exit_code() != 0 || NamesUnknownCommand(program)) {
       throw Failure(ExitCode::kUsage, UsageMessage(program, error));
     }
     std::ostringstream answer;  // to --help, --version

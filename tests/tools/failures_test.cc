@@ -53,6 +53,8 @@ TEST_F(Failures, WrongUsage) {
        "unknown command 'rendr', did you mean render? (kelda --help shows what there is)"},
       {"tune htrf", "unknown command 'htrf', did you mean hrtf? (kelda tune --help shows what"},
       {"sing a", "unknown command 'sing' ("},
+      {"help sing", "unknown command 'sing' ("},
+      {"render a b --seed -1", "--seed: Value -1 not in range 0 to "},
       {"render a --modee=off",
        "unknown option '--modee', did you mean --mode? (kelda render --help"},
       {"render a", "OUT is required (kelda render --help shows what there is)"},
@@ -184,9 +186,9 @@ TEST_F(Failures, AReaderThatWantsNoMoreIsNoneAndAFullDiskIs) {
     const ProgramResult result = RunKelda(Words(command), {.closed_pipe = true});
     EXPECT_EQ(0, result.exit_code) << command;
     EXPECT_EQ("", result.err) << command;
+    EXPECT_EQ(4, RunKelda(Words(command), {.file_size_limit_bytes = 64}).exit_code) << command;
   }
 }
-    EXPECT_EQ(4, RunKelda(Words(command), {.file_size_limit_bytes = 64}).exit_code) << command;
 
 }  // namespace
 }  // namespace kelda::tools

@@ -64,6 +64,10 @@ std::string CommandLine(const CLI::App* app) {
 
 }  // namespace
 
+bool NamesUnknownCommand(const CLI::App& program) {
+  return !program.remaining(true).empty() && !KnownWords(Reached(program), false).empty();
+}
+
 std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) {
   constexpr std::size_t kMostShown = 80;
   const CLI::App& app = Reached(program);

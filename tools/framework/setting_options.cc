@@ -52,6 +52,7 @@ void SettingOptions::AddTo(CLI::App* command) {
   CLI::Option* const with_app =
       option("--app", app, "PACKAGE", "The playing application, for mode auto");
   option("--app-flag", app_flag, "0|1", "1: cinema if the application is not listed (0)")
+      ->check(CLI::IsMember({"0", "1"}))
       ->needs(with_app);
   option("--tuning", tuning, "DIR", "Tuning files; else KELDA_DATA_DIR, else the installed ones");
   option("--property", properties, "NAME=VALUE", "Set a system property; may be repeated")
