@@ -210,6 +210,7 @@ TEST_F(Capture, RefusesWhatIsNone) {
   const std::string good = folder_ / "good.pcm";
   ExpectRefused(3, "No such file", {"capture", folder_ / "none.pcm"});
   ExpectRefused(3, "it is a directory", {"capture", folder_ / ""});
+  ExpectRefused(3, "it is a device", {"capture", "/dev/zero"});
   ExpectRefused(3, "no whole frame", {"capture", folder_ / "empty.pcm"});
   ExpectRefused(3, "no whole frame", {"capture", folder_ / "short.pcm", "-o", out_});
   ExpectRefused(2, "--channels", {"capture", good, "--channels", "9"});

@@ -73,6 +73,9 @@ CaptureReader::CaptureReader(const std::filesystem::path& path)
   if (S_ISDIR(status.st_mode)) {
     Refuse(path_, "it is a directory");
   }
+  if (S_ISCHR(status.st_mode)) {
+    Refuse(path_, "it is a device, neither a file nor a pipe");  // it may have no end
+  }
   if (S_ISREG(status.st_mode)) {
     size_bytes_ = status.st_size;
   }
