@@ -235,7 +235,8 @@ TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {
   folder_.Write("project.toml",
                 "wired = { hrtf = 'mine', equalizer = 3, volume = 1 }\n"
                 "[hrtf.standard]\ntaps = 2000\nsymmetric = 1\nroom = 'room.toml'\n"
-                "[music]\npersonalized = 'none/music.toml'\n[level]\nmusic = '.'\n");
+                "[music]\npersonalized = 'none/music.toml'\n[level]\nmusic = '.'\n"
+                "[hrtf.speaker]\nsofa = ''\ntaps = 100.7\nroom = ''\nless_colour = 1.0000001\n");
   const ProgramResult result = RunKelda(build_);
   EXPECT_EQ(3, result.exit_code);
   const std::string kMissing = ": No such file or directory";
@@ -252,6 +253,10 @@ TEST_F(TuneBuild, NamesWhatIsWrongWithAProject) {
       ":5: hrtf.standard.room cannot be read: '" + folder_ / "room.toml'" + kMissing,
       ":7: music.personalized cannot be read: '" + folder_ / "none/music.toml'" + kMissing,
       ":9: level.music cannot be read: '" + folder_ / ".': not a regular file",
+      ":11: hrtf.speaker.sofa is empty",
+      ":12: hrtf.speaker.taps is not a whole number (100.7)",
+      ":13: hrtf.speaker.room is empty",
+      ":14: hrtf.speaker.less_colour is out of range (1.0000001, 0 to 1)",
   };
   for (const std::string& line : lines) {
     EXPECT_TRUE(Holds(result.err, project_ + line + "\n"));

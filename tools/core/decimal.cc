@@ -59,6 +59,13 @@ bool MayBeFrequency(std::string_view before) {
          before.ends_with("fC");
 }
 
+template <typename Value>
+std::string Shortest(Value value) {
+  char text[64];
+  const auto [end, error] = std::to_chars(text, text + sizeof(text), value);
+  return {text, end};
+}
+
 }  // namespace
 
 std::optional<Decimal> TakeDecimal(std::string_view* text) {
@@ -134,10 +141,8 @@ double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, do
   return grouped;
 }
 
-std::string FormatFloat(float value) {
-  char text[64];
-  const auto [end, error] = std::to_chars(text, text + sizeof(text), value);
-  return {text, end};
-}
+std::string FormatFloat(float value) { return Shortest(value); }
+
+std::string FormatDouble(double value) { return Shortest(value); }
 
 }  // namespace kelda::tools

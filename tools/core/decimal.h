@@ -33,6 +33,7 @@ double FrequencyHz(const Decimal& number, bool decimal_commas, double min_hz, do
 
 // The shortest decimal that reads back as `value`.
 std::string FormatFloat(float value);
+std::string FormatDouble(double value);
 
 }  // namespace kelda::tools
 

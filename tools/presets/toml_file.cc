@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "tools/core/decimal.h"
 #include "tools/core/file_problems.h"
 #include "tools/core/text_file.h"
 
@@ -36,6 +37,9 @@ std::string Shown(const toml::node& node) {
   }
   if (const auto* text = node.as_string()) {
     return Quoted(text->get());
+  }
+  if (const auto* number = node.as_floating_point()) {
+    return FormatDouble(number->get());
   }
   std::ostringstream stream;
   stream << std::boolalpha;

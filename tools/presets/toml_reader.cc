@@ -1,5 +1,7 @@
 #include "tools/presets/toml_reader.h"
 
+#include <cmath>
+
 #include "tools/core/decimal.h"
 
 namespace kelda::tools {
@@ -30,6 +32,8 @@ std::string TomlReader::RequiredText(const char* key) {
   const auto text = Text(key);
   if (node == nullptr) {
     problems_->Add(LineOf(table_), Name(key) + " is missing");
+  } else if (text == "") {
+    Refuse(key, "is empty");
   }
   return text.value_or("");
 }
@@ -62,6 +66,18 @@ std::optional<double> TomlReader::Number(const char* key, double min, double max
     return value;
   }
   Refuse(key, "is out of range (" + Shown(*node) + ", " + allowed + ")");
+  return std::nullopt;
+}
+
+std::optional<int> TomlReader::WholeNumber(const char* key, int min, int max) {
+  const std::optional<double> number = Number(key, min, max);
+  if (!number) {
+    return std::nullopt;
+  }
+  if (*number == std::floor(*number)) {
+    return static_cast<int>(*number);
+  }
+  Refuse(key, "is not a whole number (" + FormatDouble(*number) + ")");
   return std::nullopt;
 }
 

@@ -19,10 +19,11 @@ class TomlReader {
       : table_(table), path_(std::move(path)), problems_(problems) {}
 
   std::optional<std::string> Text(const char* key);
-  // Adds a problem and returns an empty text if the key is missing.
+  // Adds a problem and returns an empty text if the key is missing or its text empty.
   std::string RequiredText(const char* key);
   std::optional<bool> Flag(const char* key);
   std::optional<double> Number(const char* key, double min, double max);
+  std::optional<int> WholeNumber(const char* key, int min, int max);
   std::optional<TomlReader> Table(const char* key);
 
   void RefuseOtherKeys() const;

@@ -48,7 +48,11 @@ class ProjectReader {
  private:
   // The file that the key names; adds a problem if it cannot be opened.
   fs::path File(TomlReader* table, const char* key) const {
-    return Opened(table, key, table->Text(key).value_or(""));
+    const std::optional<std::string> name = table->Text(key);
+    if (name == "") {
+      table->Refuse(key, "is empty");
+    }
+    return Opened(table, key, name.value_or(""));
   }
 
   fs::path RequiredFile(TomlReader* table, const char* key) const {
@@ -84,8 +88,8 @@ class ProjectReader {
       ears.sofa = RequiredFile(&*table, "sofa");
       ears.room = File(&*table, "room");
       HrirOptions& options = ears.options;
-      options.taps = static_cast<int>(
-          table->Number("taps", kMinHrirTaps, kMaxFreeFieldTaps).value_or(kDefaultHrirTaps));
+      options.taps =
+          table->WholeNumber("taps", kMinHrirTaps, kMaxFreeFieldTaps).value_or(kDefaultHrirTaps);
       options.symmetric = table->Flag("symmetric").value_or(false);
       options.colour_removed = table->Number("less_colour", 0, 1).value_or(0);
       options.source = table->Text("source").value_or("");
