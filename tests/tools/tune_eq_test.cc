@@ -204,7 +204,7 @@ TEST_F(TuneEq, RefusesWithLineValueAndRange) {
       {"GraphicEQ: 20 0; 30", ":1: not a frequency and a gain: '30'"},
       {"GraphicEQ: 1,000 0; 2,000 1",
        ":1: the frequency is ambiguous ('1,000'; write it without the comma)"},
-      {"GraphicEQ: 20 0; 20 1", ":1: two gains at one frequency (20.000000 Hz)"},
+      {"GraphicEQ: 20 0; 20 0; 20 1", ":1: two gains at one frequency (20.000000 Hz)"},
       {"GraphicEQ: ;;", ":1: GraphicEQ has no points"},
       {"", "kelda: : it has no known Preamp, Filter or GraphicEQ line"},
       {"\xFF\xFEP", ": in UTF-16; save it as UTF-8"},
@@ -232,6 +232,8 @@ TEST_F(TuneEq, WarnsAndGoesOn) {
        "kelda: " + eq_ +
            ": warning: amplifies by up to 3.04 dB at 100 Hz, so that loud music may clip; a safe "
            "preamp is -5.1 dB\n"},
+      {"Preamp: 0 dB\nFilter: ON LP1 Fc 80 Hz",
+       eq_ + ":2: warning: unknown filter 'LP1 Fc 80 Hz'\n"},
       {"Filter: ON PK Fc 100 Hz Gain 0.19 dB Q 1", ""},
   };
   for (const auto& [text, warnings] : kCases) {

@@ -227,7 +227,10 @@ std::optional<EqualizerBand> ParseFilter(std::string_view text, bool decimal_com
   }
   const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                         [&](const FilterKind& k) { return k.name == name; });
-  if (kind == std::end(kKinds)) {
+  // "LP1" of Room EQ Wizard is another filter, of the first order.
+  const bool goes_on = from_kind.size() > name.size() && from_kind[name.size()] >= '0' &&
+                       from_kind[name.size()] <= '9';
+  if (kind == std::end(kKinds) || goes_on) {
     throw UnknownFilter("unknown filter " + Quoted(from_kind));
   }
   return MakeBand(*kind, ParseStatement(words, decimal_commas));

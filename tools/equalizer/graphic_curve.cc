@@ -55,10 +55,11 @@ GraphicCurve GraphicCurve::Parse(std::string_view text, bool decimal_commas) {
   }
   std::stable_sort(curve.points_.begin(), curve.points_.end(),
                    [](const Point& a, const Point& b) { return a.freq_hz < b.freq_hz; });
-  const auto twice =
-      std::adjacent_find(curve.points_.begin(), curve.points_.end(),
-                         [](const Point& a, const Point& b) { return a.freq_hz == b.freq_hz; });
-  if (twice != curve.points_.end() && twice->gain_db != std::next(twice)->gain_db) {
+  const auto twice = std::adjacent_find(curve.points_.begin(), curve.points_.end(),
+                                        [](const Point& a, const Point& b) {
+                                          return a.freq_hz == b.freq_hz && a.gain_db != b.gain_db;
+                                        });
+  if (twice != curve.points_.end()) {
     throw std::invalid_argument("two gains at one frequency (" + std::to_string(twice->freq_hz) +
                                 " Hz)");
   }
