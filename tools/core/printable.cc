@@ -17,6 +17,12 @@ std::size_t CharacterBytes(std::string_view text) {
                             : first >= 0xE0 && first < 0xF0 ? 3
                             : first >= 0xF0 && first < 0xF5 ? 4
                                                             : 0;
+  const unsigned char second = text.size() > 1 ? Byte(text[1]) : 0;
+  if ((first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90) ||  // overlong
+      (first == 0xED && second >= 0xA0) ||                                     // half a character
+      (first == 0xF4 && second >= 0x90)) {                                     // beyond U+10FFFF
+    return 0;
+  }
   const auto continues = [](char c) { return (Byte(c) & 0xC0) == 0x80; };
   if (bytes == 0 || bytes > text.size() ||
       !std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(bytes),

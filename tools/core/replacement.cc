@@ -9,12 +9,13 @@
 
 #include "tools/core/failure.h"
 #include "tools/core/interruption.h"
+#include "tools/core/printable.h"
 
 namespace kelda::tools {
 namespace {
 
 bool SaysYes(const std::string& question) {
-  std::fputs(question.c_str(), stderr);
+  std::fputs(Printable(question).c_str(), stderr);
   std::fflush(stderr);
   std::string answer;
   std::getline(std::cin, answer);

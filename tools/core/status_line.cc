@@ -87,7 +87,14 @@ std::size_t StatusLine::columns() const {
 StatusLine::~StatusLine() { Show(""); }
 
 void StatusLine::Show(const std::string& text) {
-  const std::string shown = Printable(text).substr(0, columns());
+  std::string shown = Printable(text);
+  const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+  std::size_t end = 0;
+  for (std::size_t fit = columns(); end < shown.size() && (fit > 0 || continues(shown[end]));
+       ++end) {
+    fit -= continues(shown[end]) ? 0 : 1;
+  }
+  shown.resize(end);
   const std::lock_guard lock(TheLock());
   if (!visible_ || shown == CurrentText()) {
     return;
