@@ -246,6 +246,12 @@ TEST(LiveEngineTest, TrimsAndTuningsAreHeardWithTheirCrossfadeAndReplayed) {
   SetProperty("vendor.kelda.effect=1");
   std::vector<float> in, heard;
   {
+    // What is not a directory stays where the tunings would go, and the log before as it was.
+    folder.Write("log", "before");
+    folder.Write("log.tunings", "");
+    EXPECT_THROW(TurnLog(log_file, KELDA_DEFAULT_TUNING), Failure);
+    EXPECT_EQ("before", folder.Read("log"));
+    std::filesystem::remove(log_file + ".tunings");
     TurnLog log(log_file, KELDA_DEFAULT_TUNING);
     Tunings tunings(log.kept());
     const EffectLibrary library(EFFECT_LIBRARY);

@@ -125,6 +125,9 @@ std::filesystem::path CopyOf(const std::filesystem::path& log, std::size_t numbe
 void ForgetCopies(const std::filesystem::path& log) {
   std::error_code error;
   for (std::size_t number = 0; std::filesystem::remove_all(CopyOf(log, number), error) > 0;) {
+    if (error) {
+      throw Failure(ExitCode::kOutput, TurnLog::KeptBeside(log).string() + ": " + error.message());
+    }
     ++number;
   }
 }
@@ -143,12 +146,15 @@ TurnLog::TurnLog(const std::filesystem::path& path, const std::filesystem::path&
     : path_(path) {
   constexpr mode_t kMode = 0666;
   const Files files = ReadFiles(tuning);
-  descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
+  descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kMode);
   if (descriptor_ < 0) {
     throw Failure(ExitCode::kOutput, path.string() + ": " + std::strerror(errno));
   }
   try {
     ForgetCopies(path);
+    if (ftruncate(descriptor_, 0) != 0 && errno != EINVAL) {  // a pipe has nothing to cut off
+      throw Failure(ExitCode::kOutput, path.string() + ": " + std::strerror(errno));
+    }
     KeepFiles(files);
     Write({{"log", kLog},
            {"version", kVersion},
