@@ -9,8 +9,6 @@
 namespace kelda::tools {
 namespace {
 
-constexpr std::size_t kSecond = 48000;
-
 void Add(const Channels& from, float gain, Channels* to) {
   for (std::size_t c = 0; c < to->size(); ++c) {
     for (std::size_t n = 0; n < from[c].size(); ++n) {
@@ -52,7 +50,8 @@ double LogKurtosis(std::span<const float> signal) {
   static const std::vector<double> window = HannWindow(kSize);
   std::vector<double> second(analysis.bins()), fourth(analysis.bins());
   double count = 0;
-  for (std::size_t start = kSecond; start + kSize <= signal.size(); start += kSize / 2, ++count) {
+  for (std::size_t start = kSoundRate; start + kSize <= signal.size();
+       start += kSize / 2, ++count) {
     std::vector<double> block(kSize);
     for (std::size_t n = 0; n < kSize; ++n) {
       block[n] = window[n] * double{signal[start + n]};

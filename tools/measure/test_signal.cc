@@ -85,11 +85,11 @@ float TestSignal::peak() const {
 }
 
 std::vector<float> HalfCentredNoise(double rms) {
-  std::vector<float> noise = TestSignal(Image::kCentre, Waveform::kNoise, rms).frames();
-  // The same noise half a period later, so that its phases differ from those of the centre.
-  const std::vector<float> diffuse = TestSignal(Image::kDiffuse, Waveform::kNoise, rms).frames();
+  std::vector<float> noise = TestSignal(Image::kDiffuse, Waveform::kNoise, rms).frames();
+  const SpectrumAnalysis analysis(TestSignal::kPeriod);
+  const std::vector<double> centre = analysis.Inverse(Pink(RandomPhases(3), rms));
   for (std::size_t i = 0; i < noise.size(); ++i) {
-    noise[i] += diffuse[(i + noise.size() / 2) % noise.size()];
+    noise[i] += static_cast<float>(centre[i / 2]);
   }
   return noise;
 }

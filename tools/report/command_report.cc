@@ -29,7 +29,8 @@ struct ReportArguments {
 
 void Run(const ReportArguments& arguments) {
   const auto whole = [](const std::filesystem::path& path) {
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+    std::error_code error;  // then it cannot be opened, and that is said
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
   };
   if (!arguments.json.empty() && whole(arguments.json) == whole(arguments.output)) {
     throw Failure(ExitCode::kUsage, "-o and --json name one file: " + arguments.output.string());

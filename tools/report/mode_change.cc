@@ -11,6 +11,7 @@
 #include "tools/framework/effect_session.h"
 #include "tools/measure/frequency_response.h"
 #include "tools/measure/step_detector.h"
+#include "tools/measure/stereo_system.h"
 #include "tools/measure/test_signal.h"
 
 namespace kelda::tools {
@@ -37,11 +38,7 @@ std::vector<float> Play(const std::vector<float>& noise, std::size_t first, std:
 }
 
 double LevelDb(std::span<const float> samples) {
-  double sum = 0;
-  for (const float sample : samples) {
-    sum += static_cast<double>(sample) * static_cast<double>(sample);
-  }
-  return PowerToDb(sum / static_cast<double>(samples.size()));
+  return PowerToDb(Energy(samples) / static_cast<double>(samples.size()));
 }
 
 double LongestSilenceMs(std::span<const float> stereo) {

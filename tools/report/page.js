@@ -304,10 +304,11 @@ function chains() {
     table("Latency, level and headroom",
       ["Chain", "Latency as heard", "Without the rings", "Stages declare", "Level, centre", "Level, left", "Level, diffuse", "True peak", "Headroom"],
       measured.map((chain) => {
-        const peak = Math.max(...kImages.map(([key]) => chain.images[key].true_peak_db));
+        const peaks = kImages.map(([key]) => chain.images[key].true_peak_db).filter((db) => db !== null);
+        const peak = peaks.length > 0 ? Math.max(...peaks) : null;
         const latencies = [chain.heard_latency_frames, chain.images.centre.arrival_frames, chain.latency_frames];
         return [chain.title, ...latencies.map((frames) => `${(frames / 48).toFixed(2)} ms`),
-          ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(-peak)];
+          ...kImages.map(([key]) => decibel(chain.images[key].level_db)), decibel(peak), decibel(peak === null ? null : -peak)];
       })),
     soft(`Latency as heard: the delay of sound from the centre if the host plays blocks of ${data.method.host_ms} ms; most of it is the wait in the effect's ring buffers. ` +
       "A host that plays blocks of exactly 1024 frames bypasses them. The latency that the stages declare is the length of the silence when the mode changes. " +

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "settings/tuning_directory.h"
+#include "tools/core/format.h"
 #include "tools/core/text_file.h"
 #include "tools/ears/tuned_hrirs.h"
 #include "tools/equalizer/equalizer_design.h"
@@ -166,26 +167,22 @@ class Builder {
     parameters.gain_db = static_cast<float>(gain_db);
     const auto bytes = std::as_writable_bytes(std::span(&parameters, 1));
     if (upmix_lib::CheckFields(bytes, upmix_lib::kLevelFields) != upmix_lib::kOk) {
-      char reason[160];
-      std::snprintf(
-          reason, sizeof(reason),
-          "level.as_input: the chain of %s would need %+.1f dB to be as loud as the input; "
-          "a level control gives -24 to 24 dB",
-          mode.c_str(), gain_db);
-      throw Failure(ExitCode::kInput, reason);
+      throw Failure(
+          ExitCode::kInput,
+          Format("level.as_input: the chain of %s would need %+.1f dB to be as loud as the input; "
+                 "a level control gives -24 to 24 dB",
+                 mode.c_str(), gain_db));
     }
     upmix_lib::Seal(bytes, upmix_lib::kLevelKind);
     Add(file.name, {bytes.begin(), bytes.end()}, Origin(preset) + ", as loud as the input");
-    char line[200];
-    std::snprintf(line, sizeof(line),
-                  "gain %+.2f dB, ceiling %.1f dBTP, release %.0f ms\n"
-                  "loudness then, from the centre, the left, all around: wired %+.1f, %+.1f, "
-                  "%+.1f LU; bluetooth %+.1f, %+.1f, %+.1f LU\n",
-                  gain_db, static_cast<double>(parameters.ceiling_dbtp),
-                  static_cast<double>(parameters.limiter_release_ms), wired.centre_lu + gain_db,
-                  wired.left_lu + gain_db, wired.wide_lu + gain_db, bluetooth.centre_lu + gain_db,
-                  bluetooth.left_lu + gain_db, bluetooth.wide_lu + gain_db);
-    build_.report += line;
+    build_.report += Format(
+        "gain %+.2f dB, ceiling %.1f dBTP, release %.0f ms\n"
+        "loudness then, from the centre, the left, all around: wired %+.1f, %+.1f, "
+        "%+.1f LU; bluetooth %+.1f, %+.1f, %+.1f LU\n",
+        gain_db, static_cast<double>(parameters.ceiling_dbtp),
+        static_cast<double>(parameters.limiter_release_ms), wired.centre_lu + gain_db,
+        wired.left_lu + gain_db, wired.wide_lu + gain_db, bluetooth.centre_lu + gain_db,
+        bluetooth.left_lu + gain_db, bluetooth.wide_lu + gain_db);
   }
 
   template <typename T>
