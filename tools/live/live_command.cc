@@ -55,7 +55,7 @@ void LiveArguments::AddTo(CLI::App* command) {
   option("--b", b, "KEY=VALUE",
          "What B has other than A, as mode=cinema or tuning=DIR; may be repeated (mode=off)")
       ->allow_extra_args(false);
-  option("--output", output, "NODE", "The output's node name (wpctl, pw-cli); else the default");
+  option("--output", output, "NODE", "The output's node name (pw-cli ls Node); else the default");
   option("--log", log, "FILE", "Write every setting and change, for kelda render --host --replay");
   option("--keep", keep, "DIR", "Record DIR/in.wav and DIR/out.wav: before and after the effect");
   command->add_flag("-y,--yes", replace, kReplaceHelp);
